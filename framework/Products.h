@@ -1,0 +1,73 @@
+#pragma once
+
+#include <span>
+#include <string_view>
+
+/// FPGA link that a product's unit has.
+enum class Link { None, Uart, LowscanSpi, CorSpi, LumetSpi };
+
+/// File that names the product.
+enum class IdentityFile { None, Varrow, Pelion };
+
+/// What the sonar controller does with a product at start-up.
+enum class Setup {
+    Refused, ///< reported as an unknown product; nothing is set
+    Skd,     ///< product identity, then the first Lowscan device
+    Nr,      ///< the first Lowscan device, then product identity
+    Full     ///< platform type, channel devices, product identity
+};
+
+/// Switch that powers the sonar.
+enum class SonarPower {
+    NotKnown,  ///< not a platform with a sonar switch: a notice, nothing else
+    NotNeeded, ///< always on
+    Varrow,
+    Pelion
+};
+
+/// Raw readings [low, high) of the board identification channel that mean this product; both 0: not asked.
+struct BoardRange_T {
+    int low = 0;
+    int high = 0;
+};
+
+/// Firmware image of a product.
+struct FirmwareImage_T {
+    const char* directory;     ///< where the unit keeps it
+    const char* pattern = "";  ///< shell pattern of the file name, empty when the product has none
+    bool resetsFirst = false;  ///< "1" is written to the device node before the image
+};
+
+/// One product. Texts are zero-terminated and live as long as the program.
+struct Product_T {
+    unsigned int code;
+    const char* name;
+    IdentityFile identityFile = IdentityFile::None;
+    std::span<const std::string_view> identities = {}; ///< whole contents of the identity file, any of them
+    BoardRange_T board = {};
+    const char* partNumber = "";
+    Setup setup = Setup::Refused;
+    SonarPower power = SonarPower::NotKnown;
+    Link link = Link::None;
+    FirmwareImage_T firmware;
+    unsigned char adcFrequency = 0;     ///< ADC frequency register; 0: not an xK module
+    const char* sonarBoardId = "";      ///< SONAR_BOARD_ID, empty: not set
+    const char* fpgaSize = "";          ///< QL3B_FPGA_SIZE, empty: not set
+    bool twoFpgas = false;              ///< a second FPGA device is announced as channel 1
+    bool stopsSounder = false;          ///< the unit's own sounder application is stopped first
+};
+
+/// All products, codes 0 (none) to 30 without the unused 27, in ascending order.
+std::span<const Product_T> Products();
+
+/// The product of a code; code 0's row for a code that does not exist.
+const Product_T& ProductOf(unsigned int code);
+
+/// A part number that the sounder code knows by a model's name: PRODUCT_ID_<model>=<part number>.
+struct ModelPartNumber_T {
+    const char* model;
+    const char* partNumber;
+};
+
+/// The models, in the order in which they enter the environment.
+std::span<const ModelPartNumber_T> ModelPartNumbers();

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Utilities/EventCodes.h"
+#include "Utilities/FPGATypes.h"
+#include "framework/TestControllerBase.h"
+
+#include <QString>
+
+#include <string>
+
+class CFPGAIF;
+
+/// The sonar tests. One object serves one run: its construction identifies the unit and writes the environment
+/// that the FPGA layer reads. The tests append what they observe to the output text and return a TestResult_T.
+class CSonarTestController : public TestControllerBase
+{
+public:
+    /// Writes the product environment; on QL1A and QL2A stops the sounder application. What goes wrong is
+    /// printed, and construction completes.
+    CSonarTestController();
+
+    void ShowValidArguments(std::string* text) override;
+
+    /// Switches the sonar on. Returns 2, also when there is nothing to switch, or 1.
+    int EnableSonar(std::string* output);
+
+    /// Show one sensor file each; return 2, or 1 when it cannot be read or is empty.
+    int BatteryVoltage(std::string& output);
+    int LCDTemperature(std::string& output);
+    int SensePin(std::string& output);
+
+    /// Reads the FPGA's firmware version and judges it. Returns 0 when firmware is loaded, else 1.
+    /// @param facade   null: one is made for the read
+    /// @param channel  transducer element of that one; matters on the QL6M only
+    int ReadSonarVersionEnsureValid(std::string& out, CFPGAIF* facade, unsigned char channel);
+    /// Loads the product's firmware image with a shell command. Returns 0, or 1 when there is no firmware
+    /// directory, no shell, or (with checkVersion) no plausible version afterwards.
+    int LoadFPGABinary(std::string& out, bool checkVersion);
+
+    /// Pings an xK module as the table file says and prints every incrementBy-th sample. Returns 0 or 1; a
+    /// short read of samples is reported and returns 0.
+    int xKPing(std::string* out, const QString& fileName, unsigned char channel, int incrementBy);
+
+private:
+    /// For any code but 0: prints the failure and makes the result TEST_FAILED.
+    void HandleReturn(int code, TestResult_T& result);
+    /// Zero-terminated bytes of the text; the caller releases them with delete[].
+    static char* StringFromQString(const QString& text);
+
+    void SetProductEnvironment(const Product_T& product);
+    void StopSounder();
+
+    QString m_InterfaceNotice;
+};
