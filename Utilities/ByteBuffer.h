@@ -24,7 +24,7 @@ public:
 
     /// Sets the number of meaningful bytes; more than the capacity is an assertion. Const, so that a sender
     /// given a const buffer can say how many bytes went out.
-    void size(std::size_t NewSize) const;
+    void size(size_t NewSize) const;
 
 private:
     std::uint8_t* m_pStorage;

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Utilities/IOSSFactory.h"
+
+#include <string>
+
+/// The operating system's door on Linux. File chores are shell commands, given to the shell as the names
+/// come: nothing is quoted, so blanks split a name and wildcards match.
+class COSSLinuxFactory : public IOSSFactory
+{
+public:
+    void SetTaskName(const std::string& Name) override;
+    std::string GetTaskName() override;
+    void SetDBErrorStatusMessageInterface(IDatabaseErrorStatusMessage* pSink) override;
+    IOSSFile* CreatePipe(const char* Name, int flags) override;
+    IOSSFile* CreateFile(const char* Name, int flags, int mode) override;
+    IOSSNetwork* CreateSocket(int domain, int type, int protocol, NetworkInterface_T Interface) override;
+    IOSSNotify* CreateNotify() override;
+    const char* GetEnv(const char* Name) override;
+    TSQEventCode_T SetEnv(const char* Name, const char* Value, bool overwrite) override;
+    TSQEventCode_T Makedir(const char* Name, mode_t mode) override;
+    TSQEventCode_T RemoveDirs(const char* Name, bool recursive) override;
+    TSQEventCode_T CopyDirs(const char* From, const char* To) override;
+    TSQEventCode_T CreateFullPath(const char* FullPath) override;
+    TSQEventCode_T CopyFile(const char* From, const char* To, BackGroundCopy_T BackGround) override;
+    TSQEventCode_T MoveFile(const char* From, const char* To) override;
+    bool CheckForFile(const char* FullPath, const char* FileName) override;
+    bool CheckForDir(const char* FullPath) override;
+    TSQEventCode_T CreateSoftLink(const char* Target, const char* Link) override;
+    TSQEventCode_T RemoveFiles(const char* Path, const char* Name) override;
+    TSQEventCode_T Sync() override;
+    TSQEventCode_T SendEvent(int level, int code, const char* origin, const char* text) override;
+    TSQEventCode_T CreateThread(pthread_t* pThread, const pthread_attr_t* pAttributes,
+                                void* (*pRoutine)(void*), void* pArgument) override;
+    TSQEventCode_T JoinThread(pthread_t Thread, void** ppResult) override;
+    TSQEventCode_T DetachThread(pthread_t Thread) override;
+    TSQEventCode_T InitThreadAttributes(pthread_attr_t* pAttributes) override;
+    TSQEventCode_T SendAckToErrorHandler(const char* text) override;
+    std::uint32_t GetFileSize(const char* file) override;
+
+private:
+    std::string m_TaskName = "NoName";
+    IDatabaseErrorStatusMessage* m_pErrorStatusSink = nullptr; // not owned
+};

@@ -1,0 +1,59 @@
+#include "Utilities/OSSLinuxFactory.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+struct OssFactory : testing::Test {
+    std::string At(const char* Name) const { return directory.Path(Name); }
+    const TemporaryDirectory directory;
+    COSSLinuxFactory factory;
+};
+
+TEST_F(OssFactory, ChoresDoTheirWorkOnATree)
+{
+    const std::string one = At("one"), two = At("two"), deep = At("deep") + std::string(600, '/') + "end";
+    factory.CreateFullPath((one + " " + two + " " + deep).c_str()); // nothing is quoted or cut
+    directory.Write("one/a", "text");
+    factory.CopyFile(At("one/a").c_str(), At("one/b.tmp").c_str(), FOREGROUND_COPY);
+    factory.MoveFile(At("one/a").c_str(), At("deep/end/c").c_str());
+    factory.CopyDirs(one.c_str(), two.c_str());
+    factory.CreateSoftLink(At("deep/end/c").c_str(), At("two/link").c_str());
+    EXPECT_EQ(directory.Read("one/a") + directory.Read("two/b.tmp") + directory.Read("two/link"), "texttext");
+    factory.RemoveFiles(two.c_str(), "*.tmp");
+    EXPECT_EQ(factory.RemoveDirs(two.c_str(), false), 0) << "a command that fails is no failure";
+    EXPECT_TRUE(factory.CheckForDir(two.c_str()) && !factory.CheckForFile(two.c_str(), "b.tmp"));
+    factory.RemoveDirs(two.c_str(), true);
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(factory.CheckForDir(two.c_str()));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "COSSLinuxFactory::CheckForDir: " + two + "::No such file or directory ");
+}
+
+TEST_F(OssFactory, ABackgroundCopyDoesNotHoldTheCaller)
+{
+    ASSERT_EQ(mkfifo(At("from").c_str(), 0600), 0);
+    EXPECT_EQ(factory.CopyFile(At("from").c_str(), At("to").c_str(), BACKGROUND_COPY), 0);
+    directory.Write("from", "late"); // only now can the copy go on
+    for (int wait = 0; wait < 500 && directory.Read("to") != "late"; ++wait)
+        usleep(10'000);
+    EXPECT_EQ(directory.Read("to"), "late");
+}
+
+TEST_F(OssFactory, OnlyARegularFileOfTheWholeNameIsFound)
+{
+    std::filesystem::resize_file(directory.Write("abc", ""), 0x100000005U);
+    EXPECT_EQ(factory.GetFileSize(At("abc").c_str()), 5U) << "sizes keep 32 bits";
+    EXPECT_EQ(factory.GetFileSize(At("none").c_str()), 0U);
+    factory.Makedir(At("sub").c_str(), 0700);
+    for (const char* name : {"abc", "ab", "abcd", "sub"})
+        EXPECT_EQ(factory.CheckForFile(At("").c_str(), name), name == std::string("abc")) << name;
+    EXPECT_DEATH(
+        factory.CheckForFile("/", "/etc"),
+        "`\\(FileName\\[0\\] != '/'\\) && \"FileName should not include a leading slash, that could be "
+        "the end of the FullPath\"'");
+}
+} // namespace
