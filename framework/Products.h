@@ -33,9 +33,9 @@ struct BoardRange_T {
 
 /// Firmware image of a product.
 struct FirmwareImage_T {
-    const char* directory;     ///< where the unit keeps it
-    const char* pattern = "";  ///< shell pattern of the file name, empty when the product has none
-    bool resetsFirst = false;  ///< "1" is written to the device node before the image
+    const char* directory;    ///< where the unit keeps it
+    const char* pattern = ""; ///< shell pattern of the file name, empty when the product has none
+    bool resetsFirst = false; ///< "1" is written to the device node before the image
 };
 
 /// One product. Texts are zero-terminated and live as long as the program.
@@ -50,11 +50,11 @@ struct Product_T {
     SonarPower power = SonarPower::NotKnown;
     Link link = Link::None;
     FirmwareImage_T firmware;
-    unsigned char adcFrequency = 0;     ///< ADC frequency register; 0: not an xK module
-    const char* sonarBoardId = "";      ///< SONAR_BOARD_ID, empty: not set
-    const char* fpgaSize = "";          ///< QL3B_FPGA_SIZE, empty: not set
-    bool twoFpgas = false;              ///< a second FPGA device is announced as channel 1
-    bool stopsSounder = false;          ///< the unit's own sounder application is stopped first
+    unsigned char adcFrequency = 0; ///< ADC frequency register; 0: not an xK module
+    const char* sonarBoardId = "";  ///< SONAR_BOARD_ID, empty: not set
+    const char* fpgaSize = "";      ///< QL3B_FPGA_SIZE, empty: not set
+    bool twoFpgas = false;          ///< a second FPGA device is announced as channel 1
+    bool stopsSounder = false;      ///< the unit's own sounder application is stopped first
 };
 
 /// All products, codes 0 (none) to 30 without the unused 27, in ascending order.

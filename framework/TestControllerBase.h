@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <optional>
 #include <string>
 
 class QProcess;
@@ -37,6 +38,11 @@ public:
     /// Converts as strtol (base 10) does and wraps to 32 bits; text that is no number gives 0.
     static unsigned int CharToUnsignedInt(const char* text);
 
+    /// Whether something exists at the path.
+    static bool FileExists(const QString& path);
+    /// Reads a whole file and reports nothing; no value when it cannot be opened. A read that fails gives the
+    /// bytes that came before.
+    static std::optional<QByteArray> ReadWholeFile(const QString& path);
     /// Reads a whole file. Returns 2, or 1 when it cannot be opened (reported in *output and printed).
     int GetFileContents(const QString& path, QByteArray& contents, std::string* output);
     /// The file's text up to the first zero byte; empty when it cannot be opened (printed).
@@ -49,11 +55,11 @@ public:
     /// Appends the file's contents and a line end to *output. Returns 2, or 1 when it cannot be opened or is
     /// empty.
     int ShowFileContents(const QString& path, std::string* output);
-    /// Runs a command line and waits for it, at most timeoutSeconds (0: without limit). Returns 2 when it ended
-    /// in time, 1 otherwise. With keepRunning it returns 2 once started and the caller owns *process. A quiet
-    /// of 0 prints the command and its output.
-    int RunProcess(const QString& command, std::string* output, unsigned int timeoutSeconds, QProcess** process,
-                   bool keepRunning, int quiet);
+    /// Runs a command line and waits for it, at most timeoutSeconds (0: without limit). Returns 2 when it
+    /// ended in time, 1 otherwise. With keepRunning it returns 2 once started and the caller owns *process. A
+    /// quiet of 0 prints the command and its output.
+    int RunProcess(const QString& command, std::string* output, unsigned int timeoutSeconds,
+                   QProcess** process, bool keepRunning, int quiet);
 
     /// Code of the product this unit is, read anew on every call; 0 when it is not recognised (printed).
     unsigned int GetProductId();

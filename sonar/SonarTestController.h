@@ -10,8 +10,9 @@
 
 class CFPGAIF;
 
-/// The sonar tests. One object serves one run: its construction identifies the unit and writes the environment
-/// that the FPGA layer reads. The tests append what they observe to the output text and return a TestResult_T.
+/// The sonar tests. One object serves one run: its construction identifies the unit and writes the
+/// environment that the FPGA layer reads. The tests append what they observe to the output text and return a
+/// TestResult_T.
 class CSonarTestController : public TestControllerBase
 {
 public:
@@ -47,7 +48,15 @@ private:
     /// Zero-terminated bytes of the text; the caller releases them with delete[].
     static char* StringFromQString(const QString& text);
 
-    void SetProductEnvironment(const Product_T& product);
+    /// Appends the reason of a failure to the output text and returns TEST_FAILED.
+    int Fail(const std::string& reason, std::string* out);
+    /// Which of a unit's FPGAs a channel means: only a unit with two of them has a choice.
+    static XdcrElementIndex_T ElementOf(const Product_T& product, unsigned char channel);
+
+    /// Puts NAME=value into the environment, which keeps the text for the rest of the process.
+    static void PutVariable(const std::string& name, const char* value);
+    /// Sets up the unit as its set-up row says, under the identity that was read first.
+    void SetProductEnvironment(const Product_T& identity);
     void StopSounder();
 
     QString m_InterfaceNotice;

@@ -1,0 +1,103 @@
+#include "app/CommandTable.h"
+
+#include "sonar/SonarTestController.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <iterator>
+#include <string_view>
+
+namespace
+{
+
+using Arguments_T = const char* const*; ///< argv, the program's name and the command word included
+
+struct Command_T {
+    std::string_view word;
+    int argumentCount = 0;                 ///< argc that the command takes; 0: any
+    TestResult_T wrongCount = TEST_FAILED; ///< result when argc is another
+    /// Judges the arguments and reports what is wrong with them; null: all are accepted.
+    bool (*accepts)(CSonarTestController&, Arguments_T, std::string& output) = nullptr;
+    /// The test, returns its TestResult_T; null: not in this program, so not recognised.
+    int (*run)(CSonarTestController&, Arguments_T, std::string& output) = nullptr;
+};
+
+unsigned int Number(const char* text) { return TestControllerBase::CharToUnsignedInt(text); }
+
+bool IsFrequencyWord(CSonarTestController& controller, Arguments_T arguments, std::string& output)
+{
+    constexpr std::string_view words[] = {"200", "350", "350long", "200long", "50long"};
+    if (std::ranges::find(words, arguments[2]) != std::end(words)) {
+        return true;
+    }
+    // Stations look for this text; that it leaves out 50long is known.
+    return !controller.Message(std::string("ERROR: Start freq must be 200, 350, 350long or 200long."),
+                               &output, false, true);
+}
+
+bool IsGainWord(CSonarTestController& controller, Arguments_T arguments, std::string&)
+{
+    const QString gain = QString::fromLatin1(arguments[7]);
+    const bool isGain = std::ranges::any_of(
+        std::initializer_list<const char*>{"high", "medium", "low"},
+        [&gain](const char* word) { return gain.compare(QLatin1String(word), Qt::CaseInsensitive) == 0; });
+    controller.Message(isGain ? std::string("3\n")
+                              : std::string(arguments[7]) + " is not a valid Analogue Gain level.\n",
+                       nullptr, true, false);
+    return isGain;
+}
+
+/// A test that takes no arguments but the output text.
+template <int (CSonarTestController::*Test)(std::string&)>
+int Show(CSonarTestController& controller, Arguments_T, std::string& output)
+{
+    return (controller.*Test)(output);
+}
+
+int LoadFpgaBinary(CSonarTestController& controller, Arguments_T, std::string& output)
+{
+    return controller.LoadFPGABinary(output, true);
+}
+
+int XkPing(CSonarTestController& controller, Arguments_T arguments, std::string& output)
+{
+    return controller.xKPing(&output, QString::fromLatin1(arguments[2]),
+                             static_cast<unsigned char>(Number(arguments[3])), // the channel is a byte
+                             static_cast<int>(Number(arguments[4])));
+}
+
+constexpr Command_T c_Commands[] = {
+    {.word = "lowscanping", .argumentCount = 3, .accepts = IsFrequencyWord},
+    {.word = "lumetping", .argumentCount = 3, .accepts = IsFrequencyWord},
+    {.word = "xkping", .argumentCount = 5, .run = XkPing},
+    {.word = "ping", .argumentCount = 8, .accepts = IsGainWord},
+    {.word = "batteryvoltage", .run = Show<&CSonarTestController::BatteryVoltage>},
+    {.word = "lcdtemperature", .run = Show<&CSonarTestController::LCDTemperature>},
+    {.word = "watertemperature"},
+    {.word = "loadfpgabinary", .run = LoadFpgaBinary},
+    // A wrong count shows the usage, unlike everywhere else: operators type "speed" alone to look it up.
+    {.word = "speed", .argumentCount = 3, .wrongCount = NOT_RECOGNIZED},
+    {.word = "sensepin", .run = Show<&CSonarTestController::SensePin>},
+};
+
+} // namespace
+
+TestResult_T RunCommand(CSonarTestController& controller, int argc, char* argv[], std::string& output)
+{
+    const char* const word = argc > 1 ? argv[1] : "";
+    const auto* const command = std::ranges::find(c_Commands, word, &Command_T::word);
+    if (command == std::end(c_Commands)) {
+        return NOT_RECOGNIZED;
+    }
+    if (command->argumentCount != 0 && command->argumentCount != argc) {
+        output += OutputStringTable()[OUT_INCORRECT_PARAMETER_COUNT];
+        return command->wrongCount;
+    }
+    if (command->accepts != nullptr && !command->accepts(controller, argv, output)) {
+        return TEST_FAILED;
+    }
+    if (command->run == nullptr) {
+        return NOT_RECOGNIZED;
+    }
+    return static_cast<TestResult_T>(command->run(controller, argv, output));
+}

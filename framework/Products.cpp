@@ -1,0 +1,241 @@
+#include "framework/Products.h"
+
+#include "framework/UnitPaths.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <iterator>
+
+namespace
+{
+
+using UnitPaths::c_DisplayFirmware;
+using UnitPaths::c_ModuleFirmware;
+
+constexpr ModelPartNumber_T c_ModelPartNumbers[] = {
+    {"Varrow", "N41001"},
+    {"VarrowX", "N41002"},
+    {"QL1A", "N41003"},
+    {"QL2A", "N41004"},
+    {"QL4K", "N41005"},
+    {"QL5K", "N41006"},
+    {"QL6M", "N41007"},
+    {"SKD", "N41008"},
+    {"LUMETV1", "N41009"},
+    {"LUMETV2", "N41010"},
+    {"LUMETV3", "N41011"},
+    {"LUMETV4", "N41012"},
+    {"LUMETV5", "N41013"},
+    {"LUMETV6", "N41014"},
+    {"TESSFINV1", "N41015"},
+    {"Nr1", "N41016"},
+    {"Nr2", "N41017"},
+    {"Nr3", "N41018"},
+    // Models that the sounder code asks for and that have no part number yet: a placeholder, on purpose.
+    {"Pk1", "Nx"},
+    {"Pk2", "Nx"},
+    {"Pk3", "Nx"},
+    {"Pk4", "Nx"},
+};
+
+// A model that is not in the table above does not compile.
+consteval const char* PartNumber(std::string_view model)
+{
+    return std::ranges::find(c_ModelPartNumbers, model, &ModelPartNumber_T::model)->partNumber;
+}
+
+template <std::size_t Size>
+struct Content_T {
+    char bytes[Size];
+    consteval Content_T(const char (&text)[Size]) { std::copy_n(text, Size, bytes); }
+};
+
+/// Contents of an identity file, with the line end that belongs to them.
+template <Content_T... Contents>
+constexpr std::array<std::string_view, sizeof...(Contents)> c_Reads = {Contents.bytes...};
+
+constexpr FirmwareImage_T c_NoImage = {.directory = c_DisplayFirmware};
+constexpr FirmwareImage_T c_LumetImage = {
+    .directory = c_DisplayFirmware, .pattern = "Lumet_FPGA*", .resetsFirst = true};
+constexpr FirmwareImage_T c_NrImage = {.directory = c_DisplayFirmware, .pattern = "Pleq2_FPGA*.rbf"};
+constexpr FirmwareImage_T c_Ql4k5kImage = {.directory = c_ModuleFirmware, .pattern = "QL4K_5K_A2_*"};
+
+// A display without a sonar of its own.
+constexpr Product_T Display(unsigned int code, const char* name, std::span<const std::string_view> identities)
+{
+    return {.code = code,
+            .name = name,
+            .identityFile = IdentityFile::Pelion,
+            .identities = identities,
+            .firmware = c_NoImage};
+}
+
+// A display that works with the separate SKD sounder: that one's part number, no switch to throw. The FPGA
+// layer knows no model by this number, so there is no link.
+constexpr Product_T SkdDisplay(unsigned int code, const char* name,
+                               std::span<const std::string_view> identities)
+{
+    Product_T product = Display(code, name, identities);
+    product.partNumber = PartNumber("SKD");
+    product.setup = Setup::Skd;
+    product.power = SonarPower::NotNeeded;
+    return product;
+}
+
+constexpr Product_T NrDisplay(unsigned int code, const char* name,
+                              std::span<const std::string_view> identities, const char* partNumber)
+{
+    return {.code = code,
+            .name = name,
+            .identityFile = IdentityFile::Pelion,
+            .identities = identities,
+            .partNumber = partNumber,
+            .setup = Setup::Nr,
+            .power = SonarPower::Pelion,
+            .link = Link::LumetSpi,
+            .firmware = c_NrImage};
+}
+
+// A fish-finder with a built-in sonar.
+constexpr Product_T FishFinder(unsigned int code, const char* name,
+                               std::span<const std::string_view> identities, const char* partNumber,
+                               Link link, const FirmwareImage_T& firmware)
+{
+    return {.code = code,
+            .name = name,
+            .identityFile = IdentityFile::Varrow,
+            .identities = identities,
+            .partNumber = partNumber,
+            .setup = Setup::Full,
+            .power = SonarPower::Varrow,
+            .link = link,
+            .firmware = firmware};
+}
+
+constexpr Product_T c_Products[] = {
+    {.code = 0, .name = "none", .firmware = c_NoImage},
+    Display(1, "HY05", c_Reads<"HY05\n">),
+    Display(2, "HX10", c_Reads<"HX10\n">),
+    Display(3, "HX05", c_Reads<"HX05\n">),
+    Display(4, "HY10", c_Reads<"HY10\n">),
+    Display(5, "HY20", c_Reads<"HY20\n">),
+    Display(6, "HY03", c_Reads<"HY03\n">),
+    SkdDisplay(7, "HZ02", c_Reads<"HZ02\n">),
+    SkdDisplay(8, "HZ03", c_Reads<"HZ03\n">),
+    SkdDisplay(9, "HZ05", c_Reads<"HZ05\n">),
+    SkdDisplay(10, "HZ10", c_Reads<"HZ10\n">),
+    FishFinder(11, "Varrow", c_Reads<"Varrow\n">, PartNumber("Varrow"), Link::Uart, c_NoImage),
+    FishFinder(12, "VarrowX", c_Reads<"VarrowX\n">, PartNumber("VarrowX"), Link::Uart, c_NoImage),
+    Display(13, "Tq", c_Reads<"Tq1\n", "Tq2\n", "Tq3\n", "Tq4\n", "TqXX\n">),
+    {.code = 14,
+     .name = "Keyboard",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"Halvard Keyboard\n">,
+     .firmware = c_NoImage},
+    {.code = 15,
+     .name = "QL1A",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"QL1A\n">,
+     .partNumber = PartNumber("QL1A"),
+     .setup = Setup::Full,
+     .power = SonarPower::Varrow,
+     .link = Link::Uart,
+     .firmware = {.directory = c_ModuleFirmware, .pattern = "QL1A*.bin"},
+     .stopsSounder = true},
+    {.code = 16,
+     .name = "QL2A",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"QL2A\n">,
+     .partNumber = PartNumber("QL2A"),
+     .setup = Setup::Full,
+     .power = SonarPower::Varrow,
+     .link = Link::Uart,
+     .firmware = {.directory = c_ModuleFirmware, .pattern = "QL2A*.bin"},
+     .stopsSounder = true},
+    // The three boards of one module: its identity file reads the same, a resistor tells them apart.
+    {.code = 17,
+     .name = "QL4K",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"QL3B\n">,
+     .board = {362, 618},
+     .partNumber = PartNumber("QL4K"),
+     .setup = Setup::Full,
+     .power = SonarPower::Varrow,
+     .link = Link::CorSpi,
+     .firmware = c_Ql4k5kImage,
+     .adcFrequency = 2,
+     .sonarBoardId = "QL4K_SONAR_BOARD", // the only board that the sounder code asks for by name
+     .fpgaSize = "0"},
+    {.code = 18,
+     .name = "QL5K",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"QL3B\n">,
+     .board = {64, 362},
+     .partNumber = PartNumber("QL5K"),
+     .setup = Setup::Full,
+     .power = SonarPower::Varrow,
+     .link = Link::CorSpi,
+     .firmware = c_Ql4k5kImage,
+     .adcFrequency = 2,
+     .fpgaSize = "0"},
+    {.code = 19,
+     .name = "QL6M",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"QL3B\n">,
+     .board = {618, 867},
+     .partNumber = PartNumber("QL6M"),
+     .setup = Setup::Full,
+     .power = SonarPower::Varrow,
+     .link = Link::CorSpi,
+     .firmware = {.directory = c_ModuleFirmware, .pattern = "QL6M_A4*"},
+     .adcFrequency = 3,
+     .fpgaSize = "1",
+     .twoFpgas = true},
+    FishFinder(20, "LumetV4", c_Reads<"LumetV4\n", "VarrowV4\n">, PartNumber("LUMETV4"), Link::LumetSpi,
+               c_LumetImage),
+    FishFinder(21, "LumetV1", c_Reads<"LumetV1\n", "VarrowV1\n">, PartNumber("LUMETV1"), Link::LumetSpi,
+               {.directory = c_DisplayFirmware, .pattern = "LumetLS*", .resetsFirst = true}),
+    FishFinder(22, "LumetV2", c_Reads<"LumetV2\n", "VarrowV2\n">, PartNumber("LUMETV2"), Link::LumetSpi,
+               c_LumetImage),
+    // Identified and known by its part number, but never set up or switched on: stations rely on the refusal.
+    {.code = 23,
+     .name = "LumetV3",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"LumetV3\n", "VarrowV3\n">,
+     .partNumber = PartNumber("LUMETV3"),
+     .setup = Setup::Refused,
+     .power = SonarPower::NotKnown,
+     .link = Link::LumetSpi,
+     .firmware = c_LumetImage},
+    // No image was ever released for it: a load reports the product as not supported.
+    FishFinder(24, "LumetV5", c_Reads<"LumetV5\n", "VarrowV5\n">, PartNumber("LUMETV5"), Link::LumetSpi,
+               c_NoImage),
+    FishFinder(25, "LumetV6", c_Reads<"LumetV6\n", "VarrowV6\n">, PartNumber("LUMETV6"), Link::LumetSpi,
+               c_LumetImage),
+    // Refused like the LumetV3. Takes the image of the later Lumets, although the LumetV1's fits it as well.
+    {.code = 26,
+     .name = "TessfinV1",
+     .identityFile = IdentityFile::Varrow,
+     .identities = c_Reads<"TessfinV1\n">,
+     .partNumber = PartNumber("TESSFINV1"),
+     .setup = Setup::Refused,
+     .power = SonarPower::NotKnown,
+     .link = Link::LumetSpi,
+     .firmware = c_LumetImage},
+    NrDisplay(28, "Nr1", c_Reads<"NR1\n">, PartNumber("Nr1")),
+    NrDisplay(29, "Nr2", c_Reads<"NR2\n">, PartNumber("Nr2")),
+    NrDisplay(30, "Nr3", c_Reads<"NR3\n">, PartNumber("Nr3")),
+};
+
+} // namespace
+
+std::span<const Product_T> Products() { return c_Products; }
+
+const Product_T& ProductOf(unsigned int code)
+{
+    const auto product = std::ranges::find(c_Products, code, &Product_T::code);
+    return product == std::end(c_Products) ? c_Products[0] : *product;
+}
+
+std::span<const ModelPartNumber_T> ModelPartNumbers() { return c_ModelPartNumbers; }

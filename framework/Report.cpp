@@ -1,0 +1,79 @@
+#include "framework/TestControllerBase.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace
+{
+
+void Print(const std::string& text)
+{
+    // As a C string: what follows a zero byte does not reach the station's log.
+    std::fputs(text.c_str(), stdout);
+    std::fflush(stdout);
+}
+
+// Stations rely on "%%" coming out as one "%" in these reports. No other conversion is carried out, so that
+// an argument of the command line cannot steer the print.
+void PrintAsFormat(std::string text)
+{
+    std::size_t position = 0;
+    while ((position = text.find("%%", position)) != std::string::npos) {
+        text.erase(position, 1);
+        ++position;
+    }
+    Print(text);
+}
+
+} // namespace
+
+void TestControllerBase::ShowValidArguments(std::string*) {}
+
+bool TestControllerBase::Message(const std::string& text, std::string* output, bool printNow,
+                                 bool addToOutput, bool)
+{
+    if (addToOutput && output != nullptr) {
+        output->append(text);
+    }
+    if (printNow || (addToOutput && output == nullptr)) {
+        Print(text);
+    }
+    return true;
+}
+
+bool TestControllerBase::Message(const QString& text, std::string* output, bool printNow, bool addToOutput,
+                                 bool)
+{
+    return Message(text.toLatin1().toStdString(), output, printNow, addToOutput);
+}
+
+void TestControllerBase::ReportResult(std::string output, std::string commandLine, TestResult_T result)
+{
+    switch (result) {
+    case TEST_FAILED:
+        output += GetUnitData(QString::fromLatin1(commandLine)).toLatin1().toStdString();
+        Print(output.append(m_OutputStrings[OUT_TESTS_FAILED]));
+        break;
+    case TEST_PASSED:
+        Print(output.append(m_OutputStrings[OUT_TEST_PASSED]));
+        break;
+    case OPERATION_PERFORMED:
+        Print(output.append(m_OutputStrings[OUT_OPERATION_PERFORMED]));
+        break;
+    case NOT_RECOGNIZED:
+        PrintAsFormat(std::move(output));
+        if (!commandLine.empty()) {
+            commandLine.insert(0, m_OutputStrings[OUT_FIRST_PARAMETER_NOT_RECOGNIZED]);
+        }
+        ShowValidArguments(&commandLine);
+        break;
+    default:
+        PrintAsFormat(output.append(m_OutputStrings[OUT_NO_VALID_RETURN_VALUE]));
+    }
+}
+
+unsigned int TestControllerBase::CharToUnsignedInt(const char* text)
+{
+    return static_cast<unsigned int>(std::strtol(text, nullptr, 10));
+}

@@ -1,0 +1,159 @@
+#include "framework/UnitPaths.h"
+#include "sonar/SonarTestController.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+
+namespace
+{
+
+constexpr char c_ProductId[] = "PRODUCT_ID";
+constexpr char c_Channel0[] = "FPGA_CHANNEL_0_COMMS";
+constexpr char c_Channel1[] = "FPGA_CHANNEL_1_COMMS";
+constexpr char c_UnknownProduct[] = "ERROR: Unknown Product type.\n";
+constexpr unsigned int c_NoTimeLimit = 0;
+
+struct PowerSwitch_T {
+    SonarPower power;
+    const char* path;
+};
+
+constexpr PowerSwitch_T c_PowerSwitches[] = {{SonarPower::Varrow, UnitPaths::c_VarrowSonarPower},
+                                             {SonarPower::Pelion, UnitPaths::c_PelionSonarPower}};
+
+} // namespace
+
+CSonarTestController::CSonarTestController()
+    : m_InterfaceNotice(QStringLiteral(
+          "If unit segfaults below (CFPGAIF constructor), check CSonarTestController constructor defines all "
+          "the product ids (eg: PRODUCT_ID_Varrow) required by QLSounderType_T SounderInfo::GetSounderType "
+          "GetSounderType()\n"))
+{
+    const Product_T& identity = GetProduct();
+    for (const ModelPartNumber_T& model : ModelPartNumbers()) {
+        PutVariable(std::string(c_ProductId) + "_" + model.model, model.partNumber);
+    }
+    PutVariable("SOUNDER_ROOT_DIR", UnitPaths::c_SounderRoot);
+    PutVariable("KILL_MON_QLSOUNDER", "0");
+    SetProductEnvironment(identity);
+    if (std::getenv(c_ProductId) == nullptr) {
+        Message(std::string("ERROR: PRODUCT_ID environment variable not set. Ping will segfault.\n"), nullptr,
+                true, false);
+    }
+}
+
+void CSonarTestController::SetProductEnvironment(const Product_T& identity)
+{
+    const Product_T& product = GetProduct();
+    if (product.setup == Setup::Refused) {
+        Message(std::string(c_UnknownProduct), nullptr, true, false);
+        return;
+    }
+    if (product.setup == Setup::Full) {
+        PutVariable("PLATFORM_TYPE", "1");
+    }
+    if (product.link == Link::Uart) {
+        // Empty: the UART transport falls back to device names of its own.
+        PutVariable(c_Channel0, "");
+        PutVariable(c_Channel1, "");
+    } else {
+        PutVariable(c_Channel0, UnitPaths::c_FirstLowscanFpga);
+    }
+    if (*identity.partNumber == '\0') {
+        Message(std::string(c_UnknownProduct), nullptr, true, false);
+        return;
+    }
+    PutVariable(c_ProductId, identity.partNumber);
+    if (*identity.sonarBoardId != '\0') {
+        PutVariable("SONAR_BOARD_ID", identity.sonarBoardId);
+    }
+    if (*identity.fpgaSize != '\0') {
+        PutVariable("QL3B_FPGA_SIZE", identity.fpgaSize);
+    }
+    if (identity.twoFpgas) {
+        PutVariable(c_Channel1, UnitPaths::c_SecondLowscanFpga);
+    }
+    if (identity.stopsSounder) {
+        StopSounder();
+    }
+}
+
+void CSonarTestController::StopSounder()
+{
+    // The sounder's monitor looks for the marker; one that cannot be made is no reason to stop here.
+    std::string unused;
+    WriteToFile(QString::fromLatin1(UnitPaths::c_StopSonarMarker), QByteArray(), &unused);
+    for (const char* script : {UnitPaths::c_SounderKillScript, UnitPaths::c_ModuleSounderKillScript}) {
+        const QString path = QString::fromLatin1(script);
+        if (FileExists(path)) {
+            RunProcess(path, nullptr, c_NoTimeLimit, nullptr, false, 0);
+            return;
+        }
+    }
+    Message(std::string("Failed to kill Quenlor Sonar.\n"), nullptr, true, false);
+}
+
+void CSonarTestController::PutVariable(const std::string& name, const char* value)
+{
+    // The environment cannot tell when it has let go of a text, so the same one is not put twice.
+    const char* current = std::getenv(name.c_str());
+    if (current == nullptr || std::strcmp(current, value) != 0) {
+        putenv(StringFromQString(QString::fromLatin1(name + "=" + value)));
+    }
+}
+
+char* CSonarTestController::StringFromQString(const QString& text)
+{
+    const QByteArray bytes = text.toLatin1();
+    const auto withTerminator = static_cast<std::size_t>(bytes.size()) + 1;
+    auto array = std::make_unique<char[]>(withTerminator);
+    std::copy_n(bytes.constData(), withTerminator, array.get());
+    return array.release(); // a raw array, because putenv() takes and keeps one
+}
+
+void CSonarTestController::HandleReturn(int code, TestResult_T& result)
+{
+    if (code != 0) {
+        result = TEST_FAILED;
+        Message("Call to Lowscan function from CSonarTestController Failed, return value: " +
+                    std::to_string(code) + "\n",
+                nullptr, false, true);
+    }
+}
+
+int CSonarTestController::EnableSonar(std::string* output)
+{
+    const SonarPower power = GetProduct().power;
+    if (power == SonarPower::NotNeeded) {
+        return OPERATION_PERFORMED;
+    }
+    const auto* const powerSwitch = std::ranges::find(c_PowerSwitches, power, &PowerSwitch_T::power);
+    if (powerSwitch == std::end(c_PowerSwitches)) {
+        Message(std::string("Non-Varrow platform. Sonar may not be enabled.\n"), output, false, true);
+        return OPERATION_PERFORMED;
+    }
+    const QString path = QString::fromLatin1(powerSwitch->path);
+    if (!FileExists(path)) {
+        Message(std::string("ERROR: Path does not exist: ") + powerSwitch->path + "\n", nullptr, true, false);
+        return TEST_FAILED;
+    }
+    return WriteToFile(path, QByteArrayLiteral("1"), output) ? OPERATION_PERFORMED : TEST_FAILED;
+}
+
+int CSonarTestController::BatteryVoltage(std::string& output)
+{
+    return ShowFileContents(QString::fromLatin1(UnitPaths::c_BatteryVoltage), &output);
+}
+
+int CSonarTestController::LCDTemperature(std::string& output)
+{
+    return ShowFileContents(QString::fromLatin1(UnitPaths::c_LcdTemperature), &output);
+}
+
+int CSonarTestController::SensePin(std::string& output)
+{
+    return ShowFileContents(QString::fromLatin1(UnitPaths::c_SensePin), &output);
+}
