@@ -24,7 +24,7 @@ target_compile_options(
             -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 # Files of any size, on 32-bit targets as well.
 target_compile_definitions(sonarbench_options INTERFACE _FILE_OFFSET_BITS=64 QT_NO_CAST_FROM_ASCII
-                                                        QT_NO_CAST_TO_ASCII)
+                                                        QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
 
 set(SONARBENCH_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
 if(SONARBENCH_SANITIZE)

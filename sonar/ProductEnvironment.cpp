@@ -1,5 +1,6 @@
 #include "framework/UnitPaths.h"
 #include "sonar/SonarTestController.h"
+#include "sonar/TableFile.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -44,6 +45,8 @@ CSonarTestController::CSonarTestController()
                 true, false);
     }
 }
+
+CSonarTestController::~CSonarTestController() = default;
 
 void CSonarTestController::SetProductEnvironment(const Product_T& identity)
 {

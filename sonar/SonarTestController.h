@@ -4,11 +4,14 @@
 #include "Utilities/FPGATypes.h"
 #include "framework/TestControllerBase.h"
 
+#include <QList>
 #include <QString>
 
+#include <memory>
 #include <string>
 
 class CFPGAIF;
+class CTableFile;
 
 /// The sonar tests. One object serves one run: its construction identifies the unit and writes the
 /// environment that the FPGA layer reads. The tests append what they observe to the output text and return a
@@ -19,6 +22,7 @@ public:
     /// Writes the product environment; on QL1A and QL2A stops the sounder application. What goes wrong is
     /// printed, and construction completes.
     CSonarTestController();
+    ~CSonarTestController() override;
 
     void ShowValidArguments(std::string* text) override;
 
@@ -42,12 +46,24 @@ public:
     /// short read of samples is reported and returns 0.
     int xKPing(std::string* out, const QString& fileName, unsigned char channel, int incrementBy);
 
-private:
+    /// Readers of table files (the format is CTableFile's). GetValue and LoadTables take the file's name, the
+    /// other two its text. GetValue returns the number between the keys, -1 when one is missing; GetSize the
+    /// size behind a table's header, 0 when there is none; GetPairs the texts of a table's numbers, none when
+    /// the table is damaged; LoadTables 2 with the entries appended to the lists, or 1. Messages of GetSize
+    /// and GetPairs are printed. GetValue relies on a file staying as LoadTables or the first GetValue read
+    /// it.
+    int GetValue(const QString& fileName, const QString& startKey, const QString& endKey);
+    int GetSize(const QString& text, const QString& headerKey);
+    QList<QString> GetPairs(const QString& text, const QString& headerKey, const QString& endKey);
+    int LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg, CorrelationFilterCoefficients_T& correlation,
+                   std::string* out, const QString& fileName);
+
     /// For any code but 0: prints the failure and makes the result TEST_FAILED.
     void HandleReturn(int code, TestResult_T& result);
     /// Zero-terminated bytes of the text; the caller releases them with delete[].
     static char* StringFromQString(const QString& text);
 
+private:
     /// Appends the reason of a failure to the output text and returns TEST_FAILED.
     int Fail(const std::string& reason, std::string* out);
     /// Which of a unit's FPGAs a channel means: only a unit with two of them has a choice.
@@ -60,4 +76,5 @@ private:
     void StopSounder();
 
     QString m_InterfaceNotice;
+    std::unique_ptr<CTableFile> m_pTableFile; ///< the table file read last
 };

@@ -1,0 +1,40 @@
+# What the scripts share; source it from the repository's root.
+set -euo pipefail
+
+# packages_for PURPOSE...: the Debian packages for these purposes, one a line.
+packages_for() {
+    local purposes=" $* "
+    while read -r purpose package; do
+        [[ $purpose == \#* || $purposes != *" $purpose "* ]] || echo "$package"
+    done <packages.txt
+}
+
+# need PURPOSE...: installs the packages that are missing, or says what is missing and ends.
+need() {
+    local package missing=()
+    for package in $(packages_for "$@"); do
+        dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+    if ((EUID != 0)); then
+        echo "These packages are missing, and only root can install them:" >&2
+        echo "  sudo apt-get install ${missing[*]}" >&2
+        exit 1
+    fi
+    echo "Installing ${missing[*]}"
+    apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# build PRESET [TARGET...]: configures and builds quietly; everything is shown when it fails.
+build() {
+    local preset=$1 log
+    shift
+    log=build/$preset.log
+    mkdir -p build
+    echo "Building $preset"
+    if ! { cmake --preset "$preset" && cmake --build --preset "$preset" ${@:+--target "$@"}; } >"$log" 2>&1; then
+        cat "$log" >&2
+        exit 1
+    fi
+}

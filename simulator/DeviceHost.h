@@ -1,0 +1,52 @@
+#pragma once
+
+#include "simulator/DeviceModel.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// The device nodes of a unit at the kernel's boundary. Each node is a raw pseudo-terminal, so that poll,
+/// read, locks and what child processes write go through the kernel; requests and writes of the program are
+/// answered by the node's model. The only part of the simulator that knows how this is done.
+class CDeviceHost
+{
+public:
+    using Observer_T = std::function<void(const DeviceOperation_T&)>;
+
+    /// @param directory  an existing directory for the nodes and the unit's /sys; its path must be short
+    /// enough
+    ///                   for a socket's address below it (about 50 characters)
+    /// @param observer   told of every operation in its order, one at a time
+    /// Throws std::runtime_error when the machine lacks what is needed.
+    CDeviceHost(const std::filesystem::path& directory, Observer_T observer);
+    CDeviceHost(const CDeviceHost&) = delete;
+    CDeviceHost& operator=(const CDeviceHost&) = delete;
+    /// Removes the nodes and everything below Root().
+    ~CDeviceHost();
+
+    /// Directory that holds the unit's dev and sys.
+    std::filesystem::path Root() const;
+
+    /// Makes the node /dev/<name>, answered by the model, which must live as long as this object.
+    void AddDevice(const std::string& name, DeviceModel& model);
+
+    /// Descriptors that become readable when child processes wrote to a node; Drain() then takes the bytes,
+    /// so that a writer of more than a terminal's buffer is not held up.
+    std::vector<int> Descriptors() const;
+    void Drain();
+
+    /// Hands the models what no later operation will hand them; call after the program's end.
+    void Finish();
+
+    /// Environment that makes a program use these nodes, where insideDirectory is the place at which the
+    /// program sees the directory given at construction.
+    std::vector<std::pair<std::string, std::string>>
+    Environment(const std::filesystem::path& insideDirectory) const;
+
+private:
+    struct Implementation;
+    std::unique_ptr<Implementation> m_pImplementation;
+};

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "simulator/Scene.h"
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+/// What the FPGA's registers say about a ping.
+struct EchoSettings_T {
+    double clockHz = 0;                ///< FPGA clock
+    std::size_t samples = 0;           ///< samples to take
+    std::uint32_t tuningWord = 0;      ///< centre frequency x 2^32 / clock
+    std::uint32_t basebandDivisor = 0; ///< sub-sampling of the baseband filter; 0 counts as 1
+    std::uint32_t subSampleRate = 0;   ///< sub-sampling behind the correlation filter; 0 counts as 1
+    std::uint32_t chirpEntries = 0;    ///< length of the transmitted pulse; 0: nothing is transmitted
+};
+
+/// Seconds from one sample to the next. The receiver takes one of 128 clock periods before its own
+/// sub-sampling: interval = 128 x divisor x rate / clock, which is 59 microseconds (4.4 cm of water)
+/// for 69.248 MHz, 8 and 4.
+double SampleInterval(const EchoSettings_T& settings);
+
+/// The water below the transducer: what a ping brings back from a scene, as envelope samples of 16 bits.
+///
+/// An echo from range r arrives after 2r / 1500 m/s at a level of 146 dB + strength - 40 log10(r) - 2 a r, in
+/// dB over one sample unit, where a is the absorption of sea water at the centre frequency after Thorp.
+///
+/// Transmit ring-down: full scale while the pulse lasts (16 clock periods an entry of the chirp table), then
+/// falling by e every 0.25 ms; it hides what lies in the first two metres.
+///
+/// Fish: short echoes, weaker and later the further they are off the beam's axis, so that successive pings
+/// draw an arc.
+///
+/// Bottom: a sharp front at its range and a rough tail, the longer the harder the bottom is.
+///
+/// Second bottom: the echo that went up and down twice, from double the depth, weakened by two reflections at
+/// the bottom and one at the surface.
+///
+/// Receiver noise is added as a complex voltage and the magnitude is clipped to 0 to 65,535. The receiver's
+/// gain is constant. All chance comes from one seeded generator by integer arithmetic of our own, so that a
+/// scene and a sequence of pings do not depend on the library's distributions.
+class Echo
+{
+public:
+    explicit Echo(Scene_T scene);
+
+    /// The samples of the next ping.
+    std::vector<std::uint16_t> Ping(const EchoSettings_T& settings);
+
+private:
+    /// Shape of an echo in time: seconds of rise and decay, and how much weaker chance may make the tail.
+    struct Shape_T {
+        double attack;
+        double decay;
+        double roughness = 0;
+    };
+
+    void AddTransmit(const EchoSettings_T& settings);
+    void AddTarget(double range, double level, const Shape_T& shape);
+    void AddFish(const Fish_T& fish);
+    void AddBottoms();
+    double Uniform();
+    double Gaussian();
+
+    Scene_T m_scene;
+    std::mt19937 m_generator;
+    unsigned int m_ping = 0;           ///< pings fired before this one
+    double m_interval = 0;             ///< of this ping, seconds
+    double m_absorption = 0;           ///< of this ping, dB a metre
+    std::vector<double> m_signal = {}; ///< of this ping, sample units
+};

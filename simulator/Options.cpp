@@ -1,0 +1,192 @@
+#include "simulator/Options.h"
+
+#include "simulator/Faults.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+namespace fs = std::filesystem;
+
+/// What stops the reading: wrong usage, told in one line.
+struct UsageError_T {
+    QString text;
+};
+
+/// The trees that a unit has of its own; every other file belongs to the machine that the simulator runs on.
+constexpr std::array<std::string_view, 3> c_UnitTrees = {"/sys/", "/corvane/", "/tmp/"};
+constexpr std::string_view c_PlatformVersionFile = "/VERSION";
+
+/// Names of the links, in the order of Link.
+constexpr std::array<const char*, 5> c_LinkNames = {"-", "UART", "Lowscan SPI", "Cor SPI", "Lumet SPI"};
+
+std::string ProductList()
+{
+    std::string text = "code  name              link         part number\n";
+    for (const Product_T& product : Products()) {
+        std::array<char, 96> line{};
+        std::snprintf(line.data(), line.size(), "%4u  %-16s  %-11s  %s\n", product.code, product.name,
+                      c_LinkNames[static_cast<std::size_t>(product.link)],
+                      product.partNumber[0] != '\0' ? product.partNumber : "-");
+        text += line.data();
+    }
+    return text;
+}
+
+const Product_T& ProductNamed(const QString& name)
+{
+    const auto products = Products();
+    const auto found = std::ranges::find_if(
+        products, [&](const Product_T& product) { return name == QLatin1StringView(product.name); });
+    if (found == products.end()) {
+        throw UsageError_T{u"there is no product \"%1\"; --list-products shows them"_s.arg(name)};
+    }
+    return *found;
+}
+
+fs::path UnitFile(const QString& text)
+{
+    const std::string name = QFile::encodeName(text).toStdString();
+    const bool inUnit = name == c_PlatformVersionFile || std::ranges::any_of(c_UnitTrees, [&](auto tree) {
+                            return name.starts_with(tree) && name.size() > tree.size();
+                        });
+    if (!inUnit || name.find("/../") != std::string::npos || name.ends_with("/..")) {
+        throw UsageError_T{
+            u"\"%1\" is no file of a unit; it lies below /sys, /corvane or /tmp, or is /VERSION"_s.arg(text)};
+    }
+    return name;
+}
+
+FileChange_T FileChange(FileChange_T::Kind kind, const QString& text)
+{
+    if (kind == FileChange_T::Kind::Remove) {
+        return {kind, UnitFile(text)};
+    }
+    const auto separator = text.indexOf(u'=');
+    if (separator < 0) {
+        throw UsageError_T{u"\"%1\" is not of the form FILE=VALUE"_s.arg(text)};
+    }
+    return {kind, UnitFile(text.left(separator)), QFile::encodeName(text.mid(separator + 1)).toStdString()};
+}
+
+std::uint8_t FirmwareVersion(const QString& text)
+{
+    bool isNumber = false;
+    const uint version = text.toUInt(&isNumber);
+    if (!isNumber || version > 255) {
+        throw UsageError_T{u"\"%1\" is no firmware version; it is a number from 0 to 255"_s.arg(text)};
+    }
+    return static_cast<std::uint8_t>(version);
+}
+
+void CheckFaults(const std::vector<std::string>& specifications)
+{
+    try {
+        const FaultPlan plan(specifications);
+    } catch (const std::invalid_argument& error) {
+        throw UsageError_T{QString::fromStdString(error.what())};
+    }
+}
+
+fs::path PathOf(const QString& text) { return QFile::encodeName(text).toStdString(); }
+
+/// The options by name, so that each stands once for the parser and for the reading.
+struct OptionSet_T {
+    QCommandLineOption product{u"product"_s, u"The product that the unit is (default QL4K)."_s, u"NAME"_s,
+                               u"QL4K"_s};
+    QCommandLineOption listProducts{u"list-products"_s, u"Lists the products and ends."_s};
+    QCommandLineOption set{
+        u"set"_s,
+        u"Gives a file of the unit this content and a line end; no content empties it. Repeatable."_s,
+        u"FILE=VALUE"_s};
+    QCommandLineOption copy{u"copy"_s, u"Gives a file of the unit the content of another file. Repeatable."_s,
+                            u"FILE=PATH"_s};
+    QCommandLineOption remove{u"remove"_s, u"Takes a file of the unit away. Repeatable."_s, u"FILE"_s};
+    QCommandLineOption firmwareVersion{u"firmware-version"_s,
+                                       u"Version of the unit's firmware image, 0 to 255 (default 1)."_s,
+                                       u"N"_s, u"1"_s};
+    QCommandLineOption scene{u"scene"_s, u"What lies below the transducer, as a JSON file."_s, u"FILE"_s};
+    QCommandLineOption trace{u"trace"_s, u"Writes one line for each operation on a device."_s, u"FILE"_s};
+    QCommandLineOption fault{u"fault"_s, u"Makes one operation go wrong; see below. Repeatable."_s,
+                             u"SPEC"_s};
+    QCommandLineOption keep{
+        u"keep"_s, u"Leaves the unit's files in this directory, which must not exist yet."_s, u"DIR"_s};
+    QCommandLineOption program{u"program"_s, u"The program to run (default: sonarbench beside this one)."_s,
+                               u"PATH"_s};
+};
+
+Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
+{
+    Options_T options;
+    options.product = &ProductNamed(parser.value(set.product));
+    options.firmwareVersion = FirmwareVersion(parser.value(set.firmwareVersion));
+    // Removals come first, so that what is copied or set stands.
+    using Kind = FileChange_T::Kind;
+    const std::array<std::pair<const QCommandLineOption&, Kind>, 3> changes = {
+        {{set.remove, Kind::Remove}, {set.copy, Kind::Copy}, {set.set, Kind::Text}}};
+    for (const auto& [option, kind] : changes) {
+        for (const QString& text : parser.values(option)) {
+            options.fileChanges.push_back(FileChange(kind, text));
+        }
+    }
+    for (const QString& text : parser.values(set.fault)) {
+        options.faults.push_back(text.toStdString());
+    }
+    CheckFaults(options.faults);
+    options.scene = PathOf(parser.value(set.scene));
+    options.trace = PathOf(parser.value(set.trace));
+    options.keep = PathOf(parser.value(set.keep));
+    options.program = parser.isSet(set.program)
+                          ? PathOf(parser.value(set.program))
+                          : PathOf(QCoreApplication::applicationDirPath()) / "sonarbench";
+    return options;
+}
+} // namespace
+
+std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
+{
+    const OptionSet_T set;
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        u"Makes a simulated unit, runs sonarbench on it and removes the unit.\n"
+        "Standard output, standard error and the exit status are the program's; the\n"
+        "simulator itself ends with 2 for wrong usage and with 3 when it failed or\n"
+        "when the program asked of a device what the real one would not understand."_s);
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    const QCommandLineOption help = parser.addHelpOption();
+    parser.addOptions({set.product, set.listProducts, set.set, set.copy, set.remove, set.firmwareVersion,
+                       set.scene, set.trace, set.fault, set.keep, set.program});
+    parser.addPositionalArgument(u"command"_s, u"Command and arguments for sonarbench."_s,
+                                 u"[--] [command...]"_s);
+
+    const auto wrongUsage = [](const QString& text) {
+        return OptionsAnswer_T{2, (u"sonarbench-sim: %1\n"_s.arg(text)).toStdString()};
+    };
+    if (!parser.parse(QCoreApplication::arguments())) {
+        return wrongUsage(parser.errorText());
+    }
+    if (parser.isSet(help)) {
+        return OptionsAnswer_T{0, parser.helpText().toStdString() + "\n" + FaultHelp()};
+    }
+    if (parser.isSet(set.listProducts)) {
+        return OptionsAnswer_T{0, ProductList()};
+    }
+    try {
+        Options_T options = Read(parser, set);
+        // Qt decodes arguments; the program gets the bytes, which stand last in argv.
+        const auto count = static_cast<int>(parser.positionalArguments().size());
+        options.arguments.assign(argv + argc - count, argv + argc);
+        return options;
+    } catch (const UsageError_T& error) {
+        return wrongUsage(error.text);
+    }
+}

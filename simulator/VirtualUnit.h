@@ -1,0 +1,17 @@
+#pragma once
+
+#include "simulator/Options.h"
+
+#include <string>
+#include <vector>
+
+/// How a run on a simulated unit ended.
+struct UnitRun_T {
+    int exitStatus; ///< the program's
+    std::vector<std::string>
+        refusals; ///< what the program did that the real device would not have understood
+};
+
+/// Makes the unit, runs the program on it and removes the unit. Throws std::exception, with a message for the
+/// user, when the simulator itself fails.
+UnitRun_T RunOnVirtualUnit(const Options_T& options);

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "Utilities/FPGATypes.h"
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QString>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+class TestControllerBase;
+
+/// A number of the log, by the texts before and after it.
+struct ScalarKey_T {
+    std::string_view start;
+    std::string_view end;
+};
+
+/// A table of the log: its size follows the header on the same line, its numbers follow that line.
+struct TableKey_T {
+    std::string_view header;
+    std::string_view end;
+    int base; ///< of its numbers
+    std::string_view failure;
+};
+
+/// The texts by which the log's values are found. Blanks and spellings are those of the application that
+/// logs.
+namespace TableKeys
+{
+inline constexpr ScalarKey_T c_ChannelFilter{"FpgaInterface->SetChannelFilterRegister(",
+                                             ");\nFpgaInterface->SetADCFrequencyRegister"};
+inline constexpr ScalarKey_T c_NumberOfSamples{"FpgaInterface->SetNumberOfSamplesToReceive(",
+                                               ");\nFpgaInterface->SetSubSampleRate"};
+inline constexpr ScalarKey_T c_SubSampleRate{"FpgaInterface->SetSubSampleRate(",
+                                             ");\nFpgaInterface->SetSubSampleMode"};
+inline constexpr ScalarKey_T c_SubSampleThreshold{"FpgaInterface->SetSubSampleThreshold(",
+                                                  ");\nFpgaInterface->SetBoostLevel"};
+inline constexpr ScalarKey_T c_BoostLevel{"FpgaInterface->SetBoostLevel(",
+                                          ");\nFpgaInterface->SetChirpTable"};
+inline constexpr ScalarKey_T c_FilterSubSampleDivisor{"FpgaInterface->GetBBFilterSubSampleDivisor(",
+                                                      ");\nFpgaInterface->SetBaseBandFilterSelection"};
+inline constexpr ScalarKey_T c_FilterSelection{"FpgaInterface->SetBaseBandFilterSelection(",
+                                               ");\nFpgaInterface->SetBaseBandFilterScalingReg"};
+inline constexpr ScalarKey_T c_FilterScaling{"FpgaInterface->SetBaseBandFilterScalingReg(",
+                                             ");\nFpgaInterface->SetBaseBandFilterCentreFreq"};
+inline constexpr ScalarKey_T c_FilterCentreFrequency{"FpgaInterface->SetBaseBandFilterCentreFreq(",
+                                                     ");\nFpgaInterface->SetCorrelationFilter"};
+inline constexpr ScalarKey_T c_CorrelationDownShift{"FpgaInterface->SetCorralationDownShift(",
+                                                    ");\nFpgaInterface->SetCorralationScaling"};
+// The log holds this line twice: the plain one ends the value before it, the indented one holds the value.
+inline constexpr ScalarKey_T c_CorrelationScaling{
+    "  FpgaInterface->SetCorralationScaling(",
+    ");\n-------------------CONFIGURE FPGA VALUES  END ----------------"};
+
+inline constexpr TableKey_T c_Chirp{.header = "FpgaInterface->SetChirpTable Details : size ",
+                                    .end = "FpgaInterface->SetTVGTable: details size: ",
+                                    .base = 16,
+                                    .failure = "ERROR: Failed to read Chirp Table .\n"};
+inline constexpr TableKey_T c_Tvg{.header = c_Chirp.end,
+                                  .end = "FpgaInterface->GetBBFilterSubSampleDivisor",
+                                  .base = 10,
+                                  .failure = "ERROR: Failed to read TVG Table .\n"};
+inline constexpr TableKey_T c_Correlation{.header = "FpgaInterface->SetCorrelationFilter Details size ",
+                                          .end = c_CorrelationDownShift.start,
+                                          .base = 10,
+                                          .failure = "ERROR: Failed to read Correlation Filter.\n"};
+} // namespace TableKeys
+
+/// A saved copy of the log that the sonar application writes when it configures the FPGA. Carriage returns
+/// mean nothing in it, and it ends at the first zero byte. A number that is none reads as 0.
+class CTableFile
+{
+public:
+    /// Reads the file, once; a file that cannot be opened is reported on standard output and counts as empty.
+    static CTableFile Open(TestControllerBase& framework, const QString& fileName);
+    /// The log's text itself, and the name by which messages call it.
+    CTableFile(TestControllerBase& framework, const QString& text, const QString& fileName);
+
+    const QString& FileName() const { return m_FileName; }
+
+    /// The decimal number between the two texts, each at its first place in the file; -1 when one is missing.
+    int GetValue(const ScalarKey_T& key) const;
+
+    /// The number of entries that the header's line announces; 0, printed as an error, when there is no such
+    /// line.
+    int GetSize(std::string_view headerKey) const;
+
+    /// The texts of a table's numbers, two an entry. Empty, with the reason printed, when the table is not
+    /// found or does not hold as many numbers as announced.
+    QByteArrayList GetPairs(std::string_view headerKey, std::string_view endKey) const;
+
+    /// Appends the entries of the three tables to the lists. Returns 2, or 1 at the first table that cannot
+    /// be read, which is reported in *out; the lists before it keep what they got.
+    int LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg, CorrelationFilterCoefficients_T& correlation,
+                   std::string* out) const;
+
+private:
+    qsizetype Find(std::string_view key) const;
+    QByteArray Between(qsizetype from, qsizetype to) const;
+    void Print(const std::string& text) const;
+    template <class Entry>
+    bool Load(const TableKey_T& key, std::vector<Entry>& table, std::string* out) const;
+
+    TestControllerBase& m_Framework;
+    QString m_FileName;
+    QByteArray m_Text;
+    mutable std::map<std::string, qsizetype, std::less<>> m_Places;
+};

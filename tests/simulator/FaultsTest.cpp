@@ -1,0 +1,91 @@
+#include "simulator/Faults.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <stdexcept>
+
+using testing::HasSubstr;
+
+namespace
+{
+
+/// A device that always answers a register and the FIFO status, and whose requests are waits for the
+/// interrupt.
+class SoundDevice final : public DeviceModel
+{
+public:
+    DeviceOutcome_T Write(ByteView_T) override
+    {
+        ++writes;
+        return {.reply = {7, 7, 4, 4}, .fifoStatusAt = {2}};
+    }
+    std::size_t IoctlArgumentSize(unsigned long) const override { return 0; }
+    DeviceOutcome_T Ioctl(unsigned long, ByteView_T) override { return {.interruptWait = true}; }
+    DeviceOutcome_T TakeImage(ByteView_T) override { return {}; }
+
+    int writes = 0;
+};
+
+} // namespace
+
+TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
+{
+    struct Row_T {
+        const char* fault;
+        int writeError;
+        int ioctlError;
+        Bytes_T reply;
+    };
+    for (const Row_T& row : {Row_T{"write:2=ENOSPC", ENOSPC, 0, {}},
+                             {"reply:2=silent", 0, 0, {}},
+                             {"reply:2=short", 0, 0, {7, 7, 4}},
+                             {"reply:2=checksum", 0, 0, {7, 7, 4, 5}},
+                             {"fifo:2=5", 0, 0, {7, 7, 5, 5}},
+                             {"ioctl:2=EBUSY", 0, EBUSY, {7, 7, 4, 4}},
+                             {"interrupt:2=never", 0, ETIMEDOUT, {7, 7, 4, 4}}}) {
+        SoundDevice device;
+        FaultPlan plan({row.fault});
+        FaultyDevice faulty(device, plan);
+        for (const bool strikes : {false, true, false}) {
+            const auto write = faulty.Write({});
+            const auto ioctl = faulty.Ioctl(0, {});
+            EXPECT_EQ(write.error, strikes ? row.writeError : 0) << row.fault;
+            EXPECT_EQ(ioctl.error, strikes ? row.ioctlError : 0) << row.fault;
+            EXPECT_EQ(write.reply, strikes ? row.reply : (Bytes_T{7, 7, 4, 4})) << row.fault;
+            EXPECT_EQ(write.meaning + ioctl.meaning, strikes ? std::string("fault ") + row.fault : "");
+        }
+        EXPECT_EQ(device.writes, row.writeError != 0 ? 2 : 3) << "a failed write must not arrive";
+    }
+}
+
+TEST(FaultsTest, DevicesOfAUnitShareTheCountAndTheMark)
+{
+    SoundDevice device;
+    FaultPlan plan({"write:3=EIO", "reply:*=short", "reply:2=short"});
+    FaultyDevice first(device, plan);
+    FaultyDevice second(device, plan);
+    EXPECT_FALSE(first.Ioctl(0, {}).faulted);
+    EXPECT_EQ(first.Write({}).reply.size(), 3U);
+    EXPECT_EQ(second.Write({}).reply.size(), 2U);
+    EXPECT_EQ(first.Write({}).error, EIO);
+    EXPECT_TRUE(second.Ioctl(0, {}).faulted) << "refusals after a fault may follow from it";
+}
+
+TEST(FaultsTest, AWrongSpecificationIsToldWhatIsAllowed)
+{
+    const std::pair<const char*, const char*> rows[] = {
+        {"write=EIO", "fault \"write=EIO\": must read OPERATION:NUMBER=KIND"},
+        {"read:1=EIO", "the operation must be write, ioctl, reply, fifo or interrupt"},
+        {"write:1x=EIO", "the number must be 1 or more, or *"},
+        {"write:1=silent", "the kind must be the name of an error, such as EIO"},
+        {"reply:1=late", "the kind must be silent, short or checksum"},
+        {"fifo:1=256", "the kind must be a number from 0 to 255"},
+    };
+    for (const auto& [fault, why] : rows) {
+        EXPECT_THAT(([text = fault] {
+                        FaultPlan({"write:1=EIO", text});
+                    }),
+                    testing::ThrowsMessage<std::invalid_argument>(HasSubstr(why)));
+    }
+}

@@ -1,0 +1,122 @@
+#pragma once
+
+#include "Utilities/OSSLinuxFactory.h"
+#include "Utilities/OSSLinuxFile.h"
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <memory>
+#include <numeric>
+#include <set>
+#include <string>
+#include <vector>
+
+using WireBytes = std::vector<std::uint8_t>;
+using Lines = std::vector<std::string>;
+
+/// Text of one operation or event.
+template <class... Values>
+std::string Line(const char* format, Values... values)
+{
+    char text[200];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
+
+/// A device node whose answers a test writes down, and whose traffic the test reads afterwards.
+struct ScriptedDevice {
+    int openError = 0;
+    std::set<std::size_t> failingWrites; ///< numbers, from 1, of the writes that fail with errno 5
+    std::deque<WireBytes> replies;       ///< one a read, empty: errno 5; when none is left, polls time out
+    unsigned long refusedRequest = 0;    ///< device request that fails
+    WireBytes samples;                   ///< what a write in ping-read mode is filled with
+
+    std::vector<WireBytes> writes; ///< bytes of every write
+    Lines operations;              ///< all operations in order: "write 9", "ioctl 80047202", ...
+};
+
+/// The file object on a scripted device. To what no transport needs it is a file that did not open.
+struct ScriptedFile : COSSLinuxFile {
+    explicit ScriptedFile(ScriptedDevice& device) : COSSLinuxFile("", 0, 0), m_Device(device) {}
+
+    bool Write(const Buffer_Bytes_T* Buffer) override
+    {
+        m_Device.operations.push_back(Line("write %zu", Buffer->size()));
+        m_Device.writes.emplace_back(Buffer->data(), Buffer->data() + Buffer->size());
+        const bool fails = m_Device.failingWrites.contains(m_Device.writes.size());
+        return fails || !m_ReadsPing ? Result(fails ? 5 : 0) : Fill(Buffer, m_Device.samples);
+    }
+    bool Read(Buffer_Bytes_T* Buffer) override
+    {
+        m_Device.operations.push_back(Line("read %zu", Buffer->size()));
+        const WireBytes reply = m_Device.replies.front();
+        m_Device.replies.pop_front();
+        return reply.empty() ? Result(5) : Fill(Buffer, reply);
+    }
+    bool Ioctl(unsigned long request, int* pWords) override
+    {
+        m_Device.operations.push_back(Line("ioctl %lx", request));
+        m_ReadsPing = pWords != nullptr;
+        for (int word = 0; m_ReadsPing && word < 5; ++word) {
+            m_Device.operations.back() += Line(" %x", static_cast<unsigned>(pWords[word]));
+        }
+        return Result(request == m_Device.refusedRequest ? -1 : 0);
+    }
+    int Poll(short events, int timeout) override
+    {
+        m_Device.operations.push_back(Line("poll %d %d", events, timeout));
+        return m_Device.replies.empty() ? 0 : 1;
+    }
+    int GetErrorCode() const override { return m_Error; }
+
+private:
+    bool Fill(const Buffer_Bytes_T* Buffer, const WireBytes& bytes)
+    {
+        Buffer->size(std::min(Buffer->size(), bytes.size()));
+        std::copy_n(bytes.begin(), Buffer->size(), Buffer->data());
+        return Result(0);
+    }
+    bool Result(int error) { return (m_Error = error) == 0; }
+
+    ScriptedDevice& m_Device;
+    int m_Error = m_Device.openError;
+    bool m_ReadsPing = false;
+};
+
+/// An operating system whose environment and devices are scripted, and which records events.
+struct ScriptedFactory : COSSLinuxFactory {
+    std::map<std::string, std::string> environment;
+    std::map<std::string, ScriptedDevice> devices; ///< by path; a path opened for the first time joins
+    Lines events;                                  ///< "level code origin: text"
+
+    IOSSFile* CreateFile(const char* Name, int flags, int mode) override
+    {
+        devices[Name].operations.push_back(Line("open %d %d", flags, mode));
+        return std::make_unique<ScriptedFile>(devices[Name]).release(); // the caller's, by contract
+    }
+    const char* GetEnv(const char* Name) override
+    {
+        return environment.contains(Name) ? environment[Name].c_str() : nullptr;
+    }
+    TSQEventCode_T SendEvent(int level, int code, const char* origin, const char* text) override
+    {
+        events.push_back(Line("%d %d %s: %s", level, code, origin, text));
+        return 0;
+    }
+};
+
+inline WireBytes operator+(WireBytes first, const WireBytes& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+/// A packet as the sounder FPGA parses it. Flags: 1 read, 2 block; a read's payload is its zeros.
+inline WireBytes Packet(std::size_t address, const WireBytes& payload, std::uint8_t flags = 0)
+{
+    const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value % 256); };
+    const std::size_t length = payload.size() - 1;
+    return WireBytes{0x43, 0x53, low(address), low(address / 256), flags, low(length), low(length / 256)} +
+           payload + WireBytes{low(std::accumulate(payload.begin(), payload.end(), std::size_t{0}))};
+}
