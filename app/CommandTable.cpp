@@ -90,7 +90,7 @@ TestResult_T RunCommand(CSonarTestController& controller, int argc, char* argv[]
         return NOT_RECOGNIZED;
     }
     if (command->argumentCount != 0 && command->argumentCount != argc) {
-        output += OutputStringTable()[OUT_INCORRECT_PARAMETER_COUNT];
+        output += COutputStringTable()[OUT_INCORRECT_PARAMETER_COUNT];
         return command->wrongCount;
     }
     if (command->accepts != nullptr && !command->accepts(controller, argv, output)) {

@@ -94,7 +94,7 @@ constexpr Row_T c_Rows[] = {
 
 } // namespace
 
-std::string_view OutputStringTable::operator[](OutputStrings_T key) const
+std::string_view COutputStringTable::operator[](OutputStrings_T key) const
 {
     const auto row = std::find_if(std::begin(c_Rows), std::end(c_Rows),
                                   [key](const Row_T& candidate) { return candidate.key == key; });

@@ -78,7 +78,7 @@ enum OutputStrings_T : int {
 };
 
 /// The shared messages, as the stations' scripts match them: wording and spelling are part of the contract.
-class OutputStringTable
+class COutputStringTable
 {
 public:
     /// Text of a key; empty when the table has none (the OUT_OTHER_PROGRAM keys, numbers that are no key).

@@ -72,5 +72,5 @@ protected:
     /// The build and version lines that the usage and the unit data block show.
     static QString VersionText();
 
-    static constexpr OutputStringTable m_OutputStrings{};
+    static constexpr COutputStringTable m_OutputStrings{};
 };

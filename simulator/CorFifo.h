@@ -6,37 +6,37 @@
 #include <utility>
 
 /// The ping data FIFO of an xK module's FPGA, with its status.
-class CorFifo
+class CCorFifo
 {
 public:
     /// A ping's data takes the place of what is there; unread data is lost, which the status keeps.
     void Load(Bytes_T data)
     {
-        m_errors |= Left() > 0 ? c_DataLost : c_None;
-        m_data = std::move(data);
-        m_taken = 0;
+        m_Errors |= Left() > 0 ? c_DataLost : c_None;
+        m_Data = std::move(data);
+        m_Taken = 0;
     }
 
     /// The next count bytes, with zeros for those that are not there.
     Bytes_T Take(std::size_t count)
     {
         const std::size_t there = std::min(count, Left());
-        const auto first = m_data.begin() + static_cast<std::ptrdiff_t>(m_taken);
+        const auto first = m_Data.begin() + static_cast<std::ptrdiff_t>(m_Taken);
         Bytes_T bytes(first, first + static_cast<std::ptrdiff_t>(there));
         bytes.resize(count);
-        m_taken += there;
-        m_errors |= there < count ? c_ReadBeyondEnd : c_None;
+        m_Taken += there;
+        m_Errors |= there < count ? c_ReadBeyondEnd : c_None;
         return bytes;
     }
 
     /// Bytes that were not read yet.
-    std::size_t Left() const { return m_data.size() - m_taken; }
+    std::size_t Left() const { return m_Data.size() - m_Taken; }
 
     /// Bit 0: more was read than there was; bit 1: data is left; bit 2: empty; bit 3: a ping replaced unread
     /// data.
     std::uint8_t Status() const
     {
-        return static_cast<std::uint8_t>(m_errors | (Left() > 0 ? c_DataLeft : c_Empty));
+        return static_cast<std::uint8_t>(m_Errors | (Left() > 0 ? c_DataLeft : c_Empty));
     }
 
 private:
@@ -46,7 +46,7 @@ private:
     static constexpr std::uint8_t c_Empty = 0x04;
     static constexpr std::uint8_t c_DataLost = 0x08;
 
-    Bytes_T m_data;
-    std::size_t m_taken = 0;
-    std::uint8_t m_errors = 0;
+    Bytes_T m_Data;
+    std::size_t m_Taken = 0;
+    std::uint8_t m_Errors = 0;
 };

@@ -45,45 +45,45 @@ void Refuse(DeviceOutcome_T& outcome, int error, std::string why)
 } // namespace
 
 /// A request of the driver.
-struct CorFpgaModel::Request_T {
+struct CCorFpgaModel::Request_T {
     std::uint32_t number;
     std::size_t argumentSize;
     const char* name;
-    void (CorFpgaModel::*act)(ByteView_T argument, DeviceOutcome_T& outcome);
+    void (CCorFpgaModel::*act)(ByteView_T argument, DeviceOutcome_T& outcome);
 };
 
-const CorFpgaModel::Request_T* CorFpgaModel::FindRequest(unsigned long request)
+const CCorFpgaModel::Request_T* CCorFpgaModel::FindRequest(unsigned long request)
 {
     static constexpr std::array<Request_T, 4> requests{{
-        {0x80047202, 0, "configure SPI", &CorFpgaModel::Configure},
-        {0x80047203, 0, "wait for interrupt", &CorFpgaModel::WaitForInterrupt},
-        {0x80047205, c_DescriptorSize, "start ping read", &CorFpgaModel::StartPingRead},
-        {0x80047206, 0, "end ping read", &CorFpgaModel::EndPingRead},
+        {0x80047202, 0, "configure SPI", &CCorFpgaModel::Configure},
+        {0x80047203, 0, "wait for interrupt", &CCorFpgaModel::WaitForInterrupt},
+        {0x80047205, c_DescriptorSize, "start ping read", &CCorFpgaModel::StartPingRead},
+        {0x80047206, 0, "end ping read", &CCorFpgaModel::EndPingRead},
     }};
     // The kernel looks at 32 bits of the number, however wide the caller made it.
     const auto found = std::ranges::find(requests, static_cast<std::uint32_t>(request), &Request_T::number);
     return found == requests.end() ? nullptr : found;
 }
 
-CorFpgaModel::CorFpgaModel(CorFpgaSetup_T setup) : m_setup(std::move(setup)), m_echo(m_setup.scene)
+CCorFpgaModel::CCorFpgaModel(CorFpgaSetup_T setup) : m_Setup(std::move(setup)), m_Echo(m_Setup.scene)
 {
-    Reset(m_setup.firmwareVersion);
+    Reset(m_Setup.firmwareVersion);
 }
 
-DeviceOutcome_T CorFpgaModel::Write(ByteView_T bytes)
+DeviceOutcome_T CCorFpgaModel::Write(ByteView_T bytes)
 {
     DeviceOutcome_T outcome;
     outcome.linkTime = LinkTime(bytes.size());
-    if (!m_isConfigured) {
+    if (!m_IsConfigured) {
         outcome.refusals.emplace_back("write before the device was configured");
-    } else if (m_isPingRead) {
+    } else if (m_IsPingRead) {
         Fill(bytes.size(), outcome);
-    } else if (!m_setup.isPowered()) {
+    } else if (!m_Setup.isPowered()) {
         outcome.meaning = c_NoPower;
     } else {
         CorDecoding_T decoding = DecodeCorPackets(bytes);
         outcome.refusals = std::move(decoding.refusals);
-        if (!m_hasFirmware) {
+        if (!m_HasFirmware) {
             outcome.meaning = c_NoFirmware;
         }
         for (const CorPacket_T& packet : decoding.packets) {
@@ -93,13 +93,13 @@ DeviceOutcome_T CorFpgaModel::Write(ByteView_T bytes)
     return outcome;
 }
 
-std::size_t CorFpgaModel::IoctlArgumentSize(unsigned long request) const
+std::size_t CCorFpgaModel::IoctlArgumentSize(unsigned long request) const
 {
     const Request_T* found = FindRequest(request);
     return found != nullptr ? found->argumentSize : 0;
 }
 
-DeviceOutcome_T CorFpgaModel::Ioctl(unsigned long request, ByteView_T argument)
+DeviceOutcome_T CCorFpgaModel::Ioctl(unsigned long request, ByteView_T argument)
 {
     DeviceOutcome_T outcome;
     const Request_T* found = FindRequest(request);
@@ -108,7 +108,7 @@ DeviceOutcome_T CorFpgaModel::Ioctl(unsigned long request, ByteView_T argument)
         return outcome;
     }
     outcome.meaning = found->name;
-    if (!m_isConfigured && found->act != &CorFpgaModel::Configure) {
+    if (!m_IsConfigured && found->act != &CCorFpgaModel::Configure) {
         Refuse(outcome, EINVAL, outcome.meaning + " before the device was configured");
     } else {
         (this->*found->act)(argument, outcome);
@@ -116,20 +116,20 @@ DeviceOutcome_T CorFpgaModel::Ioctl(unsigned long request, ByteView_T argument)
     return outcome;
 }
 
-void CorFpgaModel::Configure(ByteView_T, DeviceOutcome_T&) { m_isConfigured = true; }
+void CCorFpgaModel::Configure(ByteView_T, DeviceOutcome_T&) { m_IsConfigured = true; }
 
-void CorFpgaModel::WaitForInterrupt(ByteView_T, DeviceOutcome_T& outcome)
+void CCorFpgaModel::WaitForInterrupt(ByteView_T, DeviceOutcome_T& outcome)
 {
     outcome.interruptWait = true;
-    if (!m_setup.isPowered()) {
+    if (!m_Setup.isPowered()) {
         Append(outcome.meaning, c_NoPower);
     }
-    if (!m_setup.isPowered() || !std::exchange(m_interruptPending, false)) {
+    if (!m_Setup.isPowered() || !std::exchange(m_InterruptPending, false)) {
         outcome.error = ETIMEDOUT;
     }
 }
 
-void CorFpgaModel::StartPingRead(ByteView_T argument, DeviceOutcome_T& outcome)
+void CCorFpgaModel::StartPingRead(ByteView_T argument, DeviceOutcome_T& outcome)
 {
     if (argument.size() != c_DescriptorSize) {
         Refuse(outcome, EFAULT, "start ping read without a descriptor");
@@ -144,28 +144,28 @@ void CorFpgaModel::StartPingRead(ByteView_T argument, DeviceOutcome_T& outcome)
             return;
         }
     }
-    if (std::exchange(m_isPingRead, true)) {
+    if (std::exchange(m_IsPingRead, true)) {
         Refuse(outcome, EINVAL, "start ping read in a ping read");
     }
 }
 
-void CorFpgaModel::EndPingRead(ByteView_T, DeviceOutcome_T& outcome)
+void CCorFpgaModel::EndPingRead(ByteView_T, DeviceOutcome_T& outcome)
 {
-    if (!std::exchange(m_isPingRead, false)) {
+    if (!std::exchange(m_IsPingRead, false)) {
         Refuse(outcome, EINVAL, "end ping read without a ping read");
     }
 }
 
-DeviceOutcome_T CorFpgaModel::TakeImage(ByteView_T bytes)
+DeviceOutcome_T CCorFpgaModel::TakeImage(ByteView_T bytes)
 {
     DeviceOutcome_T outcome;
     outcome.linkTime = LinkTime(bytes.size());
-    if (!m_setup.isPowered()) {
+    if (!m_Setup.isPowered()) {
         outcome.meaning = c_NoPower;
         return outcome;
     }
     FirmwareReading_T image = ReadFirmwareImage(bytes);
-    if (image.refusal.empty() && image.product != m_setup.product) {
+    if (image.refusal.empty() && image.product != m_Setup.product) {
         image.refusal = "firmware image is for " + image.product;
     }
     if (image.refusal.empty()) {
@@ -178,31 +178,31 @@ DeviceOutcome_T CorFpgaModel::TakeImage(ByteView_T bytes)
     return outcome;
 }
 
-void CorFpgaModel::SetInput(std::uint16_t address, std::uint8_t value)
+void CCorFpgaModel::SetInput(std::uint16_t address, std::uint8_t value)
 {
     assert(FindCorRegister(address) != nullptr && FindCorRegister(address)->access == CorAccess_T::Read);
-    m_inputs[address] = value;
-    m_memory[address] = value;
+    m_Inputs[address] = value;
+    m_Memory[address] = value;
 }
 
-ByteView_T CorFpgaModel::Contents(std::uint16_t address, std::size_t count) const
+ByteView_T CCorFpgaModel::Contents(std::uint16_t address, std::size_t count) const
 {
-    assert(address + count <= m_memory.size());
-    return ByteView_T(m_memory).subspan(address, count);
+    assert(address + count <= m_Memory.size());
+    return ByteView_T(m_Memory).subspan(address, count);
 }
 
-void CorFpgaModel::Fill(std::size_t count, DeviceOutcome_T& outcome)
+void CCorFpgaModel::Fill(std::size_t count, DeviceOutcome_T& outcome)
 {
     outcome.meaning = "ping read";
-    if (m_setup.isPowered() && m_hasFirmware) {
+    if (m_Setup.isPowered() && m_HasFirmware) {
         outcome.fill = TakeFifo(count, outcome);
     } else {
         outcome.fill.assign(count, 0);
-        outcome.replyMeaning = m_setup.isPowered() ? c_NoFirmware : c_NoPower;
+        outcome.replyMeaning = m_Setup.isPowered() ? c_NoFirmware : c_NoPower;
     }
 }
 
-void CorFpgaModel::Perform(const CorPacket_T& packet, DeviceOutcome_T& outcome)
+void CCorFpgaModel::Perform(const CorPacket_T& packet, DeviceOutcome_T& outcome)
 {
     if (const std::string why = CorAccessRefusal(packet); !why.empty()) {
         outcome.refusals.push_back("offset " + std::to_string(packet.offset) + ": " + why);
@@ -215,20 +215,20 @@ void CorFpgaModel::Perform(const CorPacket_T& packet, DeviceOutcome_T& outcome)
         return;
     }
     Append(outcome.meaning, DescribeCorBytes(row, packet.address, packet.payload));
-    if (m_hasFirmware) {
+    if (m_HasFirmware) {
         outcome.meaning += Store(packet);
     }
 }
 
-void CorFpgaModel::Answer(const CorPacket_T& packet, const CorRegister_T& row, DeviceOutcome_T& outcome)
+void CCorFpgaModel::Answer(const CorPacket_T& packet, const CorRegister_T& row, DeviceOutcome_T& outcome)
 {
     Bytes_T data(packet.payload.size(), 0);
-    if (m_hasFirmware && row.access == CorAccess_T::Stream) {
+    if (m_HasFirmware && row.access == CorAccess_T::Stream) {
         data = TakeFifo(data.size(), outcome);
     } else {
-        if (m_hasFirmware && packet.address == CorAddress::c_FifoStatus) {
-            data.front() = m_fifo.Status();
-        } else if (m_hasFirmware) {
+        if (m_HasFirmware && packet.address == CorAddress::c_FifoStatus) {
+            data.front() = m_Fifo.Status();
+        } else if (m_HasFirmware) {
             std::ranges::copy(Contents(packet.address, data.size()), data.begin());
         }
         Append(outcome.replyMeaning, DescribeCorBytes(row, packet.address, data));
@@ -241,24 +241,24 @@ void CorFpgaModel::Answer(const CorPacket_T& packet, const CorRegister_T& row, D
 }
 
 /// Takes a write; returns what it set off, for the trace.
-std::string CorFpgaModel::Store(const CorPacket_T& packet)
+std::string CCorFpgaModel::Store(const CorPacket_T& packet)
 {
-    std::ranges::copy(packet.payload, m_memory.begin() + packet.address);
+    std::ranges::copy(packet.payload, m_Memory.begin() + packet.address);
     if (packet.address == CorAddress::c_Command) {
         return Command(packet.payload.front());
     }
     if (packet.address == CorAddress::c_FifoControl && packet.payload.front() == c_FifoClear) {
-        m_fifo = {};
+        m_Fifo = {};
         return " (clears the FIFO)";
     }
     return {};
 }
 
-std::string CorFpgaModel::Command(std::uint8_t command)
+std::string CCorFpgaModel::Command(std::uint8_t command)
 {
     std::string effect;
     if ((command & c_CommandIdentify) != 0) {
-        m_interruptPending = true;
+        m_InterruptPending = true;
         effect += " (identifies the transducer)";
     }
     if ((command & c_CommandPing) != 0) {
@@ -267,10 +267,10 @@ std::string CorFpgaModel::Command(std::uint8_t command)
     return effect;
 }
 
-std::string CorFpgaModel::FirePing()
+std::string CCorFpgaModel::FirePing()
 {
     const std::size_t count = Value(CorAddress::c_SampleCount, 2) * c_SampleCountUnit;
-    const auto samples = m_echo.Ping({.clockHz = m_setup.clockHz,
+    const auto samples = m_Echo.Ping({.clockHz = m_Setup.clockHz,
                                       .samples = count,
                                       .tuningWord = Value(CorAddress::c_CentreFrequency, 4),
                                       .basebandDivisor = Value(CorAddress::c_BasebandSubSample, 1),
@@ -281,26 +281,26 @@ std::string CorFpgaModel::FirePing()
     for (const std::uint16_t sample : samples) {
         PutLittleEndian(data, sample, c_SampleWidth);
     }
-    m_fifo.Load(std::move(data));
+    m_Fifo.Load(std::move(data));
     return " (ping of " + std::to_string(count) + " samples)";
 }
 
-void CorFpgaModel::Reset(std::optional<std::uint8_t> firmwareVersion)
+void CCorFpgaModel::Reset(std::optional<std::uint8_t> firmwareVersion)
 {
-    m_memory.assign(c_CorAddressSpace, 0);
-    for (const auto& [address, value] : m_inputs) {
-        m_memory[address] = value;
+    m_Memory.assign(c_CorAddressSpace, 0);
+    for (const auto& [address, value] : m_Inputs) {
+        m_Memory[address] = value;
     }
-    m_hasFirmware = firmwareVersion.has_value();
-    m_memory[CorAddress::c_Version] = firmwareVersion.value_or(0);
-    m_interruptPending = false;
-    m_fifo = {};
+    m_HasFirmware = firmwareVersion.has_value();
+    m_Memory[CorAddress::c_Version] = firmwareVersion.value_or(0);
+    m_InterruptPending = false;
+    m_Fifo = {};
 }
 
-Bytes_T CorFpgaModel::TakeFifo(std::size_t count, DeviceOutcome_T& outcome)
+Bytes_T CCorFpgaModel::TakeFifo(std::size_t count, DeviceOutcome_T& outcome)
 {
-    const std::size_t there = m_fifo.Left();
-    Bytes_T bytes = m_fifo.Take(count);
+    const std::size_t there = m_Fifo.Left();
+    Bytes_T bytes = m_Fifo.Take(count);
     const CorRegister_T& row = *FindCorRegister(CorAddress::c_FifoData);
     Append(outcome.replyMeaning, DescribeCorBytes(row, row.address, bytes));
     if (there < count) {
@@ -309,7 +309,7 @@ Bytes_T CorFpgaModel::TakeFifo(std::size_t count, DeviceOutcome_T& outcome)
     return bytes;
 }
 
-std::uint32_t CorFpgaModel::Value(std::uint16_t address, std::size_t width) const
+std::uint32_t CCorFpgaModel::Value(std::uint16_t address, std::size_t width) const
 {
-    return static_cast<std::uint32_t>(GetLittleEndian(m_memory, address, width));
+    return static_cast<std::uint32_t>(GetLittleEndian(m_Memory, address, width));
 }

@@ -36,12 +36,12 @@ struct CorFpgaSetup_T {
 /// register map, but writes have no effect and every read brings zeros. Loading an image resets the FPGA,
 /// whether the image is good or not. A power switch that goes off and on again does not make the FPGA forget.
 ///
-/// The FIFO status is 4 after everything was read exactly (CorFifo names the other values); its error bits
+/// The FIFO status is 4 after everything was read exactly (CCorFifo names the other values); its error bits
 /// stay until 2 is written to FIFO control, which clears the FIFO.
-class CorFpgaModel final : public DeviceModel
+class CCorFpgaModel final : public IDeviceModel
 {
 public:
-    explicit CorFpgaModel(CorFpgaSetup_T setup);
+    explicit CCorFpgaModel(CorFpgaSetup_T setup);
 
     DeviceOutcome_T Write(ByteView_T bytes) override;
     std::size_t IoctlArgumentSize(unsigned long request) const override;
@@ -76,13 +76,13 @@ private:
     Bytes_T TakeFifo(std::size_t count, DeviceOutcome_T& outcome);
     std::uint32_t Value(std::uint16_t address, std::size_t width) const;
 
-    CorFpgaSetup_T m_setup;
-    Echo m_echo;
-    std::map<std::uint16_t, std::uint8_t> m_inputs = {};
-    Bytes_T m_memory = {}; ///< registers and tables by address; m_fifo knows the FIFO status
-    bool m_hasFirmware = false;
-    bool m_isConfigured = false;
-    bool m_isPingRead = false;
-    bool m_interruptPending = false;
-    CorFifo m_fifo = {};
+    CorFpgaSetup_T m_Setup;
+    CEcho m_Echo;
+    std::map<std::uint16_t, std::uint8_t> m_Inputs = {};
+    Bytes_T m_Memory = {}; ///< registers and tables by address; m_Fifo knows the FIFO status
+    bool m_HasFirmware = false;
+    bool m_IsConfigured = false;
+    bool m_IsPingRead = false;
+    bool m_InterruptPending = false;
+    CCorFifo m_Fifo = {};
 };

@@ -54,7 +54,7 @@ private:
 class CNode
 {
 public:
-    CNode(UMockdevTestbed* pTestbed, const fs::path& root, std::string name, DeviceModel& model,
+    CNode(UMockdevTestbed* pTestbed, const fs::path& root, std::string name, IDeviceModel& model,
           std::mutex& lock, const CDeviceHost::Observer_T& observer)
         : m_Name(std::move(name)), m_Node("/dev/" + m_Name), m_Model(model), m_Lock(lock),
           m_Observer(observer), m_pTestbed(pTestbed), m_Master(MakeTerminal()), m_Slave(OpenSlave(root)),
@@ -183,7 +183,7 @@ private:
 
     const std::string m_Name;
     const std::string m_Node;
-    DeviceModel& m_Model;
+    IDeviceModel& m_Model;
     std::mutex& m_Lock;
     const CDeviceHost::Observer_T& m_Observer;
     UMockdevTestbed* const m_pTestbed;
@@ -226,7 +226,7 @@ CDeviceHost::~CDeviceHost() = default;
 
 fs::path CDeviceHost::Root() const { return m_pImplementation->root; }
 
-void CDeviceHost::AddDevice(const std::string& name, DeviceModel& model)
+void CDeviceHost::AddDevice(const std::string& name, IDeviceModel& model)
 {
     Implementation& implementation = *m_pImplementation;
     implementation.nodes.push_back(std::make_unique<CNode>(implementation.pTestbed.get(), implementation.root,

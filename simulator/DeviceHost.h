@@ -31,7 +31,7 @@ public:
     std::filesystem::path Root() const;
 
     /// Makes the node /dev/<name>, answered by the model, which must live as long as this object.
-    void AddDevice(const std::string& name, DeviceModel& model);
+    void AddDevice(const std::string& name, IDeviceModel& model);
 
     /// Descriptors that become readable when child processes wrote to a node; Drain() then takes the bytes,
     /// so that a writer of more than a terminal's buffer is not held up.

@@ -37,10 +37,10 @@ struct DeviceOperation_T {
 
 /// A simulated device behind one device node, seen from the kernel's boundary: whole writes, device requests,
 /// and what other processes (a shell's "cat image > node") wrote to the node. One thread at a time calls it.
-class DeviceModel
+class IDeviceModel
 {
 public:
-    virtual ~DeviceModel() = default;
+    virtual ~IDeviceModel() = default;
 
     /// One write() of the program.
     virtual DeviceOutcome_T Write(ByteView_T bytes) = 0;

@@ -47,83 +47,83 @@ double SampleInterval(const EchoSettings_T& settings)
     return c_FrontEndDivisor * divisor * rate / settings.clockHz;
 }
 
-Echo::Echo(Scene_T scene) : m_scene(std::move(scene)), m_generator(m_scene.seed) {}
+CEcho::CEcho(Scene_T scene) : m_Scene(std::move(scene)), m_Generator(m_Scene.seed) {}
 
-std::vector<std::uint16_t> Echo::Ping(const EchoSettings_T& settings)
+std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
 {
-    m_interval = SampleInterval(settings);
-    m_absorption = Absorption(settings.tuningWord * settings.clockHz / c_TuningWordRange);
-    m_signal.assign(settings.samples, 0);
+    m_Interval = SampleInterval(settings);
+    m_Absorption = Absorption(settings.tuningWord * settings.clockHz / c_TuningWordRange);
+    m_Signal.assign(settings.samples, 0);
     if (settings.chirpEntries > 0) {
         AddTransmit(settings);
-        std::ranges::for_each(m_scene.fish, [this](const Fish_T& fish) { AddFish(fish); });
+        std::ranges::for_each(m_Scene.fish, [this](const Fish_T& fish) { AddFish(fish); });
         AddBottoms();
     }
-    ++m_ping;
+    ++m_Ping;
 
     std::vector<std::uint16_t> samples;
-    samples.reserve(m_signal.size());
-    for (const double signal : m_signal) {
-        const double inPhase = signal + m_scene.noise * Gaussian();
-        const double quadrature = m_scene.noise * Gaussian();
+    samples.reserve(m_Signal.size());
+    for (const double signal : m_Signal) {
+        const double inPhase = signal + m_Scene.noise * Gaussian();
+        const double quadrature = m_Scene.noise * Gaussian();
         const double magnitude = std::sqrt(inPhase * inPhase + quadrature * quadrature);
         samples.push_back(static_cast<std::uint16_t>(std::min(std::floor(magnitude + 0.5), c_FullScale)));
     }
     return samples;
 }
 
-void Echo::AddTransmit(const EchoSettings_T& settings)
+void CEcho::AddTransmit(const EchoSettings_T& settings)
 {
     const double pulse = settings.chirpEntries * c_ClocksPerChirpEntry / settings.clockHz;
-    for (std::size_t i = 0; i < m_signal.size(); ++i) {
-        const double silence = std::max(static_cast<double>(i) * m_interval - pulse, 0.0);
-        m_signal[i] += c_RingPeak * std::exp(-silence / c_RingDecay);
+    for (std::size_t i = 0; i < m_Signal.size(); ++i) {
+        const double silence = std::max(static_cast<double>(i) * m_Interval - pulse, 0.0);
+        m_Signal[i] += c_RingPeak * std::exp(-silence / c_RingDecay);
     }
 }
 
-void Echo::AddTarget(double range, double level, const Shape_T& shape)
+void CEcho::AddTarget(double range, double level, const Shape_T& shape)
 {
     const double arrival = 2 * range / c_SpeedOfSound;
-    const double loss = 40 * std::log10(range) + 2 * m_absorption * range;
+    const double loss = 40 * std::log10(range) + 2 * m_Absorption * range;
     const double amplitude = std::pow(10, (c_SourceLevel + level - loss) / 20);
-    const auto first = static_cast<std::size_t>(std::max((arrival - shape.attack) / m_interval, 0.0));
-    const auto last = static_cast<std::size_t>((arrival + c_DecaysKept * shape.decay) / m_interval);
-    for (std::size_t i = first; i < std::min(last, m_signal.size()); ++i) {
-        const double since = static_cast<double>(i) * m_interval - arrival;
+    const auto first = static_cast<std::size_t>(std::max((arrival - shape.attack) / m_Interval, 0.0));
+    const auto last = static_cast<std::size_t>((arrival + c_DecaysKept * shape.decay) / m_Interval);
+    for (std::size_t i = first; i < std::min(last, m_Signal.size()); ++i) {
+        const double since = static_cast<double>(i) * m_Interval - arrival;
         if (since < 0) {
-            m_signal[i] += amplitude * std::max(1 + since / shape.attack, 0.0);
+            m_Signal[i] += amplitude * std::max(1 + since / shape.attack, 0.0);
         } else {
             // The front is one reflection; later samples add up ever more of them.
             const double roughness = shape.roughness * std::min(since / shape.decay, 1.0);
-            m_signal[i] += amplitude * std::exp(-since / shape.decay) * (1 - roughness * Uniform());
+            m_Signal[i] += amplitude * std::exp(-since / shape.decay) * (1 - roughness * Uniform());
         }
     }
 }
 
-void Echo::AddFish(const Fish_T& fish)
+void CEcho::AddFish(const Fish_T& fish)
 {
-    const double offset = fish.offset + m_ping * fish.drift;
+    const double offset = fish.offset + m_Ping * fish.drift;
     const double slope = offset / fish.depth / c_BeamSlope;
     // As short as the samples resolve.
     AddTarget(std::hypot(fish.depth, offset), fish.strength - c_BeamEdgeLoss * slope * slope,
-              {.attack = 2 * m_interval, .decay = m_interval});
+              {.attack = 2 * m_Interval, .decay = m_Interval});
 }
 
-void Echo::AddBottoms()
+void CEcho::AddBottoms()
 {
-    const double hardness = 1 - m_scene.bottomStrength / c_SoftestBottom;
+    const double hardness = 1 - m_Scene.bottomStrength / c_SoftestBottom;
     const double tail = 2 * (c_SoftTail + c_HardTail * hardness) / c_SpeedOfSound;
-    const Shape_T shape{.attack = 2 * m_interval, .decay = tail, .roughness = c_BottomRoughness};
-    AddTarget(m_scene.bottomDepth, m_scene.bottomStrength, shape);
-    AddTarget(2 * m_scene.bottomDepth, 2 * m_scene.bottomStrength - c_SurfaceLoss, shape);
+    const Shape_T shape{.attack = 2 * m_Interval, .decay = tail, .roughness = c_BottomRoughness};
+    AddTarget(m_Scene.bottomDepth, m_Scene.bottomStrength, shape);
+    AddTarget(2 * m_Scene.bottomDepth, 2 * m_Scene.bottomStrength - c_SurfaceLoss, shape);
 }
 
-double Echo::Uniform() { return static_cast<double>(m_generator()) / c_TuningWordRange; }
+double CEcho::Uniform() { return static_cast<double>(m_Generator()) / c_TuningWordRange; }
 
-double Echo::Gaussian()
+double CEcho::Gaussian()
 {
     // Two uniform numbers of 16 bits add up to a triangle, close enough to a bell; its variance is one sixth.
-    const std::uint32_t both = static_cast<std::uint32_t>(m_generator());
+    const std::uint32_t both = static_cast<std::uint32_t>(m_Generator());
     const double sum = static_cast<double>((both >> 16) + (both & 0xFFFF)) / 65535 - 1;
     return sum * std::sqrt(6.0);
 }

@@ -40,10 +40,10 @@ double SampleInterval(const EchoSettings_T& settings);
 /// Receiver noise is added as a complex voltage and the magnitude is clipped to 0 to 65,535. The receiver's
 /// gain is constant. All chance comes from one seeded generator by integer arithmetic of our own, so that a
 /// scene and a sequence of pings do not depend on the library's distributions.
-class Echo
+class CEcho
 {
 public:
-    explicit Echo(Scene_T scene);
+    explicit CEcho(Scene_T scene);
 
     /// The samples of the next ping.
     std::vector<std::uint16_t> Ping(const EchoSettings_T& settings);
@@ -63,10 +63,10 @@ private:
     double Uniform();
     double Gaussian();
 
-    Scene_T m_scene;
-    std::mt19937 m_generator;
-    unsigned int m_ping = 0;           ///< pings fired before this one
-    double m_interval = 0;             ///< of this ping, seconds
-    double m_absorption = 0;           ///< of this ping, dB a metre
-    std::vector<double> m_signal = {}; ///< of this ping, sample units
+    Scene_T m_Scene;
+    std::mt19937 m_Generator;
+    unsigned int m_Ping = 0;           ///< pings fired before this one
+    double m_Interval = 0;             ///< of this ping, seconds
+    double m_Absorption = 0;           ///< of this ping, dB a metre
+    std::vector<double> m_Signal = {}; ///< of this ping, sample units
 };

@@ -163,19 +163,19 @@ Fault_T FaultOf(const std::string& specification)
 
 } // namespace
 
-FaultPlan::FaultPlan(const std::vector<std::string>& specifications) : m_counts(c_Targets, 0)
+CFaultPlan::CFaultPlan(const std::vector<std::string>& specifications) : m_Counts(c_Targets, 0)
 {
-    std::ranges::transform(specifications, std::back_inserter(m_faults), FaultOf);
+    std::ranges::transform(specifications, std::back_inserter(m_Faults), FaultOf);
 }
 
-std::vector<Fault_T> FaultPlan::Next(FaultTarget_T target)
+std::vector<Fault_T> CFaultPlan::Next(FaultTarget_T target)
 {
-    const std::size_t count = ++m_counts[static_cast<std::size_t>(target)];
+    const std::size_t count = ++m_Counts[static_cast<std::size_t>(target)];
     std::vector<Fault_T> due;
-    std::ranges::copy_if(m_faults, std::back_inserter(due), [&](const Fault_T& fault) {
+    std::ranges::copy_if(m_Faults, std::back_inserter(due), [&](const Fault_T& fault) {
         return fault.target == target && (fault.number == 0 || fault.number == count);
     });
-    m_hasStruck = m_hasStruck || !due.empty();
+    m_HasStruck = m_HasStruck || !due.empty();
     return due;
 }
 
@@ -192,58 +192,58 @@ std::string FaultHelp()
     return text;
 }
 
-void FaultyDevice::Befall(FaultTarget_T target, DeviceOutcome_T& outcome, std::size_t place)
+void CFaultyDevice::Befall(FaultTarget_T target, DeviceOutcome_T& outcome, std::size_t place)
 {
-    for (const Fault_T& fault : m_plan.Next(target)) {
+    for (const Fault_T& fault : m_Plan.Next(target)) {
         fault.play(outcome, fault.value, place);
         for (std::string* pMeaning : {&outcome.meaning, &outcome.replyMeaning}) {
             *pMeaning += (pMeaning->empty() ? "fault " : "; fault ") + fault.specification;
         }
     }
-    outcome.faulted = m_plan.HasStruck();
+    outcome.faulted = m_Plan.HasStruck();
 }
 
-DeviceOutcome_T FaultyDevice::Write(ByteView_T bytes)
+DeviceOutcome_T CFaultyDevice::Write(ByteView_T bytes)
 {
     DeviceOutcome_T outcome;
     Befall(FaultTarget_T::Write, outcome);
     if (outcome.error != 0) {
         return outcome;
     }
-    outcome = m_device.Write(bytes);
+    outcome = m_Device.Write(bytes);
     for (const std::size_t place : outcome.fifoStatusAt) {
         Befall(FaultTarget_T::Fifo, outcome, place);
     }
     if (!outcome.reply.empty()) {
         Befall(FaultTarget_T::Reply, outcome);
     }
-    outcome.faulted = m_plan.HasStruck();
+    outcome.faulted = m_Plan.HasStruck();
     return outcome;
 }
 
-std::size_t FaultyDevice::IoctlArgumentSize(unsigned long request) const
+std::size_t CFaultyDevice::IoctlArgumentSize(unsigned long request) const
 {
-    return m_device.IoctlArgumentSize(request);
+    return m_Device.IoctlArgumentSize(request);
 }
 
-DeviceOutcome_T FaultyDevice::Ioctl(unsigned long request, ByteView_T argument)
+DeviceOutcome_T CFaultyDevice::Ioctl(unsigned long request, ByteView_T argument)
 {
     DeviceOutcome_T outcome;
     Befall(FaultTarget_T::Ioctl, outcome);
     if (outcome.error != 0) {
         return outcome;
     }
-    outcome = m_device.Ioctl(request, argument);
+    outcome = m_Device.Ioctl(request, argument);
     if (outcome.interruptWait) {
         Befall(FaultTarget_T::Interrupt, outcome);
     }
-    outcome.faulted = m_plan.HasStruck();
+    outcome.faulted = m_Plan.HasStruck();
     return outcome;
 }
 
-DeviceOutcome_T FaultyDevice::TakeImage(ByteView_T bytes)
+DeviceOutcome_T CFaultyDevice::TakeImage(ByteView_T bytes)
 {
-    DeviceOutcome_T outcome = m_device.TakeImage(bytes);
-    outcome.faulted = m_plan.HasStruck();
+    DeviceOutcome_T outcome = m_Device.TakeImage(bytes);
+    outcome.faulted = m_Plan.HasStruck();
     return outcome;
 }

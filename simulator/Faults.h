@@ -20,23 +20,23 @@ struct Fault_T {
 };
 
 /// The faults of a unit and the count of its operations, shared by all its devices.
-class FaultPlan
+class CFaultPlan
 {
 public:
     /// Reads specifications OPERATION:NUMBER=KIND, as FaultHelp() lists them. Throws std::invalid_argument,
     /// with one line that names the specification and what is allowed, for the first that is none.
-    explicit FaultPlan(const std::vector<std::string>& specifications = {});
+    explicit CFaultPlan(const std::vector<std::string>& specifications = {});
 
     /// Counts an operation and returns the faults that befall it, in the order given.
     std::vector<Fault_T> Next(FaultTarget_T target);
 
     /// Whether any fault was played.
-    bool HasStruck() const { return m_hasStruck; }
+    bool HasStruck() const { return m_HasStruck; }
 
 private:
-    std::vector<Fault_T> m_faults;
-    std::vector<std::size_t> m_counts;
-    bool m_hasStruck = false;
+    std::vector<Fault_T> m_Faults;
+    std::vector<std::size_t> m_Counts;
+    bool m_HasStruck = false;
 };
 
 /// The operations and kinds of faults, a line each, for a help text.
@@ -45,10 +45,10 @@ std::string FaultHelp();
 /// Any device with the faults of a plan in front of it; both must outlive it. A write or request that a fault
 /// makes fail does not reach the device. What faults do stands in the meaning of the outcome, and every
 /// outcome from the unit's first fault on is marked as faulted.
-class FaultyDevice final : public DeviceModel
+class CFaultyDevice final : public IDeviceModel
 {
 public:
-    FaultyDevice(DeviceModel& device, FaultPlan& plan) : m_device(device), m_plan(plan) {}
+    CFaultyDevice(IDeviceModel& device, CFaultPlan& plan) : m_Device(device), m_Plan(plan) {}
 
     DeviceOutcome_T Write(ByteView_T bytes) override;
     std::size_t IoctlArgumentSize(unsigned long request) const override;
@@ -58,6 +58,6 @@ public:
 private:
     void Befall(FaultTarget_T target, DeviceOutcome_T& outcome, std::size_t place = 0);
 
-    DeviceModel& m_device;
-    FaultPlan& m_plan;
+    IDeviceModel& m_Device;
+    CFaultPlan& m_Plan;
 };

@@ -91,7 +91,7 @@ std::uint8_t FirmwareVersion(const QString& text)
 void CheckFaults(const std::vector<std::string>& specifications)
 {
     try {
-        const FaultPlan plan(specifications);
+        const CFaultPlan plan(specifications);
     } catch (const std::invalid_argument& error) {
         throw UsageError_T{QString::fromStdString(error.what())};
     }

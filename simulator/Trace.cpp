@@ -38,9 +38,9 @@ std::string TimeText(std::chrono::nanoseconds time)
 
 } // namespace
 
-TraceWriter::TraceWriter(std::ostream& stream) : m_stream(stream) { m_stream << c_Header << '\n'; }
+CTraceWriter::CTraceWriter(std::ostream& stream) : m_Stream(stream) { m_Stream << c_Header << '\n'; }
 
-void TraceWriter::Write(const DeviceOperation_T& operation)
+void CTraceWriter::Write(const DeviceOperation_T& operation)
 {
     const DeviceOutcome_T& outcome = operation.outcome;
     const bool isIoctl = operation.kind == DeviceOperation_T::Kind::Ioctl;
@@ -57,21 +57,21 @@ void TraceWriter::Write(const DeviceOperation_T& operation)
     for (const std::string& refusal : outcome.refusals) {
         Begin(operation.device, "refused") << refusal << '\n';
     }
-    m_time += outcome.linkTime;
+    m_Time += outcome.linkTime;
 }
 
-void TraceWriter::Line(std::string_view device, std::string_view direction, ByteView_T bytes,
-                       std::string_view before, int error, std::string_view meaning)
+void CTraceWriter::Line(std::string_view device, std::string_view direction, ByteView_T bytes,
+                        std::string_view before, int error, std::string_view meaning)
 {
     Begin(device, direction) << bytes.size() << ' ' << before << HexBytes(bytes);
     if (error != 0) {
         const char* const pName = ::strerrorname_np(error);
-        m_stream << " !" << (pName != nullptr ? pName : std::to_string(error).c_str());
+        m_Stream << " !" << (pName != nullptr ? pName : std::to_string(error).c_str());
     }
-    m_stream << " # " << meaning << '\n';
+    m_Stream << " # " << meaning << '\n';
 }
 
-std::ostream& TraceWriter::Begin(std::string_view device, std::string_view direction)
+std::ostream& CTraceWriter::Begin(std::string_view device, std::string_view direction)
 {
-    return m_stream << TimeText(m_time) << ' ' << device << ' ' << direction << ' ';
+    return m_Stream << TimeText(m_Time) << ' ' << device << ' ' << direction << ' ';
 }

@@ -21,11 +21,11 @@
 /// MEANING    registers with values, tables with entries, requests by name, faults that were played
 /// What the real device would not have understood follows as lines
 ///   TIME DEVICE refused TEXT
-class TraceWriter
+class CTraceWriter
 {
 public:
     /// Writes the first line. The stream must outlive the writer.
-    explicit TraceWriter(std::ostream& stream);
+    explicit CTraceWriter(std::ostream& stream);
 
     /// Writes an operation.
     void Write(const DeviceOperation_T& operation);
@@ -35,6 +35,6 @@ private:
               int error, std::string_view meaning);
     std::ostream& Begin(std::string_view device, std::string_view direction);
 
-    std::ostream& m_stream;
-    std::chrono::nanoseconds m_time{};
+    std::ostream& m_Stream;
+    std::chrono::nanoseconds m_Time{};
 };

@@ -10,7 +10,7 @@ constexpr char c_FirstFpga[] = "LSfpga0";
 constexpr char c_SecondFpga[] = "LSfpga1";
 
 /// An FPGA of which only the loading of firmware is simulated: everything else is refused.
-class ImageOnlyModel final : public DeviceModel
+class CImageOnlyModel final : public IDeviceModel
 {
 public:
     DeviceOutcome_T Write(ByteView_T) override { return Refuse("a write"); }
@@ -26,7 +26,7 @@ private:
     }
 };
 
-std::unique_ptr<DeviceModel> MakeXkFpga(const UnitDeviceSetup_T& setup, bool hasFirmware)
+std::unique_ptr<IDeviceModel> MakeXkFpga(const UnitDeviceSetup_T& setup, bool hasFirmware)
 {
     const bool isFast = std::string_view(setup.product.fpgaSize) == "1";
     CorFpgaSetup_T fpga{.product = setup.product.name,
@@ -36,15 +36,15 @@ std::unique_ptr<DeviceModel> MakeXkFpga(const UnitDeviceSetup_T& setup, bool has
     if (hasFirmware) {
         fpga.firmwareVersion = setup.firmwareVersion;
     }
-    return std::make_unique<CorFpgaModel>(std::move(fpga));
+    return std::make_unique<CCorFpgaModel>(std::move(fpga));
 }
 } // namespace
 
-std::vector<UnitDevice_T> MakeUnitDevices(const UnitDeviceSetup_T& setup, FaultPlan& faults)
+std::vector<UnitDevice_T> MakeUnitDevices(const UnitDeviceSetup_T& setup, CFaultPlan& faults)
 {
     std::vector<UnitDevice_T> devices;
-    const auto add = [&](const char* node, std::unique_ptr<DeviceModel> device) {
-        auto faulty = std::make_unique<FaultyDevice>(*device, faults);
+    const auto add = [&](const char* node, std::unique_ptr<IDeviceModel> device) {
+        auto faulty = std::make_unique<CFaultyDevice>(*device, faults);
         devices.push_back({node, std::move(device), std::move(faulty)});
     };
     const Product_T& product = setup.product;
@@ -55,7 +55,7 @@ std::vector<UnitDevice_T> MakeUnitDevices(const UnitDeviceSetup_T& setup, FaultP
             add(c_SecondFpga, MakeXkFpga(setup, true));
         }
     } else if (product.firmware.pattern[0] != '\0' || product.setup != Setup::Refused) {
-        add(c_FirstFpga, std::make_unique<ImageOnlyModel>());
+        add(c_FirstFpga, std::make_unique<CImageOnlyModel>());
     }
     return devices;
 }

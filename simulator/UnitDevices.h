@@ -12,9 +12,10 @@
 
 /// A device node of a unit and what answers there.
 struct UnitDevice_T {
-    std::string node;                    ///< name below /dev
-    std::unique_ptr<DeviceModel> device; ///< the device itself
-    std::unique_ptr<DeviceModel> faulty; ///< the device with the unit's faults in front of it: the one to use
+    std::string node;                     ///< name below /dev
+    std::unique_ptr<IDeviceModel> device; ///< the device itself
+    std::unique_ptr<IDeviceModel>
+        faulty; ///< the device with the unit's faults in front of it: the one to use
 };
 
 /// What the devices of a unit are made from.
@@ -26,4 +27,4 @@ struct UnitDeviceSetup_T {
 };
 
 /// The devices that a product's unit has, with the faults in front of them. The plan must outlive them.
-std::vector<UnitDevice_T> MakeUnitDevices(const UnitDeviceSetup_T& setup, FaultPlan& faults);
+std::vector<UnitDevice_T> MakeUnitDevices(const UnitDeviceSetup_T& setup, CFaultPlan& faults);

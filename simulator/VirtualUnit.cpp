@@ -151,9 +151,9 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
                                  " exists already; the unit's files go to a new directory");
     }
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);
-    FaultPlan faults(options.faults);
+    CFaultPlan faults(options.faults);
     std::optional<std::ofstream> traceFile = OpenTrace(options.trace);
-    std::optional<TraceWriter> trace;
+    std::optional<CTraceWriter> trace;
     if (traceFile) {
         trace.emplace(*traceFile);
     }

@@ -58,7 +58,7 @@ protected:
     void Ping() { model.Write(Packet(16, {2}) + Packet(512, {64}) + Packet(0, {1})); }
 
     bool isPowered = true;
-    CorFpgaModel model{{.product = "QL4K", .isPowered = [this] { return isPowered; }, .firmwareVersion = 5}};
+    CCorFpgaModel model{{.product = "QL4K", .isPowered = [this] { return isPowered; }, .firmwareVersion = 5}};
 };
 
 } // namespace
@@ -114,7 +114,7 @@ TEST_F(CorFpgaModelTest, PacketsOfAWriteFindTheirPlaceAndReadsTheirReply)
 
 TEST_F(CorFpgaModelTest, DriverRequestsAreHeldToTheirOrderAndArguments)
 {
-    CorFpgaModel fresh{{.product = "QL4K", .firmwareVersion = 1}};
+    CCorFpgaModel fresh{{.product = "QL4K", .firmwareVersion = 1}};
     EXPECT_THAT(fresh.Write(ReadPacket(2)).refusals, ElementsAre("write before the device was configured"));
     EXPECT_EQ(fresh.Ioctl(c_WaitInterrupt, {}).error, EINVAL);
 

@@ -12,7 +12,7 @@ namespace
 
 /// A device that always answers a register and the FIFO status, and whose requests are waits for the
 /// interrupt.
-class SoundDevice final : public DeviceModel
+class SoundDevice final : public IDeviceModel
 {
 public:
     DeviceOutcome_T Write(ByteView_T) override
@@ -45,8 +45,8 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
                              {"ioctl:2=EBUSY", 0, EBUSY, {7, 7, 4, 4}},
                              {"interrupt:2=never", 0, ETIMEDOUT, {7, 7, 4, 4}}}) {
         SoundDevice device;
-        FaultPlan plan({row.fault});
-        FaultyDevice faulty(device, plan);
+        CFaultPlan plan({row.fault});
+        CFaultyDevice faulty(device, plan);
         for (const bool strikes : {false, true, false}) {
             const auto write = faulty.Write({});
             const auto ioctl = faulty.Ioctl(0, {});
@@ -62,9 +62,9 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
 TEST(FaultsTest, DevicesOfAUnitShareTheCountAndTheMark)
 {
     SoundDevice device;
-    FaultPlan plan({"write:3=EIO", "reply:*=short", "reply:2=short"});
-    FaultyDevice first(device, plan);
-    FaultyDevice second(device, plan);
+    CFaultPlan plan({"write:3=EIO", "reply:*=short", "reply:2=short"});
+    CFaultyDevice first(device, plan);
+    CFaultyDevice second(device, plan);
     EXPECT_FALSE(first.Ioctl(0, {}).faulted);
     EXPECT_EQ(first.Write({}).reply.size(), 3U);
     EXPECT_EQ(second.Write({}).reply.size(), 2U);
@@ -84,7 +84,7 @@ TEST(FaultsTest, AWrongSpecificationIsToldWhatIsAllowed)
     };
     for (const auto& [fault, why] : rows) {
         EXPECT_THAT(([text = fault] {
-                        FaultPlan({"write:1=EIO", text});
+                        CFaultPlan({"write:1=EIO", text});
                     }),
                     testing::ThrowsMessage<std::invalid_argument>(HasSubstr(why)));
     }

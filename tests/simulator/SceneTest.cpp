@@ -25,10 +25,10 @@ std::pair<double, int> Peak(const std::vector<std::uint16_t>& samples, std::size
 
 TEST(EchoTest, ADefaultPingShowsRingDownFishBottomAndSecondBottomWhereTheyAre)
 {
-    const auto samples = Echo(Scene_T{}).Ping(c_Settings);
+    const auto samples = CEcho(Scene_T{}).Ping(c_Settings);
     // Depth / 750 m/s / 59.15 us: 8 m is sample 180, 13 m 293, 20 m 451, 40 m 902.
-    EXPECT_EQ(samples, Echo(Scene_T{}).Ping(c_Settings));
-    EXPECT_NE(samples, Echo({.seed = 2}).Ping(c_Settings));
+    EXPECT_EQ(samples, CEcho(Scene_T{}).Ping(c_Settings));
+    EXPECT_NE(samples, CEcho({.seed = 2}).Ping(c_Settings));
     EXPECT_EQ(samples[0], 65535);
     EXPECT_LT(Peak(samples, 60, 160).second, 300) << "water must be quiet";
     EXPECT_NEAR(Peak(samples, 160, 240).first, 180, 2);
@@ -43,7 +43,7 @@ TEST(EchoTest, ADefaultPingShowsRingDownFishBottomAndSecondBottomWhereTheyAre)
 TEST(EchoTest, SceneAndRegistersDecideWhatIsSeen)
 {
     EchoSettings_T settings = c_Settings;
-    const auto seen = [&](const Scene_T& scene) { return Peak(Echo(scene).Ping(settings)); };
+    const auto seen = [&](const Scene_T& scene) { return Peak(CEcho(scene).Ping(settings)); };
     settings.subSampleRate = 2;
     EXPECT_NEAR(seen({}).first, 902, 2);
     settings = c_Settings;
@@ -56,7 +56,7 @@ TEST(EchoTest, SceneAndRegistersDecideWhatIsSeen)
 
 TEST(EchoTest, ADriftingFishDrawsAnArc)
 {
-    Echo echo({.fish = {{.depth = 10, .strength = -20, .offset = -2, .drift = 2}}, .noise = 0});
+    CEcho echo({.fish = {{.depth = 10, .strength = -20, .offset = -2, .drift = 2}}, .noise = 0});
     const auto nextRange = [&] { return Peak(echo.Ping(c_Settings), 150, 400).first; };
     const double before = nextRange();
     EXPECT_NEAR(nextRange(), 225, 1);

@@ -9,9 +9,9 @@ TEST(TraceTest, AnOperationIsALineThatSaysWhatItsBytesMean)
 {
     using Kind = DeviceOperation_T::Kind;
     std::ostringstream text;
-    TraceWriter trace(text);
+    CTraceWriter trace(text);
     const std::string node = "LSfpga0";
-    CorFpgaModel model{{.product = "QL4K", .scene = {.noise = 0}, .firmwareVersion = 7}};
+    CCorFpgaModel model{{.product = "QL4K", .scene = {.noise = 0}, .firmwareVersion = 7}};
     const auto request = [&](unsigned long number, const Bytes_T& argument) {
         trace.Write({node, Kind::Ioctl, number, argument, model.Ioctl(number, argument)});
     };
