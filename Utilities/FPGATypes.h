@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -82,3 +83,43 @@ inline constexpr std::size_t Sizeof_CorrelationFilter = 4096;
 using FpgaAdcSamples_T = std::uint32_t;
 /// Transducer element index; 0 and other values select different FPGAs on the QL6M.
 using XdcrElementIndex_T = std::uint8_t;
+
+/// Lowscan channel, 0 or 1.
+using LSChannel_T = std::uint8_t;
+/// Pulse period in FPGA clock units; 0 keeps a channel quiet.
+using LSPeriod_T = std::uint32_t;
+using LSFrequency_Hz_T = double;
+using LSFpgaSamples_T = std::uint32_t;
+using LSDecimationRate_T = std::uint32_t;
+using LSGain_T = double;
+using LSColourGain_T = double;
+
+/// Ping set-up of one Lowscan channel.
+struct LSChannelConfigure_T {
+    LSChannel_T channel;
+    LSPeriod_T period;
+    LSFrequency_Hz_T startFrequency;
+    LSFrequency_Hz_T endFrequency;
+    LSFpgaSamples_T samplesA; ///< number of samples
+    LSFpgaSamples_T samplesB; ///< delay of the samples
+    LSDecimationRate_T decimationRate;
+    LSGain_T gain;
+    LSColourGain_T colourGain;
+    std::uint8_t analogueGainLevel;
+};
+
+/// Ping set-up of a whole Lowscan FPGA.
+struct LSFpgaCompleteConfigure_T {
+    LSChannelConfigure_T channel0;
+    LSChannelConfigure_T channel1;
+    std::uint8_t analogueGainLevel;
+    std::uint8_t boostLevel;
+    std::uint8_t boostEnable; ///< 0 or 1
+};
+
+/// Raw ADC readings of a Lowscan FPGA.
+struct LSADCReadings_T {
+    std::uint32_t reference;
+    std::uint32_t waterTemperature;
+    std::uint32_t third;
+};

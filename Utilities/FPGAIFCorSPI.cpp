@@ -1,0 +1,301 @@
+#include "Utilities/FPGAIFCorSPI.h"
+
+#include "Utilities/CorRegisterMap.h"
+#include "Utilities/IOSSFactory.h"
+#include "Utilities/LittleEndian.h"
+
+#include <cassert>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+using namespace CorRegisters;
+
+namespace
+{
+constexpr std::uint32_t c_ClockHz = 69'248'000;
+constexpr std::uint32_t c_LargeFpgaClockHz = 86'560'000;
+constexpr std::uint32_t c_SamplesPerUnit = 16;
+constexpr std::size_t c_CorrelationLengthUnit = 2048;
+constexpr std::uint8_t c_FifoNormal = 4;
+constexpr std::uint8_t c_FifoClear = 2;
+
+std::uint32_t ClockHz(IOSSFactory& factory)
+{
+    const char* size = factory.GetEnv("QL3B_FPGA_SIZE");
+    return size != nullptr && std::strtol(size, nullptr, 10) == 1 ? c_LargeFpgaClockHz : c_ClockHz;
+}
+
+/// The bytes of a table of pairs, followed by zeros up to a number of entries.
+template <class Entry>
+std::vector<std::uint8_t> TableImage(const std::vector<Entry>& table, std::size_t entries)
+{
+    constexpr std::size_t width = sizeof(Entry::first);
+    static_assert(sizeof(Entry::second) == width);
+    std::vector<std::uint8_t> image(entries * 2 * width);
+    std::uint8_t* pTo = image.data();
+    for (const Entry& entry : table) {
+        PutLittleEndian(pTo, width, static_cast<std::uint32_t>(entry.first));
+        PutLittleEndian(pTo + width, width, static_cast<std::uint32_t>(entry.second));
+        pTo += 2 * width;
+    }
+    return image;
+}
+} // namespace
+
+CFPGAIFCorSpi::CFPGAIFCorSpi(bool UseTransducerInterrupt, const std::string& SerialDevicePath,
+                             IOSSFactory* pFactory)
+    : CFPGAPacketLink("CFPGAIFCorSpi", SerialDevicePath, pFactory), m_FpgaClockHz(c_ClockHz),
+      m_bUseTransducerInterrupt(UseTransducerInterrupt)
+{
+    assert(pFactory && "No Factory passed into CFPGAIFCorSpi");
+    assert(SerialDevicePath.length() != 0 && "Zero Length Serial Device Passed to CFPGAIFCorSpi");
+    OpenDevice();
+    assert(m_SerialPort);
+    ConfigureDevice();
+    m_FpgaClockHz = ClockHz(*pFactory);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetCommandRegister(bFpgaCommandByte Command)
+{
+    const TSQEventCode_T queued = WriteRegister(c_Command, Command.value);
+    const bool interrupts =
+        m_bUseTransducerInterrupt && (Command.value & c_CommandTransducerIdentification) != 0;
+    if ((Command.value & c_CommandStartPing) == 0 && !interrupts) {
+        return queued;
+    }
+    const TSQEventCode_T result = TransmitNow(queued);
+    // The command itself went out, so a missing interrupt is only left for those who ask.
+    if (interrupts && WaitOnInterrupt() == 0) {
+        m_ErrorCode = c_NoTransducerInterrupt;
+        ReportError(m_ErrorCode, "SetCommandRegister", "FPGA Transducer ID Interrupt never occurred");
+    }
+    return result;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::PingNow(bFpgaCommandByte Command)
+{
+    return (Command.value & c_CommandStartPing) != 0 ? SetCommandRegister(Command) : c_Success;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::GetPing(Buffer_Bytes_T* Buffer)
+{
+    const TSQEventCode_T result = ReadPingFifo(c_PingFifo, 0, Buffer);
+    ValidateDataCollection();
+    return result == c_Success ? static_cast<TSQEventCode_T>(Buffer->size()) : 0;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::GetPingSection(Buffer_Bytes_T* Buffer)
+{
+    if (CreateCommandPacket(Buffer, c_PingFifo.address, true, c_PingFifo.block, true) != c_Success) {
+        return 0;
+    }
+    return static_cast<TSQEventCode_T>(ReceivePingDataFromFPGA(Buffer));
+}
+
+unsigned int CFPGAIFCorSpi::ReceivePingDataFromFPGA(Buffer_Bytes_T* Buffer)
+{
+    const std::size_t sent = SendCurrentTransfer();
+    if (sent != 0) {
+        std::printf("Will need to copy %zu bytes into Buffer of size %zu bytes\n", sent, Buffer->size());
+    }
+    return static_cast<unsigned int>(sent);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::ValidateDataCollection()
+{
+    bCorFifoStatusByte status;
+    GetDebugRegister(&status.value, c_FifoStatus.address);
+    if (status.value != c_FifoNormal) {
+        ReportError(c_Success, "ValidateDataCollection",
+                    "FIFO ERROR:: clearing fifo because fifoStatus 0x" + HexText(status.value));
+        SetDebugRegister(c_FifoClear, c_FifoControl.address);
+    }
+    return c_Success;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::GetVersion(SWVersion_T* SwVersion)
+{
+    assert(SwVersion && "no location to store SwVersion word");
+    std::uint8_t version = 0xFF;
+    const TSQEventCode_T result = ReadRegister(c_Version, &version);
+    if (result == c_Success) {
+        *SwVersion = {version, 0};
+    }
+    return result;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::GetStatusRegister(bFpgaStatusByte* Status)
+{
+    assert(Status && "no location to store status word");
+    return ReadRegister(c_Status, &Status->value);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::GetTransducerData(unsigned char* Data)
+{
+    return ReadRegister(c_TransducerRead, Data);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::GetSpeedReading(FPGASpeedReading_T* SpeedReading)
+{
+    assert(SpeedReading && "no location to store Speed reading");
+    std::uint8_t ticks = 0;
+    if (ReadRegister(c_SpeedA, &ticks) != c_Success) {
+        return c_NothingTransferred;
+    }
+    SpeedReading->ticks = ticks;
+    ticks = 0;
+    // Both bytes count into the same eight bits, and a failed second request leaves the first byte's reading.
+    ReadRegister(c_SpeedB, &ticks);
+    SpeedReading->ticks |= ticks;
+    return c_Success;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetADCFrequencyRegister(eFpgaAdcFrequency_T Frequency)
+{
+    return WriteRegister(c_AdcFrequency, static_cast<std::uint8_t>(Frequency));
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetBoostLevel(unsigned char Level)
+{
+    return WriteRegister(c_BoostLevel, Level);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetNumberOfSamplesToReceive(FpgaAdcSamples_T NumberOf32bitSamples)
+{
+    assert(((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16");
+    assert(((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large");
+    return WriteRegister(c_SampleCount, NumberOf32bitSamples / c_SamplesPerUnit);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetChannelFilterRegister(const FpgaChnlFltByte_T* Filter)
+{
+    return WriteRegister(c_ChannelFilter, Filter->value);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetFilterSelectionRegister(PingConfigRxBand_T Band)
+{
+    // The register counts the bands from high to low.
+    if (Band < PingConfigRxBand_LF || Band > PingConfigRxBand_HF) {
+        assert(false && "Auto is not a valid selection for the filter");
+    }
+    return WriteRegister(c_FilterSelection, static_cast<std::uint32_t>(PingConfigRxBand_HF - Band));
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetBaseBandFilterCentreFreq(unsigned short HundredsOfHz)
+{
+    // Tuning word: the frequency as a fraction of the clock, in units of 2^-32.
+    const std::uint64_t tuning = ((HundredsOfHz * std::uint64_t{100}) << 32) / m_FpgaClockHz;
+    return WriteRegister(c_BaseBandCentre, static_cast<std::uint32_t>(tuning));
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetBaseBandFilterSelectionReg(unsigned char Selection)
+{
+    return WriteRegister(c_BaseBandSelection, Selection);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetBaseBandFilterScalingReg(unsigned char Scaling)
+{
+    return WriteRegister(c_BaseBandScaling, Scaling);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetBaseBandFilterSubSampleReg(unsigned char SubSample)
+{
+    return WriteRegister(c_BaseBandSubSample, SubSample);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetCorralationScaling(unsigned char Scaling)
+{
+    return WriteRegister(c_CorrelationScaling, Scaling);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetCorralationDownShift(unsigned char DownShift)
+{
+    return WriteRegister(c_CorrelationDownShift, DownShift);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetSubSampleRate(unsigned char Rate)
+{
+    return WriteRegister(c_SubSampleRate, Rate);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetSubSampleMode(FpgaSubSampleMode_T Mode)
+{
+    return WriteRegister(c_SubSampleMode, static_cast<std::uint8_t>(Mode));
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetSubSampleThreshold(unsigned short Threshold)
+{
+    return WriteRegister(c_SubSampleThreshold, Threshold);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetTVGTable(const TVGTable_T& TvgTable)
+{
+    assert((TvgTable.size() <= Sizeof_TVGTable) && "TVG table too long");
+    SetTVGLength(static_cast<unsigned short>(TvgTable.size()));
+    std::vector<std::uint8_t> image = TableImage(TvgTable, TvgTable.size());
+    return WriteTable(c_TvgTable, image);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetTVGLength(unsigned short Entries)
+{
+    return WriteRegister(c_TvgLength, Entries);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetChirpTable(const ChirpTable_T& ChirpTable)
+{
+    SetChirpLength(static_cast<unsigned short>(ChirpTable.size()));
+    std::vector<std::uint8_t> image = TableImage(ChirpTable, ChirpTable.size());
+    return WriteTable(c_ChirpTable, image);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetChirpLength(unsigned short Entries)
+{
+    return WriteRegister(c_ChirpLength, Entries);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilter(const CorrelationFilterCoefficients_T& CorrelationFilter)
+{
+    assert((CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long");
+    // The whole table is always written, so that nothing of a longer filter stays behind; its length code
+    // says so too, however short the caller's filter.
+    std::vector<std::uint8_t> image = TableImage(CorrelationFilter, Sizeof_CorrelationFilter);
+    const TSQEventCode_T result =
+        SetCorrelationFilterLength(static_cast<std::uint8_t>(image.size() / c_CorrelationLengthUnit - 1));
+    return result == c_Success ? WriteTable(c_CorrelationTable, image) : result;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilterLength(unsigned char LengthCode)
+{
+    return WriteRegister(c_CorrelationLength, LengthCode);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetTransducerData(unsigned char Data)
+{
+    return WriteRegister(c_TransducerWrite, Data);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetSyncRegister(bFpgaPSUSyncRegister Sync)
+{
+    return WriteRegister(c_Sync, Sync.value);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetOutputDataToLog()
+{
+    const TSQEventCode_T result = WriteRegister(c_OutputDataToLog, 1);
+    if (result == c_NothingTransferred) {
+        std::printf("SetOutputDataToLog\n");
+    }
+    return result;
+}
+
+TSQEventCode_T CFPGAIFCorSpi::SetDebugRegister(unsigned char RegisterContents, CorFPGAAddress_T Address)
+{
+    return WriteRegister({.address = Address, .delivery = Delivery::Sent}, RegisterContents);
+}
+
+TSQEventCode_T CFPGAIFCorSpi::GetDebugRegister(unsigned char* RegisterContents, CorFPGAAddress_T Address)
+{
+    assert(RegisterContents && "no location to store status word");
+    return ReadRegister({.address = Address}, RegisterContents);
+}

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "Utilities/ByteBuffer.h"
+#include "Utilities/EventCodes.h"
+#include "Utilities/RegisterMap.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+class IOSSFactory;
+class IOSSFile;
+
+/// Header of a command packet as it travels: sync word, address, flags, payload length minus one.
+using CorFPGADataHeader_T = std::array<std::uint8_t, 7>;
+
+/// The packet protocol of the SPI-linked FPGAs: packets are queued into transfers, one device write each, and
+/// a read is one packet that clocks its own reply out. A transport derives from it and adds its registers.
+/// Device failures stay in the error code; what goes wrong on the link is reported as an event.
+class CFPGAPacketLink
+{
+public:
+    CFPGAPacketLink(const CFPGAPacketLink&) = delete;
+    CFPGAPacketLink& operator=(const CFPGAPacketLink&) = delete;
+    /// The device stays open: others may hold its descriptor, and it is kept until the process ends.
+    virtual ~CFPGAPacketLink() = default;
+
+    /// Result of the last device operation: 0, an errno number, or one of the program's own codes.
+    TSQEventCode_T GetErrorCode() const { return m_ErrorCode; }
+
+    /// Writes the buffer to the device in one write. Returns 0 or the file's error code.
+    TSQEventCode_T SendData(Buffer_Bytes_T* Buffer);
+    /// Waits up to a second for a reply of the buffer's size and its checksum. A silent device leaves the
+    /// buffer alone and gives 0; a wrong checksum is reported, and the data kept. Returns 0 or the file's
+    /// error code.
+    TSQEventCode_T ReceiveData(Buffer_Bytes_T* Buffer);
+
+    /// Queues the buffer as one packet or, when it is too long for one transfer, as several with advancing
+    /// addresses. A read queues as many zero bytes as the buffer is long.
+    /// @param block           the packet belongs to a table
+    /// @param singleTransfer  never split, never start a new transfer
+    TSQEventCode_T CreateCommandPacket(Buffer_Bytes_T* Data, unsigned short address, bool read, bool block,
+                                       bool singleTransfer);
+    /// Queues the buffer as exactly one packet.
+    TSQEventCode_T PopulateCommandPacket(Buffer_Bytes_T* Data, unsigned short address, bool read, bool block,
+                                         bool singleTransfer);
+    /// Appends header, payload and checksum to the current transfer. Returns 0.
+    TSQEventCode_T AddToTransmitBuffer(Buffer_Bytes_T* Data, CorFPGADataHeader_T* Header,
+                                       bool singleTransfer);
+    /// Closes the current transfer; the next packet starts another.
+    void TransferToDataToGoArray();
+
+    /// Writes everything queued, in order, past failures, and empties the queue. Returns the bytes that went
+    /// out.
+    unsigned int TransmitDataToFPGA();
+    /// Transmits. Returns 0, or -109 when nothing went out, be it a failure or an empty queue.
+    TSQEventCode_T UpdateFPGA();
+    /// Sends the current transfer, which ends in a read, and receives the reply into the buffer. Returns the
+    /// bytes of the request that went out; closed transfers stay queued.
+    unsigned int ReceiveDataFromFPGA(Buffer_Bytes_T* Buffer);
+
+    /// Waits until the FPGA interrupts. Returns 1, or 0 when it did not.
+    TSQEventCode_T WaitOnInterrupt();
+    /// Reads or writes any span of registers at once. Returns 0, or -109 when nothing went out.
+    TSQEventCode_T TestFPGAAccess(Buffer_Bytes_T* Buffer, unsigned short address, bool read, bool block);
+
+    /// A flag for callers that share the transport. It gives no mutual exclusion.
+    bool IsSpiBusy() const { return m_bBusy; }
+    void SetBusy() { m_bBusy = true; }
+    void SetFree() { m_bBusy = false; }
+
+protected:
+    /// @param ClassName  origin of the transport's events; must live as long as the object
+    /// @param pFactory   not owned
+    CFPGAPacketLink(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory);
+
+    /// Opens the device; m_SerialPort is then what the factory gave, m_ErrorCode the result.
+    void OpenDevice();
+    /// Prepares an opened device for packets; leaves one alone that did not open without error.
+    void ConfigureDevice();
+
+    /// Writes a register as its row says. Returns 0, or -109 when it should have gone out and did not.
+    TSQEventCode_T WriteRegister(const RegisterRow_T& row, std::uint32_t value);
+    /// Queues a table's bytes from its first address on. Returns 0.
+    TSQEventCode_T WriteTable(const RegisterRow_T& row, std::span<std::uint8_t> image);
+    /// Reads a register's bytes. Returns 0 (a silent device leaves them alone), or -109 when the request did
+    /// not go out.
+    TSQEventCode_T ReadRegister(const RegisterRow_T& row, std::uint8_t* pBytes);
+    /// Transmits what was queued with the given result. Returns that result, or -109 when nothing went out.
+    TSQEventCode_T TransmitNow(TSQEventCode_T queued);
+    /// Sends the current transfer and empties it. Returns its length, 0 when it is empty or failed.
+    unsigned int SendCurrentTransfer() { return SendTransfer(m_TransmitBuffer); }
+
+    /// Fills the buffer from a ping FIFO. Returns 0 or the file's error code; the buffer's size is then what
+    /// arrived.
+    TSQEventCode_T ReadPingFifo(const RegisterRow_T& fifo, int interruptMode, Buffer_Bytes_T* Buffer);
+
+    /// Reports an error event of one of the transport's methods.
+    void ReportError(TSQEventCode_T code, const char* method, const std::string& text);
+    /// Lower-case hexadecimal digits without prefix.
+    static std::string HexText(unsigned int value);
+
+    TSQEventCode_T m_ErrorCode = c_Success;
+    IOSSFile* m_SerialPort = nullptr; ///< lives until the process ends
+
+private:
+    unsigned int SendTransfer(std::vector<std::uint8_t>& transfer);
+
+    const char* m_ClassName;
+    IOSSFactory* m_pFactory;
+    std::string m_DevicePath;
+    std::vector<std::uint8_t> m_TransmitBuffer;
+    std::vector<std::vector<std::uint8_t>> m_DataToGo;
+    bool m_bBusy = false;
+};
