@@ -73,10 +73,13 @@ Command_T ProotCommand(const Sandbox_T& sandbox)
 std::vector<std::string> SandboxCommand(const Sandbox_T& sandbox, const std::vector<std::string>& program)
 {
     Command_T command;
+    std::vector<std::pair<std::string, std::string>> environment = sandbox.environment;
     if (BubblewrapWorks()) {
         command = BubblewrapCommand(sandbox);
     } else if (IsInstalled(u"proot"_s)) {
         command = ProotCommand(sandbox);
+        // proot traces the program, and a leak checker cannot trace it as well.
+        environment.emplace_back("LSAN_OPTIONS", "detect_leaks=0");
     } else {
         throw std::runtime_error(
             "neither bwrap (with namespaces) nor proot can be used here; install bubblewrap "
@@ -87,7 +90,7 @@ std::vector<std::string> SandboxCommand(const Sandbox_T& sandbox, const std::vec
     for (const std::string& name : sandbox.unsetEnvironment) {
         command.insert(command.end(), {"-u", name});
     }
-    for (const auto& [name, value] : sandbox.environment) {
+    for (const auto& [name, value] : environment) {
         command.push_back(name + "=" + value);
     }
     command.insert(command.end(), program.begin(), program.end());
