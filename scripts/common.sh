@@ -26,14 +26,15 @@ need() {
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build PRESET [TARGET...]: configures and builds quietly; everything is shown when it fails.
+# build PRESET TESTS [TARGET...]: configures and builds quietly, with the tests (ON) or without (OFF), which need
+# packages of their own; everything is shown when it fails.
 build() {
-    local preset=$1 log
-    shift
+    local preset=$1 tests=$2 log
+    shift 2
     log=build/$preset.log
     mkdir -p build
     echo "Building $preset"
-    if ! { cmake --preset "$preset" && cmake --build --preset "$preset" ${@:+--target "$@"}; } >"$log" 2>&1; then
+    if ! { cmake --preset "$preset" -DSONARBENCH_TESTS="$tests" && cmake --build --preset "$preset" ${@:+--target "$@"}; } >"$log" 2>&1; then
         cat "$log" >&2
         exit 1
     fi
