@@ -1,5 +1,7 @@
 #pragma once
 
+#include "simulator/ProgramRun.h"
+
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -16,12 +18,21 @@ struct Binding_T {
 /// The unit's file system: this machine's, with some places replaced. Bindings later in the list lie over
 /// earlier ones.
 struct Sandbox_T {
+    std::filesystem::path directory; ///< of the sandbox's own, on this machine; the caller removes it
+    std::filesystem::path inside;    ///< where the program sees that directory
     std::vector<Binding_T> bindings;
     std::filesystem::path workingDirectory;
     std::vector<std::pair<std::string, std::string>> environment; ///< variables to set
     std::vector<std::string> unsetEnvironment;                    ///< variables to take away
 };
 
-/// The command line that runs a program (found by its PATH) inside the sandbox: with bubblewrap, or with
+/// Runs a program (found by its PATH) inside the sandbox, as RunProgram() does: with bubblewrap, or with
 /// proot where this machine refuses namespaces. Throws std::runtime_error when neither can be had.
-std::vector<std::string> SandboxCommand(const Sandbox_T& sandbox, const std::vector<std::string>& program);
+int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
+                 const std::vector<int>& descriptors, const std::function<void()>& onReadable);
+
+/// First argument of the simulator when it runs as RunSupervised() inside a sandbox, for this one's use.
+inline constexpr char c_SuperviseArgument[] = "--supervise-into";
+
+/// Runs a command and writes its exit status, as RunProgram() gives it, into the file. Returns 0.
+int RunSupervised(const std::filesystem::path& statusFile, const std::vector<std::string>& command);

@@ -89,6 +89,8 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
 Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const CDeviceHost& host)
 {
     Sandbox_T sandbox;
+    sandbox.directory = trees.directory;
+    sandbox.inside = c_UnitDirectory;
     sandbox.workingDirectory = fs::current_path();
     auto& bindings = sandbox.bindings;
     for (const char* place : {"/corvane", "/VERSION", "/tmp", "/dev"}) {
@@ -97,7 +99,6 @@ Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const 
     for (const char* node : c_PlainDevices) {
         bindings.push_back({node, node, true});
     }
-    bindings.push_back({trees.directory, c_UnitDirectory});
     bindings.push_back({fs::absolute(options.program), fs::path(c_ProgramDirectory) / c_ProgramName});
     for (const Binding_T& binding : NeededTemporaryFiles(options, sandbox.workingDirectory)) {
         bindings.push_back(binding);
@@ -117,14 +118,13 @@ void CheckProgram(const fs::path& program)
     }
 }
 
-void KeepFiles(const UnitTrees_T& trees, const fs::path& root, const fs::path& target)
+void KeepFiles(const UnitTrees_T& trees, const fs::path& target)
 {
     fs::create_directories(target);
-    fs::copy(trees.sys, target / "sys", fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-    for (const fs::directory_entry& entry : fs::directory_iterator(trees.directory)) {
-        // The testbed is of no use without this process, and bin and dev only hold places for bindings.
-        if (entry.path() != root && entry.path().filename() != "bin" && entry.path().filename() != "dev") {
-            fs::copy(entry.path(), target / entry.path().filename(), fs::copy_options::recursive);
+    for (const char* place : {"/sys", "/corvane", "/VERSION", "/tmp"}) {
+        if (const fs::path from = trees.Place(place); fs::exists(from)) {
+            const auto options = fs::copy_options::recursive | fs::copy_options::copy_symlinks;
+            fs::copy(from, target / fs::path(place).relative_path(), options);
         }
     }
 }
@@ -186,11 +186,11 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
 
     std::vector<std::string> program = {c_ProgramName};
     program.insert(program.end(), options.arguments.begin(), options.arguments.end());
-    run.exitStatus = RunProgram(SandboxCommand(MakeSandbox(options, trees, host), program), signals,
-                                host.Descriptors(), [&] { host.Drain(); });
+    run.exitStatus = RunInSandbox(MakeSandbox(options, trees, host), program, signals, host.Descriptors(),
+                                  [&] { host.Drain(); });
     host.Finish();
     if (!options.keep.empty()) {
-        KeepFiles(trees, host.Root(), options.keep);
+        KeepFiles(trees, options.keep);
     }
     if (traceFile && !traceFile->flush()) {
         throw std::runtime_error("cannot write the trace " + options.trace.string());

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <filesystem>
-#include <string>
-#include <vector>
+#include "tests/endtoend/VirtualUnit.h"
 
-/// Reads a golden file (its notation is explained in xkping_ql4k.golden) into one text for each operation of
-/// the program: "ioctl REQUEST+ARGUMENT" or "write BYTES", as CallsOf() gives them.
-std::vector<std::string> ReadGolden(const std::filesystem::path& file);
+/// Reads a golden file of the repository (its notation is explained in xkping_ql4k.golden) into one text for
+/// each operation of the program, as CallsOf() gives them.
+std::vector<std::string> ReadGolden(const std::string& path);
 
-/// The program's requests and writes in a trace, in their order, without times and meanings.
-std::vector<std::string> CallsOf(const std::vector<std::string>& trace);
+/// The program's requests and writes in a trace, in their order: "ioctl REQUEST+ARGUMENT" or "write BYTES".
+std::vector<std::string> CallsOf(const Trace_T& trace);

@@ -1,195 +1,163 @@
 #include "tests/endtoend/VirtualUnit.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <thread>
 
-using testing::Contains;
-using testing::EndsWith;
+using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace
 {
-namespace fs = std::filesystem;
-
-const std::string c_ShortTable = SONARBENCH_SOURCE "/examples/short.txt";
-
-/// A program for a unit, written in shell.
-class CScript
+/// An environment variable with another value while this object lives.
+class CVariable
 {
 public:
-    explicit CScript(const std::string& text) : m_File("#!/bin/sh\n" + text, "program")
+    CVariable(const char* name, const std::string& value) : m_Name(name)
     {
-        fs::permissions(m_File.Path(), fs::perms::owner_all);
+        const char* const pBefore = std::getenv(name);
+        m_Before = pBefore != nullptr ? pBefore : "";
+        m_WasSet = pBefore != nullptr;
+        ::setenv(name, value.c_str(), 1);
     }
-    UnitRunResult_T RunOn(CVirtualUnit unit, const std::vector<std::string>& arguments = {}) const
-    {
-        return unit.Option("--program").Option(m_File.Path()).Run(arguments);
-    }
+    CVariable(const CVariable&) = delete;
+    CVariable& operator=(const CVariable&) = delete;
+    ~CVariable() { m_WasSet ? ::setenv(m_Name, m_Before.c_str(), 1) : ::unsetenv(m_Name); }
 
 private:
-    CTestFile m_File;
+    const char* m_Name;
+    std::string m_Before;
+    bool m_WasSet = false;
 };
+
+UnitRun_T Ping(const CVirtualUnit& unit) { return unit.Run({"xkping", "examples/short.txt", "0", "1"}); }
+
+constexpr char c_PowerOnAndLoad[] = "echo 1 > /sys/devices/platform/varrow/sonar_power\n"
+                                    "cat /corvane/Application/QuenlorSounder/FPGAFirmware/* > /dev/LSfpga0\n";
 } // namespace
 
-TEST(Simulator, WrongUsageIsNamedAndEndsWith2)
+TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
 {
-    const std::pair<std::array<std::string, 2>, std::string> cases[] = {
-        {{"--product", "QL9"}, "there is no product \"QL9\"; --list-products shows them\n"},
-        {{"--firmware-version", "256"}, "\"256\" is no firmware version; it is a number from 0 to 255\n"},
-        {{"--set", "/etc/passwd=x"}, "\"/etc/passwd\" is no file of a unit; "},
-        {{"--set", "/sys/../etc/passwd=x"}, "\"/sys/../etc/passwd\" is no file of a unit; "},
-        {{"--set", "/sys/x"}, "\"/sys/x\" is not of the form FILE=VALUE\n"},
-        {{"--fault", "write:1=SOMETIMES"}, "write:1=SOMETIMES"},
-        {{"--frequency", "3"}, "Unknown option 'frequency'.\n"},
+    const TemporaryDirectory directory;
+    const std::string scene = directory.Write("scene", R"({"bottom": {"depth": "deep"}})");
+    const std::tuple<int, std::string, std::string, std::string> cases[] = {
+        {2, "--product", "QL9", "there is no product \"QL9\"; --list-products shows them\n"},
+        {2, "--firmware-version", "256", "\"256\" is no firmware version; it is a number from 0 to 255\n"},
+        {2, "--set", "/etc/passwd=x", "\"/etc/passwd\" is no file of a unit; "},
+        {2, "--set", "/sys/../etc/passwd=x", "\"/sys/../etc/passwd\" is no file of a unit; "},
+        {2, "--set", "/sys/x", "\"/sys/x\" is not of the form FILE=VALUE\n"},
+        {2, "--fault", "write:1=SOMETIMES", "write:1=SOMETIMES"},
+        {2, "--frequency", "3", "Unknown option 'frequency'.\n"},
+        {3, "--program", "/nowhere/sonarbench", "there is no program /nowhere/sonarbench\n"},
+        {3, "--scene", scene, "depth"},
+        {3, "--keep", "/usr", "/usr exists already"},
+        {3, "--trace", "/nowhere/trace", "/nowhere/trace"},
+        {3, "--copy", "/VERSION=/nowhere", "cannot read /nowhere\n"},
     };
-    for (const auto& [words, text] : cases) {
-        const auto run = CVirtualUnit().Option(words[0]).Option(words[1]).Run({"sensepin"});
-        EXPECT_EQ(run.status, 2) << words[1];
+    for (const auto& [status, option, value, text] : cases) {
+        const auto run = CVirtualUnit().Option(option, value).Run({"sensepin"});
+        EXPECT_EQ(run.status, status) << value;
         EXPECT_EQ(run.output, "");
-        EXPECT_THAT(run.errors, StartsWith("sonarbench-sim: ")) << words[1];
-        EXPECT_THAT(run.errors, HasSubstr(text));
-    }
-}
-
-TEST(Simulator, ItsOwnFailuresEndWith3)
-{
-    const CTestFile scene("{\"bottom\": {\"depth\": \"deep\"}}", "scene.json");
-    const std::pair<std::array<std::string, 2>, std::string> cases[] = {
-        {{"--program", "/nowhere/sonarbench"}, "there is no program /nowhere/sonarbench\n"},
-        {{"--scene", scene.Path()}, "depth"},
-        {{"--scene", "/nowhere.json"}, "/nowhere.json"},
-        {{"--keep", "/usr"}, "/usr exists already"},
-        {{"--trace", "/nowhere/trace"}, "/nowhere/trace"},
-        {{"--copy", "/VERSION=/nowhere"}, "cannot read /nowhere\n"},
-    };
-    for (const auto& [words, text] : cases) {
-        const auto run = CVirtualUnit().Option(words[0]).Option(words[1]).Run({"sensepin"});
-        EXPECT_EQ(run.status, 3) << words[0];
-        EXPECT_EQ(run.output, "");
-        EXPECT_THAT(run.errors, testing::AllOf(StartsWith("sonarbench-sim: "), HasSubstr(text)));
+        EXPECT_THAT(run.errors, AllOf(StartsWith("sonarbench-sim: "), HasSubstr(text)));
     }
 }
 
 TEST(Simulator, StreamsAndStatusAreTheProgramsOwn)
 {
-    const auto run = CScript("printf 'out\\n'; printf 'err' >&2; exit 42").RunOn(CVirtualUnit());
+    const auto run = CVirtualUnit().RunScript("printf 'out\\n'; printf 'err' >&2; exit 42");
     EXPECT_EQ(run.status, 42);
-    EXPECT_EQ(run.output, "out\n");
-    EXPECT_EQ(run.errors, "err");
-    EXPECT_EQ(CScript("kill -KILL $$").RunOn(CVirtualUnit()).status, 128 + 9);
+    EXPECT_EQ(run.output + "|" + run.errors, "out\n|err");
+    EXPECT_EQ(CVirtualUnit().RunScript("kill -KILL $$").status, 128 + 9);
 }
 
 TEST(Simulator, WhatTheDeviceWouldNotUnderstandIsLoud)
 {
+    const std::string calls = std::string(c_PowerOnAndLoad) + "exec " SONARBENCH_DEVICE_CALL " /dev/LSfpga0 ";
     const std::pair<std::string, std::string> cases[] = {{"write:435302000000000101", "Version"},
                                                          {"ioctl:80047207", "80047207"}};
-    for (const auto& [operation, text] : cases) {
-        const auto run = CScript("echo 1 > /sys/devices/platform/varrow/sonar_power\n"
-                                 "cat /corvane/Application/QuenlorSounder/FPGAFirmware/* > /dev/LSfpga0\n"
-                                 "exec " SONARBENCH_DEVICE_CALL " /dev/LSfpga0 ioctl:80047202 " +
-                                 operation)
-                             .RunOn(CVirtualUnit());
-        EXPECT_EQ(run.status, 3) << operation;
+    for (const auto& [call, text] : cases) {
+        const auto run = CVirtualUnit().RunScript(calls + "ioctl:80047202 " + call);
+        EXPECT_EQ(run.status, 3) << call;
         EXPECT_THAT(run.errors, HasSubstr("sonarbench-sim: the device refused: "));
-        EXPECT_THAT(run.Trace("refused"), testing::ElementsAre(HasSubstr(text)));
+        EXPECT_THAT(run.Trace("refused"), ElementsAre(HasSubstr(text)));
     }
+    // A fault that came before explains it.
+    EXPECT_EQ(CVirtualUnit().Fault("ioctl:1=EIO").RunScript(calls + "ioctl:80047202 ioctl:80047207").status,
+              2);
 }
 
 TEST(Simulator, WithoutPowerNothingAnswers)
 {
-    // The switch is a directory here, which the program cannot write, and the version register stays silent.
-    const auto run = CVirtualUnit("HZ02")
-                         .Set("/sys/devices/platform/varrow/product_id", "QL3B")
-                         .Set("/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage1_raw", "500")
-                         .Run({"loadfpgabinary"});
-    EXPECT_THAT(run.output, HasSubstr("ERROR: Cannot enable Sonar.\n"));
-    const auto unpowered = CScript("cat /corvane/Application/QuenlorSounder/FPGAFirmware/* > /dev/LSfpga0\n")
-                               .RunOn(CVirtualUnit());
-    EXPECT_THAT(unpowered.Trace("image"), Contains(HasSubstr("no power")));
+    const auto run =
+        CVirtualUnit().RunScript("cat /corvane/Application/QuenlorSounder/FPGAFirmware/* > /dev/LSfpga0");
+    EXPECT_THAT(run.Trace("image"), ElementsAre(HasSubstr("no power")));
 }
 
 TEST(Simulator, TheUnitHasItsOwnFilesAndTheCallersArguments)
 {
-    const CTestFile argument("seen\n");
-    const CScript script(
-        "cat \"$1\" /VERSION /corvane/Config/SerialNumber; ls /tmp; : > /tmp/mark; : > /dev/LSfpga7; "
-        "echo $PRODUCT_ID");
-    ::setenv("PRODUCT_ID", "N41007", 1);
-    const auto run = script.RunOn(CVirtualUnit(), {argument.Path()});
-    ::unsetenv("PRODUCT_ID");
-    EXPECT_THAT(run.output, StartsWith("seen\n2.6.1\nQS1000123\n"));
-    EXPECT_THAT(run.output, EndsWith("\n\n"));
-    EXPECT_FALSE(fs::exists("/tmp/mark"));
-    EXPECT_FALSE(fs::exists("/dev/LSfpga7"));
+    const TemporaryDirectory directory;
+    const CVariable inherited("PRODUCT_ID", "N41007");
+    const auto run =
+        CVirtualUnit().RunScript("cat \"$1\" /VERSION /corvane/Config/SerialNumber\n"
+                                 ": > /tmp/sonarbench-mark; : > /dev/LSfpga7; echo \"<$PRODUCT_ID>\"",
+                                 {directory.Write("argument", "seen\n")});
+    EXPECT_EQ(run.output, "seen\n2.6.1\nQS1000123\n<>\n");
+    EXPECT_FALSE(std::filesystem::exists("/tmp/sonarbench-mark") || std::filesystem::exists("/dev/LSfpga7"));
 }
 
 TEST(Simulator, KeepsTheUnitsFilesWhenAsked)
 {
-    const CTestFile place("");
-    const fs::path kept = place.Path().parent_path() / "kept";
-    CVirtualUnit("QL1A").Option("--keep").Option(kept).Run({"sensepin"});
-    EXPECT_EQ(ContentsOf(kept / "sys/devices/platform/varrow/sonar_power"), "1");
-    EXPECT_EQ(ContentsOf(kept / "tmp/stop_sonar"), "");
-    EXPECT_EQ(ContentsOf(kept / "tmp/sounder_state"), "stopped\n");
-    EXPECT_EQ(ContentsOf(kept / "VERSION"), "2.6.1\n");
+    const TemporaryDirectory directory;
+    CVirtualUnit("QL1A").Option("--keep", directory.Path("unit")).Run({"sensepin"});
+    EXPECT_EQ(directory.Read("unit/sys/devices/platform/varrow/sonar_power"), "1");
+    EXPECT_TRUE(std::filesystem::exists(directory.Path("unit/tmp/stop_sonar")));
+    EXPECT_EQ(directory.Read("unit/tmp/sounder_state") + directory.Read("unit/VERSION"), "stopped\n2.6.1\n");
 }
 
 TEST(Simulator, TheSameUnitGivesTheSameBytesAndAnotherSeedOthers)
 {
-    const auto run = [](const std::string& seed) {
-        const CTestFile scene("{\"bottom\": {\"depth\": 12.5}, \"seed\": " + seed + "}", "scene.json");
-        return CVirtualUnit("QL5K")
-            .Option("--scene")
-            .Option(scene.Path())
-            .Run({"xkping", c_ShortTable, "0", "1"});
+    const TemporaryDirectory directory;
+    const auto run = [&](const std::string& seed) {
+        return Ping(
+            CVirtualUnit("QL5K").Option("--scene", directory.Write("scene", "{\"seed\": " + seed + "}")));
     };
     const auto first = run("1");
-    const auto again = run("1");
-    const auto other = run("2");
-    EXPECT_EQ(first.trace, again.trace);
-    EXPECT_EQ(first.output, again.output);
-    EXPECT_NE(first.trace, other.trace);
+    EXPECT_EQ(run("1").trace, first.trace);
+    EXPECT_NE(run("2").trace, first.trace);
 }
 
 TEST(Simulator, RunsSideBySideDoNotDisturbEachOtherAndLeaveNothing)
 {
-    const CTestFile place("");
-    const fs::path directory = place.Path().parent_path();
-    ::setenv("TMPDIR", directory.c_str(), 1);
-    const auto expected = CVirtualUnit("QL4K").Run({"xkping", c_ShortTable, "0", "1"}).output;
+    const TemporaryDirectory directory;
+    const CVariable temporary("TMPDIR", directory.Path());
+    const auto expected = Ping(CVirtualUnit());
     std::array<int, 8> failures{};
     std::vector<std::thread> threads;
     for (int& count : failures) {
         threads.emplace_back([&count, &expected] {
-            for (int i = 0; i < 12; ++i) {
-                count +=
-                    CVirtualUnit("QL4K").Run({"xkping", c_ShortTable, "0", "1"}).output != expected ? 1 : 0;
+            for (int i = 0; i < 13; ++i) {
+                count += Ping(CVirtualUnit()).trace != expected.trace ? 1 : 0;
             }
         });
     }
     for (std::thread& thread : threads) {
         thread.join();
     }
-    ::unsetenv("TMPDIR");
     EXPECT_THAT(failures, testing::Each(0));
-    fs::remove(place.Path());
-    EXPECT_TRUE(fs::is_empty(directory));
+    EXPECT_TRUE(std::filesystem::is_empty(directory.Path()));
 }
 
 TEST(Simulator, ProotServesWhereNamespacesAreRefused)
 {
-    // A bwrap that fails, found before the real one.
-    const CTestFile refused("#!/bin/sh\nexit 1\n", "bwrap");
-    fs::permissions(refused.Path(), fs::perms::owner_all);
-    const std::string path = std::getenv("PATH");
-    ::setenv("PATH", (refused.Path().parent_path().string() + ":" + path).c_str(), 1);
-    const auto run = CVirtualUnit("QL4K").Run({"xkping", c_ShortTable, "0", "1"});
-    ::setenv("PATH", path.c_str(), 1);
+    const TemporaryDirectory directory;
+    std::filesystem::permissions(directory.Write("bwrap", "#!/bin/sh\nexit 1\n"),
+                                 std::filesystem::perms::owner_all);
+    const auto expected = Ping(CVirtualUnit());
+    const CVariable path("PATH", directory.Path() + ":" + std::getenv("PATH"));
+    const auto run = Ping(CVirtualUnit());
     EXPECT_EQ(run.status, 0) << run.errors;
-    EXPECT_EQ(run.output, CVirtualUnit("QL4K").Run({"xkping", c_ShortTable, "0", "1"}).output);
+    EXPECT_EQ(run.output, expected.output);
 }

@@ -1,120 +1,101 @@
 #include "tests/endtoend/VirtualUnit.h"
 
-#include <cstdlib>
-#include <fstream>
+#include "tests/support/TemporaryDirectory.h"
+
 #include <gtest/gtest.h>
+#include <numeric>
 #include <sstream>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace
 {
-namespace fs = std::filesystem;
-
-fs::path MakeDirectory()
-{
-    std::string name = (fs::temp_directory_path() / "sonarbench-test-XXXXXX").string();
-    return ::mkdtemp(name.data());
-}
+constexpr char c_HeadEnd[] = "\n\nTest Output: \n";
 
 std::string ShellWord(const std::string& word)
 {
-    std::string quoted = "'";
+    std::string quoted = " '";
     for (const char character : word) {
         quoted += character == '\'' ? "'\\''" : std::string(1, character);
     }
     return quoted + "'";
 }
+
+Trace_T ReadTrace(const std::string& text)
+{
+    Trace_T trace;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string skipped;
+        TraceLine_T fields;
+        fields.text = line;
+        words >> skipped >> fields.device >> fields.direction >> skipped >> fields.bytes;
+        trace.push_back(fields);
+    }
+    return trace;
+}
 } // namespace
 
-std::string ContentsOf(const fs::path& file)
+std::string Source(const std::string& path)
 {
-    std::ifstream stream(file, std::ios::binary);
-    EXPECT_TRUE(stream) << file;
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ifstream file(SONARBENCH_SOURCE "/" + path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string ReportHead(const std::vector<std::string>& arguments)
 {
-    std::string head = std::string(51, '-') + "\nsonarbench ";
-    for (const std::string& argument : arguments) {
-        head += argument + " ";
-    }
-    return head + "\n\nTest Output: \n";
+    const auto append = [](const std::string& text, const std::string& word) { return text + word + " "; };
+    return std::accumulate(arguments.begin(), arguments.end(), std::string(51, '-') + "\nsonarbench ",
+                           append) +
+           c_HeadEnd;
 }
 
-CTestFile::CTestFile(const std::string& contents, const std::string& name)
-    : m_Directory(MakeDirectory()), m_Path(m_Directory / name)
-{
-    std::ofstream(m_Path, std::ios::binary) << contents;
-}
-
-CTestFile::~CTestFile() { fs::remove_all(m_Directory); }
-
-std::vector<std::string> UnitRunResult_T::Trace(const std::string& kind) const
+std::vector<std::string> UnitRun_T::Trace(const std::string& direction) const
 {
     std::vector<std::string> lines;
-    for (const std::string& line : trace) {
-        std::istringstream words(line);
-        std::string time;
-        std::string device;
-        std::string direction;
-        if (words >> time >> device >> direction && direction == kind) {
-            lines.push_back(line);
+    for (const TraceLine_T& line : trace) {
+        if (line.direction == direction) {
+            lines.push_back(line.text);
         }
     }
     return lines;
 }
 
-CVirtualUnit::CVirtualUnit(const std::string& product) { Option("--product").Option(product); }
-
-CVirtualUnit& CVirtualUnit::Option(const std::string& option)
+std::string UnitRun_T::Report() const
 {
-    m_Options.push_back(option);
+    const std::size_t head = output.find(c_HeadEnd);
+    EXPECT_NE(head, std::string::npos) << output << errors;
+    return head == std::string::npos ? "" : output.substr(head + sizeof c_HeadEnd - 1);
+}
+
+CVirtualUnit& CVirtualUnit::Option(const std::string& name, const std::string& value)
+{
+    m_Options.insert(m_Options.end(), {name, value});
     return *this;
 }
 
-CVirtualUnit& CVirtualUnit::Set(const std::string& unitFile, const std::string& value)
+UnitRun_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
 {
-    return Option("--set").Option(unitFile + "=" + value);
-}
-
-CVirtualUnit& CVirtualUnit::Copy(const std::string& unitFile, const fs::path& file)
-{
-    return Option("--copy").Option(unitFile + "=" + file.string());
-}
-
-CVirtualUnit& CVirtualUnit::Remove(const std::string& unitFile)
-{
-    return Option("--remove").Option(unitFile);
-}
-
-CVirtualUnit& CVirtualUnit::Fault(const std::string& specification)
-{
-    return Option("--fault").Option(specification);
-}
-
-UnitRunResult_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
-{
-    const CTestFile trace("", "trace");
-    const fs::path directory = trace.Path().parent_path();
-    std::string command = ShellWord(SONARBENCH_SIM) + " --trace " + ShellWord(trace.Path());
+    const TemporaryDirectory directory;
+    std::string command = SONARBENCH_SIM " --trace" + ShellWord(directory.Path("trace"));
     for (const std::string& option : m_Options) {
-        command += " " + ShellWord(option);
+        command += ShellWord(option);
     }
     command += " --";
     for (const std::string& argument : arguments) {
-        command += " " + ShellWord(argument);
+        command += ShellWord(argument);
     }
-    command += " </dev/null >" + ShellWord(directory / "out") + " 2>" + ShellWord(directory / "err");
+    command += " </dev/null >" + directory.Path("out") + " 2>" + directory.Path("err");
     const int status = std::system(command.c_str());
-    UnitRunResult_T result{WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-                           ContentsOf(directory / "out"),
-                           ContentsOf(directory / "err"),
-                           {}};
-    std::istringstream lines(ContentsOf(trace.Path()));
-    for (std::string line; std::getline(lines, line);) {
-        result.trace.push_back(line);
-    }
-    return result;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, directory.Read("out"), directory.Read("err"),
+            ReadTrace(directory.Read("trace"))};
+}
+
+UnitRun_T CVirtualUnit::RunScript(const std::string& script, const std::vector<std::string>& arguments) const
+{
+    const TemporaryDirectory directory;
+    const std::string program = directory.Write("program", "#!/bin/sh\n" + script);
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    return CVirtualUnit(*this).Option("--program", program).Run(arguments);
 }

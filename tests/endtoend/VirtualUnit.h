@@ -1,56 +1,61 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
+/// A line of a trace.
+struct TraceLine_T {
+    std::string device;
+    std::string direction; ///< "image", "ioctl", "write", "fill", "reply" or "refused"
+    std::string bytes;     ///< hexadecimal, of an ioctl with the request before it
+    std::string text;      ///< the whole line
+
+    bool operator==(const TraceLine_T&) const = default;
+};
+using Trace_T = std::vector<TraceLine_T>;
+
 /// How a run on a virtual unit ended, and what it left.
-struct UnitRunResult_T {
+struct UnitRun_T {
     int status;         ///< exit status of the simulator
     std::string output; ///< standard output
     std::string errors; ///< standard error
-    std::vector<std::string> trace;
+    Trace_T trace;
 
-    /// The trace's lines of one kind: "ioctl", "write", "fill", "reply" or "image".
-    std::vector<std::string> Trace(const std::string& kind) const;
+    /// The trace's lines of one direction, whole.
+    std::vector<std::string> Trace(const std::string& direction) const;
+    /// What the report holds between its head and the end.
+    std::string Report() const;
 };
 
 /// A virtual unit in the making: a product, changes to its files, faults; then runs on it.
 class CVirtualUnit
 {
 public:
-    explicit CVirtualUnit(const std::string& product = "QL4K");
+    explicit CVirtualUnit(const std::string& product = "QL4K") : m_Options{"--product", product} {}
 
-    CVirtualUnit& Set(const std::string& unitFile, const std::string& value);
-    CVirtualUnit& Copy(const std::string& unitFile, const std::filesystem::path& file);
-    CVirtualUnit& Remove(const std::string& unitFile);
-    CVirtualUnit& Fault(const std::string& specification);
-    CVirtualUnit& Option(const std::string& option);
+    CVirtualUnit& Option(const std::string& name, const std::string& value);
+    CVirtualUnit& Set(const std::string& file, const std::string& value)
+    {
+        return Option("--set", file + "=" + value);
+    }
+    CVirtualUnit& Copy(const std::string& file, const std::string& from)
+    {
+        return Option("--copy", file + "=" + from);
+    }
+    CVirtualUnit& Remove(const std::string& file) { return Option("--remove", file); }
+    CVirtualUnit& Fault(const std::string& specification) { return Option("--fault", specification); }
 
     /// Runs sonarbench on the unit; a byte of an argument may be anything but zero.
-    UnitRunResult_T Run(const std::vector<std::string>& arguments) const;
+    UnitRun_T Run(const std::vector<std::string>& arguments) const;
+    /// Runs a program written in shell on it.
+    UnitRun_T RunScript(const std::string& script, const std::vector<std::string>& arguments = {}) const;
 
 private:
     std::vector<std::string> m_Options;
 };
 
-/// A file that lives as long as this object, with these contents.
-class CTestFile
-{
-public:
-    explicit CTestFile(const std::string& contents, const std::string& name = "table.txt");
-    CTestFile(const CTestFile&) = delete;
-    CTestFile& operator=(const CTestFile&) = delete;
-    ~CTestFile();
-    const std::filesystem::path& Path() const { return m_Path; }
-
-private:
-    std::filesystem::path m_Directory;
-    std::filesystem::path m_Path;
-};
-
-/// Contents of a file of the repository or elsewhere.
-std::string ContentsOf(const std::filesystem::path& file);
+/// Contents of a file of the repository, by its path there.
+std::string Source(const std::string& path);
 
 /// What the report begins with for these arguments.
 std::string ReportHead(const std::vector<std::string>& arguments);

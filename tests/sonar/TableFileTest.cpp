@@ -77,16 +77,6 @@ TEST_F(TableFiles, EveryLayoutLoadsAndEveryDamageIsNamed)
     }
 }
 
-TEST_F(TableFiles, AFileCutOffAfterAnyLineLacksATable)
-{
-    const std::string text = Edited("", "");
-    const std::size_t complete = text.find(TableKeys::c_Correlation.end);
-    for (std::size_t end = text.find('\n'); end < text.size(); end = text.find('\n', end + 1)) {
-        EXPECT_THAT(Load(text.substr(0, end)),
-                    HasSubstr(end < complete ? "|ERROR: Failed to read " : "2 16,512 "));
-    }
-}
-
 TEST_F(TableFiles, AHugeFileDoesNotTakeHours)
 {
     const std::string filler(QByteArray("FpgaInterface->SetNothing( 1);\n").repeated(500000));
