@@ -17,8 +17,8 @@ class IOSSNotify;
 /// How CopyFile copies: 0 returns before the copy ends, any other value waits for it.
 enum BackGroundCopy_T { BACKGROUND_COPY = 0, FOREGROUND_COPY = 1 };
 
-/// The one door to the operating system. Null arguments are assertions. The shell chores return 0, or -101 when
-/// no shell could be started; the exit status of the command itself is not examined.
+/// The one door to the operating system. Null arguments are assertions. The shell chores return 0, or -101
+/// when no shell could be started; the exit status of the command itself is not examined.
 class IOSSFactory
 {
 public:

@@ -11,7 +11,12 @@ using IP_Port_T = std::uint16_t;      ///< port in host byte order
 
 /// Which of the unit's own addresses count as its address: those that begin with "10.", with "127.", or with
 /// any of "127.", "10.", "192." and "172.". Value 2 behaves as 1.
-enum NetworkInterface_T { NETWORK_TEN = 0, NETWORK_LOOPBACK = 1, NETWORK_LOOPBACK_ALIAS = 2, NETWORK_ANY = 3 };
+enum NetworkInterface_T {
+    NETWORK_TEN = 0,
+    NETWORK_LOOPBACK = 1,
+    NETWORK_LOOPBACK_ALIAS = 2,
+    NETWORK_ANY = 3
+};
 
 /// One datagram socket. Except for the last two, operations return true exactly when the error code is 0
 /// afterwards. Using a socket that failed to open is an assertion.

@@ -19,8 +19,9 @@ namespace
 TSQEventCode_T Shell(std::initializer_list<const char*> Pieces)
 {
     std::string command;
-    for (const char* piece : Pieces)
+    for (const char* piece : Pieces) {
         command += piece;
+    }
     return std::system(command.c_str()) < 0 ? c_ShellNotStarted : c_Success;
 }
 
@@ -32,8 +33,9 @@ TSQEventCode_T ThreadCall(int Result) { return Result < 0 ? c_ThreadCallFailed :
 
 void CloseDirectory(DIR* pDirectory)
 {
-    if (closedir(pDirectory) != 0)
+    if (closedir(pDirectory) != 0) {
         assert(0 && "closedir returned failure!");
+    }
 }
 } // namespace
 
@@ -143,11 +145,13 @@ bool COSSLinuxFactory::CheckForFile(const char* FullPath, const char* FileName)
            "FileName should not include a leading slash, that could be the end of the FullPath");
 
     DIR* const pDirectory = opendir(FullPath);
-    if (pDirectory == nullptr)
+    if (pDirectory == nullptr) {
         return false;
+    }
     bool found = false;
-    while (const dirent* pEntry = found ? nullptr : readdir(pDirectory))
+    while (const dirent* pEntry = found ? nullptr : readdir(pDirectory)) {
         found = pEntry->d_type == DT_REG && std::strcmp(pEntry->d_name, FileName) == 0;
+    }
     CloseDirectory(pDirectory);
     return found;
 }

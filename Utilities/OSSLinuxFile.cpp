@@ -41,16 +41,18 @@ COSSLinuxFile::~COSSLinuxFile() { Close(); }
 
 bool COSSLinuxFile::Record(bool Succeeded)
 {
-    if (!Succeeded)
+    if (!Succeeded) {
         m_ErrorCode = errno;
+    }
     return Succeeded;
 }
 
 bool COSSLinuxFile::Open(int flags, int mode)
 {
     m_FileDescriptor = open(m_FileName, flags, mode);
-    if (!Record(m_FileDescriptor != -1))
+    if (!Record(m_FileDescriptor != -1)) {
         return false;
+    }
 
     // The descriptor stays open: a device node that somebody else holds can still be driven through it.
     const pid_t holder = CheckForLock();
@@ -60,8 +62,9 @@ bool COSSLinuxFile::Open(int flags, int mode)
     }
 
     ApplyLock(flags);
-    if (m_ErrorCode != 0)
+    if (m_ErrorCode != 0) {
         return false;
+    }
 
     m_pStream = fdopen(m_FileDescriptor, GetFileAccess(flags));
     return Record(m_pStream != nullptr);
@@ -85,8 +88,9 @@ pid_t COSSLinuxFile::CheckForLock()
     m_ErrorCode = 0;
     for (const auto& question : c_Questions) {
         struct flock lock = WholeFile(question.type);
-        if (!Record(fcntl(m_FileDescriptor, F_GETLK, &lock) != -1))
+        if (!Record(fcntl(m_FileDescriptor, F_GETLK, &lock) != -1)) {
             std::printf("Error in COSSLinuxFile::CheckForLock(%s): %d\n", question.name, m_ErrorCode);
+        }
         if (lock.l_pid != c_NoProcess) {
             std::printf("%d COSSLinuxFile::CheckForLock() %s locked by %d for %d\n", getpid(), m_FileName,
                         lock.l_pid, lock.l_type);
@@ -100,12 +104,14 @@ void COSSLinuxFile::ApplyLock(int flags)
 {
     m_ErrorCode = 0;
     // A read-write open takes no lock: device nodes are opened so, and several programs may drive one.
-    if ((flags & c_AccessBits) != O_WRONLY)
+    if ((flags & c_AccessBits) != O_WRONLY) {
         return;
+    }
 
     struct flock lock = WholeFile(F_WRLCK);
-    if (Record(fcntl(m_FileDescriptor, F_SETLK, &lock) != -1))
+    if (Record(fcntl(m_FileDescriptor, F_SETLK, &lock) != -1)) {
         return;
+    }
     if (m_ErrorCode == EAGAIN) {
         m_ErrorCode = c_FileLocked;
         std::printf("%d: COSSLinuxFile::ApplyLock(%d) locked by %d %s\n", getpid(), flags, lock.l_pid,
@@ -119,21 +125,24 @@ bool COSSLinuxFile::Close()
 {
     if (m_pStream != nullptr) {
         m_ErrorCode = 0;
-        if (Record(std::fclose(m_pStream) == 0))
+        if (Record(std::fclose(m_pStream) == 0)) {
             m_FileDescriptor = -1;
+        }
         m_pStream = nullptr;
     }
     // Also after a failed fclose, which need not have come as far as the descriptor.
-    if (m_FileDescriptor != -1)
+    if (m_FileDescriptor != -1) {
         close(m_FileDescriptor);
+    }
     m_FileDescriptor = -1;
     return m_ErrorCode == 0;
 }
 
 bool COSSLinuxFile::Lseek(int offset, int whence)
 {
-    if (m_FileDescriptor == -1)
+    if (m_FileDescriptor == -1) {
         return false;
+    }
     m_ErrorCode = 0;
     return Record(lseek(m_FileDescriptor, offset, whence) != -1);
 }
@@ -141,12 +150,14 @@ bool COSSLinuxFile::Lseek(int offset, int whence)
 template <typename Call_T>
 bool COSSLinuxFile::Transfer(Call_T Call, const Buffer_Bytes_T& Buffer)
 {
-    if (m_FileDescriptor == -1)
+    if (m_FileDescriptor == -1) {
         return false;
+    }
     m_ErrorCode = 0;
     const ssize_t count = Call(m_FileDescriptor, Buffer.data(), Buffer.size());
-    if (!Record(count != -1))
+    if (!Record(count != -1)) {
         return false;
+    }
     Buffer.size(static_cast<std::size_t>(count));
     return true;
 }
@@ -165,8 +176,9 @@ bool COSSLinuxFile::Write(const Buffer_Bytes_T* Buffer)
 
 bool COSSLinuxFile::Ioctl(unsigned long request, int* argument)
 {
-    if (m_FileDescriptor == -1)
+    if (m_FileDescriptor == -1) {
         return false;
+    }
     // The driver's answer itself is the error code: callers tell its values apart, errno would hide them.
     m_ErrorCode = ioctl(m_FileDescriptor, request, argument);
     return m_ErrorCode == 0;
@@ -174,8 +186,9 @@ bool COSSLinuxFile::Ioctl(unsigned long request, int* argument)
 
 int COSSLinuxFile::Poll(short events, int timeout)
 {
-    if (m_FileDescriptor == -1)
+    if (m_FileDescriptor == -1) {
         return 0;
+    }
     m_ErrorCode = 0;
     pollfd entry = {m_FileDescriptor, events, 0};
     const int ready = poll(&entry, 1, timeout);
@@ -196,13 +209,15 @@ int COSSLinuxFile::MultiPoll(PollMembers_T* ElementsToPoll, int timeout)
 
     m_ErrorCode = 0;
     const int ready = poll(entries.data(), entries.size(), timeout);
-    if (!Record(ready != -1) || ready == 0)
+    if (!Record(ready != -1) || ready == 0) {
         return ready;
+    }
     int place = 0;
     for (const pollfd& entry : entries) {
         ++place;
-        if ((entry.revents & entry.events) != 0)
+        if ((entry.revents & entry.events) != 0) {
             return place;
+        }
     }
     return ready;
 }
@@ -213,15 +228,17 @@ int COSSLinuxFile::GetFileDescriptor() const { return m_FileDescriptor; }
 
 int COSSLinuxFile::Fsync()
 {
-    if (m_FileDescriptor == -1 || fsync(m_FileDescriptor) == 0)
+    if (m_FileDescriptor == -1 || fsync(m_FileDescriptor) == 0) {
         return 0;
+    }
     return errno;
 }
 
 int COSSLinuxFile::Ftruncate(long length)
 {
-    if (m_FileDescriptor == -1 || ftruncate(m_FileDescriptor, length) == 0)
+    if (m_FileDescriptor == -1 || ftruncate(m_FileDescriptor, length) == 0) {
         return 0;
+    }
     const int error = errno;
     std::printf("Error in COSSLinuxFile::Ftruncate(): %d\n", error);
     return error;

@@ -116,8 +116,9 @@ bool COSSLinuxFile::WriteStream(const char* Data)
 
 bool COSSLinuxFile::Fseek(int offset, int whence)
 {
-    if (m_pStream == nullptr)
+    if (m_pStream == nullptr) {
         return false;
+    }
     m_ErrorCode = 0;
     return Record(std::fseek(m_pStream, offset, whence) != -1);
 }

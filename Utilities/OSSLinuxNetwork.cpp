@@ -36,8 +36,9 @@ std::vector<std::string> DottedAddresses(const ifaddrs* pEntry)
 {
     std::vector<std::string> dotted;
     for (; pEntry != nullptr; pEntry = pEntry->ifa_next) {
-        if (pEntry->ifa_addr == nullptr || pEntry->ifa_addr->sa_family != AF_INET)
+        if (pEntry->ifa_addr == nullptr || pEntry->ifa_addr->sa_family != AF_INET) {
             continue;
+        }
         char text[INET_ADDRSTRLEN] = {};
         inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(pEntry->ifa_addr)->sin_addr, text,
                   sizeof(text));
@@ -78,8 +79,9 @@ std::string COSSLinuxNetwork::ChooseAddress(NetworkInterface_T Interface,
     std::string chosen;
     for (const std::string& address : Addresses) {
         for (const std::string_view prefix : prefixes) {
-            if (address.starts_with(prefix))
+            if (address.starts_with(prefix)) {
                 chosen = address;
+            }
         }
     }
     return chosen;
@@ -95,14 +97,16 @@ void COSSLinuxNetwork::FindSystemAddress(NetworkInterface_T Interface)
     const std::string chosen = ChooseAddress(Interface, DottedAddresses(pList));
     freeifaddrs(pList);
     in_addr address = {};
-    if (inet_aton(chosen.c_str(), &address) != 0)
+    if (inet_aton(chosen.c_str(), &address) != 0) {
         m_SystemIPAddress = address.s_addr;
+    }
 }
 
 bool COSSLinuxNetwork::Record(bool Succeeded)
 {
-    if (!Succeeded)
+    if (!Succeeded) {
         m_ErrorCode = errno;
+    }
     return m_ErrorCode == 0;
 }
 
@@ -136,8 +140,9 @@ bool COSSLinuxNetwork::Send(const Buffer_Bytes_T* Buffer, IP_Address_str_T Addre
     assert(Address);
     sockaddr_in to = SocketAddress(inet_addr(Address), Port);
     const ssize_t count = sendto(m_Socket, Buffer->data(), Buffer->size(), 0, Generic(to), sizeof(to));
-    if (Record(count != -1))
+    if (Record(count != -1)) {
         Buffer->size(static_cast<std::size_t>(count));
+    }
     return m_ErrorCode == 0;
 }
 

@@ -75,7 +75,7 @@ constexpr Command_T c_Commands[] = {
     {.word = "lcdtemperature", .run = Show<&CSonarTestController::LCDTemperature>},
     {.word = "watertemperature"},
     {.word = "loadfpgabinary", .run = LoadFpgaBinary},
-    // A wrong count shows the usage, unlike everywhere else: operators type "speed" alone to look it up.
+    // A wrong count shows the usage, unlike everywhere else; kept on purpose.
     {.word = "speed", .argumentCount = 3, .wrongCount = NOT_RECOGNIZED},
     {.word = "sensepin", .run = Show<&CSonarTestController::SensePin>},
 };

@@ -9,6 +9,7 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 # Assertions are part of the product, so no build type defines NDEBUG.
 set(CMAKE_CXX_FLAGS_RELEASE "-O2")
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
+set(CMAKE_CXX_FLAGS_MINSIZEREL "-Os")
 
 add_library(sonarbench_options INTERFACE)
 target_include_directories(sonarbench_options INTERFACE ${PROJECT_SOURCE_DIR})

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <limits>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -16,11 +17,20 @@ constexpr int c_StartTimeoutMilliseconds = 30000;
 constexpr unsigned int c_MillisecondsPerSecond = 1000;
 constexpr mode_t c_NewFileMode = 0666;
 
-// QFile would encode the name as UTF-8 and so miss a file whose name holds other bytes.
+// QFile would encode the name as UTF-8 and so miss a file whose name holds other bytes. Like QFile this does
+// not open a directory.
 bool Open(QFile& file, const QString& path, int flags, QIODevice::OpenMode mode)
 {
     const int descriptor = ::open(path.toLatin1().constData(), flags | O_CLOEXEC, c_NewFileMode);
-    return descriptor != -1 && file.open(descriptor, mode, QFileDevice::AutoCloseHandle);
+    if (descriptor == -1) {
+        return false;
+    }
+    struct stat status = {};
+    if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        ::close(descriptor);
+        return false;
+    }
+    return file.open(descriptor, mode, QFileDevice::AutoCloseHandle);
 }
 
 std::string UpToFirstZero(const QByteArray& bytes) { return bytes.constData(); }

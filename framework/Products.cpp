@@ -78,7 +78,7 @@ constexpr Product_T SkdDisplay(unsigned int code, const char* name,
 {
     Product_T product = Display(code, name, identities);
     product.partNumber = PartNumber("SKD");
-    product.setup = Setup::Skd;
+    product.setup = Setup::Display;
     product.power = SonarPower::NotNeeded;
     return product;
 }
@@ -91,7 +91,7 @@ constexpr Product_T NrDisplay(unsigned int code, const char* name,
             .identityFile = IdentityFile::Pelion,
             .identities = identities,
             .partNumber = partNumber,
-            .setup = Setup::Nr,
+            .setup = Setup::Display,
             .power = SonarPower::Pelion,
             .link = Link::LumetSpi,
             .firmware = c_NrImage};
@@ -208,7 +208,7 @@ constexpr Product_T c_Products[] = {
      .power = SonarPower::NotKnown,
      .link = Link::LumetSpi,
      .firmware = c_LumetImage},
-    // No image was ever released for it: a load reports the product as not supported.
+    // Without an image on purpose: a load reports the product as not supported.
     FishFinder(24, "LumetV5", c_Reads<"LumetV5\n", "VarrowV5\n">, PartNumber("LUMETV5"), Link::LumetSpi,
                c_NoImage),
     FishFinder(25, "LumetV6", c_Reads<"LumetV6\n", "VarrowV6\n">, PartNumber("LUMETV6"), Link::LumetSpi,

@@ -12,8 +12,7 @@ enum class IdentityFile { None, Varrow, Pelion };
 /// What the sonar controller does with a product at start-up.
 enum class Setup {
     Refused, ///< reported as an unknown product; nothing is set
-    Skd,     ///< product identity, then the first Lowscan device
-    Nr,      ///< the first Lowscan device, then product identity
+    Display, ///< product identity and the first Lowscan device
     Full     ///< platform type, channel devices, product identity
 };
 

@@ -13,8 +13,10 @@ QString Path(const char* path) { return QString::fromLatin1(path); }
 
 bool IsNamed(const Product_T& product, IdentityFile file, const QByteArray& contents)
 {
+    // With its length, because what follows a zero byte makes it another file.
+    const std::string_view identity(contents.constData(), static_cast<std::size_t>(contents.size()));
     return product.identityFile == file &&
-           std::ranges::find(product.identities, std::string_view(contents)) != product.identities.end();
+           std::ranges::find(product.identities, identity) != product.identities.end();
 }
 
 } // namespace

@@ -17,6 +17,7 @@ constexpr std::array<int, 4> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHU
 pid_t Start(const std::vector<std::string>& command, const sigset_t& signalMask)
 {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str())); // posix_spawn does not change them
     }

@@ -118,7 +118,7 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
         Append(command, {"-u", name});
     }
     for (const auto& [name, value] : sandbox.environment) {
-        command.push_back(name + "=" + value);
+        command.push_back(std::string(name).append("=").append(value));
     }
     Append(command, program);
     int status = RunProgram(command, signals, descriptors, onReadable);

@@ -3,8 +3,8 @@
 namespace
 {
 
-// The usage as the operators' instructions quote it: it still names a command that is gone and does not name
-// "lumetping", an alias that only the stations use.
+// The usage is part of the printed contract: that it names a command that does not exist, leaves out
+// "lumetping" and mixes "./" with "../" is kept on purpose.
 constexpr const char* c_Usage[] = {
     "./sonarbench batteryvoltage (Example: ../sonarbench batteryvoltage)\n",
     "./sonarbench lcdtemperature (Example: ../sonarbench lcdtemperature)\n",
@@ -12,10 +12,10 @@ constexpr const char* c_Usage[] = {
     "./sonarbench speed <duration> (0 = infinite) (Example: ../sonarbench speed 5)\n",
     "./sonarbench sensepin (Example: ../sonarbench sensepin)\n",
     "./sonarbench loadfpgabinary (Example: ./sonarbench loadfpgabinary)\n",
-    "./sonarbench ping <Start Frequency> <End Frequency> <Depth> <Period> <Channel> <AnalogueGain: high | "
-    "Medium | low> (Example: ./sonarbench ping 200000 210000 27 45 0 medium)\n",
-    "./sonarbench lowscanping <Freq 200 | 350 | 200long | 350long > (Example: ./sonarbench lowscanping "
-    "200long )\n",
+    ("./sonarbench ping <Start Frequency> <End Frequency> <Depth> <Period> <Channel> <AnalogueGain: high | "
+     "Medium | low> (Example: ./sonarbench ping 200000 210000 27 45 0 medium)\n"),
+    ("./sonarbench lowscanping <Freq 200 | 350 | 200long | 350long > (Example: ./sonarbench lowscanping "
+     "200long )\n"),
     "./sonarbench xkping Filename Channel IncrementBy (Example: ./sonarbench xkping 200kHPShort.txt 0 5)\n",
     "./sonarbench 6mping <channel> (Example: ./sonarbench 6mping 0 )\n",
 };

@@ -42,7 +42,7 @@ TEST(ProductTable, HasNoRowThatWouldLeaveATestHalfEquipped)
         const bool hasLink = product.link != Link::None;
         const std::string part = product.partNumber;
         EXPECT_EQ(product.identities.empty(), product.identityFile == IdentityFile::None);
-        EXPECT_EQ(part.empty(), !hasLink && product.setup != Setup::Skd);
+        EXPECT_EQ(part.empty(), !hasLink && product.setup != Setup::Display);
         EXPECT_TRUE(hasLink || *product.firmware.pattern == '\0');
         EXPECT_EQ(product.setup == Setup::Refused, product.power == SonarPower::NotKnown);
         EXPECT_EQ(product.adcFrequency != 0, product.link == Link::CorSpi);
