@@ -84,16 +84,20 @@ TEST(Products, ImplausibleFirmwareVersionsFailTheLoad)
     EXPECT_THAT(Load(CVirtualUnit().Remove(image)).Report(), HasSubstr("Firmware Version: 0.0\n"));
     EXPECT_THAT(Load(CVirtualUnit().Remove(c_Module)).Report(),
                 StartsWith("ERROR: Required path does not exist: " + c_Module + "\n\n\n\n//"));
+    // A shell whose end nobody keeps counts as one that did not start.
+    const auto unshelled = CVirtualUnit().RunScript(
+        "exec env --ignore-signal=CHLD " SONARBENCH_PROGRAM " \"$@\"", {"loadfpgabinary"});
+    EXPECT_THAT(unshelled.Report(), StartsWith("Loading FPGA...\nERROR: Failed to load FPGA with: cat " +
+                                               c_Module + "/QL4K_5K_A2_* > /dev/LSfpga0\n\n\n\n//"));
 }
 
 TEST(Products, TheBoardReadingTellsTheModulesApart)
 {
-    const std::string noBoard = "ERROR: No Sonar Board Id.\n" + c_Refused;
-    const std::string ql5k = "cat " + c_Module + "/QL4K_5K_A2_*", ql4k = ql5k,
-                      ql6m = "cat " + c_Module + "/QL6M_A4*";
-    const std::pair<std::string, std::string> readings[] = {
-        {"63", noBoard}, {"64", ql5k},  {"361", ql5k},    {"362", ql4k}, {"617", ql4k},
-        {"618", ql6m},   {"866", ql6m}, {"867", noBoard}, {"x", noBoard}};
+    const std::string noBoard = "ERROR: No Sonar Board Id.\n" + c_Refused, ql5k = "QL4K_5K_A2_*",
+                      ql6m = "QL6M_A4*";
+    const std::pair<std::string, std::string> readings[] = {{"63", noBoard}, {"64", ql5k},  {"617", ql5k},
+                                                            {"618", ql6m},   {"866", ql6m}, {"867", noBoard},
+                                                            {"x", noBoard}};
     for (const auto& [reading, text] : readings) {
         EXPECT_THAT(Load(CVirtualUnit("QL4K").Set(c_BoardId, reading)).output, HasSubstr(text)) << reading;
     }

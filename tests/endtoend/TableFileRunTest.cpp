@@ -47,17 +47,6 @@ TEST(TableFileRun, AFileCutAfterAnyLineIsReportedByWhatIsMissing)
                 testing::Contains(HasSubstr("CorrelationScaling=0xff")));
 }
 
-TEST(TableFileRun, LineEndsOfOtherSystemsAndStrayBytesAreRead)
-{
-    std::string table;
-    for (const char character : Edited()) {
-        table += character == '\n' ? std::string("\r\n") : std::string(1, character);
-    }
-    EXPECT_THAT(RunWith(table).output, EndsWith(c_Passed));
-    EXPECT_THAT(RunWith("\r\xff" + Edited() + std::string("\0garbage", 8)).output, EndsWith(c_Passed));
-    EXPECT_THAT(RunWith(std::string(1, '\0') + Edited()).output, HasSubstr("ERROR: Ensure file exists: "));
-}
-
 TEST(TableFileRun, AFileIsOpenedByTheBytesOfItsName)
 {
     const auto run = RunWith(Edited(), "t\xc3\xa4 \xff.txt");

@@ -78,7 +78,7 @@ CVirtualUnit& CVirtualUnit::Option(const std::string& name, const std::string& v
 UnitRun_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
 {
     const TemporaryDirectory directory;
-    std::string command = SONARBENCH_SIM " --trace" + ShellWord(directory.Path("trace"));
+    std::string command = m_Environment + SONARBENCH_SIM " --trace" + ShellWord(directory.Path("trace"));
     for (const std::string& option : m_Options) {
         command += ShellWord(option);
     }

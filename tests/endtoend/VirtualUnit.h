@@ -43,6 +43,12 @@ public:
         return Option("--copy", file + "=" + from);
     }
     CVirtualUnit& Remove(const std::string& file) { return Option("--remove", file); }
+    /// The simulator runs with this variable, NAME=value as a shell reads it.
+    CVirtualUnit& In(const std::string& variable)
+    {
+        m_Environment += variable + " ";
+        return *this;
+    }
     CVirtualUnit& Fault(const std::string& specification) { return Option("--fault", specification); }
 
     /// Runs sonarbench on the unit; a byte of an argument may be anything but zero.
@@ -52,6 +58,7 @@ public:
 
 private:
     std::vector<std::string> m_Options;
+    std::string m_Environment;
 };
 
 /// Contents of a file of the repository, by its path there.

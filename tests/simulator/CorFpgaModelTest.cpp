@@ -1,10 +1,10 @@
 #include "simulator/CorFpgaModel.h"
 #include "simulator/FirmwareImage.h"
+#include "tests/support/CorWire.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <numeric>
 #include <set>
 
 using namespace testing;
@@ -18,27 +18,9 @@ constexpr unsigned long c_StartPingRead = 0x80047205;
 constexpr unsigned long c_EndPingRead = 0x80047206;
 const Bytes_T c_Descriptor = {0x43, 0x53, 0, 0, 80, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
 
-Bytes_T Packet(std::size_t address, const Bytes_T& payload, std::size_t flags = 0)
-{
-    const std::size_t length = payload.size() - 1;
-    Bytes_T packet = {0x43, 0x53};
-    for (const std::size_t byte : {address, address >> 8, flags, length, length >> 8}) {
-        packet.push_back(static_cast<std::uint8_t>(byte));
-    }
-    packet.insert(packet.end(), payload.begin(), payload.end());
-    packet.push_back(static_cast<std::uint8_t>(std::accumulate(payload.begin(), payload.end(), 0U)));
-    return packet;
-}
-
 Bytes_T ReadPacket(std::size_t address, std::size_t count = 1)
 {
     return Packet(address, Bytes_T(count, 0), 1);
-}
-
-Bytes_T operator+(Bytes_T left, const Bytes_T& right)
-{
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
 }
 
 class CorFpgaModelTest : public Test

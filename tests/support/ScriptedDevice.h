@@ -2,17 +2,16 @@
 
 #include "Utilities/OSSLinuxFactory.h"
 #include "Utilities/OSSLinuxFile.h"
+#include "tests/support/CorWire.h"
 
 #include <algorithm>
 #include <deque>
 #include <map>
 #include <memory>
-#include <numeric>
 #include <set>
 #include <string>
 #include <vector>
 
-using WireBytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>;
 
 /// Text of one operation or event.
@@ -105,18 +104,3 @@ struct ScriptedFactory : COSSLinuxFactory {
         return 0;
     }
 };
-
-inline WireBytes operator+(WireBytes first, const WireBytes& second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-/// A packet as the sounder FPGA parses it. Flags: 1 read, 2 block; a read's payload is its zeros.
-inline WireBytes Packet(std::size_t address, const WireBytes& payload, std::uint8_t flags = 0)
-{
-    const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value % 256); };
-    const std::size_t length = payload.size() - 1;
-    return WireBytes{0x43, 0x53, low(address), low(address / 256), flags, low(length), low(length / 256)} +
-           payload + WireBytes{low(std::accumulate(payload.begin(), payload.end(), std::size_t{0}))};
-}

@@ -50,7 +50,10 @@ TEST(Facade, OpensTheDeviceOfTheElement)
         EXPECT_EQ(unit.GetErrorCode(), -140);
         unit.SetCommandRegister(bFpgaCommandByte{0x04}); // the second FPGA has no interrupt to wait for
         EXPECT_EQ(factory.devices[opened].operations, operations);
-        EXPECT_EQ(factory.events.back(), "6 -140 CFPGAIF::CFPGAIF: fetching error code from Cor SPI");
+        const std::string kind = model == std::string("QL6M") ? "6M" : "4K / 5K";
+        EXPECT_EQ(factory.events, (Lines{"6 0 CFPGAIF::CFPGAIF: Running on ql_sounder " + kind +
+                                             " - Creating SPI Interface for FPGA",
+                                         "6 -140 CFPGAIF::CFPGAIF: fetching error code from Cor SPI"}));
     }
 }
 

@@ -38,6 +38,32 @@ TEST(OssFile, OnlyAWriterLocksAndALockedNodeCanStillBeDriven)
                     std::to_string(getpid()) + " for 1\n$");
 }
 
+TEST(OssFile, ALockThatCannotBeHadIsTold)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.Write("node", "abc");
+    COSSLinuxFile early(path.c_str(), O_RDWR, 0);
+    const auto lockFrom = [&](COSSLinuxFile& file, int expectedCode) {
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+        file.ApplyLock(O_WRONLY);
+        std::fflush(stdout);
+        _exit(file.GetErrorCode() == expectedCode ? 0 : 1);
+    };
+    const COSSLinuxFile writer(path.c_str(), O_WRONLY, 0);
+    EXPECT_EXIT(lockFrom(early, c_FileLocked), testing::ExitedWithCode(0),
+                "^[0-9]+: COSSLinuxFile::ApplyLock\\(1\\) locked by -1 " + path + "\n$");
+    COSSLinuxFile reader("/dev/null", O_RDONLY, 0);
+    EXPECT_EXIT(lockFrom(reader, EBADF), testing::ExitedWithCode(0),
+                "^Error in COSSLinuxFile::ApplyLock\\(1\\): 9\n$");
+    testing::internal::CaptureStdout();
+    COSSLinuxFile unlockable("/dev/null", O_PATH, 0);
+    EXPECT_EQ(unlockable.GetErrorCode(), c_FileLocked);
+    EXPECT_EQ(reader.Ftruncate(0), EINVAL);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error in COSSLinuxFile::CheckForLock(F_WRLCK): 9\n"
+                                                      "Error in COSSLinuxFile::CheckForLock(F_RDLCK): 9\n"
+                                                      "Error in COSSLinuxFile::Ftruncate(): 22\n");
+}
+
 TEST(OssFile, RawTransfersReportWhatMoved)
 {
     const TemporaryDirectory directory;
@@ -110,25 +136,5 @@ TEST(OssFile, MultiPollNamesTheFirstReadyMember)
     EXPECT_EQ(file.MultiPoll(&members, 1000), 3);
     members.pop_back();
     EXPECT_EQ(file.MultiPoll(&members, 0), 0);
-}
-
-TEST(OssFileDeathTest, AProgrammingFaultNamesItsCondition)
-{
-    const TemporaryDirectory directory;
-    const std::string longest = directory.Path() + std::string(254 - directory.Path().size(), '/') + "f";
-    COSSLinuxFile file(longest.c_str(), O_RDWR | O_CREAT, 0640), closed("", O_RDWR, 0);
-    EXPECT_EQ(file.GetErrorCode(), 0);
-    PollMembers_T bad = {{-1, POLLIN}};
-    UINT8 byte = 0;
-    const std::pair<std::function<void()>, const char*> faults[] = {
-        {[&] { Buffer_Bytes_T(&byte, 1).size(2); },
-         "void Buffer_Bytes_T::size\\(size_t\\) const: .*`NewSize <= m_Original_Size_Bytes'"},
-        {[&] { COSSLinuxFile((longest + "f").c_str(), O_RDONLY, 0); },
-         "`\\(m_FileName\\[sizeof\\(m_FileName\\) - 1\\] == 0\\) && \"File name is too long!\"'"},
-        {[&] { closed.ReadStream(&byte); }, "`pFile'"},
-        {[&] { file.MultiPoll(&bad, 0); }, "`\\(fd != -1\\) && \"bad FileDescriptor specified\"'"},
-    };
-    for (const auto& [fault, condition] : faults)
-        EXPECT_DEATH(fault(), condition);
 }
 } // namespace
