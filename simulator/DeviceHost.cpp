@@ -3,9 +3,12 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <mutex>
 #include <stdexcept>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <system_error>
 #include <umockdev.h>
 #include <unistd.h>
@@ -17,6 +20,30 @@ namespace fs = std::filesystem;
 
 /// Program-side part of the mock device library, found by the dynamic loader.
 constexpr char c_PreloadLibrary[] = "libumockdev-preload.so.0";
+
+/// Bytes that one read() of a terminal can give; a longer reply would come in pieces.
+constexpr std::size_t c_TerminalBuffer = 4095;
+
+/// Longest path that the library adds to its directory for a socket.
+constexpr std::string_view c_SocketPath = "/umockdev.XXXXXX/ioctl/dev/LSfpga0";
+
+/// Without the program's part, the program would run on this machine's own devices.
+void CheckLibrary()
+{
+    void* const pLibrary = ::dlopen(c_PreloadLibrary, RTLD_LAZY | RTLD_LOCAL);
+    if (pLibrary == nullptr) {
+        throw std::runtime_error(std::string("the package umockdev is missing: ") + ::dlerror());
+    }
+    ::dlclose(pLibrary);
+}
+
+void CheckDirectory(const fs::path& directory)
+{
+    if (directory.string().size() + c_SocketPath.size() >= sizeof(sockaddr_un::sun_path)) {
+        throw std::runtime_error("the path of the unit's directory, " + directory.string() +
+                                 ", is too long for a socket; set TMPDIR to a shorter one");
+    }
+}
 
 struct ObjectRelease {
     void operator()(void* pObject) const { g_object_unref(pObject); }
@@ -130,7 +157,8 @@ private:
                 DeviceOutcome_T outcome)
     {
         const Bytes_T& reply = outcome.reply;
-        if (!reply.empty() && ::write(m_Master, reply.data(), reply.size()) != std::ssize(reply)) {
+        if (reply.size() > c_TerminalBuffer ||
+            (!reply.empty() && ::write(m_Master, reply.data(), reply.size()) != std::ssize(reply))) {
             outcome.refusals.push_back("the reply of " + std::to_string(reply.size()) +
                                        " bytes does not fit into the node's buffer");
         }
@@ -207,6 +235,8 @@ struct CDeviceHost::Implementation {
 CDeviceHost::CDeviceHost(const fs::path& directory, Observer_T observer)
     : m_pImplementation(std::make_unique<Implementation>(std::move(observer)))
 {
+    CheckLibrary();
+    CheckDirectory(directory);
     // The library makes its directory where temporary files go; the program keeps its own place for them.
     const char* const pValue = std::getenv("TMPDIR");
     const std::string before = pValue != nullptr ? pValue : "";

@@ -163,7 +163,8 @@ Fault_T FaultOf(const std::string& specification)
 
 } // namespace
 
-CFaultPlan::CFaultPlan(const std::vector<std::string>& specifications) : m_Counts(c_Targets, 0)
+CFaultPlan::CFaultPlan(const std::vector<std::string>& specifications)
+    : m_Counts(c_Targets, 0), m_Unstruck(specifications)
 {
     std::ranges::transform(specifications, std::back_inserter(m_Faults), FaultOf);
 }
@@ -175,7 +176,10 @@ std::vector<Fault_T> CFaultPlan::Next(FaultTarget_T target)
     std::ranges::copy_if(m_Faults, std::back_inserter(due), [&](const Fault_T& fault) {
         return fault.target == target && (fault.number == 0 || fault.number == count);
     });
-    m_HasStruck = m_HasStruck || !due.empty();
+    m_RequestFailed = m_RequestFailed || (target == FaultTarget_T::Ioctl && !due.empty());
+    for (const Fault_T& fault : due) {
+        std::erase(m_Unstruck, fault.specification);
+    }
     return due;
 }
 
@@ -200,7 +204,7 @@ void CFaultyDevice::Befall(FaultTarget_T target, DeviceOutcome_T& outcome, std::
             *pMeaning += (pMeaning->empty() ? "fault " : "; fault ") + fault.specification;
         }
     }
-    outcome.faulted = m_Plan.HasStruck();
+    outcome.faulted = m_Plan.ExplainsRefusals();
 }
 
 DeviceOutcome_T CFaultyDevice::Write(ByteView_T bytes)
@@ -217,7 +221,7 @@ DeviceOutcome_T CFaultyDevice::Write(ByteView_T bytes)
     if (!outcome.reply.empty()) {
         Befall(FaultTarget_T::Reply, outcome);
     }
-    outcome.faulted = m_Plan.HasStruck();
+    outcome.faulted = m_Plan.ExplainsRefusals();
     return outcome;
 }
 
@@ -237,13 +241,13 @@ DeviceOutcome_T CFaultyDevice::Ioctl(unsigned long request, ByteView_T argument)
     if (outcome.interruptWait) {
         Befall(FaultTarget_T::Interrupt, outcome);
     }
-    outcome.faulted = m_Plan.HasStruck();
+    outcome.faulted = m_Plan.ExplainsRefusals();
     return outcome;
 }
 
 DeviceOutcome_T CFaultyDevice::TakeImage(ByteView_T bytes)
 {
     DeviceOutcome_T outcome = m_Device.TakeImage(bytes);
-    outcome.faulted = m_Plan.HasStruck();
+    outcome.faulted = m_Plan.ExplainsRefusals();
     return outcome;
 }

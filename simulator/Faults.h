@@ -30,13 +30,18 @@ public:
     /// Counts an operation and returns the faults that befall it, in the order given.
     std::vector<Fault_T> Next(FaultTarget_T target);
 
-    /// Whether any fault was played.
-    bool HasStruck() const { return m_HasStruck; }
+    /// Whether a fault made a device request fail: what that would have prepared is missing then, and the
+    /// device may refuse what follows.
+    bool ExplainsRefusals() const { return m_RequestFailed; }
+
+    /// The specifications that befell no operation so far.
+    const std::vector<std::string>& Unstruck() const { return m_Unstruck; }
 
 private:
     std::vector<Fault_T> m_Faults;
     std::vector<std::size_t> m_Counts;
-    bool m_HasStruck = false;
+    std::vector<std::string> m_Unstruck;
+    bool m_RequestFailed = false;
 };
 
 /// The operations and kinds of faults, a line each, for a help text.

@@ -42,6 +42,9 @@ std::string ProductList()
     return text;
 }
 
+/// The arguments are decoded as Latin-1, one character a byte, so that any byte comes through.
+std::string BytesOf(const QString& text) { return text.toLatin1().toStdString(); }
+
 const Product_T& ProductNamed(const QString& name)
 {
     const auto products = Products();
@@ -55,7 +58,7 @@ const Product_T& ProductNamed(const QString& name)
 
 fs::path UnitFile(const QString& text)
 {
-    const std::string name = QFile::encodeName(text).toStdString();
+    const std::string name = BytesOf(text);
     const bool inUnit = name == c_PlatformVersionFile || std::ranges::any_of(c_UnitTrees, [&](auto tree) {
                             return name.starts_with(tree) && name.size() > tree.size();
                         });
@@ -75,7 +78,7 @@ FileChange_T FileChange(FileChange_T::Kind kind, const QString& text)
     if (separator < 0) {
         throw UsageError_T{u"\"%1\" is not of the form FILE=VALUE"_s.arg(text)};
     }
-    return {kind, UnitFile(text.left(separator)), QFile::encodeName(text.mid(separator + 1)).toStdString()};
+    return {kind, UnitFile(text.left(separator)), BytesOf(text.mid(separator + 1))};
 }
 
 std::uint8_t FirmwareVersion(const QString& text)
@@ -93,11 +96,9 @@ void CheckFaults(const std::vector<std::string>& specifications)
     try {
         const CFaultPlan plan(specifications);
     } catch (const std::invalid_argument& error) {
-        throw UsageError_T{QString::fromStdString(error.what())};
+        throw UsageError_T{QString::fromLatin1(error.what())};
     }
 }
-
-fs::path PathOf(const QString& text) { return QFile::encodeName(text).toStdString(); }
 
 /// The options by name, so that each stands once for the parser and for the reading.
 struct OptionSet_T {
@@ -124,6 +125,15 @@ struct OptionSet_T {
                                u"PATH"_s};
 };
 
+fs::path PathValue(const QCommandLineParser& parser, const QCommandLineOption& option)
+{
+    const QString value = parser.value(option);
+    if (parser.isSet(option) && value.isEmpty()) {
+        throw UsageError_T{u"--%1 needs a name"_s.arg(option.names().first())};
+    }
+    return BytesOf(value);
+}
+
 Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
 {
     Options_T options;
@@ -139,15 +149,17 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
         }
     }
     for (const QString& text : parser.values(set.fault)) {
-        options.faults.push_back(text.toStdString());
+        options.faults.push_back(BytesOf(text));
     }
     CheckFaults(options.faults);
-    options.scene = PathOf(parser.value(set.scene));
-    options.trace = PathOf(parser.value(set.trace));
-    options.keep = PathOf(parser.value(set.keep));
-    options.program = parser.isSet(set.program)
-                          ? PathOf(parser.value(set.program))
-                          : PathOf(QCoreApplication::applicationDirPath()) / "sonarbench";
+    options.scene = PathValue(parser, set.scene);
+    options.trace = PathValue(parser, set.trace);
+    options.keep = PathValue(parser, set.keep);
+    options.program = PathValue(parser, set.program);
+    if (options.program.empty()) {
+        const QByteArray here = QFile::encodeName(QCoreApplication::applicationDirPath());
+        options.program = fs::path(here.toStdString()) / "sonarbench";
+    }
     return options;
 }
 } // namespace
@@ -159,8 +171,9 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     parser.setApplicationDescription(
         u"Makes a simulated unit, runs sonarbench on it and removes the unit.\n"
         "Standard output, standard error and the exit status are the program's; the\n"
-        "simulator itself ends with 2 for wrong usage and with 3 when it failed or\n"
-        "when the program asked of a device what the real one would not understand."_s);
+        "simulator itself ends with 2 for wrong usage, and with 3 when it failed, when\n"
+        "the program asked of a device what the real one would not understand, or when\n"
+        "a fault befell nothing."_s);
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     const QCommandLineOption help = parser.addHelpOption();
     parser.addOptions({set.product, set.listProducts, set.set, set.copy, set.remove, set.firmwareVersion,
@@ -169,9 +182,13 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
                                  u"[--] [command...]"_s);
 
     const auto wrongUsage = [](const QString& text) {
-        return OptionsAnswer_T{2, (u"sonarbench-sim: %1\n"_s.arg(text)).toStdString()};
+        return OptionsAnswer_T{2, "sonarbench-sim: " + BytesOf(text) + "\n"};
     };
-    if (!parser.parse(QCoreApplication::arguments())) {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments.append(QString::fromLatin1(argv[i]));
+    }
+    if (!parser.parse(arguments)) {
         return wrongUsage(parser.errorText());
     }
     if (parser.isSet(help)) {

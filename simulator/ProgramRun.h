@@ -1,6 +1,7 @@
 #pragma once
 
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -28,9 +29,21 @@ private:
     int m_Descriptor;
 };
 
-/// Runs a command (found by PATH) with this process's standard streams and waits for its end. While it runs,
-/// onReadable is called whenever one of the descriptors has input. Interrupts from the keyboard are left to
-/// the program; SIGTERM and SIGHUP are passed on to it. Returns its exit status, 128 + N when signal N ended
-/// it. Throws std::system_error when it cannot be started.
-int RunProgram(const std::vector<std::string>& command, const CSignals& signals,
-               const std::vector<int>& descriptors, const std::function<void()>& onReadable);
+/// What goes on while a program runs.
+struct RunWatch_T {
+    std::vector<int> descriptors = {};        ///< to look at while it runs
+    std::function<void()> onReadable = [] {}; ///< called when one of them has input
+    std::function<void(int)> onSignal =
+        {}; ///< called with SIGINT, SIGTERM or SIGHUP; none: they go to the program
+};
+
+/// Runs a command (found by PATH) with this process's standard streams, in a process group of its own, and
+/// waits for its end. Returns its exit status, 128 + N when signal N ended it. Throws std::system_error when
+/// it cannot be started.
+int RunProgram(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);
+
+/// Runs a command as RunProgram() does and passes signals on to it, for a parent that cannot be the command's
+/// own: writes this process's id into a file first and the exit status into another at the end, and ends
+/// whatever the command left running. Returns 0.
+int RunSupervised(const std::filesystem::path& idFile, const std::filesystem::path& statusFile,
+                  const std::vector<std::string>& command);

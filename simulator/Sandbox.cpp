@@ -15,8 +15,9 @@ namespace fs = std::filesystem;
 using Command_T = std::vector<std::string>;
 
 constexpr char c_RootDirectory[] = "root";
-constexpr char c_StatusFile[] = "status";
 constexpr char c_Supervisor[] = "supervisor";
+constexpr char c_IdFile[] = "supervisor-id";
+constexpr char c_StatusFile[] = "status";
 
 bool IsInstalled(const QString& tool) { return !QStandardPaths::findExecutable(tool).isEmpty(); }
 
@@ -60,7 +61,6 @@ Command_T BubblewrapCommand(const Sandbox_T& sandbox)
             Append(command, {"--bind-try", entry.path(), entry.path()});
         }
     }
-    Append(command, {"--bind", sandbox.directory, sandbox.inside});
     for (const Binding_T& binding : sandbox.bindings) {
         Append(command, {binding.isDevice ? "--dev-bind-try" : "--bind-try", binding.host, binding.inside});
     }
@@ -68,14 +68,16 @@ Command_T BubblewrapCommand(const Sandbox_T& sandbox)
     return command;
 }
 
-/// The exit status that proot gives is not the program's when a signal ended that, so the simulator runs once
-/// more inside, as the program's parent.
 Command_T ProotCommand(const Sandbox_T& sandbox)
 {
     const fs::path root = sandbox.directory / c_RootDirectory;
     // proot traces the program, and a leak checker cannot trace it as well.
     Command_T command = {"env", "LSAN_OPTIONS=detect_leaks=0", "proot", "-v", "-1", "-r", root};
     const auto bind = [&](const fs::path& host, const fs::path& inside) {
+        if (host.string().find(':') != std::string::npos || inside.string().find(':') != std::string::npos) {
+            throw std::runtime_error("proot, which serves here in place of bubblewrap, cannot use the path " +
+                                     host.string() + ", because of its colon");
+        }
         if (fs::exists(host)) {
             Append(command, {"-b", host.string() + ":" + inside.string()});
         }
@@ -88,30 +90,47 @@ Command_T ProotCommand(const Sandbox_T& sandbox)
             bind(entry.path(), entry.path());
         }
     }
-    bind(sandbox.directory, sandbox.inside);
     for (const Binding_T& binding : sandbox.bindings) {
         bind(binding.host, binding.inside);
     }
-    bind(fs::read_symlink("/proc/self/exe"), sandbox.inside / c_Supervisor);
-    Append(command, {"-w", sandbox.workingDirectory, sandbox.inside / c_Supervisor, c_SuperviseArgument,
-                     sandbox.inside / c_StatusFile});
+    Append(command, {"-w", sandbox.workingDirectory});
     return command;
+}
+
+Command_T ToolCommand(const Sandbox_T& sandbox)
+{
+    if (BubblewrapWorks()) {
+        return BubblewrapCommand(sandbox);
+    }
+    if (IsInstalled(u"proot"_s)) {
+        return ProotCommand(sandbox);
+    }
+    throw std::runtime_error(
+        "neither bwrap (with namespaces) nor proot can be used here; install bubblewrap or "
+        "proot");
+}
+
+/// The number that a file begins with, -1 when there is none.
+int NumberIn(const fs::path& file)
+{
+    int number = -1;
+    std::ifstream(file) >> number;
+    return number;
 }
 } // namespace
 
 int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
                  const std::vector<int>& descriptors, const std::function<void()>& onReadable)
 {
-    Command_T command;
-    if (BubblewrapWorks()) {
-        command = BubblewrapCommand(sandbox);
-    } else if (IsInstalled(u"proot"_s)) {
-        command = ProotCommand(sandbox);
-    } else {
-        throw std::runtime_error(
-            "neither bwrap (with namespaces) nor proot can be used here; install bubblewrap "
-            "or proot");
-    }
+    Sandbox_T whole = sandbox;
+    // Neither tool passes signals on, nor does each give the exit status of a program that a signal ended, so
+    // the simulator runs once more inside, as the program's parent.
+    const fs::path supervisor = sandbox.inside / c_Supervisor;
+    whole.bindings.insert(whole.bindings.begin(), {sandbox.directory, sandbox.inside});
+    whole.bindings.push_back({fs::read_symlink("/proc/self/exe"), supervisor});
+    Command_T command = ToolCommand(whole);
+    Append(command,
+           {supervisor, c_SuperviseArgument, sandbox.inside / c_IdFile, sandbox.inside / c_StatusFile});
     // Set inside, so that the sandbox's own tool runs without the preloaded library.
     command.emplace_back("env");
     for (const std::string& name : sandbox.unsetEnvironment) {
@@ -121,14 +140,17 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
         command.push_back(std::string(name).append("=").append(value));
     }
     Append(command, program);
-    int status = RunProgram(command, signals, descriptors, onReadable);
-    std::ifstream(sandbox.directory / c_StatusFile) >> status;
-    return status;
-}
 
-int RunSupervised(const fs::path& statusFile, const std::vector<std::string>& command)
-{
-    const CSignals signals;
-    std::ofstream(statusFile) << RunProgram(command, signals, {}, [] {});
-    return 0;
+    const auto passOn = [&](int signal) {
+        if (const int id = NumberIn(sandbox.directory / c_IdFile); id > 0) {
+            ::kill(id, signal);
+        }
+    };
+    RunProgram(command, signals, {descriptors, onReadable, passOn});
+    const int status = NumberIn(sandbox.directory / c_StatusFile);
+    if (status < 0) {
+        throw std::runtime_error("the program could not be run in the unit's file system; " + command[0] +
+                                 " said why above, if it did");
+    }
+    return status;
 }

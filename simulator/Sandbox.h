@@ -26,13 +26,12 @@ struct Sandbox_T {
     std::vector<std::string> unsetEnvironment;                    ///< variables to take away
 };
 
-/// Runs a program (found by its PATH) inside the sandbox, as RunProgram() does: with bubblewrap, or with
-/// proot where this machine refuses namespaces. Throws std::runtime_error when neither can be had.
+/// Runs a program (found by its PATH) inside the sandbox, as RunProgram() does, and ends whatever it left
+/// running: with bubblewrap, or with proot where this machine refuses namespaces. The descriptors are watched
+/// as in RunWatch_T. Throws std::runtime_error when the sandbox cannot be had.
 int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
                  const std::vector<int>& descriptors, const std::function<void()>& onReadable);
 
-/// First argument of the simulator when it runs as RunSupervised() inside a sandbox, for this one's use.
-inline constexpr char c_SuperviseArgument[] = "--supervise-into";
-
-/// Runs a command and writes its exit status, as RunProgram() gives it, into the file. Returns 0.
-int RunSupervised(const std::filesystem::path& statusFile, const std::vector<std::string>& command);
+/// First argument of the simulator when it runs once more inside the sandbox, as RunSupervised() with the
+/// arguments that follow.
+inline constexpr char c_SuperviseArgument[] = "--supervise";

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -27,6 +28,13 @@ constexpr std::array<UnitFile_T, 6> c_CommonFiles = {{
     {UnitPaths::c_PlatformVersion, "2.6.1\n"},
     {UnitPaths::c_SerialNumber, "QS1000123\n"},
 }};
+
+/// Links that every Linux machine has below /dev.
+constexpr std::array<std::pair<const char*, const char*>, 4> c_DeviceLinks = {
+    {{"fd", "/proc/self/fd"},
+     {"stdin", "/proc/self/fd/0"},
+     {"stdout", "/proc/self/fd/1"},
+     {"stderr", "/proc/self/fd/2"}}};
 
 /// Stops nothing here, and leaves a note that it was run.
 constexpr std::string_view c_KillScript = "#!/bin/sh\necho stopped > /tmp/sounder_state\n";
@@ -137,6 +145,9 @@ void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options)
 {
     fs::create_directories(trees.directory / "tmp");
     fs::create_directories(trees.directory / "dev");
+    for (const auto& [name, target] : c_DeviceLinks) {
+        fs::create_symlink(target, trees.directory / "dev" / name);
+    }
     for (const UnitFile_T& file : c_CommonFiles) {
         WriteFile(trees.Place(file.path), file.contents);
     }

@@ -5,21 +5,18 @@
 #include "simulator/Sandbox.h"
 #include "simulator/Trace.h"
 #include "simulator/UnitDevices.h"
+#include "simulator/UnitDirectory.h"
 #include "simulator/UnitFiles.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
-
-using namespace Qt::StringLiterals;
 
 namespace
 {
@@ -71,7 +68,10 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
 {
     std::vector<Binding_T> bindings;
     const auto need = [&](const fs::path& path) {
-        if (LiesBelow(path, "/tmp") && fs::exists(path)) {
+        const bool isBound = std::ranges::any_of(bindings, [&](const Binding_T& binding) {
+            return path == binding.inside || LiesBelow(path, binding.inside);
+        });
+        if (LiesBelow(path, "/tmp") && !isBound && fs::exists(path)) {
             bindings.push_back({path, path});
         }
     };
@@ -79,9 +79,9 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
     need(fs::absolute(options.program).lexically_normal().parent_path());
     for (const std::string& argument : options.arguments) {
         const fs::path path = (workingDirectory / argument).lexically_normal();
-        if (!LiesBelow(path, workingDirectory)) {
-            need(path);
-        }
+        std::error_code isMissing;
+        need(path);
+        need(fs::canonical(path, isMissing)); // what a link elsewhere points to
     }
     return bindings;
 }
@@ -118,14 +118,33 @@ void CheckProgram(const fs::path& program)
     }
 }
 
+/// Makes the directory for the unit's files, before anything is run for their sake.
+void MakeKeepDirectory(const fs::path& directory)
+{
+    if (!directory.empty() && !fs::create_directories(directory)) {
+        throw std::runtime_error(directory.string() +
+                                 " exists already; the unit's files go to a new directory");
+    }
+}
+
+/// Copies a file, a link or a directory; sockets, pipes and devices are left out.
+void CopyTree(const fs::path& from, const fs::path& to)
+{
+    const fs::file_status status = fs::symlink_status(from);
+    if (fs::is_directory(status)) {
+        fs::create_directories(to);
+        for (const fs::directory_entry& entry : fs::directory_iterator(from)) {
+            CopyTree(entry.path(), to / entry.path().filename());
+        }
+    } else if (fs::is_regular_file(status) || fs::is_symlink(status)) {
+        fs::copy(from, to, fs::copy_options::copy_symlinks);
+    }
+}
+
 void KeepFiles(const UnitTrees_T& trees, const fs::path& target)
 {
-    fs::create_directories(target);
     for (const char* place : {"/sys", "/corvane", "/VERSION", "/tmp"}) {
-        if (const fs::path from = trees.Place(place); fs::exists(from)) {
-            const auto options = fs::copy_options::recursive | fs::copy_options::copy_symlinks;
-            fs::copy(from, target / fs::path(place).relative_path(), options);
-        }
+        CopyTree(trees.Place(place), target / fs::path(place).relative_path());
     }
 }
 
@@ -146,10 +165,6 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
 {
     const CSignals signals;
     CheckProgram(options.program);
-    if (!options.keep.empty() && fs::exists(options.keep)) {
-        throw std::runtime_error(options.keep.string() +
-                                 " exists already; the unit's files go to a new directory");
-    }
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);
     CFaultPlan faults(options.faults);
     std::optional<std::ofstream> traceFile = OpenTrace(options.trace);
@@ -158,24 +173,20 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         trace.emplace(*traceFile);
     }
 
-    const QTemporaryDir directory(QDir::tempPath() + u"/sonarbench-sim-XXXXXX"_s);
-    if (!directory.isValid()) {
-        throw std::runtime_error("cannot make the unit's directory: " +
-                                 directory.errorString().toStdString());
-    }
+    MakeKeepDirectory(options.keep);
+    const CUnitDirectory directory;
     UnitRun_T run{};
     std::vector<UnitDevice_T> devices;
-    CDeviceHost host(QFile::encodeName(directory.path()).toStdString(),
-                     [&](const DeviceOperation_T& operation) {
-                         if (trace) {
-                             trace->Write(operation);
-                         }
-                         // What a planned fault led to is no failure of the run.
-                         if (const auto& refusals = operation.outcome.refusals; !operation.outcome.faulted) {
-                             run.refusals.insert(run.refusals.end(), refusals.begin(), refusals.end());
-                         }
-                     });
-    const UnitTrees_T trees{QFile::encodeName(directory.path()).toStdString(), host.Root() / "sys"};
+    CDeviceHost host(directory.Path(), [&](const DeviceOperation_T& operation) {
+        if (trace) {
+            trace->Write(operation);
+        }
+        // What a planned fault led to is no failure of the run.
+        if (const auto& refusals = operation.outcome.refusals; !operation.outcome.faulted) {
+            run.refusals.insert(run.refusals.end(), refusals.begin(), refusals.end());
+        }
+    });
+    const UnitTrees_T trees{directory.Path(), host.Root() / "sys"};
     WriteUnitFiles(trees, options);
     const Product_T& product = *options.product;
     devices =
@@ -189,6 +200,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     run.exitStatus = RunInSandbox(MakeSandbox(options, trees, host), program, signals, host.Descriptors(),
                                   [&] { host.Drain(); });
     host.Finish();
+    run.unstruckFaults = faults.Unstruck();
     if (!options.keep.empty()) {
         KeepFiles(trees, options.keep);
     }

@@ -7,9 +7,9 @@
 
 /// How a run on a simulated unit ended.
 struct UnitRun_T {
-    int exitStatus; ///< the program's
-    std::vector<std::string>
-        refusals; ///< what the program did that the real device would not have understood
+    int exitStatus;                          ///< the program's
+    std::vector<std::string> refusals;       ///< what it did that the real device would not have understood
+    std::vector<std::string> unstruckFaults; ///< faults whose operation never came
 };
 
 /// Makes the unit, runs the program on it and removes the unit. Throws std::exception, with a message for the

@@ -6,19 +6,33 @@
 
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <string_view>
+#include <unistd.h>
 
 namespace
 {
 constexpr int c_SimulatorFailed = 3;
+
+/// A closed standard stream's number would go to the next file that is opened, which then gets what is
+/// printed.
+void OpenStandardStreams()
+{
+    int descriptor = -1;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    ::close(descriptor);
+}
 
 void PrintError(const std::string& text) { std::fprintf(stderr, "sonarbench-sim: %s\n", text.c_str()); }
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc > 3 && std::string_view(argv[1]) == c_SuperviseArgument) {
-        return RunSupervised(argv[2], {argv + 3, argv + argc});
+    OpenStandardStreams();
+    if (argc > 4 && std::string_view(argv[1]) == c_SuperviseArgument) {
+        return RunSupervised(argv[2], argv[3], {argv + 4, argv + argc});
     }
     const QCoreApplication application(argc, argv);
     const auto read = ReadOptions(argc, argv);
@@ -31,7 +45,10 @@ int main(int argc, char** argv)
         for (const std::string& refusal : run.refusals) {
             PrintError("the device refused: " + refusal);
         }
-        return run.refusals.empty() ? run.exitStatus : c_SimulatorFailed;
+        for (const std::string& fault : run.unstruckFaults) {
+            PrintError("the fault " + fault + " befell nothing: its operation never came");
+        }
+        return run.refusals.empty() && run.unstruckFaults.empty() ? run.exitStatus : c_SimulatorFailed;
     } catch (const std::exception& error) {
         PrintError(error.what());
         return c_SimulatorFailed;

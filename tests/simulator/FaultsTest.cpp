@@ -62,14 +62,16 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
 TEST(FaultsTest, DevicesOfAUnitShareTheCountAndTheMark)
 {
     SoundDevice device;
-    CFaultPlan plan({"write:3=EIO", "reply:*=short", "reply:2=short"});
+    CFaultPlan plan({"write:3=EIO", "reply:*=short", "reply:2=short", "ioctl:2=EIO", "fifo:9=1"});
     CFaultyDevice first(device, plan);
     CFaultyDevice second(device, plan);
     EXPECT_FALSE(first.Ioctl(0, {}).faulted);
     EXPECT_EQ(first.Write({}).reply.size(), 3U);
     EXPECT_EQ(second.Write({}).reply.size(), 2U);
     EXPECT_EQ(first.Write({}).error, EIO);
-    EXPECT_TRUE(second.Ioctl(0, {}).faulted) << "refusals after a fault may follow from it";
+    EXPECT_FALSE(first.Write({}).faulted);
+    EXPECT_TRUE(second.Ioctl(0, {}).faulted) << "refusals after a failed request may follow from it";
+    EXPECT_EQ(plan.Unstruck(), std::vector<std::string>{"fifo:9=1"});
 }
 
 TEST(FaultsTest, AWrongSpecificationIsToldWhatIsAllowed)
