@@ -58,12 +58,43 @@ TEST(Products, EachShowsItsSensorsAndLoadsItsFirmware)
             EXPECT_THAT(load.Report(),
                         StartsWith((group.image.empty() ? "ERROR: Product not supported.\n" : "") +
                                    std::string("Loading FPGA...\nIf unit segfaults")));
+            // The Lumet images want a reset first, which the first bytes to the node are.
+            const bool resets = group.image.find("Lumet") != std::string::npos;
+            EXPECT_EQ(std::ranges::any_of(load.trace,
+                                          [](const auto& line) { return line.bytes.starts_with("310a"); }),
+                      resets);
             EXPECT_THAT(load.Report(),
                         HasSubstr(group.hasTransport
                                       ? "\nFirmware Version: 1.0\n" + c_Passed
                                       : "\nERROR: Failed to get version.\n"
                                         "ERROR: Failed to get version. FW upgrade failed.\n\n\n\n//"));
         }
+    }
+}
+
+TEST(Products, TheFpgaLayerFindsTheUnitInTheEnvironment)
+{
+    // What the shell that loads the firmware inherits, less the table of all models.
+    const std::string script = "mkdir /tmp/bin; echo 'env | grep -E "
+                               "\"^(PRODUCT_ID=|FPGA_|QL3B_|SONAR_|PLATF|SOUND|KILL_)\" | LC_ALL=C sort |"
+                               " tr \"\\n\" \" \" >&2' > /tmp/bin/cat; chmod +x /tmp/bin/cat; "
+                               "PATH=/tmp/bin:$PATH exec " SONARBENCH_PROGRAM " loadfpgabinary";
+    const std::string first = "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0 ",
+                      second = "FPGA_CHANNEL_1_COMMS=/dev/LSfpga1 ";
+    const std::string kill = "KILL_MON_QLSOUNDER=0 ", full = kill + "PLATFORM_TYPE=1 PRODUCT_ID=";
+    const std::string root = "SOUNDER_ROOT_DIR=/corvane/Application ";
+    const std::pair<CVirtualUnit, std::string> cases[] = {
+        {CVirtualUnit("HZ03"), first + kill + "PRODUCT_ID=N41008 " + root},
+        {CVirtualUnit("Nr2"), first + kill + "PRODUCT_ID=N41017 " + root},
+        {CVirtualUnit("Varrow"), "FPGA_CHANNEL_0_COMMS= FPGA_CHANNEL_1_COMMS= " + full + "N41001 " + root},
+        {CVirtualUnit("LumetV5"), first + full + "N41013 " + root},
+        {CVirtualUnit("LumetV3"), kill + root},
+        {CVirtualUnit("QL4K").Set(c_BoardId, "361"), first + full + "N41006 QL3B_FPGA_SIZE=0 " + root},
+        {CVirtualUnit("QL5K").Set(c_BoardId, "362"),
+         first + full + "N41005 QL3B_FPGA_SIZE=0 SONAR_BOARD_ID=QL4K_SONAR_BOARD " + root},
+        {CVirtualUnit("QL6M"), first + second + full + "N41007 QL3B_FPGA_SIZE=1 " + root}};
+    for (const auto& [unit, expected] : cases) {
+        EXPECT_EQ(unit.RunScript(script).errors, expected);
     }
 }
 

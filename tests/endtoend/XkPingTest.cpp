@@ -89,6 +89,11 @@ TEST(XkPing, ElementsOfTheQl6mUseItsFpgasCrosswise)
         // The band goes to the filter register, and no channel filter byte follows.
         EXPECT_THAT(run.Trace("write"), Contains(HasSubstr("ChannelFilter=0x00")));
         EXPECT_THAT(run.Trace("write"), Not(Contains(HasSubstr("ChannelFilter=0xde"))));
+        // 200000 x 2^32 / 86560000 = 0x976C5C: the larger FPGA has a faster clock.
+        EXPECT_THAT(run.Trace("write"), Contains(HasSubstr("AdcFrequency=0x03")));
+        EXPECT_THAT(
+            run.Trace("write"),
+            Contains(HasSubstr("CentreFrequency0=0x5c; CentreFrequency1=0x6c; CentreFrequency2=0x97")));
     }
 }
 
