@@ -13,17 +13,6 @@ struct CorSpi : testing::Test {
     CFPGAIFCorSpi link{true, "x", &factory};
 };
 
-TEST_F(CorSpi, ShortCorrelationFiltersOverwriteTheWholeTable)
-{
-    link.SetCorrelationFilter({{-2, 0x0102}, {3, -4}});
-    link.UpdateFPGA();
-    const WireBytes zeros(5049),
-        first = WireBytes{0xFE, 0xFF, 0x02, 0x01, 3, 0, 0xFC, 0xFF} + WireBytes(5041);
-    EXPECT_TRUE(
-        (device.writes == std::vector{Packet(48, {7}), Packet(0x8000, first, 2), Packet(0x93B9, zeros, 2),
-                                      Packet(0xA772, zeros, 2), Packet(0xBB2B, WireBytes(1237), 2)}));
-}
-
 TEST_F(CorSpi, IdentificationWaitsForItsInterrupt)
 {
     device.refusedRequest = 0x80047203;
