@@ -133,6 +133,8 @@ TEST(XkPing, DeviceFailuresAreNamed)
         EXPECT_EQ(run.status, 0) << run.errors;
         EXPECT_THAT(run.Report(), StartsWith(c_Loaded + text)) << faults[0];
     }
+    EXPECT_THAT(CVirtualUnit("QL4K").Option("--program", SONARBENCH_LOST_IDENTITY).Run({c_ShortTable}).output,
+                testing::EndsWith("ERROR: Failed to populate FPGA data with error code: -177.\n"));
     // A log request that does not go out is told where it happens.
     EXPECT_THAT(Ping(CVirtualUnit("QL4K").Fault("write:1=EIO")).output,
                 StartsWith(c_LoadQl4k + "SetOutputDataToLog\n\n<SonarFPGAData>"));
