@@ -1,5 +1,6 @@
 #include "tests/endtoend/GoldenTrace.h"
 
+#include <gtest/gtest.h>
 #include <sstream>
 
 namespace
@@ -17,8 +18,8 @@ std::string Expand(std::istream& words)
     }
     return digits;
 }
-} // namespace
 
+/// One text for each operation in a golden file, as CallsOf() gives them.
 std::vector<std::string> ReadGolden(const std::string& path)
 {
     std::istringstream file(Source(path));
@@ -36,6 +37,20 @@ std::vector<std::string> ReadGolden(const std::string& path)
         }
     }
     return calls;
+}
+} // namespace
+
+void ExpectGolden(const Trace_T& trace, const std::string& path)
+{
+    const std::vector<std::string> expected = ReadGolden(path);
+    std::vector<std::string> calls = CallsOf(trace);
+    ASSERT_EQ(calls.size(), expected.size()) << path;
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        for (std::size_t at = 0; at < std::min(calls[i].size(), expected[i].size()); ++at) {
+            calls[i][at] = expected[i][at] == '?' ? '?' : calls[i][at];
+        }
+        EXPECT_EQ(calls[i], expected[i]) << path << ", operation " << i + 1;
+    }
 }
 
 std::vector<std::string> CallsOf(const Trace_T& trace)
