@@ -2,14 +2,10 @@
 
 #include "Utilities/RegisterMap.h"
 
-/// Registers and tables of the QL4K, QL5K and QL6M sounder FPGA.
+/// Registers and tables of the QL4K, QL5K and QL6M sounder FPGA, beside those of every packet link.
 namespace CorRegisters
 {
-inline constexpr RegisterRow_T c_Command{.address = 0};
-inline constexpr RegisterRow_T c_Status{.address = 1};
-inline constexpr RegisterRow_T c_Version{.address = 2};
 inline constexpr RegisterRow_T c_AdcFrequency{.address = 4};
-inline constexpr RegisterRow_T c_BoostLevel{.address = 8};
 inline constexpr RegisterRow_T c_SampleCount{.address = 16, .width = 2, .packets = Packets::OnePerByte};
 inline constexpr RegisterRow_T c_ChannelFilter{.address = 18};
 inline constexpr RegisterRow_T c_FilterSelection{.address = 18}; ///< the same register, by band, on the QL6M
@@ -31,7 +27,6 @@ inline constexpr RegisterRow_T c_TransducerWrite{.address = 67, .delivery = Deli
 inline constexpr RegisterRow_T c_PingFifo{.address = 80};
 inline constexpr RegisterRow_T c_FifoControl{.address = 81, .delivery = Delivery::Sent};
 inline constexpr RegisterRow_T c_FifoStatus{.address = 82};
-inline constexpr RegisterRow_T c_Sync{.address = 96, .delivery = Delivery::Sent};
 inline constexpr RegisterRow_T c_TvgLength{.address = 256, .width = 2, .packets = Packets::OnePerByte};
 inline constexpr RegisterRow_T c_ChirpLength{.address = 512, .width = 2, .packets = Packets::OnePerByte};
 inline constexpr RegisterRow_T c_TvgTable{.address = 0x3000, .block = true};

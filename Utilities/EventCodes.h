@@ -11,7 +11,9 @@ inline constexpr TSQEventCode_T c_ShellNotStarted = -101;       ///< system() co
 inline constexpr TSQEventCode_T c_NothingTransferred = -109;    ///< a transmit or read moved no bytes
 inline constexpr TSQEventCode_T c_FileLocked = -140;            ///< another process holds the file's lock
 inline constexpr TSQEventCode_T c_NoTransducerInterrupt = -144; ///< the transducer-ID interrupt never came
+inline constexpr TSQEventCode_T c_ReceiveShortfall = -171;      ///< fewer bytes came than were wanted
 inline constexpr TSQEventCode_T c_ThreadCallFailed = -172;      ///< a thread call failed
+inline constexpr TSQEventCode_T c_FlushFailed = -173;           ///< received data could not be dropped
 inline constexpr TSQEventCode_T c_NotSupportedByLink = -174;    ///< the unit's transport lacks the operation
 inline constexpr TSQEventCode_T c_NoFpgaInterface = -177;       ///< this unit has no FPGA interface
 

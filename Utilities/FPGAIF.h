@@ -6,9 +6,13 @@
 
 #include <concepts>
 #include <optional>
+#include <string>
 #include <vector>
 
 class CFPGAIFCorSpi;
+class CFPGAIFLSSPI;
+class CFPGAIFLSUart;
+class CFPGAIFLumetSPI;
 class IOSSFactory;
 
 /// FPGA link of a unit. The families are ranges: 3 to 6 have a UART, 7 to 9 the Cor packet link.
@@ -26,7 +30,8 @@ enum FpgaInterfaceType_T : std::uint32_t {
 };
 
 /// The one object through which everybody talks to the sonar's FPGA. It reads in the environment which unit
-/// this is, opens the unit's link, and passes each operation to it. An operation returns -177 when the unit
+/// this is, opens the unit's link (on UART products one for each channel, of which the first answers unless
+/// the operation names a channel), and passes each operation to it. An operation returns -177 when the unit
 /// has no FPGA interface, 0 when its FPGA lacks the operation, and otherwise what the transport answers;
 /// exceptions are stated at the operation. The transports outlive the facade: they stay until the process
 /// ends.
@@ -45,7 +50,7 @@ public:
     /// Which Lumet variant this is, 1 to 8; 0 on the LumetV5 and on all other products.
     unsigned int GetLumetVariant() const { return m_LumetVariant; }
 
-    /// Drops received data of a channel. UART products only.
+    /// Drops received data of a channel; 0 on units with a Lowscan SPI link, -174 on units without a UART.
     TSQEventCode_T Flush(unsigned char channel);
     /// The transport's last error code.
     TSQEventCode_T GetErrorCode() const;
@@ -59,8 +64,9 @@ public:
     TSQEventCode_T PingNow(bFpgaCommandByte command);
     /// Waits for the ping's data on units with a Lowscan SPI link.
     void WaitForData();
-    /// Read the samples of a ping: on Lowscan units with the values that go with them; on Lumet units; on Cor
-    /// units, where the number of bytes received is returned.
+    /// Read the samples of a ping: on Lowscan units, as floats, with the values that go with them; on Lumet
+    /// units, where the storage must hold a float for each byte that the buffer says of itself; on Cor units,
+    /// where the number of bytes received is returned.
     TSQEventCode_T GetPing(unsigned char channel, Buffer_Bytes_T* data, Buffer_Bytes_T* values);
     TSQEventCode_T GetPing(unsigned char channel, Buffer_Bytes_T* data, int interruptMode);
     TSQEventCode_T GetPing(Buffer_Bytes_T* data);
@@ -135,6 +141,16 @@ private:
     static Answer_T Ask(Transport* pTransport, Operation operation, Arguments&&... arguments);
     template <class Operation, class... Arguments>
     Answer_T Cor(Operation operation, Arguments&&... arguments) const;
+    template <class Operation, class... Arguments>
+    Answer_T Lumet(Operation operation, Arguments&&... arguments) const;
+    template <class Operation, class... Arguments>
+    Answer_T LSSpi(Operation operation, Arguments&&... arguments) const;
+    template <class Operation, class... Arguments>
+    Answer_T Uart(LSChannel_T channel, Operation operation, Arguments&&... arguments) const;
+
+    /// The answer of an ADC that only one Lumet variant has.
+    template <class Operation>
+    TSQEventCode_T ReadAdc(Operation operation, unsigned int* value) const;
 
     /// The answer of the family that the unit belongs to, or what an FPGA without the operation answers.
     template <std::same_as<std::optional<TSQEventCode_T>>... Answers>
@@ -142,13 +158,21 @@ private:
     template <std::same_as<std::optional<TSQEventCode_T>>... Answers>
     TSQEventCode_T Forward(Answers... answers) const;
 
-    bool HasTransport() const { return m_pCorIF_SPI != nullptr; }
     void CreateTransport(XdcrElementIndex_T element);
+    void CreateLumet(XdcrElementIndex_T element);
+    void CreateLSSpi(XdcrElementIndex_T element);
+    void CreateUarts(XdcrElementIndex_T element);
     void CreateCor(XdcrElementIndex_T element);
+    std::string DevicePath(LSChannel_T channel) const;
+    CFPGAIFLSUart* CreateUart(LSChannel_T channel) const;
     void Inform(TSQEventCode_T code, const char* text);
 
     IOSSFactory* m_pFactory;
     FpgaInterfaceType_T m_InterfaceType = eFpgaIfNone;
+    CFPGAIFLSSPI* m_pLSIF_SPI = nullptr;
+    CFPGAIFLSUart* m_pLSIF_Uart0 = nullptr;
+    CFPGAIFLSUart* m_pLSIF_Uart1 = nullptr;
     CFPGAIFCorSpi* m_pCorIF_SPI = nullptr;
+    CFPGAIFLumetSPI* m_pLumetIF_SPI = nullptr;
     unsigned int m_LumetVariant = 0;
 };

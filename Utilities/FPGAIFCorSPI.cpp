@@ -2,21 +2,21 @@
 
 #include "Utilities/CorRegisterMap.h"
 #include "Utilities/IOSSFactory.h"
-#include "Utilities/LittleEndian.h"
 
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
 
 using namespace CorRegisters;
+using namespace PacketRegisters;
 
 namespace
 {
 constexpr std::uint32_t c_ClockHz = 69'248'000;
 constexpr std::uint32_t c_LargeFpgaClockHz = 86'560'000;
-constexpr std::uint32_t c_SamplesPerUnit = 16;
-constexpr std::size_t c_CorrelationLengthUnit = 2048;
+/// The FPGA's whole correlation table, in units of 2,048 bytes less one.
+constexpr std::uint8_t c_WholeCorrelationLength =
+    Sizeof_CorrelationFilter * sizeof(CorrelationFilterCoefficientSet_T) / 2048 - 1;
 constexpr std::uint8_t c_FifoNormal = 4;
 constexpr std::uint8_t c_FifoClear = 2;
 
@@ -24,22 +24,6 @@ std::uint32_t ClockHz(IOSSFactory& factory)
 {
     const char* size = factory.GetEnv("QL3B_FPGA_SIZE");
     return size != nullptr && std::strtol(size, nullptr, 10) == 1 ? c_LargeFpgaClockHz : c_ClockHz;
-}
-
-/// The bytes of a table of pairs, followed by zeros up to a number of entries.
-template <class Entry>
-std::vector<std::uint8_t> TableImage(const std::vector<Entry>& table, std::size_t entries)
-{
-    constexpr std::size_t width = sizeof(Entry::first);
-    static_assert(sizeof(Entry::second) == width);
-    std::vector<std::uint8_t> image(entries * 2 * width);
-    std::uint8_t* pTo = image.data();
-    for (const Entry& entry : table) {
-        PutLittleEndian(pTo, width, static_cast<std::uint32_t>(entry.first));
-        PutLittleEndian(pTo + width, width, static_cast<std::uint32_t>(entry.second));
-        pTo += 2 * width;
-    }
-    return image;
 }
 } // namespace
 
@@ -52,7 +36,7 @@ CFPGAIFCorSpi::CFPGAIFCorSpi(bool UseTransducerInterrupt, const std::string& Ser
     assert(SerialDevicePath.length() != 0 && "Zero Length Serial Device Passed to CFPGAIFCorSpi");
     OpenDevice();
     assert(m_SerialPort);
-    ConfigureDevice();
+    ConfigureSpi();
     m_FpgaClockHz = ClockHz(*pFactory);
 }
 
@@ -117,12 +101,7 @@ TSQEventCode_T CFPGAIFCorSpi::ValidateDataCollection()
 TSQEventCode_T CFPGAIFCorSpi::GetVersion(SWVersion_T* SwVersion)
 {
     assert(SwVersion && "no location to store SwVersion word");
-    std::uint8_t version = 0xFF;
-    const TSQEventCode_T result = ReadRegister(c_Version, &version);
-    if (result == c_Success) {
-        *SwVersion = {version, 0};
-    }
-    return result;
+    return ReadVersion(SwVersion);
 }
 
 TSQEventCode_T CFPGAIFCorSpi::GetStatusRegister(bFpgaStatusByte* Status)
@@ -156,16 +135,11 @@ TSQEventCode_T CFPGAIFCorSpi::SetADCFrequencyRegister(eFpgaAdcFrequency_T Freque
     return WriteRegister(c_AdcFrequency, static_cast<std::uint8_t>(Frequency));
 }
 
-TSQEventCode_T CFPGAIFCorSpi::SetBoostLevel(unsigned char Level)
-{
-    return WriteRegister(c_BoostLevel, Level);
-}
-
 TSQEventCode_T CFPGAIFCorSpi::SetNumberOfSamplesToReceive(FpgaAdcSamples_T NumberOf32bitSamples)
 {
     assert(((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16");
     assert(((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large");
-    return WriteRegister(c_SampleCount, NumberOf32bitSamples / c_SamplesPerUnit);
+    return WriteSampleCount(c_SampleCount, NumberOf32bitSamples);
 }
 
 TSQEventCode_T CFPGAIFCorSpi::SetChannelFilterRegister(const FpgaChnlFltByte_T* Filter)
@@ -233,8 +207,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetTVGTable(const TVGTable_T& TvgTable)
 {
     assert((TvgTable.size() <= Sizeof_TVGTable) && "TVG table too long");
     SetTVGLength(static_cast<unsigned short>(TvgTable.size()));
-    std::vector<std::uint8_t> image = TableImage(TvgTable, TvgTable.size());
-    return WriteTable(c_TvgTable, image);
+    return WriteTable(c_TvgTable, TvgTable, TvgTable.size());
 }
 
 TSQEventCode_T CFPGAIFCorSpi::SetTVGLength(unsigned short Entries)
@@ -245,8 +218,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetTVGLength(unsigned short Entries)
 TSQEventCode_T CFPGAIFCorSpi::SetChirpTable(const ChirpTable_T& ChirpTable)
 {
     SetChirpLength(static_cast<unsigned short>(ChirpTable.size()));
-    std::vector<std::uint8_t> image = TableImage(ChirpTable, ChirpTable.size());
-    return WriteTable(c_ChirpTable, image);
+    return WriteTable(c_ChirpTable, ChirpTable, ChirpTable.size());
 }
 
 TSQEventCode_T CFPGAIFCorSpi::SetChirpLength(unsigned short Entries)
@@ -259,10 +231,9 @@ TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilter(const CorrelationFilterCoeffi
     assert((CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long");
     // The whole table is always written, so that nothing of a longer filter stays behind; its length code
     // says so too, however short the caller's filter.
-    std::vector<std::uint8_t> image = TableImage(CorrelationFilter, Sizeof_CorrelationFilter);
-    const TSQEventCode_T result =
-        SetCorrelationFilterLength(static_cast<std::uint8_t>(image.size() / c_CorrelationLengthUnit - 1));
-    return result == c_Success ? WriteTable(c_CorrelationTable, image) : result;
+    const TSQEventCode_T result = SetCorrelationFilterLength(c_WholeCorrelationLength);
+    return result == c_Success ? WriteTable(c_CorrelationTable, CorrelationFilter, Sizeof_CorrelationFilter)
+                               : result;
 }
 
 TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilterLength(unsigned char LengthCode)
@@ -273,11 +244,6 @@ TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilterLength(unsigned char LengthCod
 TSQEventCode_T CFPGAIFCorSpi::SetTransducerData(unsigned char Data)
 {
     return WriteRegister(c_TransducerWrite, Data);
-}
-
-TSQEventCode_T CFPGAIFCorSpi::SetSyncRegister(bFpgaPSUSyncRegister Sync)
-{
-    return WriteRegister(c_Sync, Sync.value);
 }
 
 TSQEventCode_T CFPGAIFCorSpi::SetOutputDataToLog()

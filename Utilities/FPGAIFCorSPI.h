@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Utilities/FPGAPacketLink.h"
-#include "Utilities/FPGATypes.h"
 
 #include <string>
 
@@ -41,7 +40,6 @@ public:
     TSQEventCode_T GetSpeedReading(FPGASpeedReading_T* SpeedReading);
 
     TSQEventCode_T SetADCFrequencyRegister(eFpgaAdcFrequency_T Frequency);
-    TSQEventCode_T SetBoostLevel(unsigned char Level);
     /// @param NumberOf32bitSamples  a multiple of 16 below 1,048,576
     TSQEventCode_T SetNumberOfSamplesToReceive(FpgaAdcSamples_T NumberOf32bitSamples);
     TSQEventCode_T SetChannelFilterRegister(const FpgaChnlFltByte_T* Filter);
@@ -71,8 +69,6 @@ public:
 
     /// Sends.
     TSQEventCode_T SetTransducerData(unsigned char Data);
-    /// Sends.
-    TSQEventCode_T SetSyncRegister(bFpgaPSUSyncRegister Sync);
     /// Sends; a failure is also printed.
     TSQEventCode_T SetOutputDataToLog();
     /// Sends any one-byte register.

@@ -1,6 +1,9 @@
 #include "Utilities/FPGAIF.h"
 
 #include "Utilities/FPGAIFCorSPI.h"
+#include "Utilities/FPGAIFLSSPI.h"
+#include "Utilities/FPGAIFLSUart.h"
+#include "Utilities/FPGAIFLumetSPI.h"
 #include "Utilities/IOSSFactory.h"
 #include "Utilities/ProcessLifetime.h"
 
@@ -72,22 +75,55 @@ CFPGAIF::CFPGAIF(IOSSFactory* pFactory, XdcrElementIndex_T element) : m_pFactory
 void CFPGAIF::CreateTransport(XdcrElementIndex_T element)
 {
     static constexpr struct {
-        FpgaInterfaceType_T type;
+        FpgaInterfaceType_T first;
+        FpgaInterfaceType_T last;
         const char* announcement;
         void (CFPGAIF::*pCreate)(XdcrElementIndex_T);
     } c_Transports[] = {
-        {eFpgaIfQL4KSpi, "Running on ql_sounder 4K / 5K - Creating SPI Interface for FPGA",
+        {eFpgaIfLumetSpi, eFpgaIfLumetSpi, "Running on a Lumet variant - Creating 1 SPI Interface for FPGA",
+         &CFPGAIF::CreateLumet},
+        {eFpgaIfLSSpi, eFpgaIfLSSpi, "Running on PELION - Creating A SPI Interface for FPGA",
+         &CFPGAIF::CreateLSSpi},
+        {eFpgaIfVarrowUart, eFpgaIfQL2AUart,
+         "Running on ql_sounder 1A , 2A or VRRW - Creating 2 UART Interfaces for FPGA",
+         &CFPGAIF::CreateUarts},
+        {eFpgaIfQL4KSpi, eFpgaIfQL5KSpi, "Running on ql_sounder 4K / 5K - Creating SPI Interface for FPGA",
          &CFPGAIF::CreateCor},
-        {eFpgaIfQL5KSpi, "Running on ql_sounder 4K / 5K - Creating SPI Interface for FPGA",
+        {eFpgaIfQL6MSpi, eFpgaIfQL6MSpi, "Running on ql_sounder 6M - Creating SPI Interface for FPGA",
          &CFPGAIF::CreateCor},
-        {eFpgaIfQL6MSpi, "Running on ql_sounder 6M - Creating SPI Interface for FPGA", &CFPGAIF::CreateCor},
     };
     for (const auto& row : c_Transports) {
-        if (row.type == m_InterfaceType) {
+        if (row.first <= m_InterfaceType && m_InterfaceType <= row.last) {
             Inform(c_Success, row.announcement);
             (this->*row.pCreate)(element);
         }
     }
+}
+
+void CFPGAIF::CreateLumet(XdcrElementIndex_T)
+{
+    m_pLumetIF_SPI = KeepUntilExit(std::make_unique<CFPGAIFLumetSPI>(DevicePath(0), m_pFactory));
+    Inform(m_pLumetIF_SPI->GetErrorCode(), "fetching error code from Lumet SPI");
+}
+
+void CFPGAIF::CreateLSSpi(XdcrElementIndex_T)
+{
+    m_pLSIF_SPI = KeepUntilExit(std::make_unique<CFPGAIFLSSPI>(DevicePath(0), m_pFactory));
+    assert(m_pLSIF_SPI);
+}
+
+void CFPGAIF::CreateUarts(XdcrElementIndex_T)
+{
+    m_pLSIF_Uart0 = CreateUart(0);
+    Inform(m_pLSIF_Uart0->GetErrorCode(), "fetching error code from UART");
+    m_pLSIF_Uart1 = CreateUart(1);
+}
+
+CFPGAIFLSUart* CFPGAIF::CreateUart(LSChannel_T channel) const
+{
+    const std::string path = DevicePath(channel);
+    return KeepUntilExit(std::make_unique<CFPGAIFLSUart>(
+        path.empty() ? CFPGAIFLSUart::DefaultDevice(channel) : path, m_pFactory));
 }
 
 void CFPGAIF::CreateCor(XdcrElementIndex_T element)
@@ -95,10 +131,15 @@ void CFPGAIF::CreateCor(XdcrElementIndex_T element)
     // The QL6M's wiring crosses: element 0 hangs on the second FPGA, which has no transducer interrupt, and
     // any other element on the first.
     const bool second = m_InterfaceType == eFpgaIfQL6MSpi && element == 0;
-    const char* path = m_pFactory->GetEnv(second ? "FPGA_CHANNEL_1_COMMS" : "FPGA_CHANNEL_0_COMMS");
-    m_pCorIF_SPI = KeepUntilExit(
-        std::make_unique<CFPGAIFCorSpi>(!second, std::string(path != nullptr ? path : ""), m_pFactory));
+    m_pCorIF_SPI =
+        KeepUntilExit(std::make_unique<CFPGAIFCorSpi>(!second, DevicePath(second ? 1 : 0), m_pFactory));
     Inform(m_pCorIF_SPI->GetErrorCode(), "fetching error code from Cor SPI");
+}
+
+std::string CFPGAIF::DevicePath(LSChannel_T channel) const
+{
+    const char* path = m_pFactory->GetEnv(channel == 0 ? "FPGA_CHANNEL_0_COMMS" : "FPGA_CHANNEL_1_COMMS");
+    return path != nullptr ? path : "";
 }
 
 void CFPGAIF::Inform(TSQEventCode_T code, const char* text)

@@ -1,14 +1,10 @@
 #include "Utilities/FPGAPacketLink.h"
 
-#include "Utilities/IOSSFactory.h"
-#include "Utilities/LittleEndian.h"
+#include "Utilities/IOSSFile.h"
 #include "Utilities/ProcessLifetime.h"
 
 #include <algorithm>
 #include <charconv>
-#include <fcntl.h>
-#include <memory>
-#include <numeric>
 #include <poll.h>
 #include <tuple>
 #include <utility>
@@ -37,50 +33,23 @@ constexpr std::size_t c_TransferBound = 5057;
 constexpr std::size_t c_LargestTransfer = c_TransferBound - 1 + c_HeaderSize + c_ChecksumSize;
 
 // Requests of the driver.
-constexpr unsigned long c_ConfigureSpi = 0x80047202;
-constexpr unsigned long c_WaitForInterrupt = 0x80047203;
 constexpr unsigned long c_StartPingRead = 0x80047205;
 constexpr unsigned long c_EndPingRead = 0x80047206;
 static_assert(sizeof(int) == 4, "the ping-read descriptor has 32-bit words");
 
 constexpr int c_ReplyTimeoutMs = 1000;
 
-std::uint8_t Checksum(std::span<const std::uint8_t> bytes)
-{
-    return static_cast<std::uint8_t>(std::accumulate(bytes.begin(), bytes.end(), 0U));
-}
+/// What the registers count samples in.
+constexpr std::uint32_t c_SamplesPerUnit = 16;
 } // namespace
 
 CFPGAPacketLink::CFPGAPacketLink(const char* ClassName, const std::string& SerialDevicePath,
                                  IOSSFactory* pFactory)
-    : m_ClassName(ClassName), m_pFactory(pFactory), m_DevicePath(SerialDevicePath)
+    : CFPGALink(ClassName, "SPI", SerialDevicePath, pFactory)
 {
 }
 
-void CFPGAPacketLink::OpenDevice()
-{
-    m_SerialPort =
-        KeepUntilExit(std::unique_ptr<IOSSFile>(m_pFactory->CreateFile(m_DevicePath.c_str(), O_RDWR, 0)));
-}
-
-void CFPGAPacketLink::ConfigureDevice()
-{
-    m_ErrorCode = m_SerialPort->GetErrorCode();
-    if (m_ErrorCode == c_Success) {
-        // A refusal is no failure of the link: a device that cannot work says so at the first transfer.
-        std::ignore = m_SerialPort->Ioctl(c_ConfigureSpi, nullptr);
-    }
-}
-
-TSQEventCode_T CFPGAPacketLink::SendData(Buffer_Bytes_T* Buffer)
-{
-    m_ErrorCode = c_Success;
-    if (!m_SerialPort->Write(Buffer)) {
-        m_ErrorCode = m_SerialPort->GetErrorCode();
-        ReportError(m_ErrorCode, "SendData", "failed to send data to SPI " + m_DevicePath);
-    }
-    return m_ErrorCode;
-}
+void CFPGAPacketLink::OpenDevice() { m_SerialPort = KeepUntilExit(CreateDevice()); }
 
 TSQEventCode_T CFPGAPacketLink::ReceiveData(Buffer_Bytes_T* Buffer)
 {
@@ -188,19 +157,11 @@ unsigned int CFPGAPacketLink::ReceiveDataFromFPGA(Buffer_Bytes_T* Buffer)
     return sent;
 }
 
-TSQEventCode_T CFPGAPacketLink::WaitOnInterrupt()
-{
-    return m_SerialPort->Ioctl(c_WaitForInterrupt, nullptr) ? 1 : 0;
-}
-
 TSQEventCode_T CFPGAPacketLink::TestFPGAAccess(Buffer_Bytes_T* Buffer, unsigned short address, bool read,
                                                bool block)
 {
     const TSQEventCode_T queued = CreateCommandPacket(Buffer, address, read, block, false);
-    if (!read) {
-        return TransmitNow(queued);
-    }
-    return ReceiveDataFromFPGA(Buffer) != 0 ? queued : c_NothingTransferred;
+    return read ? ReceiveNow(queued, Buffer) : TransmitNow(queued);
 }
 
 TSQEventCode_T CFPGAPacketLink::WriteRegister(const RegisterRow_T& row, std::uint32_t value)
@@ -217,7 +178,12 @@ TSQEventCode_T CFPGAPacketLink::WriteRegister(const RegisterRow_T& row, std::uin
     return row.delivery == Delivery::Sent ? TransmitNow(queued) : queued;
 }
 
-TSQEventCode_T CFPGAPacketLink::WriteTable(const RegisterRow_T& row, std::span<std::uint8_t> image)
+TSQEventCode_T CFPGAPacketLink::WriteSampleCount(const RegisterRow_T& row, FpgaAdcSamples_T samples)
+{
+    return WriteRegister(row, samples / c_SamplesPerUnit);
+}
+
+TSQEventCode_T CFPGAPacketLink::QueueTable(const RegisterRow_T& row, std::span<std::uint8_t> image)
 {
     Buffer_Bytes_T data(image.data(), image.size());
     return CreateCommandPacket(&data, row.address, false, row.block, false);
@@ -229,9 +195,34 @@ TSQEventCode_T CFPGAPacketLink::ReadRegister(const RegisterRow_T& row, std::uint
     return TestFPGAAccess(&reply, row.address, true, row.block);
 }
 
+TSQEventCode_T CFPGAPacketLink::ReadVersion(SWVersion_T* pVersion)
+{
+    std::uint8_t version = 0xFF;
+    const TSQEventCode_T result = ReadRegister(PacketRegisters::c_Version, &version);
+    if (result == c_Success) {
+        *pVersion = {version, 0};
+    }
+    return result;
+}
+
+TSQEventCode_T CFPGAPacketLink::SetBoostLevel(unsigned char Level)
+{
+    return WriteRegister(PacketRegisters::c_BoostLevel, Level);
+}
+
+TSQEventCode_T CFPGAPacketLink::SetSyncRegister(bFpgaPSUSyncRegister Sync)
+{
+    return WriteRegister(PacketRegisters::c_Sync, Sync.value);
+}
+
 TSQEventCode_T CFPGAPacketLink::TransmitNow(TSQEventCode_T queued)
 {
     return TransmitDataToFPGA() != 0 ? queued : c_NothingTransferred;
+}
+
+TSQEventCode_T CFPGAPacketLink::ReceiveNow(TSQEventCode_T queued, Buffer_Bytes_T* Buffer)
+{
+    return ReceiveDataFromFPGA(Buffer) != 0 ? queued : c_NothingTransferred;
 }
 
 TSQEventCode_T CFPGAPacketLink::ReadPingFifo(const RegisterRow_T& fifo, int interruptMode,
@@ -243,12 +234,6 @@ TSQEventCode_T CFPGAPacketLink::ReadPingFifo(const RegisterRow_T& fifo, int inte
     const TSQEventCode_T result = SendData(Buffer);
     std::ignore = m_SerialPort->Ioctl(c_EndPingRead, nullptr);
     return result;
-}
-
-void CFPGAPacketLink::ReportError(TSQEventCode_T code, const char* method, const std::string& text)
-{
-    const std::string origin = std::string(m_ClassName) + "::" + method;
-    m_pFactory->SendEvent(c_EventError, code, origin.c_str(), text.c_str());
 }
 
 std::string CFPGAPacketLink::HexText(unsigned int value)

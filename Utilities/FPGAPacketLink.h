@@ -1,37 +1,27 @@
 #pragma once
 
-#include "Utilities/ByteBuffer.h"
-#include "Utilities/EventCodes.h"
+#include "Utilities/FPGALink.h"
+#include "Utilities/FPGATypes.h"
+#include "Utilities/LittleEndian.h"
 #include "Utilities/RegisterMap.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
-
-class IOSSFactory;
-class IOSSFile;
 
 /// Header of a command packet as it travels: sync word, address, flags, payload length minus one.
 using CorFPGADataHeader_T = std::array<std::uint8_t, 7>;
 
 /// The packet protocol of the SPI-linked FPGAs: packets are queued into transfers, one device write each, and
 /// a read is one packet that clocks its own reply out. A transport derives from it and adds its registers.
-/// Device failures stay in the error code; what goes wrong on the link is reported as an event.
-class CFPGAPacketLink
+/// The device stays open beyond the object: others may hold its descriptor, and it is kept until the process
+/// ends.
+class CFPGAPacketLink : public CFPGALink
 {
 public:
-    CFPGAPacketLink(const CFPGAPacketLink&) = delete;
-    CFPGAPacketLink& operator=(const CFPGAPacketLink&) = delete;
-    /// The device stays open: others may hold its descriptor, and it is kept until the process ends.
-    virtual ~CFPGAPacketLink() = default;
-
-    /// Result of the last device operation: 0, an errno number, or one of the program's own codes.
-    TSQEventCode_T GetErrorCode() const { return m_ErrorCode; }
-
-    /// Writes the buffer to the device in one write. Returns 0 or the file's error code.
-    TSQEventCode_T SendData(Buffer_Bytes_T* Buffer);
     /// Waits up to a second for a reply of the buffer's size and its checksum. A silent device leaves the
     /// buffer alone and gives 0; a wrong checksum is reported, and the data kept. Returns 0 or the file's
     /// error code.
@@ -62,9 +52,14 @@ public:
     unsigned int ReceiveDataFromFPGA(Buffer_Bytes_T* Buffer);
 
     /// Waits until the FPGA interrupts. Returns 1, or 0 when it did not.
-    TSQEventCode_T WaitOnInterrupt();
+    TSQEventCode_T WaitOnInterrupt() { return WaitForInterrupt(); }
     /// Reads or writes any span of registers at once. Returns 0, or -109 when nothing went out.
     TSQEventCode_T TestFPGAAccess(Buffer_Bytes_T* Buffer, unsigned short address, bool read, bool block);
+
+    /// Queues the register.
+    TSQEventCode_T SetBoostLevel(unsigned char Level);
+    /// Sends. Returns 0, or -109 when nothing went out.
+    TSQEventCode_T SetSyncRegister(bFpgaPSUSyncRegister Sync);
 
     /// A flag for callers that share the transport. It gives no mutual exclusion.
     bool IsSpiBusy() const { return m_bBusy; }
@@ -76,20 +71,27 @@ protected:
     /// @param pFactory   not owned
     CFPGAPacketLink(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory);
 
-    /// Opens the device; m_SerialPort is then what the factory gave, m_ErrorCode the result.
+    /// Opens the device; m_SerialPort is then what the factory gave.
     void OpenDevice();
-    /// Prepares an opened device for packets; leaves one alone that did not open without error.
-    void ConfigureDevice();
 
     /// Writes a register as its row says. Returns 0, or -109 when it should have gone out and did not.
     TSQEventCode_T WriteRegister(const RegisterRow_T& row, std::uint32_t value);
-    /// Queues a table's bytes from its first address on. Returns 0.
-    TSQEventCode_T WriteTable(const RegisterRow_T& row, std::span<std::uint8_t> image);
+    /// Writes a number of samples to receive, which registers count in units of 16.
+    TSQEventCode_T WriteSampleCount(const RegisterRow_T& row, FpgaAdcSamples_T samples);
+    /// Queues a table of pairs from its first address on, followed by zeros up to a number of entries, which
+    /// is not below the table's own. Returns 0.
+    template <class Entry>
+    TSQEventCode_T WriteTable(const RegisterRow_T& row, const std::vector<Entry>& table, std::size_t entries);
     /// Reads a register's bytes. Returns 0 (a silent device leaves them alone), or -109 when the request did
     /// not go out.
     TSQEventCode_T ReadRegister(const RegisterRow_T& row, std::uint8_t* pBytes);
+    /// Reads the firmware version; it is left alone when the request did not go out.
+    TSQEventCode_T ReadVersion(SWVersion_T* pVersion);
     /// Transmits what was queued with the given result. Returns that result, or -109 when nothing went out.
     TSQEventCode_T TransmitNow(TSQEventCode_T queued);
+    /// Sends the current transfer, queued with the given result, and receives the reply to it. Returns that
+    /// result, or -109 when nothing went out.
+    TSQEventCode_T ReceiveNow(TSQEventCode_T queued, Buffer_Bytes_T* Buffer);
     /// Sends the current transfer and empties it. Returns its length, 0 when it is empty or failed.
     unsigned int SendCurrentTransfer() { return SendTransfer(m_TransmitBuffer); }
 
@@ -97,21 +99,30 @@ protected:
     /// arrived.
     TSQEventCode_T ReadPingFifo(const RegisterRow_T& fifo, int interruptMode, Buffer_Bytes_T* Buffer);
 
-    /// Reports an error event of one of the transport's methods.
-    void ReportError(TSQEventCode_T code, const char* method, const std::string& text);
     /// Lower-case hexadecimal digits without prefix.
     static std::string HexText(unsigned int value);
 
-    TSQEventCode_T m_ErrorCode = c_Success;
-    IOSSFile* m_SerialPort = nullptr; ///< lives until the process ends
-
 private:
+    TSQEventCode_T QueueTable(const RegisterRow_T& row, std::span<std::uint8_t> image);
     unsigned int SendTransfer(std::vector<std::uint8_t>& transfer);
 
-    const char* m_ClassName;
-    IOSSFactory* m_pFactory;
-    std::string m_DevicePath;
     std::vector<std::uint8_t> m_TransmitBuffer;
     std::vector<std::vector<std::uint8_t>> m_DataToGo;
     bool m_bBusy = false;
 };
+
+template <class Entry>
+TSQEventCode_T CFPGAPacketLink::WriteTable(const RegisterRow_T& row, const std::vector<Entry>& table,
+                                           std::size_t entries)
+{
+    constexpr std::size_t width = sizeof(Entry::first);
+    static_assert(sizeof(Entry::second) == width && sizeof(Entry) == 2 * width);
+    std::vector<std::uint8_t> image(entries * sizeof(Entry));
+    std::uint8_t* pTo = image.data();
+    for (const Entry& entry : table) {
+        PutLittleEndian(pTo, width, static_cast<std::uint32_t>(entry.first));
+        PutLittleEndian(pTo + width, width, static_cast<std::uint32_t>(entry.second));
+        pTo += sizeof(Entry);
+    }
+    return QueueTable(row, image);
+}

@@ -25,6 +25,9 @@ using FpgaWifiLEDRegister_T = FpgaRegister_T<struct FpgaWifiLEDTag, std::uint16_
 inline constexpr std::uint8_t c_CommandStartPing = 0x01;
 inline constexpr std::uint8_t c_CommandTransducerIdentification = 0x7C;
 
+/// How the driver waits for the data of a Lumet ping; the program only ever uses mode 0.
+enum class InterruptMode_T : int {};
+
 /// Sub-sampling mode register; the program only ever writes mode 2.
 enum class FpgaSubSampleMode_T : std::uint8_t {};
 
@@ -79,11 +82,15 @@ using CorrelationFilterCoefficients_T = std::vector<CorrelationFilterCoefficient
 inline constexpr std::size_t Sizeof_TVGTable = 1024;
 inline constexpr std::size_t Sizeof_CorrelationFilter = 4096;
 
+/// A 24-bit ADC reading.
+using CorFPGA24BitADCValue_T = std::uint32_t;
 /// Number of 32-bit samples to receive.
 using FpgaAdcSamples_T = std::uint32_t;
 /// Transducer element index; 0 and other values select different FPGAs on the QL6M.
 using XdcrElementIndex_T = std::uint8_t;
 
+/// Receive channel of a Lumet FPGA: 1, or anything else for channel 0.
+using FPGAChannel_T = std::uint8_t;
 /// Lowscan channel, 0 or 1.
 using LSChannel_T = std::uint8_t;
 /// Pulse period in FPGA clock units; 0 keeps a channel quiet.

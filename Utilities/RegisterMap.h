@@ -26,3 +26,13 @@ struct RegisterRow_T {
     bool block = false; ///< the packets carry the block flag, as those of every table do
     Delivery delivery = Delivery::Queued;
 };
+
+/// Registers that every FPGA on a packet link has.
+namespace PacketRegisters
+{
+inline constexpr RegisterRow_T c_Command{.address = 0};
+inline constexpr RegisterRow_T c_Status{.address = 1};
+inline constexpr RegisterRow_T c_Version{.address = 2};
+inline constexpr RegisterRow_T c_BoostLevel{.address = 8};
+inline constexpr RegisterRow_T c_Sync{.address = 96, .delivery = Delivery::Sent};
+} // namespace PacketRegisters

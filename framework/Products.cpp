@@ -61,6 +61,8 @@ constexpr FirmwareImage_T c_LumetImage = {
 constexpr FirmwareImage_T c_NrImage = {.directory = c_DisplayFirmware, .pattern = "Pleq2_FPGA*.rbf"};
 constexpr FirmwareImage_T c_Ql4k5kImage = {.directory = c_ModuleFirmware, .pattern = "QL4K_5K_A2_*"};
 
+constexpr PingRules_T c_NotForPing = {.refusesPing = true};
+
 // A display without a sonar of its own.
 constexpr Product_T Display(unsigned int code, const char* name, std::span<const std::string_view> identities)
 {
@@ -100,7 +102,7 @@ constexpr Product_T NrDisplay(unsigned int code, const char* name,
 // A fish-finder with a built-in sonar.
 constexpr Product_T FishFinder(unsigned int code, const char* name,
                                std::span<const std::string_view> identities, const char* partNumber,
-                               Link link, const FirmwareImage_T& firmware)
+                               Link link, const FirmwareImage_T& firmware, PingRules_T ping = {})
 {
     return {.code = code,
             .name = name,
@@ -110,7 +112,8 @@ constexpr Product_T FishFinder(unsigned int code, const char* name,
             .setup = Setup::Full,
             .power = SonarPower::Varrow,
             .link = link,
-            .firmware = firmware};
+            .firmware = firmware,
+            .ping = ping};
 }
 
 constexpr Product_T c_Products[] = {
@@ -166,7 +169,8 @@ constexpr Product_T c_Products[] = {
      .firmware = c_Ql4k5kImage,
      .adcFrequency = 2,
      .sonarBoardId = "QL4K_SONAR_BOARD", // the only board that the sounder code asks for by name
-     .fpgaSize = "0"},
+     .fpgaSize = "0",
+     .ping = c_NotForPing},
     {.code = 18,
      .name = "QL5K",
      .identityFile = IdentityFile::Varrow,
@@ -178,7 +182,8 @@ constexpr Product_T c_Products[] = {
      .link = Link::CorSpi,
      .firmware = c_Ql4k5kImage,
      .adcFrequency = 2,
-     .fpgaSize = "0"},
+     .fpgaSize = "0",
+     .ping = c_NotForPing},
     {.code = 19,
      .name = "QL6M",
      .identityFile = IdentityFile::Varrow,
@@ -191,14 +196,17 @@ constexpr Product_T c_Products[] = {
      .firmware = {.directory = c_ModuleFirmware, .pattern = "QL6M_A4*"},
      .adcFrequency = 3,
      .fpgaSize = "1",
-     .twoFpgas = true},
+     .twoFpgas = true,
+     .ping = c_NotForPing},
     FishFinder(20, "LumetV4", c_Reads<"LumetV4\n", "VarrowV4\n">, PartNumber("LUMETV4"), Link::LumetSpi,
-               c_LumetImage),
+               c_LumetImage, {.refusesPing = true, .keepsFirmware = true}),
     FishFinder(21, "LumetV1", c_Reads<"LumetV1\n", "VarrowV1\n">, PartNumber("LUMETV1"), Link::LumetSpi,
-               {.directory = c_DisplayFirmware, .pattern = "LumetLS*", .resetsFirst = true}),
+               {.directory = c_DisplayFirmware, .pattern = "LumetLS*", .resetsFirst = true},
+               {.refusesPing = true, .lacksSonarChannel = true}),
     FishFinder(22, "LumetV2", c_Reads<"LumetV2\n", "VarrowV2\n">, PartNumber("LUMETV2"), Link::LumetSpi,
-               c_LumetImage),
+               c_LumetImage, c_NotForPing),
     // Identified and known by its part number, but never set up or switched on: stations rely on the refusal.
+    // Alone among its kind it is not refused by "ping", on purpose.
     {.code = 23,
      .name = "LumetV3",
      .identityFile = IdentityFile::Varrow,
@@ -210,9 +218,9 @@ constexpr Product_T c_Products[] = {
      .firmware = c_LumetImage},
     // Without an image on purpose: a load reports the product as not supported.
     FishFinder(24, "LumetV5", c_Reads<"LumetV5\n", "VarrowV5\n">, PartNumber("LUMETV5"), Link::LumetSpi,
-               c_NoImage),
+               c_NoImage, c_NotForPing),
     FishFinder(25, "LumetV6", c_Reads<"LumetV6\n", "VarrowV6\n">, PartNumber("LUMETV6"), Link::LumetSpi,
-               c_LumetImage),
+               c_LumetImage, {.refusesPing = true, .keepsFirmware = true}),
     // Refused like the LumetV3. Takes the image of the later Lumets, although the LumetV1's fits it as well.
     {.code = 26,
      .name = "TessfinV1",
@@ -222,7 +230,8 @@ constexpr Product_T c_Products[] = {
      .setup = Setup::Refused,
      .power = SonarPower::NotKnown,
      .link = Link::LumetSpi,
-     .firmware = c_LumetImage},
+     .firmware = c_LumetImage,
+     .ping = {.refusesPing = true, .lacksSonarChannel = true}},
     NrDisplay(28, "Nr1", c_Reads<"NR1\n">, PartNumber("Nr1")),
     NrDisplay(29, "Nr2", c_Reads<"NR2\n">, PartNumber("Nr2")),
     NrDisplay(30, "Nr3", c_Reads<"NR3\n">, PartNumber("Nr3")),

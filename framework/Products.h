@@ -37,6 +37,13 @@ struct FirmwareImage_T {
     bool resetsFirst = false; ///< "1" is written to the device node before the image
 };
 
+/// What the ping tests observe of a product.
+struct PingRules_T {
+    bool refusesPing = false;       ///< "ping" is not for it
+    bool keepsFirmware = false;     ///< "lumetping" does not load its firmware first
+    bool lacksSonarChannel = false; ///< its FPGA has channel 1 only
+};
+
 /// One product. Texts are zero-terminated and live as long as the program.
 struct Product_T {
     unsigned int code;
@@ -53,7 +60,8 @@ struct Product_T {
     const char* sonarBoardId = "";  ///< SONAR_BOARD_ID, empty: not set
     const char* fpgaSize = "";      ///< QL3B_FPGA_SIZE, empty: not set
     bool twoFpgas = false;          ///< a second FPGA device is announced as channel 1
-    bool stopsSounder = false;      ///< the unit's own sounder application is stopped first
+    PingRules_T ping = {};
+    bool stopsSounder = false; ///< the unit's own sounder application is stopped first
 };
 
 /// All products, codes 0 (none) to 30 without the unused 27, in ascending order.

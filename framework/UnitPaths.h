@@ -17,6 +17,8 @@ inline constexpr char c_LcdTemperature[] =
 inline constexpr char c_SonarBoardId[] =
     "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage1_raw";
 inline constexpr char c_SensePin[] = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage4_raw";
+// Only on units with a temperature sensor of their own.
+inline constexpr char c_WaterTemperature[] = "/sys/devices/platform/varrow/water_temperature";
 
 inline constexpr char c_FirstLowscanFpga[] = "/dev/LSfpga0";
 inline constexpr char c_SecondLowscanFpga[] = "/dev/LSfpga1";

@@ -28,6 +28,7 @@ struct ScriptedDevice {
     int openError = 0;
     std::set<std::size_t> failingWrites; ///< numbers, from 1, of the writes that fail with errno 5
     std::deque<WireBytes> replies;       ///< one a read, empty: errno 5; when none is left, polls time out
+    bool hungUp = false;                 ///< when no reply is left, reads give nothing and polls are ready
     unsigned long refusedRequest = 0;    ///< device request that fails
     WireBytes samples;                   ///< what a write in ping-read mode is filled with
 
@@ -49,6 +50,9 @@ struct ScriptedFile : COSSLinuxFile {
     bool Read(Buffer_Bytes_T* Buffer) override
     {
         m_Device.operations.push_back(Line("read %zu", Buffer->size()));
+        if (m_Device.replies.empty()) {
+            return Fill(Buffer, {});
+        }
         const WireBytes reply = m_Device.replies.front();
         m_Device.replies.pop_front();
         return reply.empty() ? Result(5) : Fill(Buffer, reply);
@@ -65,7 +69,7 @@ struct ScriptedFile : COSSLinuxFile {
     int Poll(short events, int timeout) override
     {
         m_Device.operations.push_back(Line("poll %d %d", events, timeout));
-        return m_Device.replies.empty() ? 0 : 1;
+        return m_Device.replies.empty() && !m_Device.hungUp ? 0 : 1;
     }
     int GetErrorCode() const override { return m_Error; }
 

@@ -1,5 +1,6 @@
 #include "Utilities/FPGAIF.h"
 #include "Utilities/FPGAIFCorSPI.h"
+#include "Utilities/FPGAIFLumetSPI.h"
 #include "Utilities/OSSLinuxNetwork.h"
 #include "tests/support/ScriptedDevice.h"
 
@@ -15,6 +16,23 @@ struct FilelessFactory : ScriptedFactory {
     IOSSFile* CreateFile(const char*, int, int) override { return nullptr; }
 };
 
+using Faults_T = std::vector<std::pair<std::function<void()>, const char*>>;
+
+/// Faults on either packet link; the Lumet one takes a channel too.
+template <class Link, class... Channel>
+Faults_T FaultsOn(Link& link, Channel... channel)
+{
+    return {
+        {[&] { link.GetStatusRegister(nullptr); }, R"(Status && "no location to store status word")"},
+        {[&] { link.GetVersion(nullptr); }, R"(SwVersion && "no location to store SwVersion word")"},
+        {[&, channel...] { link.SetNumberOfSamplesToReceive(17, channel...); },
+         R"(((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16")"},
+        {[&, channel...] { link.SetNumberOfSamplesToReceive(1'048'576, channel...); },
+         R"(((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large")"},
+        {[&, channel...] { link.SetCorrelationFilter(CorrelationFilterCoefficients_T(4097), channel...); },
+         R"((CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long")"}};
+}
+
 TEST(AssertionsDeathTest, AProgrammingFaultNamesItsCondition)
 {
     ScriptedFactory scripted;
@@ -22,6 +40,9 @@ TEST(AssertionsDeathTest, AProgrammingFaultNamesItsCondition)
     CFPGAIFCorSpi link(true, "x", &scripted);
     link.SetNumberOfSamplesToReceive(1'048'560); // the limits themselves are in order
     link.SetTVGTable(TVGTable_T(1024));
+    CFPGAIFLumetSPI lumet("x", &scripted);
+    UINT8 samples[2049] = {};
+    Buffer_Bytes_T ping(samples, sizeof samples);
     const std::string longest = "/tmp" + std::string(250, '/') + ".";
     COSSLinuxFile file(longest.c_str(), O_RDONLY, 0), closed("", O_RDWR, 0);
     COSSLinuxFactory factory;
@@ -32,7 +53,7 @@ TEST(AssertionsDeathTest, AProgrammingFaultNamesItsCondition)
     const Buffer_Bytes_T buffer(&byte, 1);
     const char* const pNull = nullptr;
 
-    const std::pair<std::function<void()>, const char*> faults[] = {
+    Faults_T faults = {
         {[&] { CFPGAIF(nullptr, 0); }, R"(pFactory && "No Factory Passed to CFPGAIF")"},
         {[&] { CFPGAIFCorSpi(true, "x", nullptr); }, R"(pFactory && "No Factory passed into CFPGAIFCorSpi")"},
         {[&] { CFPGAIFCorSpi(true, "", &scripted); },
@@ -40,45 +61,37 @@ TEST(AssertionsDeathTest, AProgrammingFaultNamesItsCondition)
         {[&] { CFPGAIFCorSpi(true, "x", &fileless); }, "m_SerialPort"},
         {[&] { link.GetDebugRegister(nullptr, 2); },
          R"(RegisterContents && "no location to store status word")"},
-        {[&] { link.GetStatusRegister(nullptr); }, R"(Status && "no location to store status word")"},
-        {[&] { link.GetVersion(nullptr); }, R"(SwVersion && "no location to store SwVersion word")"},
         {[&] { link.GetSpeedReading(nullptr); }, R"(SpeedReading && "no location to store Speed reading")"},
         {[&] { link.SetFilterSelectionRegister(PingConfigRxBand_Auto); },
          R"(false && "Auto is not a valid selection for the filter")"},
-        {[&] { link.SetNumberOfSamplesToReceive(17); },
-         R"(((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16")"},
-        {[&] { link.SetNumberOfSamplesToReceive(1'048'576); },
-         R"(((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large")"},
         {[&] { link.SetTVGTable(TVGTable_T(1025)); },
          R"((TvgTable.size() <= Sizeof_TVGTable) && "TVG table too long")"},
-        {[&] { link.SetCorrelationFilter(CorrelationFilterCoefficients_T(4097)); },
-         R"((CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long")"},
+        {[&] { CFPGAIFLumetSPI("x", nullptr); }, R"(pFactory && "No Factory passed into CFPGAIFLumetSPI")"},
+        {[&] { CFPGAIFLumetSPI("", &scripted); },
+         R"(SerialDevicePath.length() != 0 && "Zero Length Serial Device Passed to CFPGAIFLumetSPI")"},
+        {[&] { CFPGAIFLumetSPI("x", &fileless); }, "m_SerialPort"},
+        {[&] { lumet.GetPing(0, &ping, {}); }, "totalBytesWanted <= c_MaxSamplesFromLumetFPGA"},
+        {[&] { lumet.GetFifoStatusRegister(nullptr, 0); }, R"(Status && "no location to store status word")"},
+        {[&] { lumet.GetDebugRegister(nullptr, 2); }, R"(Status && "no location to store status word")"},
+        {[&] { lumet.GetWaterTemp(nullptr); }, R"(AdcValue && "no location to store ADC Value")"},
         {[&] { buffer.size(2); }, "NewSize <= m_Original_Size_Bytes"},
         {[&] { COSSLinuxFile((longest + ".").c_str(), O_RDONLY, 0); },
          R"((m_FileName[sizeof(m_FileName) - 1] == 0) && "File name is too long!")"},
         {[&] { COSSLinuxFile(nullptr, O_RDONLY, 0); }, "Name"},
         {[&] { file.Read(nullptr); }, "Buffer"},
-        {[&] { file.Write(nullptr); }, "Buffer"},
         {[&] { file.ReadStream(pNone); }, "Data"},
         {[&] { closed.ReadStream(&byte); }, "pFile"},
         {[&] { file.ReadStream(reinterpret_cast<char*>(&byte), nullptr); }, "Format"},
-        {[&] { file.WriteStream(nullptr); }, "Data"},
         {[&] { file.MultiPoll(nullptr, 0); }, "ElementsToPoll"},
         {[&] { file.MultiPoll(&bad, 0); }, R"((fd != -1) && "bad FileDescriptor specified")"},
         {[&] { factory.CreateFile(nullptr, 0, 0); }, "Name"},
-        {[&] { factory.CreatePipe(nullptr, 0); }, "Name"},
-        {[&] { factory.GetEnv(nullptr); }, "Name"},
         {[&] { factory.SetEnv("x", nullptr, true); }, "Value"},
-        {[&] { factory.Makedir(nullptr, 0); }, "Name"},
         {[&] { factory.CopyDirs(nullptr, "x"); }, "From"},
         {[&] { factory.CopyFile("x", nullptr, FOREGROUND_COPY); }, "To"},
-        {[&] { factory.MoveFile(nullptr, "x"); }, "From"},
         {[&] { factory.RemoveFiles(nullptr, "x"); }, "Path"},
-        {[&] { factory.RemoveDirs(nullptr, true); }, "Name"},
         {[&] { factory.CreateSoftLink("x", nullptr); }, "Link"},
         {[&] { factory.CreateSoftLink(nullptr, "x"); }, "Target"},
         {[&] { factory.CreateFullPath(nullptr); }, "FullPath"},
-        {[&] { factory.CheckForDir(nullptr); }, "FullPath"},
         {[&] { factory.CheckForFile("/", nullptr); }, "FileName"},
         {[&] { factory.CheckForFile("/", "/etc"); },
          R"((FileName[0] != '/') && "FileName should not include a leading slash, )"
@@ -86,10 +99,11 @@ TEST(AssertionsDeathTest, AProgrammingFaultNamesItsCondition)
         {[&] { COSSLinuxNetwork(-1, -1, -1, NETWORK_TEN); }, "m_Socket != -1"},
         {[&] { socket.Send(nullptr, "", 0); }, "Buffer"},
         {[&] { socket.Send(&buffer, pNull, 0); }, "Address"},
-        {[&] { socket.Receive(nullptr); }, "Buffer"},
-        {[&] { socket.BindToAddress(pNull, 0); }, "Address"},
         {[&] { socket.GetSystemIPAddress(nullptr); }, "pIpAddr"},
     };
+    for (const Faults_T& more : {FaultsOn(link), FaultsOn(lumet, FPGAChannel_T{1})}) {
+        faults.insert(faults.end(), more.begin(), more.end());
+    }
     for (const auto& [fault, condition] : faults) {
         EXPECT_DEATH(fault(), testing::HasSubstr(std::string("Assertion `") + condition + "' failed."))
             << condition;

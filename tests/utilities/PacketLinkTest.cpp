@@ -23,14 +23,6 @@ struct PacketLink : testing::Test {
     Buffer_Bytes_T buffer{storage.data(), storage.size()};
 };
 
-TEST_F(PacketLink, PacketsAreTheBytesThatTheFpgaParses)
-{
-    EXPECT_EQ(link.TestFPGAAccess(&buffer, 0x3456, false, true), 0);
-    EXPECT_EQ(link.TestFPGAAccess(&buffer, 128, true, false), 0);
-    EXPECT_THAT(device.writes, ElementsAre(WireBytes{0x43, 0x53, 0x56, 0x34, 2, 1, 0, 0xFF, 3, 2},
-                                           WireBytes{0x43, 0x53, 0x80, 0x00, 1, 1, 0, 0, 0, 0}));
-}
-
 TEST_F(PacketLink, TransfersFillUpToTheDriversLimitAndNoFurther)
 {
     for (const std::size_t size : {5048U, 5049U, 5041U, 7U, 5041U, 8U}) {

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Utilities/Lowscan.h"
+
+#include <span>
+#include <string>
+
+/// The Lowscan FPGA of the Varrow, VarrowX, QL1A and QL2A on a serial line: raw, 3,000,000 baud, 8 data bits.
+/// A register travels as a frame of 8 bytes, one write each. Operations return 0, the errno of a failed
+/// write, or what they say.
+class CFPGAIFLSUart : public CLowscan
+{
+public:
+    /// Opens and sets up the line; a failure stays in the error code.
+    /// @param SerialDevicePath  device node, not empty
+    /// @param pFactory          not owned, not null
+    CFPGAIFLSUart(const std::string& SerialDevicePath, IOSSFactory* pFactory);
+
+    /// Device node of a channel's line on units that do not name one.
+    static const char* DefaultDevice(LSChannel_T channel);
+
+    TSQEventCode_T SetRegister(unsigned short address, unsigned int value);
+    /// Drops what was received and not read. Returns 0 or -173.
+    TSQEventCode_T Flush();
+    TSQEventCode_T PingNow();
+    /// Returns 0, or -171 when no whole reply came; the version is then left alone.
+    TSQEventCode_T GetVersion(SWVersion_T* Version);
+    /// Reads what the last ping gave; the FPGA knows on which channel that was. Returns 0 or -171.
+    /// @param Samples  room for at most 1,024 floats, all of which are filled
+    /// @param Values   room for two floats for every 128 samples or rest of them
+    TSQEventCode_T GetPing(LSChannel_T Channel, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values);
+
+    /// The setters of several registers end at the first failure.
+    /// @param Period  FPGA clock units, 0 to 1,023; 0 keeps the channel quiet
+    TSQEventCode_T SetPulse(LSChannel_T Channel, LSPeriod_T Period, LSFrequency_Hz_T StartFrequency,
+                            LSFrequency_Hz_T EndFrequency);
+    TSQEventCode_T SetSampling(LSChannel_T Channel, LSFpgaSamples_T First, LSFpgaSamples_T Second,
+                               LSDecimationRate_T Decimation);
+    TSQEventCode_T SetGainAndColourGain(LSChannel_T Channel, LSGain_T Gain, LSColourGain_T ColourGain);
+    TSQEventCode_T SetAnalogueGainLevel(unsigned char level);
+    TSQEventCode_T SetBoostLevel(unsigned char level, bool enable);
+    TSQEventCode_T setUpForPing(LSFpgaCompleteConfigure_T config);
+
+private:
+    TSQEventCode_T ConfigureSerialPort(int descriptor);
+    TSQEventCode_T SerialPortFailure(const std::string& text);
+    TSQEventCode_T SetRegisters(std::span<const LSRegisterValue_T> registers);
+};

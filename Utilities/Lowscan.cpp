@@ -1,0 +1,213 @@
+#include "Utilities/Lowscan.h"
+
+#include "Utilities/BigEndian.h"
+#include "Utilities/IOSSFile.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cstring>
+#include <poll.h>
+#include <vector>
+
+namespace
+{
+/// Address of a register on channel 0 and on channel 1.
+using Row_T = std::array<std::uint16_t, 2>;
+constexpr Row_T c_PulseA{17, 25};     ///< start frequency; sweep rate in the high half
+constexpr Row_T c_PulseB{18, 26};     ///< direction of the sweep; period
+constexpr Row_T c_SamplingA{33, 41};  ///< enable; decimation rate in the high half
+constexpr Row_T c_Gain{34, 42};       ///< units of 1/16
+constexpr Row_T c_ColourGain{35, 43}; ///< units of 1/1024
+constexpr Row_T c_SamplingB{37, 45};  ///< first value; second value in the high half
+constexpr std::uint16_t c_Boost = 65;
+constexpr std::uint16_t c_AnalogueGain = 66;
+
+constexpr unsigned int c_HighHalf = 16;
+constexpr std::uint32_t c_LowHalfMask = 0xFFFF;
+constexpr std::uint32_t c_PeriodMask = 0x3FF;
+constexpr std::uint32_t c_TopBit = 0x80000000;
+constexpr std::uint32_t c_LargestGainWord = 4095;
+
+// Units of frequency and sweep. The last two are what single precision makes of 0.0131072 and 1.6777; the
+// digits beyond those count.
+constexpr double c_ClockCorrection = 1.051682297;
+constexpr double c_StartUnitsPerHz = 0.013107200153172016;
+constexpr double c_SweepUnitsPerHz = 1.6777000427246094;
+
+// Ping packet: blocks of samples, each followed by its two values.
+constexpr std::size_t c_LeadingBytes = 2;
+constexpr std::size_t c_TrailingBytes = 1;
+constexpr std::size_t c_BlockSamples = 128;
+constexpr std::size_t c_ValueSize = 2;
+constexpr std::size_t c_BlockSize = c_BlockSamples + 2 * c_ValueSize;
+constexpr unsigned int c_ValueShift = 4; ///< 12 bits at the top of 16
+static_assert(sizeof(float) == 4);
+static_assert(sizeof(LSPingReturnPacket_T) ==
+              c_LeadingBytes + c_MaxSamplesFromLowscanFPGA / c_BlockSamples * c_BlockSize + c_TrailingBytes);
+
+constexpr std::size_t c_VersionOffset = 2;
+constexpr int c_ReplyTimeoutMs = 1000;
+
+/// The nearest whole number of units.
+std::uint32_t Rounded(double units) { return SaturateToUnsigned(units + 0.5); }
+
+void PutFloat(const Buffer_Bytes_T& buffer, std::size_t index, std::uint32_t whole)
+{
+    const auto value = static_cast<float>(whole);
+    std::memcpy(buffer.data() + index * sizeof(value), &value, sizeof(value));
+}
+} // namespace
+
+SetRegisterData_T RegisterRecord(unsigned short address, unsigned int value)
+{
+    constexpr std::size_t addressSize = 2;
+    SetRegisterData_T record{};
+    PutBigEndian(record.data(), addressSize, address);
+    PutBigEndian(record.data() + addressSize, record.size() - addressSize, value);
+    return record;
+}
+
+LSRegisterPair_T PulseRegisters(LSChannel_T Channel, LSPeriod_T Period, LSFrequency_Hz_T StartFrequency,
+                                LSFrequency_Hz_T EndFrequency)
+{
+    assert(Period != c_PeriodUnknown);
+    assert((Channel == c_Channel0) || (Channel == c_Channel1));
+    const double start = StartFrequency * c_ClockCorrection;
+    const double sweep = EndFrequency * c_ClockCorrection - start;
+    const std::uint32_t startWord = Rounded(start * c_StartUnitsPerHz);
+    // A quiet channel's period of 0 gives the largest rate, or none without a sweep.
+    const std::uint32_t rateWord = Rounded(std::abs(sweep) * c_SweepUnitsPerHz / Period);
+    return {{{c_PulseA[Channel], (startWord & c_LowHalfMask) | rateWord << c_HighHalf},
+             {c_PulseB[Channel], (sweep < 0 ? c_TopBit : 0) | (Period & c_PeriodMask) << c_HighHalf}}};
+}
+
+LSRegisterPair_T SamplingRegisters(LSChannel_T Channel, LSFpgaSamples_T SamplesA, LSFpgaSamples_T SamplesB,
+                                   LSDecimationRate_T Decimation)
+{
+    assert(((Channel == c_Channel0) || (Channel == c_Channel1)));
+    return {{{c_SamplingA[Channel], 1 | Decimation << c_HighHalf},
+             {c_SamplingB[Channel], SamplesA | SamplesB << c_HighHalf}}};
+}
+
+LSRegisterPair_T GainRegisters(LSChannel_T Channel, LSGain_T Gain, LSColourGain_T ColourGain)
+{
+    assert((Channel == c_Channel0) || (Channel == c_Channel1));
+    return {{{c_Gain[Channel], std::min(Rounded(Gain * 16), c_LargestGainWord)},
+             {c_ColourGain[Channel], std::min(Rounded(ColourGain * 1024), c_LargestGainWord)}}};
+}
+
+LSRegisterValue_T AnalogueGainRegister(unsigned char level) { return {c_AnalogueGain, level}; }
+
+LSRegisterValue_T BoostRegister(unsigned char level, bool enable)
+{
+    return {c_Boost, level | (enable ? c_TopBit : 0)};
+}
+
+LSConfigurationRegisters_T ConfigurationRegisters(const LSFpgaCompleteConfigure_T& config)
+{
+    LSConfigurationRegisters_T registers{};
+    auto to = registers.begin();
+    for (const LSChannelConfigure_T* pBlock : {&config.channel0, &config.channel1}) {
+        for (const LSRegisterPair_T& pair :
+             {PulseRegisters(pBlock->channel, pBlock->period, pBlock->startFrequency, pBlock->endFrequency),
+              SamplingRegisters(pBlock->channel, pBlock->samplesA, pBlock->samplesB, pBlock->decimationRate),
+              GainRegisters(pBlock->channel, pBlock->gain, pBlock->colourGain)}) {
+            to = std::copy(pair.begin(), pair.end(), to);
+        }
+    }
+    *to++ = AnalogueGainRegister(config.analogueGainLevel);
+    *to = BoostRegister(config.boostLevel, config.boostEnable != 0);
+    return registers;
+}
+
+CLowscan::CLowscan(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory)
+    : CFPGALink(ClassName, "UART", SerialDevicePath, pFactory) // in messages, on either link
+{
+}
+
+CLowscan::~CLowscan() = default;
+
+void CLowscan::OpenDevice()
+{
+    m_pDevice = CreateDevice();
+    m_SerialPort = m_pDevice.get();
+}
+
+TSQEventCode_T CLowscan::Echo(const std::string& text)
+{
+    std::vector<std::uint8_t> bytes(text.c_str(), text.c_str() + text.size() + 1);
+    Buffer_Bytes_T buffer(bytes.data(), bytes.size());
+    return SendData(&buffer);
+}
+
+TSQEventCode_T CLowscan::ReceiveData(Buffer_Bytes_T* Buffer)
+{
+    const std::size_t bytesWanted = Buffer->size();
+    assert(bytesWanted <= sizeof(LSPingReturnPacket_T));
+    m_ErrorCode = c_Success;
+    LSPingReturnPacket_T storage{};
+    Buffer_Bytes_T staging(storage.data(), bytesWanted);
+    std::size_t got = 0;
+    std::size_t reads = 0;
+    bool bArrives = true;
+    while (got < bytesWanted) {
+        if (m_SerialPort->Poll(POLLIN, c_ReplyTimeoutMs) < 1 || !bArrives) {
+            m_ErrorCode = c_ReceiveShortfall;
+            ReportError(m_ErrorCode, "ReceiveData",
+                        "Error on UART " + m_DevicePath + "Only Got " + std::to_string(got) + " out of " +
+                            std::to_string(bytesWanted) + " after " + std::to_string(reads) + " reads");
+            break;
+        }
+        // A read leaves its count as the size that the next one asks for: pieces of a reply never grow. A
+        // line that hung up is always ready and gives nothing, which must not go on for ever.
+        bArrives = m_SerialPort->Read(&staging) && staging.size() != 0;
+        const std::size_t count = bArrives ? staging.size() : 0;
+        std::copy_n(storage.data(), std::min(count, Buffer->capacity() - got), Buffer->data() + got);
+        got += count;
+        ++reads;
+    }
+    Buffer->size(got);
+    return m_ErrorCode;
+}
+
+TSQEventCode_T CLowscan::ReceiveVersion(std::size_t replySize, SWVersion_T* pVersion)
+{
+    std::vector<std::uint8_t> bytes(replySize);
+    Buffer_Bytes_T reply(bytes.data(), bytes.size());
+    if (ReceiveData(&reply) == c_Success) {
+        *pVersion = {bytes[c_VersionOffset], bytes[c_VersionOffset + 1]};
+    }
+    return m_ErrorCode;
+}
+
+std::size_t CLowscan::PingPacketSize(const Buffer_Bytes_T& samples)
+{
+    const std::size_t numberOfSamplesToGet = samples.size() / sizeof(float);
+    const std::size_t sizeOfRxBuffer = c_LeadingBytes + numberOfSamplesToGet / c_BlockSamples * c_BlockSize +
+                                       numberOfSamplesToGet % c_BlockSamples + c_TrailingBytes;
+    assert(sizeOfRxBuffer <= sizeof(LSPingReturnPacket_T));
+    assert(numberOfSamplesToGet <= c_MaxSamplesFromLowscanFPGA);
+    return sizeOfRxBuffer;
+}
+
+TSQEventCode_T CLowscan::ReceivePing(Buffer_Bytes_T* pSamples, Buffer_Bytes_T* pValues)
+{
+    LSPingReturnPacket_T packet{};
+    Buffer_Bytes_T reply(packet.data(), PingPacketSize(*pSamples));
+    if (ReceiveData(&reply) != c_Success) {
+        return m_ErrorCode;
+    }
+    const std::size_t samples = pSamples->size() / sizeof(float);
+    const std::uint8_t* pBlock = packet.data() + c_LeadingBytes;
+    for (std::size_t done = 0, value = 0; done < samples; done += c_BlockSamples, pBlock += c_BlockSize) {
+        for (std::size_t at = 0; at < std::min(samples - done, c_BlockSamples); ++at) {
+            PutFloat(*pSamples, done + at, pBlock[at]);
+        }
+        // A rest of samples has its values where a whole block has them, also beyond the packet's end.
+        for (std::size_t at = c_BlockSamples; at < c_BlockSize; at += c_ValueSize) {
+            PutFloat(*pValues, value++, GetBigEndian(pBlock + at, c_ValueSize) >> c_ValueShift);
+        }
+    }
+    return c_Success;
+}

@@ -1,0 +1,183 @@
+#include "Utilities/FPGAIFLSSPI.h"
+#include "Utilities/FPGAIFLSUart.h"
+#include "tests/support/ScriptedDevice.h"
+
+#include <fcntl.h>
+#include <functional>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+using testing::ElementsAre;
+
+struct Lowscan : testing::Test {
+    ScriptedFactory factory;
+    ScriptedDevice &serial = factory.devices["u"], &node = factory.devices["s"];
+    CFPGAIFLSUart uart{"u", &factory}; // no terminal, and usable all the same
+    CFPGAIFLSSPI spi{"s", &factory};
+};
+
+TEST_F(Lowscan, SetUpsBecomeTheSameWordsOnBothLinks)
+{
+    const std::vector<std::pair<LSChannelConfigure_T, std::vector<std::size_t>>> cases{
+        {{0, 45, 2e5, 2.1e5, 993, 0, 76, 0, 1, 0}, {0x01880AC5, 0x2D0000, 0x4C0001, 993, 0, 1024}},
+        {{0, 0x42D, 2.1e5, 2e5, 0xABCD, 0x1234, 0x56789, 300, 5, 0},
+         {0x00110B4F, 0x802D0000, 0x67890001, 0x1234ABCD, 4095, 4095}},
+        // What rounding leaves of equal frequencies is no sweep.
+        {{0, 1, 81000, 81000, 0, 0, 0, 0.03125, 0.0004, 0}, {0x45D, 0x10000, 1, 0, 1, 0}},
+        {{0, 0, -1000, 0, 0, 0, 0, -1, std::nan(""), 0}, {0xFFFF0000, 0, 1, 0, 0, 0}},
+        {{0, 1, 4e11, 0, 0, 0, 0, 1e300, 0, 0}, {0xFFFFFFFF, 0x80010000, 1, 0, 4095, 0}}};
+    const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value); };
+    const LSChannelConfigure_T idle{1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    for (auto [channel, words] : cases) {
+        words.insert(words.end(), {0, 0, 1, 0, 0, 0, 10, 0x800000B5});
+        WireBytes request{4};
+        std::vector<WireBytes> frames;
+        for (const auto address : WireBytes{17, 18, 33, 37, 34, 35, 25, 26, 41, 45, 42, 43, 66, 65}) {
+            const std::size_t word = words[frames.size()];
+            const WireBytes record{0, address, low(word >> 24), low(word >> 16), low(word >> 8), low(word)};
+            const WireBytes sum{low(std::accumulate(record.begin(), record.end(), 0xF5U))};
+            frames.push_back(WireBytes{0xF5} + record + sum);
+            request = request + record;
+        }
+        const LSFpgaCompleteConfigure_T setUp{channel, idle, 10, 181, 1};
+        EXPECT_EQ(uart.setUpForPing(setUp) | spi.setUpForPing(setUp), 0);
+        EXPECT_EQ(std::exchange(serial.writes, {}), frames);
+        EXPECT_EQ(node.writes.back(), request);
+    }
+    serial.failingWrites = {3};
+    EXPECT_EQ(uart.SetPulse(1, 0, 0, 0) + uart.SetGainAndColourGain(1, 0, 0), 5);
+    EXPECT_EQ(serial.writes.size(), 3U) << "what follows a failed frame stays here";
+    EXPECT_EQ(uart.Flush(), -173);
+    EXPECT_EQ(factory.events,
+              (Lines{"3 9 CFPGAIFLSUart::ConfigureSerialPort: u is not a serial port",
+                     "3 9 CFPGAIFLSUart::CFPGAIFLSUart: Constructor failed to configure UART u",
+                     "3 5 CFPGAIFLSUart::SendData: failed to send data to UART u",
+                     "3 -173 CFPGAIFLSUart::Flush: Flush failed on UART u"}));
+}
+
+TEST_F(Lowscan, RepliesComeInPiecesOrFallShort)
+{
+    const std::vector<std::tuple<std::deque<WireBytes>, WireBytes, Lines, std::string>> cases{
+        {{{1, 2, 3}, {4, 5}, {6}}, {1, 2, 3, 4, 5, 6}, {"read 6", "read 3", "read 2"}, ""},
+        {{}, {}, {}, "0 out of 6 after 0 reads"}, // silent
+        {{{1, 2}, {}, {3}}, {1, 2}, {"read 6", "read 2"}, "2 out of 6 after 2 reads"},
+        {{{1}}, {1}, {"read 6", "read 1"}, "1 out of 6 after 2 reads"}}; // hung up
+    for (const auto& [pieces, received, reads, shortfall] : cases) {
+        WireBytes storage(6);
+        Buffer_Bytes_T buffer(storage.data(), storage.size());
+        serial.replies = pieces;
+        serial.hungUp = received.size() == 1;
+        serial.operations = factory.events = {};
+        EXPECT_EQ(uart.ReceiveData(&buffer), shortfall.empty() ? 0 : -171);
+        EXPECT_EQ(WireBytes(&storage[0], &storage[0] + buffer.size()), received);
+        EXPECT_EQ(std::erase(serial.operations, "poll 1 1000"), reads.size() + !shortfall.empty());
+        EXPECT_EQ(serial.operations, reads);
+        const std::string event = "3 -171 CFPGAIFLSUart::ReceiveData: Error on UART uOnly Got " + shortfall;
+        EXPECT_EQ(factory.events, shortfall.empty() ? Lines{} : Lines{event});
+    }
+}
+
+TEST_F(Lowscan, PingPacketsUnpackIntoSamplesAndValues)
+{
+    WireBytes packet(1024, 17);
+    std::vector<float> wanted(993, 17), pairs(16), got(1024), values(16, -1.0F);
+    for (std::size_t block = 0; block < 7; ++block) { // and a rest, whose values lie beyond the packet
+        std::ranges::copy(WireBytes{0xAB, 0xCD, 0x12, 0x34}, &packet[130 + 132 * block]);
+        std::ranges::copy(std::vector{0xABC, 0x123}, &pairs[2 * block]);
+    }
+    packet[134] = packet[1022] = 255; // the second block's first sample, the rest's last
+    wanted[128] = wanted[992] = 255;
+    Buffer_Bytes_T first(reinterpret_cast<std::uint8_t*>(got.data()), 4096);
+    Buffer_Bytes_T second(reinterpret_cast<std::uint8_t*>(values.data()), 64);
+    EXPECT_EQ(uart.GetPing(0, &first, &second) & spi.GetPing(0, &first, &second), -171);
+    node.failingWrites = {2}; // the reply is read all the same
+    serial.replies = node.replies = {packet};
+    first.size(3972);
+    for (const auto channel : {c_Channel0, c_Channel1}) {
+        EXPECT_EQ(channel == 0 ? uart.GetPing(9, &first, &second) : spi.GetPing(1, &first, &second), 0);
+        EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), got.begin()) && values == pairs);
+        got.assign(1024, 0);
+    }
+    EXPECT_THAT(node.writes,
+                ElementsAre(WireBytes{0x10} + WireBytes(1059), WireBytes{0x11} + WireBytes(1024)));
+}
+
+TEST_F(Lowscan, RequestsAndReadingsAreThoseOfTheLink)
+{
+    SWVersion_T version{1, 1};
+    LSADCReadings_T adc{1, 1, 1};
+    EXPECT_EQ(uart.GetVersion(&version) & spi.GetVersion(&version) & spi.GetADCReadings(&adc), -171);
+    EXPECT_EQ(version.major + version.minor + adc.third, 3U);
+    serial.replies = {WireBytes{0, 0, 4, 2} + WireBytes(1020)};
+    EXPECT_EQ(uart.GetVersion(&version) + version.major * 256 + version.minor, 0x402);
+    node.replies = {{0, 0, 5, 3}, {1, 2, 3, 0xFF, 0xFE, 0xFD, 0, 0, 9}};
+    EXPECT_EQ(spi.GetVersion(&version) + version.major * 256 + version.minor, 0x503);
+    EXPECT_EQ(spi.GetADCReadings(&adc), 0);
+    EXPECT_TRUE(adc.reference == 0x010203 && adc.waterTemperature == 0xFFFEFD && adc.third == 9);
+    EXPECT_EQ(uart.PingNow() | uart.Echo("a") | spi.PingNow() | spi.Echo("a"), 0);
+    const WireBytes ask{0xF5, 0, 1, 0, 0, 0, 3, 0xF9}, ping{0xF5, 0, 1, 0, 0, 0, 1, 0xF7}, text{'a', 0};
+    const WireBytes askSpi{3, 0, 0, 0xFF, 0xFF}, askAdc{5, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_THAT(serial.writes, ElementsAre(ask, ask, ping, text));
+    EXPECT_THAT(node.writes, ElementsAre(askSpi, askAdc, askSpi, askAdc, WireBytes{1}, text));
+    spi.WaitForData();
+    EXPECT_EQ(node.operations[1] + node.operations.back(), "ioctl 80047202ioctl 80047203");
+}
+
+TEST(LowscanLine, IsFastRawAndClosedInTheEnd)
+{
+    COSSLinuxFactory factory;
+    const int farEnd = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_EQ(grantpt(farEnd) | unlockpt(farEnd), 0);
+    const std::string path = ptsname(farEnd);
+    termios settings{};
+    tcgetattr(farEnd, &settings); // a terminal that alters bytes wherever it can
+    settings.c_iflag |= ICRNL | INLCR | IGNCR | ISTRIP | INPCK | PARMRK | BRKINT | IUCLC | IXON;
+    settings.c_cflag |= CSTOPB;
+    tcsetattr(farEnd, TCSANOW, &settings);
+    auto pUart = std::make_unique<CFPGAIFLSUart>(path, &factory);
+    tcgetattr(farEnd, &settings);
+    EXPECT_TRUE(cfgetispeed(&settings) == B3000000 && cfgetospeed(&settings) == B3000000);
+    EXPECT_EQ(settings.c_cflag & (CSIZE | CSTOPB | PARENB), CS8 + 0U);
+    EXPECT_EQ(settings.c_iflag & (IXOFF | BRKINT | INPCK), IXOFF + 0U);
+    WireBytes all(256), received(256);
+    std::iota(all.begin(), all.end(), std::uint8_t{1});
+    Buffer_Bytes_T buffer(received.data(), received.size());
+    buffer.size(1); // waits until what is written has arrived
+    EXPECT_EQ(write(farEnd, "old", 3) + pUart->ReceiveData(&buffer) + pUart->Flush(), 3);
+    buffer.size(256);
+    EXPECT_EQ(write(farEnd, all.data(), all.size()) + pUart->ReceiveData(&buffer), 256);
+    EXPECT_EQ(received, all);
+    EXPECT_EQ(pUart->Echo("\n"), 0);
+    EXPECT_EQ(read(farEnd, received.data(), received.size()), 2) << "neither echo nor translation";
+    pUart.reset();
+    pollfd line{farEnd, POLLIN, 0};
+    EXPECT_TRUE(poll(&line, 1, 0) == 1 && line.revents == POLLHUP) << "somebody still holds the line";
+    close(farEnd);
+}
+
+using LowscanDeathTest = Lowscan;
+
+TEST_F(LowscanDeathTest, AProgrammingFaultNamesItsCondition)
+{
+    WireBytes storage(5000);
+    Buffer_Bytes_T samples(storage.data(), 4 * 1028), exact(&storage[4994], 6);
+    const std::string channel = "(Channel == c_Channel0) || (Channel == c_Channel1)";
+    const std::string path = "SerialDevicePath.length() != 0 && \"Zero Length Serial Device Passed to ";
+    const std::pair<std::function<void()>, std::string> faults[] = {
+        {[&] { CFPGAIFLSUart("u", nullptr); }, R"(pFactory && "No Factory Passed to LowscanIF")"},
+        {[&] { CFPGAIFLSUart("", &factory); }, path + "CFPGAIFLSUart\""},
+        {[&] { CFPGAIFLSSPI("s", nullptr); }, R"(pFactory && "No Factory Passed to CFPGAIFLSSPI")"},
+        {[&] { CFPGAIFLSSPI("", &factory); }, path + "CFPGAIFLSSPI\""},
+        {[&] { uart.SetPulse(2, c_PeriodUnknown, 1, 1); }, "Period != c_PeriodUnknown"},
+        {[&] { uart.SetSampling(2, 0, 0, 0); }, "(" + channel + ")"},
+        {[&] { uart.SetGainAndColourGain(2, 0, 0); }, channel},
+        {[&] { uart.ReceiveData(&samples); }, "bytesWanted <= sizeof(LSPingReturnPacket_T)"},
+        {[&] { spi.GetPing(0, &samples, &samples); }, "sizeOfRxBuffer <= sizeof(LSPingReturnPacket_T)"},
+        {[&] { uart.ReceiveData(&exact); }, "NewSize <= m_Original_Size_Bytes"}};
+    serial.replies = {{1, 2, 3, 4}, {5, 6, 7, 8}}; // more than there is room for
+    for (const auto& [fault, condition] : faults) {
+        EXPECT_DEATH(fault(), testing::HasSubstr("Assertion `" + condition + "' failed.")) << condition;
+    }
+}
