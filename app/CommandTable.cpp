@@ -18,8 +18,8 @@ struct Command_T {
     TestResult_T wrongCount = TEST_FAILED; ///< result when argc is another
     /// Judges the arguments and reports what is wrong with them; null: all are accepted.
     bool (*accepts)(CSonarTestController&, Arguments_T, std::string& output) = nullptr;
-    /// The test, returns its TestResult_T; null: not in this program, so not recognised.
-    int (*run)(CSonarTestController&, Arguments_T, std::string& output) = nullptr;
+    /// The test, returns its TestResult_T.
+    int (*run)(CSonarTestController&, Arguments_T, std::string& output);
 };
 
 unsigned int Number(const char* text) { return TestControllerBase::CharToUnsignedInt(text); }
@@ -66,17 +66,33 @@ int XkPing(CSonarTestController& controller, Arguments_T arguments, std::string&
                              static_cast<int>(Number(arguments[4])));
 }
 
+int LumetPing(CSonarTestController& controller, Arguments_T arguments, std::string& output)
+{
+    return controller.LumetPing(&output, QString::fromLatin1(arguments[2]));
+}
+
+int Ping(CSonarTestController& controller, Arguments_T arguments, std::string& output)
+{
+    return controller.Ping(&output, Number(arguments[2]), Number(arguments[3]), Number(arguments[4]),
+                           Number(arguments[5]), Number(arguments[6]), QString::fromLatin1(arguments[7]));
+}
+
+int Speed(CSonarTestController& controller, Arguments_T arguments, std::string& output)
+{
+    return controller.GetWaterSpeed(output, static_cast<int>(Number(arguments[2])));
+}
+
 constexpr Command_T c_Commands[] = {
-    {.word = "lowscanping", .argumentCount = 3, .accepts = IsFrequencyWord},
-    {.word = "lumetping", .argumentCount = 3, .accepts = IsFrequencyWord},
+    {.word = "lowscanping", .argumentCount = 3, .accepts = IsFrequencyWord, .run = LumetPing},
+    {.word = "lumetping", .argumentCount = 3, .accepts = IsFrequencyWord, .run = LumetPing},
     {.word = "xkping", .argumentCount = 5, .run = XkPing},
-    {.word = "ping", .argumentCount = 8, .accepts = IsGainWord},
+    {.word = "ping", .argumentCount = 8, .accepts = IsGainWord, .run = Ping},
     {.word = "batteryvoltage", .run = Show<&CSonarTestController::BatteryVoltage>},
     {.word = "lcdtemperature", .run = Show<&CSonarTestController::LCDTemperature>},
-    {.word = "watertemperature"},
+    {.word = "watertemperature", .run = Show<&CSonarTestController::WaterTemperature>},
     {.word = "loadfpgabinary", .run = LoadFpgaBinary},
     // A wrong count shows the usage, unlike everywhere else; kept on purpose.
-    {.word = "speed", .argumentCount = 3, .wrongCount = NOT_RECOGNIZED},
+    {.word = "speed", .argumentCount = 3, .wrongCount = NOT_RECOGNIZED, .run = Speed},
     {.word = "sensepin", .run = Show<&CSonarTestController::SensePin>},
 };
 
@@ -95,9 +111,6 @@ TestResult_T RunCommand(CSonarTestController& controller, int argc, char* argv[]
     }
     if (command->accepts != nullptr && !command->accepts(controller, argv, output)) {
         return TEST_FAILED;
-    }
-    if (command->run == nullptr) {
-        return NOT_RECOGNIZED;
     }
     return static_cast<TestResult_T>(command->run(controller, argv, output));
 }

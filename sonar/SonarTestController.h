@@ -11,6 +11,7 @@
 #include <string>
 
 class CFPGAIF;
+class CPingMetaData;
 class CTableFile;
 
 /// The sonar tests. One object serves one run: its construction identifies the unit and writes the
@@ -33,6 +34,14 @@ public:
     int BatteryVoltage(std::string& output);
     int LCDTemperature(std::string& output);
     int SensePin(std::string& output);
+    /// Shows the unit's water temperature file or, where there is none, the temperature in degrees that
+    /// follows from the FPGA's ADC readings. Returns 2, or 1 when the FPGA does not give the readings.
+    int WaterTemperature(std::string& out);
+    /// Loads the firmware and shows the paddle wheel's tick count at the beginning of every second and at the
+    /// end; at a terminal also as they come. SIGINT or SIGTERM ends it after the current second.
+    /// @param duration  seconds; 0: until stopped, below: no reading
+    /// @return 0, or what the load failed with
+    int GetWaterSpeed(std::string& out, int duration);
 
     /// Reads the FPGA's firmware version and judges it. Returns 0 when firmware is loaded, else 1.
     /// @param facade   null: one is made for the read
@@ -45,6 +54,25 @@ public:
     /// Pings an xK module as the table file says and prints every incrementBy-th sample. Returns 0 or 1; a
     /// short read of samples is reported and returns 0.
     int xKPing(std::string* out, const QString& fileName, unsigned char channel, int incrementBy);
+
+    /// Pings on one of the two channels of a Lowscan FPGA and prints the samples. Returns 0, or 1 when a step
+    /// failed; only a wrong product and missing firmware keep it from firing.
+    /// @param startFreq, endFreq  hertz
+    /// @param depth    of the last sample
+    /// @param period   of the channel's pulse, in FPGA clock units; the other channel stays quiet
+    /// @param channel  0 or 1; for any other both channels fire, and the test fails
+    /// @param gain     "high", "medium" or "low"
+    int Ping(std::string* out, double startFreq, double endFreq, unsigned int depth, unsigned int period,
+             unsigned int channel, const QString& gain);
+    /// Pings on one channel of a Lumet FPGA and prints the samples. Returns 0, or 1 at the first step that
+    /// fails.
+    int Ping(std::string* out, const CPingMetaData& meta);
+    /// Register value of a gain word; 0 for any other word.
+    static unsigned char GetAppropriateAnalogueGainLevel(const QString& word);
+
+    /// Loads the firmware and pings with the built-in setting of that name, "200long" or "350long". Returns 0
+    /// or 1.
+    int LumetPing(std::string* out, const QString& frequency);
 
     /// Readers of table files (the format is CTableFile's). GetValue and LoadTables take the file's name, the
     /// other two its text. GetValue returns the number between the keys, -1 when one is missing; GetSize the

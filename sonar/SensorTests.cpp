@@ -1,0 +1,86 @@
+#include "Utilities/FPGAIF.h"
+#include "Utilities/OSSLinuxFactory.h"
+#include "framework/UnitPaths.h"
+#include "sonar/SonarTestController.h"
+#include "sonar/StopSignals.h"
+
+#include <cmath>
+#include <cstdio>
+#include <unistd.h>
+
+namespace
+{
+constexpr XdcrElementIndex_T c_FirstElement = 0;
+constexpr unsigned char c_FirstChannel = 0;
+
+/// Degrees Celsius. The sensor's resistance, here relative to that at 0 degrees, falls by the factor e every
+/// 25 degrees. At a tenth of the reference or less it is no resistance, and the result infinite or no number.
+double Temperature(const LSADCReadings_T& readings)
+{
+    const double ratio = static_cast<double>(readings.waterTemperature) / readings.reference;
+    return -std::log((ratio * 10.0 - 1.0) / 27.334) / 0.04;
+}
+
+std::string InGeneralForm(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
+}
+
+/// For the operator of a run that takes long: the station's log on standard output gets the report alone.
+void ShowAtTerminal(const std::string& line)
+{
+    if (isatty(STDERR_FILENO) == 1) {
+        std::fputs(line.c_str(), stderr);
+    }
+}
+} // namespace
+
+int CSonarTestController::WaterTemperature(std::string& out)
+{
+    const QString path = QString::fromLatin1(UnitPaths::c_WaterTemperature);
+    if (FileExists(path)) {
+        ShowFileContents(path, &out);
+        return OPERATION_PERFORMED;
+    }
+
+    COSSLinuxFactory factory;
+    CFPGAIF fpga(&factory, c_FirstElement);
+    if (ReadSonarVersionEnsureValid(out, &fpga, c_FirstChannel) != TEST_PASSED) {
+        return OPERATION_PERFORMED; // not a failure of this test, on purpose
+    }
+    LSADCReadings_T readings = {};
+    if (const TSQEventCode_T code = fpga.GetADCReadings(&readings); code != c_Success) {
+        Message("GetWaterTemp failed with return code: " + std::to_string(code) + "\n", nullptr, true, false);
+        return TEST_FAILED;
+    }
+    Message(readings.reference == 0 ? "ADCRef is zero. Cannot calculate WaterTemperature\n"
+                                    : InGeneralForm(Temperature(readings)) + "\n",
+            &out, false, true);
+    return OPERATION_PERFORMED;
+}
+
+int CSonarTestController::GetWaterSpeed(std::string& out, int duration)
+{
+    if (const int loaded = LoadFPGABinary(out, false); loaded != TEST_PASSED) {
+        return loaded;
+    }
+    Message(m_InterfaceNotice, &out, false, true);
+    COSSLinuxFactory factory;
+    CFPGAIF fpga(&factory, c_FirstElement);
+    FPGASpeedReading_T reading = {};
+
+    const bool isEndless = duration == 0;
+    CStopSignals signals;
+    bool goesOn = true;
+    // One reading more than seconds: at their beginning and at their end.
+    for (std::int64_t second = 0; goesOn && second <= duration; second += isEndless ? 0 : 1) {
+        fpga.GetSpeedReading(&reading); // a reading that fails repeats the last one
+        const std::string line = "Speed ticks: " + std::to_string(reading.ticks) + "\n";
+        Message(line, &out, false, true);
+        ShowAtTerminal(line);
+        goesOn = signals.Wait(std::chrono::seconds(1));
+    }
+    return TEST_PASSED;
+}
