@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-/// The ping data FIFO of an xK module's FPGA, with its status.
+/// A ping data FIFO of an FPGA that is driven by packets, with its status.
 class CCorFifo
 {
 public:

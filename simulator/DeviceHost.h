@@ -10,7 +10,7 @@
 
 /// The device nodes of a unit at the kernel's boundary. Each node is a raw pseudo-terminal, so that poll,
 /// read, locks and what child processes write go through the kernel; requests and writes of the program are
-/// answered by the node's model. The only part of the simulator that knows how this is done.
+/// answered by the node's model. Only this class and the CDeviceNode below it know how this is done.
 class CDeviceHost
 {
 public:

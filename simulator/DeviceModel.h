@@ -2,8 +2,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
+#include <termios.h>
 #include <vector>
 
 using Bytes_T = std::vector<std::uint8_t>;
@@ -23,15 +25,17 @@ struct DeviceOutcome_T {
     std::string replyMeaning = {}; ///< for the trace: what the reply or the fill says
     std::vector<std::string> refusals = {}; ///< what the real device would not have understood
     std::chrono::nanoseconds linkTime{};    ///< time that the bytes need on the link; no clock is read for it
+    std::chrono::milliseconds replyDelay{}; ///< the reply becomes readable so much later
+    bool isBytewise = false;                ///< the reply's next byte comes when the one before was read
 };
 
 /// One operation on a device, as it was carried out.
 struct DeviceOperation_T {
-    enum class Kind { Image, Ioctl, Write };
+    enum class Kind { Image, Ioctl, Write, Unasked };
     const std::string& device; ///< name of the node below /dev
     Kind kind;
     unsigned long request; ///< of an Ioctl
-    ByteView_T bytes;      ///< the image, the request's argument, or what was written
+    ByteView_T bytes;      ///< the image, the request's argument, or what was written; empty for Unasked
     const DeviceOutcome_T& outcome;
 };
 
@@ -52,4 +56,12 @@ public:
 
     /// Everything that child processes wrote to the node since the last operation, in one piece.
     virtual DeviceOutcome_T TakeImage(ByteView_T bytes) = 0;
+
+    /// What the device sends because of an operation on another node of the unit, as the reply of an outcome.
+    virtual std::optional<DeviceOutcome_T> TakeUnasked() { return std::nullopt; }
+
+    /// Whether the node is a serial line, which begins with a terminal's settings for a person.
+    virtual bool IsSerialLine() const { return false; }
+    /// The settings of a serial line at this time; told before each operation and before TakeUnasked().
+    virtual void SetLine(const termios&) {}
 };

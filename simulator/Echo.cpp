@@ -10,12 +10,10 @@ namespace
 constexpr double c_SpeedOfSound = 1500; // metres a second
 constexpr double c_SourceLevel = 146;   // dB over one sample unit, at 1 m
 constexpr double c_SurfaceLoss = 3;     // dB of the reflection between first and second bottom echo
-constexpr double c_FrontEndDivisor = 128;
-constexpr double c_ClocksPerChirpEntry = 16;
 constexpr double c_RingDecay = 0.25e-3; // seconds
 constexpr double c_FullScale = 65535;
 constexpr double c_RingPeak = 4 * c_FullScale;
-constexpr double c_TuningWordRange = 4294967296.0;
+constexpr double c_GeneratorRange = 4294967296.0;
 
 /// The beam's half angle, as offset over depth, at which a target is 6 dB weaker both ways.
 constexpr double c_BeamSlope = 0.18;
@@ -40,21 +38,14 @@ double Absorption(double frequency)
 
 } // namespace
 
-double SampleInterval(const EchoSettings_T& settings)
-{
-    const auto divisor = static_cast<double>(std::max(settings.basebandDivisor, 1U));
-    const auto rate = static_cast<double>(std::max(settings.subSampleRate, 1U));
-    return c_FrontEndDivisor * divisor * rate / settings.clockHz;
-}
-
 CEcho::CEcho(Scene_T scene) : m_Scene(std::move(scene)), m_Generator(m_Scene.seed) {}
 
 std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
 {
-    m_Interval = SampleInterval(settings);
-    m_Absorption = Absorption(settings.tuningWord * settings.clockHz / c_TuningWordRange);
+    m_Interval = settings.interval;
+    m_Absorption = Absorption(settings.frequency);
     m_Signal.assign(settings.samples, 0);
-    if (settings.chirpEntries > 0) {
+    if (settings.pulse > 0) {
         AddTransmit(settings);
         std::ranges::for_each(m_Scene.fish, [this](const Fish_T& fish) { AddFish(fish); });
         AddBottoms();
@@ -74,9 +65,8 @@ std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
 
 void CEcho::AddTransmit(const EchoSettings_T& settings)
 {
-    const double pulse = settings.chirpEntries * c_ClocksPerChirpEntry / settings.clockHz;
     for (std::size_t i = 0; i < m_Signal.size(); ++i) {
-        const double silence = std::max(static_cast<double>(i) * m_Interval - pulse, 0.0);
+        const double silence = std::max(static_cast<double>(i) * m_Interval - settings.pulse, 0.0);
         m_Signal[i] += c_RingPeak * std::exp(-silence / c_RingDecay);
     }
 }
@@ -118,7 +108,7 @@ void CEcho::AddBottoms()
     AddTarget(2 * m_Scene.bottomDepth, 2 * m_Scene.bottomStrength - c_SurfaceLoss, shape);
 }
 
-double CEcho::Uniform() { return static_cast<double>(m_Generator()) / c_TuningWordRange; }
+double CEcho::Uniform() { return static_cast<double>(m_Generator()) / c_GeneratorRange; }
 
 double CEcho::Gaussian()
 {
@@ -126,4 +116,10 @@ double CEcho::Gaussian()
     const std::uint32_t both = static_cast<std::uint32_t>(m_Generator());
     const double sum = static_cast<double>((both >> 16) + (both & 0xFFFF)) / 65535 - 1;
     return sum * std::sqrt(6.0);
+}
+
+std::uint8_t ByteSample(std::uint16_t sample)
+{
+    constexpr double c_ByteFullScale = 255;
+    return static_cast<std::uint8_t>(std::lround(c_ByteFullScale * std::sqrt(sample / c_FullScale)));
 }

@@ -6,28 +6,21 @@
 #include <random>
 #include <vector>
 
-/// What the FPGA's registers say about a ping.
+/// A ping and how its echoes are sampled. Each FPGA has its own registers for it.
 struct EchoSettings_T {
-    double clockHz = 0;                ///< FPGA clock
-    std::size_t samples = 0;           ///< samples to take
-    std::uint32_t tuningWord = 0;      ///< centre frequency x 2^32 / clock
-    std::uint32_t basebandDivisor = 0; ///< sub-sampling of the baseband filter; 0 counts as 1
-    std::uint32_t subSampleRate = 0;   ///< sub-sampling behind the correlation filter; 0 counts as 1
-    std::uint32_t chirpEntries = 0;    ///< length of the transmitted pulse; 0: nothing is transmitted
+    double interval = 0;     ///< seconds from one sample to the next
+    std::size_t samples = 0; ///< samples to take
+    double frequency = 0;    ///< of the transmitted pulse, Hz
+    double pulse = 0;        ///< seconds that the pulse lasts; 0: nothing is transmitted
 };
-
-/// Seconds from one sample to the next. The receiver takes one of 128 clock periods before its own
-/// sub-sampling: interval = 128 x divisor x rate / clock, which is 59 microseconds (4.4 cm of water)
-/// for 69.248 MHz, 8 and 4.
-double SampleInterval(const EchoSettings_T& settings);
 
 /// The water below the transducer: what a ping brings back from a scene, as envelope samples of 16 bits.
 ///
 /// An echo from range r arrives after 2r / 1500 m/s at a level of 146 dB + strength - 40 log10(r) - 2 a r, in
 /// dB over one sample unit, where a is the absorption of sea water at the centre frequency after Thorp.
 ///
-/// Transmit ring-down: full scale while the pulse lasts (16 clock periods an entry of the chirp table), then
-/// falling by e every 0.25 ms; it hides what lies in the first two metres.
+/// Transmit ring-down: full scale while the pulse lasts, then falling by e every 0.25 ms; it hides what lies
+/// in the first two metres.
 ///
 /// Fish: short echoes, weaker and later the further they are off the beam's axis, so that successive pings
 /// draw an arc.
@@ -70,3 +63,7 @@ private:
     double m_Absorption = 0;           ///< of this ping, dB a metre
     std::vector<double> m_Signal = {}; ///< of this ping, sample units
 };
+
+/// A sample as the receivers with 8 bits give it: its square root, so that weak echoes are seen beside strong
+/// ones; full scale is 255.
+std::uint8_t ByteSample(std::uint16_t sample);

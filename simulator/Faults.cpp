@@ -25,6 +25,9 @@ constexpr std::string_view c_ErrnoKind = "ERRNO";
 constexpr std::string_view c_ValueKind = "VALUE";
 constexpr std::size_t c_Targets = 5;
 constexpr int c_HighestStatus = 255;
+constexpr std::uint8_t c_FlippedBit = 0x10;
+/// Longer than the program waits for a reply.
+constexpr std::chrono::milliseconds c_Late(1500);
 
 void Fail(DeviceOutcome_T& outcome, int value, std::size_t) { outcome.error = value; }
 
@@ -42,6 +45,26 @@ void CorruptChecksum(DeviceOutcome_T& outcome, int, std::size_t)
         ++outcome.reply.back();
     }
 }
+
+/// As a line does that lost a byte on the way.
+void DropByte(DeviceOutcome_T& outcome, int, std::size_t)
+{
+    if (!outcome.reply.empty()) {
+        outcome.reply.erase(outcome.reply.begin() + std::ssize(outcome.reply) / 2);
+    }
+}
+
+/// As a noisy line does to every byte.
+void CorruptBytes(DeviceOutcome_T& outcome, int, std::size_t)
+{
+    for (std::uint8_t& byte : outcome.reply) {
+        byte ^= c_FlippedBit;
+    }
+}
+
+void DelayReply(DeviceOutcome_T& outcome, int, std::size_t) { outcome.replyDelay = c_Late; }
+
+void SendBytewise(DeviceOutcome_T& outcome, int, std::size_t) { outcome.isBytewise = true; }
 
 /// The FIFO status is one byte, which is its own checksum.
 void AnswerValue(DeviceOutcome_T& outcome, int value, std::size_t place)
@@ -61,6 +84,14 @@ constexpr std::array c_Kinds{
     FaultKind_T{"reply", "short", FaultTarget_T::Reply, "the reply's last byte never arrives", ShortenReply},
     FaultKind_T{"reply", "checksum", FaultTarget_T::Reply, "the reply's last byte is one too high",
                 CorruptChecksum},
+    FaultKind_T{"reply", "dropped", FaultTarget_T::Reply, "a byte in the middle of the reply gets lost",
+                DropByte},
+    FaultKind_T{"reply", "corrupted", FaultTarget_T::Reply, "one bit of each byte of the reply is wrong",
+                CorruptBytes},
+    FaultKind_T{"reply", "late", FaultTarget_T::Reply, "the reply comes after one and a half seconds",
+                DelayReply},
+    FaultKind_T{"reply", "bytewise", FaultTarget_T::Reply, "each read gets one byte of the reply",
+                SendBytewise},
     FaultKind_T{"fifo", c_ValueKind, FaultTarget_T::Fifo, "a read of the FIFO status answers VALUE, 0 to 255",
                 AnswerValue},
     FaultKind_T{"interrupt", "never", FaultTarget_T::Interrupt, "the wait for the interrupt times out",
@@ -187,7 +218,7 @@ std::string FaultHelp()
 {
     std::string text =
         "Faults: --fault OPERATION:NUMBER=KIND, where NUMBER counts the unit's operations of that\n"
-        "sort from 1, or is * for each of them.\n";
+        "sort from 1, or is * for each of them; a line that is silent for good is reply:*=silent.\n";
     for (const FaultKind_T& row : c_Kinds) {
         std::string form = "  " + std::string(row.operation) + ":N=" + std::string(row.kind);
         form.resize(22, ' ');
@@ -249,5 +280,14 @@ DeviceOutcome_T CFaultyDevice::TakeImage(ByteView_T bytes)
 {
     DeviceOutcome_T outcome = m_Device.TakeImage(bytes);
     outcome.faulted = m_Plan.ExplainsRefusals();
+    return outcome;
+}
+
+std::optional<DeviceOutcome_T> CFaultyDevice::TakeUnasked()
+{
+    std::optional<DeviceOutcome_T> outcome = m_Device.TakeUnasked();
+    if (outcome) {
+        Befall(FaultTarget_T::Reply, *outcome);
+    }
     return outcome;
 }

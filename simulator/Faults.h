@@ -59,6 +59,9 @@ public:
     std::size_t IoctlArgumentSize(unsigned long request) const override;
     DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) override;
     DeviceOutcome_T TakeImage(ByteView_T bytes) override;
+    std::optional<DeviceOutcome_T> TakeUnasked() override;
+    bool IsSerialLine() const override { return m_Device.IsSerialLine(); }
+    void SetLine(const termios& settings) override { m_Device.SetLine(settings); }
 
 private:
     void Befall(FaultTarget_T target, DeviceOutcome_T& outcome, std::size_t place = 0);

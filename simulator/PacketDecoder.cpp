@@ -3,7 +3,6 @@
 #include "simulator/WireBytes.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace
 {
@@ -33,7 +32,7 @@ std::string ContentRefusal(const CorPacket_T& packet, std::uint8_t flags, std::u
     if (packet.read && std::ranges::any_of(packet.payload, [](std::uint8_t byte) { return byte != 0; })) {
         return "payload of a read request is not all zero";
     }
-    const std::uint8_t expected = packet.read ? std::uint8_t{0} : CorChecksum(packet.payload);
+    const std::uint8_t expected = packet.read ? std::uint8_t{0} : SumOfBytes(packet.payload);
     if (checksum != expected) {
         return "checksum " + HexText(checksum, 2) + ", expected " + HexText(expected, 2);
     }
@@ -41,11 +40,6 @@ std::string ContentRefusal(const CorPacket_T& packet, std::uint8_t flags, std::u
 }
 
 } // namespace
-
-std::uint8_t CorChecksum(ByteView_T bytes)
-{
-    return static_cast<std::uint8_t>(std::accumulate(bytes.begin(), bytes.end(), 0U));
-}
 
 CorDecoding_T DecodeCorPackets(ByteView_T bytes)
 {

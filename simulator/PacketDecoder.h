@@ -24,6 +24,3 @@ struct CorDecoding_T {
 /// next one is looked at; after a wrong sync word or a length beyond the write no packet can be told from the
 /// rest, so the rest is refused. The packets view the given bytes.
 CorDecoding_T DecodeCorPackets(ByteView_T bytes);
-
-/// Sum of the bytes modulo 256, as it ends a packet and a reply.
-std::uint8_t CorChecksum(ByteView_T bytes);

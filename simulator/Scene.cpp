@@ -30,6 +30,11 @@ constexpr std::array<Number_T<Scene_T>, 2> c_Bottom{{
     {"strength", -60, 0, [](Scene_T& scene, double value) { scene.bottomStrength = value; }},
 }};
 
+constexpr std::array<Number_T<Scene_T>, 2> c_Water{{
+    {"temperature", -5, 50, [](Scene_T& scene, double value) { scene.waterTemperature = value; }},
+    {"speed", 0, 30, [](Scene_T& scene, double value) { scene.waterSpeed = value; }},
+}};
+
 constexpr std::array<Number_T<Fish_T>, 4> c_Fish{{
     {"depth", 0.5, 1000, [](Fish_T& fish, double value) { fish.depth = value; }},
     {"strength", -80, 0, [](Fish_T& fish, double value) { fish.strength = value; }},
@@ -133,6 +138,8 @@ Scene_T ParseScene(const QByteArray& json)
         const std::string key = member.key().toStdString();
         if (key == "bottom") {
             ReadObject<Scene_T>(member.value(), key, c_Bottom, scene);
+        } else if (key == "water") {
+            ReadObject<Scene_T>(member.value(), key, c_Water, scene);
         } else if (key == "fish") {
             scene.fish = ReadFish(member.value());
         } else if (!ReadMember<Scene_T>(key, member.value(), key, c_Receiver, scene)) {

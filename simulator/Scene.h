@@ -14,19 +14,23 @@ struct Fish_T {
     double drift = 0;      ///< metres that the offset grows from one ping to the next, -10 to 10
 };
 
-/// What lies below the transducer. As built it is the default scene: a bottom at 20 m and two fish.
+/// The water that the transducer and the sensors are in. As built it is the default scene: a bottom at 20 m
+/// and two fish.
 struct Scene_T {
     double bottomDepth = 20;     ///< metres, 0.5 to 1000
     double bottomStrength = -10; ///< dB, -60 to 0
     std::vector<Fish_T> fish = {{.depth = 8, .strength = -38, .offset = 0.2, .drift = 0.1},
                                 {.depth = 13, .strength = -34, .offset = -0.6, .drift = 0.2}};
-    double noise = 40;      ///< of the receiver, in sample units (root mean square), 0 to 10000
-    std::uint32_t seed = 1; ///< of the receiver noise and the bottom's roughness
+    double waterTemperature = 15; ///< degrees Celsius, -5 to 50
+    double waterSpeed = 2.5;      ///< of the water past the paddle wheel, metres a second, 0 to 30
+    double noise = 40;            ///< of the receiver, in sample units (root mean square), 0 to 10000
+    std::uint32_t seed = 1;       ///< of the receiver noise and the bottom's roughness
 };
 
 /// Reads a scene from JSON text:
 ///   {"bottom": {"depth": 20, "strength": -10},
 ///    "fish": [{"depth": 8, "strength": -38, "offset": 0.2, "drift": 0.1}],
+///    "water": {"temperature": 15, "speed": 2.5},
 ///    "noise": 40, "seed": 1}
 /// Keys that are left out keep the values of the default scene; a "fish" list replaces the default one.
 /// Throws std::runtime_error, naming the key, for text that is no JSON, an unknown key, a value of the wrong

@@ -11,7 +11,7 @@ namespace
 
 constexpr std::string_view c_Header = "sonarbench trace 1";
 
-/// Names of DeviceOperation_T::Kind, in its order.
+/// Names of DeviceOperation_T::Kind, in its order; what comes unasked has no line before its reply.
 constexpr std::array<std::string_view, 3> c_Directions = {"image", "ioctl", "write"};
 
 std::string HexBytes(ByteView_T bytes)
@@ -46,12 +46,15 @@ void CTraceWriter::Write(const DeviceOperation_T& operation)
     const bool isIoctl = operation.kind == DeviceOperation_T::Kind::Ioctl;
     const std::string request =
         isIoctl ? HexText(static_cast<std::uint32_t>(operation.request), 8).substr(2) + "+" : std::string();
-    Line(operation.device, c_Directions[static_cast<std::size_t>(operation.kind)], operation.bytes, request,
-         outcome.error, outcome.meaning);
+    const bool isUnasked = operation.kind == DeviceOperation_T::Kind::Unasked;
+    if (!isUnasked) {
+        Line(operation.device, c_Directions[static_cast<std::size_t>(operation.kind)], operation.bytes,
+             request, outcome.error, outcome.meaning);
+    }
     if (!outcome.fill.empty()) {
         Line(operation.device, "fill", outcome.fill, {}, 0, outcome.replyMeaning);
     }
-    if (!outcome.reply.empty()) {
+    if (!outcome.reply.empty() || isUnasked) {
         Line(operation.device, "reply", outcome.reply, {}, 0, outcome.replyMeaning);
     }
     for (const std::string& refusal : outcome.refusals) {

@@ -13,7 +13,8 @@
 /// TIME       seconds that the links of the unit carried bytes before this operation, nine decimals
 /// DEVICE     name of the node below /dev
 /// DIRECTION  image (from child processes), ioctl or write; below a write, fill for what came into the
-///            program's buffer in its place, and for any of them reply for what became readable
+///            program's buffer in its place, and for any of them reply for what became readable; a reply
+///            that nothing stands above was sent because of an operation on another device
 /// COUNT      number of bytes
 /// BYTES      the bytes in hexadecimal, "-" when there are none; of an ioctl "REQUEST+" stands before the
 ///            argument, the request in eight digits

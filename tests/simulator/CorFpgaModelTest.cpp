@@ -80,17 +80,18 @@ TEST_F(CorFpgaModelTest, RefusesWhatItWouldNotUnderstandByNameAndWithoutEffect)
             << "the good packet in front counts, the bad one does not";
         EXPECT_THAT(outcome.reply, IsEmpty()) << refusal;
     }
-    EXPECT_EQ(model.Contents(0x37FF, 1)[0], 0);
+    EXPECT_EQ(model.Tables(0x37FF, 1)[0], 0);
 }
 
 TEST_F(CorFpgaModelTest, PacketsOfAWriteFindTheirPlaceAndReadsTheirReply)
 {
-    model.SetInput(CorAddress::c_SpeedA, 0x81);
-    const auto outcome = model.Write(Packet(0xA772, Bytes_T(5049, 3), 2) + ReadPacket(64) +
+    model.SetInput(CorAddress::c_TransducerRead, 0x81);
+    const auto outcome = model.Write(Packet(0xA772, Bytes_T(5049, 3), 2) + ReadPacket(66) +
                                      Packet(0xBB2B, Bytes_T(1237, 4), 2) + ReadPacket(2));
-    EXPECT_EQ(outcome.meaning,
-              "CorrelationTable[2524..3786]; read SpeedA; CorrelationTable[3786..4095]; read Version");
-    EXPECT_THAT(model.Contents(0xBB29, 4), ElementsAre(3, 3, 4, 4));
+    EXPECT_EQ(
+        outcome.meaning,
+        "CorrelationTable[2524..3786]; read TransducerRead; CorrelationTable[3786..4095]; read Version");
+    EXPECT_THAT(model.Tables(0xBB29, 4), ElementsAre(3, 3, 4, 4));
     EXPECT_THAT(outcome.reply, ElementsAre(0x81, 0x81, 5, 5));
 }
 
@@ -106,15 +107,6 @@ TEST_F(CorFpgaModelTest, DriverRequestsAreHeldToTheirOrderAndArguments)
     EXPECT_EQ(model.Ioctl(c_EndPingRead, {}).error, EINVAL);
     EXPECT_EQ(model.Ioctl(c_StartPingRead, {}).error, EFAULT);
     EXPECT_THAT(model.Ioctl(c_StartPingRead, wrong).refusals, ElementsAre(HasSubstr("word 4")));
-}
-
-TEST_F(CorFpgaModelTest, TheInterruptComesOnceAfterAnIdentificationOnly)
-{
-    for (int command = 0; command <= 0xFF; ++command) {
-        model.Write(Packet(0, {static_cast<std::uint8_t>(command)}));
-        EXPECT_EQ(model.Ioctl(c_WaitInterrupt, {}).error, (command & 0x7C) != 0 ? 0 : ETIMEDOUT) << command;
-        EXPECT_EQ(model.Ioctl(c_WaitInterrupt, {}).error, ETIMEDOUT);
-    }
 }
 
 TEST_F(CorFpgaModelTest, TheFifoStatusTellsAnExactReadFromAnyOther)
@@ -156,5 +148,16 @@ TEST_F(CorFpgaModelTest, WithoutFirmwareOrPowerNothingIsKeptOrAnswered)
     model.TakeImage(MakeFirmwareImage("QL4K", 7));
     isPowered = true;
     EXPECT_EQ(Register(2), 9);
-    EXPECT_EQ(model.Contents(8, 1)[0], 0);
+    EXPECT_EQ(model.Registers(8, 1)[0], 0);
+}
+
+TEST_F(CorFpgaModelTest, ThePaddleWheelTicksFromReadingToReading)
+{
+    CCorFpgaModel fast{{.product = "QL4K", .scene = {.waterSpeed = 10}, .firmwareVersion = 1}};
+    fast.Ioctl(c_Configure, {});
+    // 200 ticks a second; the count's high byte stays with its low byte.
+    for (const int count : {200, 400, 600}) {
+        EXPECT_THAT(fast.Write(ReadPacket(64) + ReadPacket(65)).reply,
+                    ElementsAre(count & 0xFF, _, count >> 8, _));
+    }
 }

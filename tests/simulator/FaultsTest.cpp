@@ -23,6 +23,7 @@ public:
     std::size_t IoctlArgumentSize(unsigned long) const override { return 0; }
     DeviceOutcome_T Ioctl(unsigned long, ByteView_T) override { return {.interruptWait = true}; }
     DeviceOutcome_T TakeImage(ByteView_T) override { return {}; }
+    std::optional<DeviceOutcome_T> TakeUnasked() override { return DeviceOutcome_T{.reply = {1}}; }
 
     int writes = 0;
 };
@@ -41,6 +42,8 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
                              {"reply:2=silent", 0, 0, {}},
                              {"reply:2=short", 0, 0, {7, 7, 4}},
                              {"reply:2=checksum", 0, 0, {7, 7, 4, 5}},
+                             {"reply:2=dropped", 0, 0, {7, 7, 4}},
+                             {"reply:2=corrupted", 0, 0, {0x17, 0x17, 0x14, 0x14}},
                              {"fifo:2=5", 0, 0, {7, 7, 5, 5}},
                              {"ioctl:2=EBUSY", 0, EBUSY, {7, 7, 4, 4}},
                              {"interrupt:2=never", 0, ETIMEDOUT, {7, 7, 4, 4}}}) {
@@ -57,6 +60,18 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
         }
         EXPECT_EQ(device.writes, row.writeError != 0 ? 2 : 3) << "a failed write must not arrive";
     }
+}
+
+TEST(FaultsTest, RepliesThatNobodyAskedForAreBefallenAsWell)
+{
+    SoundDevice device;
+    CFaultPlan plan({"reply:1=late", "reply:2=bytewise", "reply:3=silent"});
+    CFaultyDevice faulty(device, plan);
+    EXPECT_EQ(faulty.TakeUnasked()->replyDelay, std::chrono::milliseconds(1500));
+    EXPECT_TRUE(faulty.Write({}).isBytewise);
+    const auto silent = faulty.TakeUnasked();
+    EXPECT_TRUE(silent->reply.empty());
+    EXPECT_FALSE(faulty.TakeUnasked()->isBytewise);
 }
 
 TEST(FaultsTest, DevicesOfAUnitShareTheCountAndTheMark)
@@ -81,7 +96,7 @@ TEST(FaultsTest, AWrongSpecificationIsToldWhatIsAllowed)
         {"read:1=EIO", "the operation must be write, ioctl, reply, fifo or interrupt"},
         {"write:1x=EIO", "the number must be 1 or more, or *"},
         {"write:1=silent", "the kind must be the name of an error, such as EIO"},
-        {"reply:1=late", "the kind must be silent, short or checksum"},
+        {"reply:1=slow", "the kind must be silent, short, checksum, dropped, corrupted, late or bytewise"},
         {"fifo:1=256", "the kind must be a number from 0 to 255"},
     };
     for (const auto& [fault, why] : rows) {

@@ -31,6 +31,8 @@ TEST(TraceTest, AnOperationIsALineThatSaysWhatItsBytesMean)
     trace.Write({"LSfpga1", Kind::Image, 0, echoed, model.TakeImage(echoed)});
     trace.Write({node, Kind::Write, 0, {}, {.linkTime = std::chrono::seconds(12)}});
     request(0x80047206, {});
+    trace.Write({"ttyO3", Kind::Unasked, 0, {}, {.reply = {1, 2}, .replyMeaning = "ping"}});
+    trace.Write({"ttyO3", Kind::Unasked, 0, {}, {.replyMeaning = "fault reply:1=silent"}});
 
     EXPECT_EQ(text.str(),
               "sonarbench trace 1\n"
@@ -50,5 +52,7 @@ TEST(TraceTest, AnOperationIsALineThatSaysWhatItsBytesMean)
               "0.000013999 LSfpga0 refused unknown request 0x00000123\n"
               "0.000013999 LSfpga1 image 2 310a # not loaded: no firmware image\n"
               "0.000014665 LSfpga0 write 0 - # \n"
-              "12.000014665 LSfpga0 ioctl 0 80047206+- # end ping read\n");
+              "12.000014665 LSfpga0 ioctl 0 80047206+- # end ping read\n"
+              "12.000014665 ttyO3 reply 2 0102 # ping\n"
+              "12.000014665 ttyO3 reply 0 - # fault reply:1=silent\n");
 }

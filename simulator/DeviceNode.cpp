@@ -1,0 +1,188 @@
+#include "simulator/DeviceNode.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace
+{
+[[noreturn]] void ThrowMessage(const std::string& what, GError* pError)
+{
+    const std::string message = what + ": " + (pError != nullptr ? pError->message : "unknown failure");
+    g_clear_error(&pError);
+    throw std::runtime_error(message);
+}
+
+[[noreturn]] void ThrowErrno(const std::string& what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// What stands behind the argument pointer of a request; empty for a null pointer.
+Bytes_T ArgumentOf(UMockdevIoctlClient* pClient, std::size_t size)
+{
+    UMockdevIoctlData* const pPointer = umockdev_ioctl_client_get_arg(pClient);
+    const Object_T<UMockdevIoctlData> data(size > 0 ? umockdev_ioctl_data_resolve(pPointer, 0, size, nullptr)
+                                                    : nullptr);
+    return data ? Bytes_T(data->data, data->data + size) : Bytes_T();
+}
+} // namespace
+
+CDeviceNode::CDeviceNode(const NodeContext_T& context, std::string name, IDeviceModel& model)
+    : m_Context(context), m_Name(std::move(name)), m_Node("/dev/" + m_Name), m_Model(model),
+      m_Master(MakeTerminal()), m_Slave(OpenSlave()), m_Sender(m_Master, m_Slave.Get()),
+      m_pHandler(umockdev_ioctl_base_new())
+{
+    if (m_Model.IsSerialLine()) {
+        MakeSerialLine();
+    }
+    g_signal_connect(m_pHandler.get(), "handle-ioctl", G_CALLBACK(&CDeviceNode::OnIoctl), this);
+    g_signal_connect(m_pHandler.get(), "handle-write", G_CALLBACK(&CDeviceNode::OnWrite), this);
+    GError* pError = nullptr;
+    if (!umockdev_testbed_attach_ioctl(m_Context.pTestbed, m_Node.c_str(), m_pHandler.get(), &pError)) {
+        ThrowMessage("cannot serve " + m_Node, pError);
+    }
+}
+
+CDeviceNode::~CDeviceNode() { umockdev_testbed_detach_ioctl(m_Context.pTestbed, m_Node.c_str(), nullptr); }
+
+/// The library makes a raw pseudo-terminal of a node with a terminal's major number and no contents.
+int CDeviceNode::MakeTerminal() const
+{
+    const std::string description = "P: /devices/platform/" + m_Name + "\nN: " + m_Name +
+                                    "\nE: SUBSYSTEM=tty\nE: MAJOR=4\nE: MINOR=64\nE: DEVNAME=" + m_Node +
+                                    "\n";
+    GError* pError = nullptr;
+    if (!umockdev_testbed_add_from_string(m_Context.pTestbed, description.c_str(), &pError)) {
+        ThrowMessage("cannot make " + m_Node, pError);
+    }
+    const int master = umockdev_testbed_get_dev_fd(m_Context.pTestbed, m_Node.c_str());
+    if (::fcntl(master, F_SETFL, O_NONBLOCK) != 0 || ::fcntl(master, F_SETFD, FD_CLOEXEC) != 0) {
+        ThrowErrno("cannot set up " + m_Node);
+    }
+    return master;
+}
+
+/// Kept open, because a terminal whose last user closes it hangs up.
+int CDeviceNode::OpenSlave() const
+{
+    const int slave = ::open((m_Context.root / m_Node.substr(1)).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (slave < 0) {
+        ThrowErrno("cannot open " + m_Node);
+    }
+    return slave;
+}
+
+/// What a serial line is like before a program sets it up.
+void CDeviceNode::MakeSerialLine() const
+{
+    termios settings{};
+    settings.c_iflag = ICRNL | IXON;
+    settings.c_oflag = OPOST | ONLCR;
+    settings.c_cflag = CS8 | CREAD | CLOCAL;
+    settings.c_lflag = ISIG | ICANON | ECHO | ECHOE | ECHOK | IEXTEN;
+    ::cfsetispeed(&settings, B9600);
+    ::cfsetospeed(&settings, B9600);
+    if (::tcsetattr(m_Slave.Get(), TCSANOW, &settings) != 0) {
+        ThrowErrno("cannot set up " + m_Node);
+    }
+}
+
+void CDeviceNode::TellLine()
+{
+    if (!m_Model.IsSerialLine()) {
+        return;
+    }
+    termios settings{};
+    ::tcgetattr(m_Master, &settings);
+    m_Model.SetLine(settings);
+}
+
+void CDeviceNode::Drain()
+{
+    std::array<std::uint8_t, 4096> chunk{};
+    for (;;) {
+        const ssize_t count = ::read(m_Master, chunk.data(), chunk.size());
+        if (count <= 0) {
+            return;
+        }
+        m_Image.insert(m_Image.end(), chunk.begin(), chunk.begin() + count);
+    }
+}
+
+void CDeviceNode::TakeImage()
+{
+    Drain();
+    if (m_Image.empty()) {
+        return;
+    }
+    const Bytes_T image = std::exchange(m_Image, {});
+    Finish(DeviceOperation_T::Kind::Image, 0, image, m_Model.TakeImage(image));
+}
+
+/// Reports the operation and lets its reply become readable.
+void CDeviceNode::Finish(DeviceOperation_T::Kind kind, unsigned long request, ByteView_T bytes,
+                         DeviceOutcome_T outcome)
+{
+    if (!outcome.reply.empty() && !m_Sender.Send(outcome)) {
+        outcome.refusals.push_back("the reply of " + std::to_string(outcome.reply.size()) +
+                                   " bytes does not fit into the node's buffer");
+    }
+    m_Context.observer({m_Name, kind, request, bytes, outcome});
+}
+
+void CDeviceNode::PassOnUnasked()
+{
+    TellLine();
+    if (auto outcome = m_Model.TakeUnasked()) {
+        Finish(DeviceOperation_T::Kind::Unasked, 0, {}, std::move(*outcome));
+    }
+}
+
+void CDeviceNode::Operate(UMockdevIoctlClient* pClient, bool isWrite)
+{
+    const std::scoped_lock guard(m_Context.lock);
+    // What was written to one node can change what answers on another.
+    for (const auto& node : m_Context.nodes) {
+        node->TakeImage();
+    }
+    TellLine();
+    glong result = 0;
+    int error = 0;
+    if (isWrite) {
+        UMockdevIoctlData* const pData = umockdev_ioctl_client_get_arg(pClient);
+        const Bytes_T bytes(pData->data, pData->data + pData->data_len);
+        DeviceOutcome_T outcome = m_Model.Write(bytes);
+        if (!outcome.fill.empty()) {
+            umockdev_ioctl_data_update(pData, 0, outcome.fill.data(), static_cast<gint>(outcome.fill.size()));
+        }
+        error = outcome.error;
+        result = static_cast<glong>(bytes.size());
+        Finish(DeviceOperation_T::Kind::Write, 0, bytes, std::move(outcome));
+    } else {
+        const unsigned long request = umockdev_ioctl_client_get_request(pClient);
+        const Bytes_T argument = ArgumentOf(pClient, m_Model.IoctlArgumentSize(request));
+        DeviceOutcome_T outcome = m_Model.Ioctl(request, argument);
+        error = outcome.error;
+        Finish(DeviceOperation_T::Kind::Ioctl, request, argument, std::move(outcome));
+    }
+    for (const auto& node : m_Context.nodes) {
+        node->PassOnUnasked();
+    }
+    umockdev_ioctl_client_complete(pClient, error != 0 ? -1 : result, error);
+}
+
+gboolean CDeviceNode::OnIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode)
+{
+    static_cast<CDeviceNode*>(pNode)->Operate(pClient, false);
+    return TRUE;
+}
+
+gboolean CDeviceNode::OnWrite(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode)
+{
+    static_cast<CDeviceNode*>(pNode)->Operate(pClient, true);
+    return TRUE;
+}

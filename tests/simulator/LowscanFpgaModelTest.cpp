@@ -1,0 +1,177 @@
+#include "simulator/FirmwareImage.h"
+#include "simulator/LowscanSpiModel.h"
+#include "simulator/LowscanUartModel.h"
+#include "tests/support/CorWire.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace testing;
+
+namespace
+{
+
+Bytes_T BigEndian(std::size_t address, std::size_t value)
+{
+    Bytes_T bytes;
+    for (const std::size_t part : {address >> 8, address, value >> 24, value >> 16, value >> 8, value}) {
+        bytes.push_back(static_cast<std::uint8_t>(part));
+    }
+    return bytes;
+}
+
+Bytes_T Frame(std::size_t address, std::size_t value)
+{
+    Bytes_T frame = Bytes_T{0xF5} + BigEndian(address, value);
+    frame.push_back(std::accumulate(frame.begin(), frame.end(), std::uint8_t{0}));
+    return frame;
+}
+
+/// A line as the FPGA needs it.
+termios RawLine()
+{
+    termios line{};
+    line.c_cflag = CS8;
+    line.c_iflag = IXOFF;
+    ::cfsetispeed(&line, B3000000);
+    ::cfsetospeed(&line, B3000000);
+    return line;
+}
+
+class LowscanFpgaModelTest : public Test
+{
+protected:
+    LowscanFpgaModelTest()
+    {
+        first.SetLine(RawLine());
+        second.SetLine(RawLine());
+        spi.Ioctl(0x80047202, {});
+    }
+
+    /// Sets a channel up: period, samples, decimation rate 76 (27 mm a sample), 200 kHz.
+    void SetChannel(std::size_t channel, std::size_t period, std::size_t samples)
+    {
+        for (const auto& [address, value] : std::initializer_list<std::pair<std::size_t, std::size_t>>{
+                 {17, 2757}, {18, period << 16}, {33, 76 << 16 | 1}, {37, samples}}) {
+            EXPECT_THAT(first.Write(Frame(address + 8 * channel, value)).refusals, IsEmpty());
+        }
+    }
+
+    bool isPowered = true;
+    std::shared_ptr<CLowscanFpgaModel> pFpga = std::make_shared<CLowscanFpgaModel>(
+        FpgaSetup_T{.product = "QL1A", .isPowered = [this] { return isPowered; }, .firmwareVersion = 7});
+    CLowscanUartModel first{pFpga, 0}, second{pFpga, 1};
+    CLowscanSpiModel spi{pFpga};
+};
+
+} // namespace
+
+TEST_F(LowscanFpgaModelTest, AWriteToALineIsOneWholeFrameOfAKnownRegister)
+{
+    EXPECT_THAT(first.Write(Frame(33, 0x00010001)).meaning, "Ch0.SamplingA=0x00010001");
+    Bytes_T wrongStart = Frame(66, 1), wrongSum = Frame(66, 1);
+    --wrongStart[0];
+    ++wrongSum[7];
+    const std::pair<Bytes_T, const char*> rows[] = {
+        {Frame(66, 1) + Frame(65, 1), "16 bytes in one write, a frame has 8"},
+        {{0xF5, 0, 66, 0}, "4 bytes in one write, a frame has 8"},
+        {wrongStart, "frame start 0xf4, expected 0xf5"},
+        {wrongSum, "checksum 0x39, expected 0x38"},
+        {Frame(67, 1), "write to unknown register 0x0043"},
+        {Frame(1, 2), "unknown command 0x00000002"},
+        {Frame(18, 0x40000000), "Ch0.PulseB=0x40000000 has unknown bits"},
+        {Frame(42, 4096), "Ch1.Gain=0x00001000 has unknown bits"},
+    };
+    for (const auto& [bytes, refusal] : rows) {
+        EXPECT_THAT(first.Write(bytes).refusals, ElementsAre(refusal));
+    }
+    EXPECT_EQ(pFpga->Register(66), 0U);
+}
+
+TEST_F(LowscanFpgaModelTest, ALineThatWouldAlterBytesIsRefused)
+{
+    termios line = RawLine();
+    line.c_iflag = ICRNL;
+    ::cfsetospeed(&line, B115200);
+    second.SetLine(line);
+    EXPECT_THAT(second.Write(Frame(1, 3)).refusals,
+                ElementsAre("write to a line with wrong settings: speed IXOFF ICRNL"));
+    SetChannel(1, 45, 10);
+    first.Write(Frame(1, 1));
+    const auto packet = second.TakeUnasked().value();
+    EXPECT_THAT(packet.reply, IsEmpty());
+    EXPECT_THAT(packet.refusals, ElementsAre("packet on a line with wrong settings: speed IXOFF ICRNL"));
+}
+
+TEST_F(LowscanFpgaModelTest, APingSendsEachActiveChannelsPacketOverItsLine)
+{
+    const auto ping = [&](std::size_t period0, std::size_t period1) {
+        SetChannel(0, period0, 993);
+        SetChannel(1, period1, 256);
+        const std::size_t size = first.Write(Frame(1, 1)).reply.size();
+        const auto other = second.TakeUnasked();
+        EXPECT_FALSE(second.TakeUnasked().has_value()) << "a packet comes once";
+        return std::pair(size, other ? other->reply.size() : 0);
+    };
+    EXPECT_EQ(ping(45, 0), std::pair(std::size_t{1024}, std::size_t{0}));
+    EXPECT_EQ(ping(0, 1023), std::pair(std::size_t{0}, std::size_t{267}));
+    EXPECT_EQ(ping(45, 45), std::pair(std::size_t{1024}, std::size_t{267}));
+
+    // The bottom at 20 m is sample 738, in the sixth block; its peak is the block's first value.
+    SetChannel(0, 45, 993);
+    const Bytes_T packet = first.Write(Frame(1, 1)).reply;
+    const auto block = packet.begin() + 2 + 5 * 132;
+    const auto peak = std::max_element(block, block + 128);
+    EXPECT_NEAR(static_cast<double>(5 * 128 + (peak - block)), 739, 3);
+    const int value = block[128] << 4 | block[129] >> 4;
+    EXPECT_NEAR(255 * std::sqrt(16 * value / 65535.0), *peak, 1);
+    EXPECT_LT(block[130] << 4 | block[131] >> 4, value) << "the mean is less";
+    EXPECT_EQ(packet.back(), 0);
+}
+
+TEST_F(LowscanFpgaModelTest, SpiRequestsAreTakenByTheirCodeAndLength)
+{
+    const std::pair<Bytes_T, const char*> rows[] = {
+        {{}, "empty write"},
+        {{1, 0}, "unknown request 0x01 of 2 bytes"},
+        {{3, 0, 0, 0, 0}, "version request without its pattern"},
+        {Bytes_T{4} + Bytes_T(83, 0), "unknown request 0x04 of 84 bytes"},
+        {Bytes_T{0x10} + Bytes_T(1060, 0), "unknown request 0x10 of 1061 bytes"},
+        {Bytes_T{0x11} + Bytes_T(3 + 130, 0), "unknown request 0x11 of 134 bytes"},
+    };
+    for (const auto& [bytes, refusal] : rows) {
+        EXPECT_THAT(spi.Write(bytes).refusals, ElementsAre(StartsWith(refusal)));
+    }
+    EXPECT_THAT(spi.Write(Bytes_T{4} + Bytes_T(84, 0)).refusals, Each("write to unknown register 0x0000"));
+    EXPECT_EQ(spi.Ioctl(0x80047205, Bytes_T(20, 0)).error, EINVAL);
+}
+
+TEST_F(LowscanFpgaModelTest, ASpiPingRaisesTheInterruptOnceAndIsReadOnce)
+{
+    SetChannel(1, 45, 993);
+    EXPECT_EQ(spi.Ioctl(0x80047203, {}).error, ETIMEDOUT);
+    spi.Write(Bytes_T{1});
+    EXPECT_EQ(spi.Ioctl(0x80047203, {}).error, 0);
+    EXPECT_EQ(spi.Ioctl(0x80047203, {}).error, ETIMEDOUT);
+    EXPECT_THAT(spi.Write(Bytes_T{0x10} + Bytes_T(1024, 0)).reply, AllOf(SizeIs(1024), Each(0)));
+    EXPECT_THAT(spi.Write(Bytes_T{0x11} + Bytes_T(1024, 0)).reply, AllOf(SizeIs(1024), Contains(255)));
+    EXPECT_THAT(spi.Write(Bytes_T{0x11} + Bytes_T(3, 0)).replyMeaning, "0 bytes of ping");
+}
+
+TEST_F(LowscanFpgaModelTest, WithoutFirmwareOrPowerTheLinesAreSilent)
+{
+    const auto replies = [&] {
+        SetChannel(0, 45, 10);
+        return std::tuple(first.Write(Frame(1, 3)).reply.size(), first.Write(Frame(1, 1)).reply.size(),
+                          spi.Write(Bytes_T{3, 0, 0, 0xFF, 0xFF}).reply);
+    };
+    isPowered = false;
+    EXPECT_EQ(replies(), std::tuple(0U, 0U, Bytes_T{}));
+    isPowered = true;
+    pFpga->TakeImage(MakeFirmwareImage("QL2A", 9));
+    EXPECT_EQ(replies(), std::tuple(0U, 0U, Bytes_T(4, 0)));
+    pFpga->TakeImage(MakeFirmwareImage("QL1A", 9));
+    EXPECT_EQ(replies(), std::tuple(1024U, 13U, Bytes_T{0, 0, 9, 0}));
+}
