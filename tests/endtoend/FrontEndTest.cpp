@@ -126,9 +126,5 @@ TEST(FrontEnd, SensorFilesAreShownAsTheyAre)
     for (const auto& [command, file] : commands) {
         EXPECT_EQ(CVirtualUnit("Varrow").Set(inputs + file, "1234").Run({command, "ignored"}).output,
                   ReportHead({command, "ignored"}) + "1234\n\nTest Result: Operation Performed.\n");
-        EXPECT_EQ(CVirtualUnit("Varrow").Set(inputs + file, "").Run({command}).Report(),
-                  "Empty File.\n" + UnitData(command + " ", "Varrow"));
-        EXPECT_THAT(CVirtualUnit("Varrow").Remove(inputs + file).Run({command}).output,
-                    StartsWith("ERROR: Failed to open file:\n" + inputs + file + "----"));
     }
 }

@@ -62,13 +62,6 @@ TEST(Simulator, WhatTheDeviceWouldNotUnderstandIsLoud)
         << "what a fault led to is no failure";
 }
 
-TEST(Simulator, WithoutPowerNothingAnswers)
-{
-    const auto run =
-        CVirtualUnit().RunScript("cat /corvane/Application/QuenlorSounder/FPGAFirmware/* > /dev/LSfpga0");
-    EXPECT_THAT(run.Trace("image"), ElementsAre(HasSubstr("no power")));
-}
-
 TEST(Simulator, TheUnitHasItsOwnFilesAndTheCallersArguments)
 {
     const TemporaryDirectory directory;

@@ -97,16 +97,6 @@ TEST(XkPing, ElementsOfTheQl6mUseItsFpgasCrosswise)
     }
 }
 
-TEST(XkPing, IsRefusedOnOtherProducts)
-{
-    for (const std::string product : {"Varrow", "LumetV2", "Nr1", "HY05"}) {
-        const auto run = Ping(CVirtualUnit(product));
-        EXPECT_THAT(run.Report(),
-                    HasSubstr("Loading FPGA...\nERROR: Use only for xK derivitives.\n\n\n\n//"));
-        EXPECT_THAT(run.Trace("write"), testing::IsEmpty());
-    }
-}
-
 TEST(XkPing, DeviceFailuresAreNamed)
 {
     // Writes 1 and 2 are the log requests, 3 to 7 the configuration, 8 the ping, 9 the samples, 10 the FIFO

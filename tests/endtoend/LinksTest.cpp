@@ -1,0 +1,128 @@
+#include "tests/endtoend/VirtualUnit.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <future>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+using Samples_T = std::vector<int>;
+using Words_T = std::vector<std::string>;
+
+Words_T Ping(const std::string& channel)
+{
+    return {"ping", "200000", "210000", "27", "45", channel, "medium"};
+}
+
+/// The samples that were printed.
+Samples_T Printed(const UnitRun_T& run)
+{
+    const std::string begin = "<SonarFPGAData>";
+    Samples_T samples;
+    for (std::size_t at = run.output.find(begin) + begin.size(); run.output[at] != '<'; at += 3) {
+        samples.push_back(std::stoi(run.output.substr(at, 3)));
+    }
+    return samples;
+}
+
+/// The samples in what a device sent last: bytes, or those of a ping return packet with its framing.
+Samples_T Sent(const UnitRun_T& run, const std::string& device, const std::string& direction, bool isPacket)
+{
+    const auto line = std::find_if(run.trace.rbegin(), run.trace.rend(), [&](const TraceLine_T& sent) {
+        return sent.device == device && sent.direction == direction;
+    });
+    Samples_T samples;
+    for (std::size_t i = 0; line != run.trace.rend() && i < line->bytes.size() / 2; ++i) {
+        const bool isFrame = isPacket && (i < 2 || (i - 2) % 132 >= 128 || i == line->bytes.size() / 2 - 1);
+        if (!isFrame) {
+            samples.push_back(std::stoi(line->bytes.substr(2 * i, 2), nullptr, 16));
+        }
+    }
+    return samples;
+}
+} // namespace
+
+TEST(Links, EverySampleIsPrintedAsTheDeviceSentIt)
+{
+    struct Row_T {
+        const char* product;
+        Words_T arguments;
+        const char* device;
+        bool isPacket = true;
+        const char* direction = "reply";
+    };
+    const Row_T rows[] = {
+        {"Varrow", Ping("0"), "ttyO1"},
+        {"VarrowX", Ping("1"), "ttyO3"},
+        {"QL2A", Ping("7"), "ttyO3"},
+        {"LumetV2", {"lumetping", "200long"}, "LSfpga0", false, "fill"},
+        {"LumetV1", {"lowscanping", "350long"}, "LSfpga0", false, "fill"},
+    };
+    for (const Row_T& row : rows) {
+        const auto run = CVirtualUnit(row.product).Run(row.arguments);
+        const Samples_T sent = Sent(run, row.device, row.direction, row.isPacket);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        EXPECT_EQ(sent.size(), row.isPacket ? 993U : 1024U) << row.product;
+        EXPECT_EQ(Printed(run), sent) << row.product;
+        // Bytes that a line could swallow or change.
+        for (const int control : {10, 13, 17, 19}) {
+            EXPECT_THAT(sent, testing::Contains(control)) << row.product;
+        }
+    }
+}
+
+TEST(Links, AnEnvironmentCanSelectTheLowscanFpgaOnSpi)
+{
+    const TemporaryDirectory directory;
+    const std::string scene = directory.Write("scene", R"({"water": {"temperature": 20}})");
+    const std::string script =
+        "PRODUCT_ID=Nx FPGA_CHANNEL_0_COMMS=/dev/LSfpga0 exec " SONARBENCH_PROGRAM " \"$@\"";
+    const auto unit = CVirtualUnit("none").Option("--scene", scene);
+    EXPECT_THAT(unit.RunScript(script, {"watertemperature"}).Report(),
+                StartsWith("Firmware Version: 1.0\n20\n"));
+    for (const std::string channel : {"0", "1"}) {
+        const auto run = unit.RunScript(script, Ping(channel));
+        EXPECT_EQ(run.status, 0) << run.errors;
+        EXPECT_EQ(Printed(run), Sent(run, "LSfpga0", "reply", true));
+    }
+}
+
+TEST(Links, FaultsOfASerialLineAreNoticedAndSlownessIsNot)
+{
+    const std::string version = "ERROR: Failed to get version.\n", passed = "Test Result: Test Passed.\n",
+                      failed =
+                          "Call to Lowscan function from CSonarTestController Failed, return value: -171\n";
+    const std::pair<const char*, std::string> rows[] = {
+        {"reply:*=silent", version},  {"reply:2=silent", failed}, {"reply:2=short", failed},
+        {"reply:2=dropped", failed},  {"reply:1=late", version},  {"reply:1=corrupted", "Version: 17.16\n"},
+        {"reply:2=corrupted", passed}};
+    // Side by side, because most of them wait a second for their device.
+    std::vector<std::future<UnitRun_T>> runs;
+    for (const auto& row : rows) {
+        runs.push_back(std::async(std::launch::async, [fault = row.first] {
+            return CVirtualUnit("Varrow").Fault(fault).Run(Ping("0"));
+        }));
+    }
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        const auto run = runs[i].get();
+        EXPECT_THAT(run.output, HasSubstr(rows[i].second)) << rows[i].first;
+        EXPECT_EQ(run.status, 0) << run.errors;
+    }
+    const auto run = CVirtualUnit("Varrow").Fault("reply:*=bytewise").Run(Ping("0"));
+    EXPECT_EQ(run.output, CVirtualUnit("Varrow").Run(Ping("0")).output);
+}
+
+TEST(Links, ALineThatWasNotSetUpIsNotUnderstood)
+{
+    const auto run = CVirtualUnit("Varrow").RunScript(SONARBENCH_DEVICE_CALL " /dev/ttyO1 12345678");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(
+        run.Trace("refused"),
+        ElementsAre(HasSubstr("wrong settings: speed IXON IXOFF ICRNL OPOST ICANON ECHO ECHOE ISIG")));
+}
