@@ -24,7 +24,7 @@ class CFaultPlan
 {
 public:
     /// Reads specifications OPERATION:NUMBER=KIND, as FaultHelp() lists them. Throws std::invalid_argument,
-    /// with one line that names the specification and what is allowed, for the first that is none.
+    /// with one line that names the text and what is allowed, for the first that is none.
     explicit CFaultPlan(const std::vector<std::string>& specifications = {});
 
     /// Counts an operation and returns the faults that befall it, in the order given.
