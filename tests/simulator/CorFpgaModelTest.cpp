@@ -83,18 +83,6 @@ TEST_F(CorFpgaModelTest, RefusesWhatItWouldNotUnderstandByNameAndWithoutEffect)
     EXPECT_EQ(model.Tables(0x37FF, 1)[0], 0);
 }
 
-TEST_F(CorFpgaModelTest, PacketsOfAWriteFindTheirPlaceAndReadsTheirReply)
-{
-    model.SetInput(CorAddress::c_TransducerRead, 0x81);
-    const auto outcome = model.Write(Packet(0xA772, Bytes_T(5049, 3), 2) + ReadPacket(66) +
-                                     Packet(0xBB2B, Bytes_T(1237, 4), 2) + ReadPacket(2));
-    EXPECT_EQ(
-        outcome.meaning,
-        "CorrelationTable[2524..3786]; read TransducerRead; CorrelationTable[3786..4095]; read Version");
-    EXPECT_THAT(model.Tables(0xBB29, 4), ElementsAre(3, 3, 4, 4));
-    EXPECT_THAT(outcome.reply, ElementsAre(0x81, 0x81, 5, 5));
-}
-
 TEST_F(CorFpgaModelTest, DriverRequestsAreHeldToTheirOrderAndArguments)
 {
     CCorFpgaModel fresh{{.product = "QL4K", .firmwareVersion = 1}};

@@ -148,18 +148,6 @@ TEST_F(LowscanFpgaModelTest, SpiRequestsAreTakenByTheirCodeAndLength)
     EXPECT_EQ(spi.Ioctl(0x80047205, Bytes_T(20, 0)).error, EINVAL);
 }
 
-TEST_F(LowscanFpgaModelTest, ASpiPingRaisesTheInterruptOnceAndIsReadOnce)
-{
-    SetChannel(1, 45, 993);
-    EXPECT_EQ(spi.Ioctl(0x80047203, {}).error, ETIMEDOUT);
-    spi.Write(Bytes_T{1});
-    EXPECT_EQ(spi.Ioctl(0x80047203, {}).error, 0);
-    EXPECT_EQ(spi.Ioctl(0x80047203, {}).error, ETIMEDOUT);
-    EXPECT_THAT(spi.Write(Bytes_T{0x10} + Bytes_T(1024, 0)).reply, AllOf(SizeIs(1024), Each(0)));
-    EXPECT_THAT(spi.Write(Bytes_T{0x11} + Bytes_T(1024, 0)).reply, AllOf(SizeIs(1024), Contains(255)));
-    EXPECT_THAT(spi.Write(Bytes_T{0x11} + Bytes_T(3, 0)).replyMeaning, "0 bytes of ping");
-}
-
 TEST_F(LowscanFpgaModelTest, WithoutFirmwareOrPowerTheLinesAreSilent)
 {
     const auto replies = [&] {

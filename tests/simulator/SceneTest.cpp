@@ -41,20 +41,6 @@ TEST(EchoTest, ADefaultPingShowsRingDownFishBottomAndSecondBottomWhereTheyAre)
     EXPECT_LT(Peak(samples, 800).second, 1000);
 }
 
-TEST(EchoTest, SceneAndRegistersDecideWhatIsSeen)
-{
-    EchoSettings_T settings = c_Settings;
-    const auto seen = [&](const Scene_T& scene) { return Peak(CEcho(scene).Ping(settings)); };
-    settings.interval /= 2;
-    EXPECT_NEAR(seen({}).first, 902, 2);
-    settings = c_Settings;
-    settings.frequency /= 4;
-    EXPECT_NEAR(seen({}).second, 14560, 450) << "50 kHz is absorbed less";
-    EXPECT_EQ(seen({.bottomDepth = 3, .fish = {}}).second, 65535) << "must clip, not wrap";
-    settings.pulse = 0;
-    EXPECT_LT(seen({}).second, 250) << "without a pulse there is noise only";
-}
-
 TEST(SceneTest, AFileChangesWhatItNamesAndKeepsTheRest)
 {
     const Scene_T scene = ParseScene(

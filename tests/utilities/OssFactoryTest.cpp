@@ -44,16 +44,6 @@ TEST_F(OssFactory, AShellThatCannotBeWaitedForIsAFailure)
     EXPECT_EQ(factory.SetEnv("a=b", "", true), EINVAL);
 }
 
-TEST_F(OssFactory, ABackgroundCopyDoesNotHoldTheCaller)
-{
-    ASSERT_EQ(mkfifo(At("from").c_str(), 0600), 0);
-    EXPECT_EQ(factory.CopyFile(At("from").c_str(), At("to").c_str(), BACKGROUND_COPY), 0);
-    directory.Write("from", "late"); // only now can the copy go on
-    for (int wait = 0; wait < 500 && directory.Read("to") != "late"; ++wait)
-        usleep(10'000);
-    EXPECT_EQ(directory.Read("to"), "late");
-}
-
 TEST_F(OssFactory, OnlyARegularFileOfTheWholeNameIsFound)
 {
     std::filesystem::resize_file(directory.Write("abc", ""), 0x100000005U);
