@@ -10,6 +10,7 @@ inline constexpr TSQEventCode_T c_Success = 0;
 inline constexpr TSQEventCode_T c_ShellNotStarted = -101;       ///< system() could not start a shell
 inline constexpr TSQEventCode_T c_NothingTransferred = -109;    ///< a transmit or read moved no bytes
 inline constexpr TSQEventCode_T c_FileLocked = -140;            ///< another process holds the file's lock
+inline constexpr TSQEventCode_T c_MetadataNotWritten = -142;    ///< a ping metadata file is not complete
 inline constexpr TSQEventCode_T c_NoTransducerInterrupt = -144; ///< the transducer-ID interrupt never came
 inline constexpr TSQEventCode_T c_ReceiveShortfall = -171;      ///< fewer bytes came than were wanted
 inline constexpr TSQEventCode_T c_ThreadCallFailed = -172;      ///< a thread call failed

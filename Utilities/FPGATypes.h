@@ -78,6 +78,13 @@ using ChirpTable_T = std::vector<ChirpTableEntry_T>;
 using TVGTable_T = std::vector<TVGTableEntry_T>;
 using CorrelationFilterCoefficients_T = std::vector<CorrelationFilterCoefficientSet_T>;
 
+/// Correlation filter of one Lumet channel.
+struct CorrelationFilterSettings_T {
+    CorrelationFilterCoefficients_T coefficients;
+    std::uint8_t downShift = 0;
+    std::uint8_t scaling = 0;
+};
+
 /// Most entries that the FPGA's tables hold.
 inline constexpr std::size_t Sizeof_TVGTable = 1024;
 inline constexpr std::size_t Sizeof_CorrelationFilter = 4096;

@@ -1,0 +1,32 @@
+#include "Database/DatabasePingMetaData.h"
+
+#include <cassert>
+
+CDatabasePingMetaData::CDatabasePingMetaData(IOSSFactory* pFactory, std::size_t index)
+    : CPingMetaDataFields("CDatabasePingMetaData", pFactory, index)
+{
+    CreateIfMissing();
+}
+
+TSQEventCode_T CDatabasePingMetaData::readDB()
+{
+    assert(0 && "CDatabasePingMetaData can't be read from disk!");
+    return GetErrorCode();
+}
+
+bool CDatabasePingMetaData::Print(const CPieceWriter& write) const
+{
+    const LowscanSettings_T& s = Settings();
+    // The colour gain comes before the gain, unlike in memory, on purpose.
+    return write("%d\n%d\n%zu\n%f\n%f\n%d\n%d\n%d\n%d\n%f\n%d\n%f\n%f\n%zu\n%d\n%f\n%d\n%f\n%d\n%f\n%d\n%f\n"
+                 "%d\n%d\n%d\n%zu\n%zu\n%f\n%f\n%f\n%d\n",
+                 s.active, s.channel, AsSize(s.numberOfSamples), s.startFreq, s.endFreq,
+                 AsSigned(s.numberOfFullCycles), AsSigned(s.decimationRate), s.workingDepth, s.requestedDepth,
+                 s.distancePerSample, AsSigned(s.startSample), s.colourGain, s.gain,
+                 AsSize(s.numberOfSamplesToProcess), s.gainLevelPercent, s.gainLevel,
+                 s.colourGainLevelPercent, s.colourGainLevel, s.clutterLevelPercent, s.clutterLevel,
+                 s.bandwidthPercent, s.burstLengthSeconds, s.steppedAnalogueGain, s.boostLevel,
+                 s.burstLengthPercent, AsSize(s.numberOfSamplesToDisplay), AsSize(s.sampleDelay),
+                 s.correctionFactor, s.burstLengthCorrectionFactor, s.steppedGainCorrectionFactor,
+                 s.previousDepth);
+}
