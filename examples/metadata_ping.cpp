@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -101,7 +100,7 @@ int main(int argc, char** argv)
     Record_T second(&factory, 1);
     Record_T* records[] = {&first, &second};
     bLumetCommandByte fire{c_CommandStartPing};
-    for (std::uint8_t channel = 0; channel < std::size(records); ++channel) {
+    for (const std::uint8_t channel : {std::uint8_t{0}, std::uint8_t{1}}) {
         Record_T& record = *records[channel];
         Fill(record, channel);
         record.SetActive(channels.find(static_cast<char>('0' + channel)) != std::string::npos);

@@ -121,8 +121,9 @@ TEST(RecordFile, LumetSettingsHaveTheirLinesAndTheTableFollows)
                                    "10.000000 4000000011 4000000014 " +
                                    c_Levels + "224 " + c_Corrections + " 234 235") +
                               "Lumet Channel 254 CorrelationFilterTable Size = ";
-    Lines seen;
-    factory.afterPiece = [&] { seen.push_back(directory.Read("PingMetaData12.txt")); };
+    std::size_t pieces = 0, expected = 0;
+    std::string uncut;
+    factory.afterPiece = [&] { uncut = ++pieces == expected ? directory.Read("PingMetaData12.txt") : ""; };
     std::string old;
     for (const std::size_t size : {4096U, 2U, 0U}) {
         CorrelationFilterCoefficients_T pairs;
@@ -132,12 +133,13 @@ TEST(RecordFile, LumetSettingsHaveTheirLinesAndTheTableFollows)
             text += std::to_string(next) + "," + std::to_string(-1 - next) + ",";
         }
         r.SetCorrelationTable({.coefficients = pairs, .downShift = 235, .scaling = 234});
-        seen.clear();
+        // One for the lines, one for the header, one a pair; the old tail stays to the end.
+        pieces = 0;
+        expected = 2 + size;
         EXPECT_EQ(r.writeDB(), 0);
         EXPECT_EQ(directory.Read("PingMetaData12.txt"), text);
-        // A piece for the lines, one for the header, one a pair; the old tail stays to the end.
-        EXPECT_EQ(seen.size(), 2 + size);
-        EXPECT_EQ(seen.back(), text + old.substr(std::min(old.size(), text.size())));
+        EXPECT_EQ(pieces, expected);
+        EXPECT_EQ(uncut, text + old.substr(std::min(old.size(), text.size())));
         old = text;
     }
 }

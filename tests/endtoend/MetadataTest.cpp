@@ -72,7 +72,7 @@ TEST(Metadata, LowscanRecordsBecomeARegisterSetInWhichIdleChannelsListenLikeThei
                                                      {"01", join(first, second, {0x35, 0xB2})}};
     for (const auto& [channels, words] : cases) {
         std::string expected = "write 04";
-        for (const unsigned address : {17, 18, 33, 37, 34, 35, 25, 26, 41, 45, 42, 43, 66, 65}) {
+        for (const unsigned address : Words_T{17, 18, 33, 37, 34, 35, 25, 26, 41, 45, 42, 43, 66, 65}) {
             char record[13];
             std::snprintf(record, sizeof record, "%04x%08x", address, words[(expected.size() - 8) / 12]);
             expected += record;
