@@ -1,10 +1,11 @@
 #include "simulator/Faults.h"
 
+#include "simulator/ErrorNames.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <limits>
 #include <optional>
 #include <stdexcept>
@@ -108,24 +109,11 @@ std::optional<Number> NumberOf(std::string_view text)
     return error == std::errc() && pStop == pEnd ? std::optional(number) : std::nullopt;
 }
 
-/// The number of an error by the name that the C library knows it by.
-std::optional<int> ErrnoNamed(std::string_view name)
-{
-    constexpr int c_MostErrors = 200;
-    for (int number = 1; number < c_MostErrors; ++number) {
-        const char* const pName = ::strerrorname_np(number);
-        if (pName != nullptr && name == pName) {
-            return number;
-        }
-    }
-    return std::nullopt;
-}
-
 /// The value that a kind stands for: errno, FIFO status, 0 for a word. Nothing: the text is not of this kind.
 std::optional<int> ValueOf(const FaultKind_T& row, std::string_view text)
 {
     if (row.kind == c_ErrnoKind) {
-        return ErrnoNamed(text);
+        return ErrorNamed(text);
     }
     if (row.kind == c_ValueKind) {
         const auto value = NumberOf<int>(text);

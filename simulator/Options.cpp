@@ -160,6 +160,8 @@ struct OptionSet_T {
                                        u"N"_s, u"1"_s};
     QCommandLineOption scene{u"scene"_s, u"What lies below the transducer, as a JSON file."_s, u"FILE"_s};
     QCommandLineOption trace{u"trace"_s, u"Writes one line for each operation on a device."_s, u"FILE"_s};
+    QCommandLineOption replay{
+        u"replay"_s, u"Lets the devices answer from a trace, which says the product, too."_s, u"FILE"_s};
     QCommandLineOption fault{u"fault"_s, u"Makes one operation go wrong; see below. Repeatable."_s,
                              u"SPEC"_s};
     QCommandLineOption keep{
@@ -177,10 +179,34 @@ fs::path PathValue(const QCommandLineParser& parser, const QCommandLineOption& o
     return BytesOf(value);
 }
 
+/// The trace that is to be replayed. What decides how a model answers makes no sense beside one.
+std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const OptionSet_T& set)
+{
+    const fs::path file = PathValue(parser, set.replay);
+    if (file.empty()) {
+        return std::nullopt;
+    }
+    for (const QCommandLineOption* pOption : {&set.scene, &set.fault}) {
+        if (parser.isSet(*pOption)) {
+            throw UsageError_T{
+                u"--%1 cannot go with --replay: the devices answer what the trace says, and nothing else"_s
+                    .arg(pOption->names().first())};
+        }
+    }
+    try {
+        return ReadTraceFile(file);
+    } catch (const std::runtime_error& error) {
+        throw UsageError_T{QString::fromLatin1(error.what())};
+    }
+}
+
 Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
 {
     Options_T options;
-    options.product = &ProductNamed(parser.value(set.product));
+    options.replay = ReadReplay(parser, set);
+    const bool isProductReplayed = options.replay && !parser.isSet(set.product);
+    options.product = &ProductNamed(isProductReplayed ? QString::fromLatin1(options.replay->unit)
+                                                      : parser.value(set.product));
     options.firmwareVersion = FirmwareVersion(parser.value(set.firmwareVersion));
     // Removals come first, so that what is copied or set stands.
     using Kind = FileChange_T::Kind;
@@ -215,12 +241,12 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
         u"Makes a simulated unit, runs sonarbench on it and removes the unit.\n"
         "Standard output, standard error and the exit status are the program's; the\n"
         "simulator itself ends with 2 for wrong usage, and with 3 when it failed, when\n"
-        "the program asked of a device what the real one would not understand, or when\n"
-        "a fault befell nothing."_s);
+        "the program asked of a device what the real one would not understand, when a\n"
+        "fault befell nothing, or when the program departed from the replayed trace."_s);
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     const QCommandLineOption help = parser.addHelpOption();
     parser.addOptions({set.product, set.listProducts, set.set, set.copy, set.remove, set.firmwareVersion,
-                       set.scene, set.trace, set.fault, set.keep, set.program});
+                       set.scene, set.trace, set.replay, set.fault, set.keep, set.program});
     parser.addPositionalArgument(u"command"_s, u"Command and arguments for sonarbench."_s,
                                  u"[--] [command...]"_s);
 

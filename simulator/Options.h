@@ -1,9 +1,11 @@
 #pragma once
 
 #include "framework/Products.h"
+#include "simulator/TraceFile.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -28,6 +30,7 @@ struct Options_T {
     std::uint8_t firmwareVersion = 1;
     std::filesystem::path scene;        ///< empty: the built-in scene
     std::filesystem::path trace;        ///< empty: no trace
+    std::optional<TraceFile_T> replay;  ///< the devices answer from it
     std::filesystem::path keep;         ///< empty: the unit's files are removed
     std::filesystem::path program;      ///< the program to run on the unit
     std::vector<std::string> arguments; ///< the program's, byte for byte

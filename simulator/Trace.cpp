@@ -1,18 +1,13 @@
 #include "simulator/Trace.h"
 
+#include "simulator/ErrorNames.h"
+#include "simulator/TraceEntry.h"
 #include "simulator/WireBytes.h"
 
-#include <array>
-#include <cstring>
 #include <string>
 
 namespace
 {
-
-constexpr std::string_view c_Header = "sonarbench trace 1";
-
-/// Names of DeviceOperation_T::Kind, in its order; what comes unasked has no line before its reply.
-constexpr std::array<std::string_view, 3> c_Directions = {"image", "ioctl", "write"};
 
 std::string HexBytes(ByteView_T bytes)
 {
@@ -23,55 +18,79 @@ std::string HexBytes(ByteView_T bytes)
         text += c_Digits[byte >> 4];
         text += c_Digits[byte & 0xF];
     }
-    return text.empty() ? "-" : text;
+    return text.empty() ? TraceWord::c_Nothing : text;
 }
 
 std::string TimeText(std::chrono::nanoseconds time)
 {
-    constexpr std::size_t c_Decimals = 9;
     std::string text = std::to_string(time.count());
-    if (text.size() <= c_Decimals) {
-        text.insert(0, c_Decimals + 1 - text.size(), '0');
+    if (text.size() <= TraceWord::c_Decimals) {
+        text.insert(0, TraceWord::c_Decimals + 1 - text.size(), '0');
     }
-    return text.insert(text.size() - c_Decimals, ".");
+    return text.insert(text.size() - TraceWord::c_Decimals, ".");
+}
+
+std::string MeaningText(std::string_view meaning)
+{
+    return (meaning.empty() ? "" : " # ") + std::string(meaning) + "\n";
+}
+
+/// A request as eight digits and the sign that its argument follows.
+std::string RequestText(unsigned long request)
+{
+    return HexText(static_cast<std::uint32_t>(request), TraceWord::c_RequestDigits).substr(2) +
+           TraceWord::c_RequestEnd;
+}
+
+std::string ReplyText(const DeviceOutcome_T& outcome)
+{
+    std::string text = std::to_string(outcome.reply.size()) + " " + HexBytes(outcome.reply);
+    if (outcome.replyDelay.count() != 0) {
+        text += " " + (TraceWord::c_Delay + std::to_string(outcome.replyDelay.count())) +
+                std::string(TraceWord::c_DelayUnit);
+    }
+    if (outcome.isBytewise) {
+        text.append(" ").append(TraceWord::c_Bytewise);
+    }
+    return text + MeaningText(outcome.replyMeaning);
 }
 
 } // namespace
 
-CTraceWriter::CTraceWriter(std::ostream& stream) : m_Stream(stream) { m_Stream << c_Header << '\n'; }
+CTraceWriter::CTraceWriter(std::ostream& stream, std::string_view unit) : m_Stream(stream)
+{
+    m_Stream << TraceWord::c_Header << '\n' << TraceWord::c_Unit << ' ' << unit << '\n';
+}
 
 void CTraceWriter::Write(const DeviceOperation_T& operation)
 {
+    using Kind = DeviceOperation_T::Kind;
     const DeviceOutcome_T& outcome = operation.outcome;
-    const bool isIoctl = operation.kind == DeviceOperation_T::Kind::Ioctl;
-    const std::string request =
-        isIoctl ? HexText(static_cast<std::uint32_t>(operation.request), 8).substr(2) + "+" : std::string();
-    const bool isUnasked = operation.kind == DeviceOperation_T::Kind::Unasked;
-    if (!isUnasked) {
-        Line(operation.device, c_Directions[static_cast<std::size_t>(operation.kind)], operation.bytes,
-             request, outcome.error, outcome.meaning);
-    }
-    if (!outcome.fill.empty()) {
-        Line(operation.device, "fill", outcome.fill, {}, 0, outcome.replyMeaning);
-    }
-    if (!outcome.reply.empty() || isUnasked) {
-        Line(operation.device, "reply", outcome.reply, {}, 0, outcome.replyMeaning);
+    const ByteView_T bytes = operation.bytes;
+    std::ostream& line =
+        Begin(operation.device, TraceWord::c_Operations[static_cast<std::size_t>(operation.kind)]);
+    if (operation.kind == Kind::Unasked) {
+        line << ReplyText(outcome);
+    } else {
+        line << bytes.size() << ' ' << (operation.kind == Kind::Ioctl ? RequestText(operation.request) : "")
+             << HexBytes(bytes);
+        if (outcome.error != 0) {
+            line << ' ' << TraceWord::c_Error << ErrorName(outcome.error);
+        }
+        line << MeaningText(outcome.meaning);
+        if (!outcome.fill.empty()) {
+            Begin(operation.device, TraceWord::c_Fill)
+                << outcome.fill.size() << ' ' << HexBytes(outcome.fill) << MeaningText(outcome.replyMeaning);
+        }
+        if (!outcome.reply.empty()) {
+            Begin(operation.device, TraceWord::c_Reply) << ReplyText(outcome);
+        }
     }
     for (const std::string& refusal : outcome.refusals) {
-        Begin(operation.device, "refused") << refusal << '\n';
+        Begin(operation.device, outcome.faulted ? TraceWord::c_Excused : TraceWord::c_Refused)
+            << refusal << '\n';
     }
     m_Time += outcome.linkTime;
-}
-
-void CTraceWriter::Line(std::string_view device, std::string_view direction, ByteView_T bytes,
-                        std::string_view before, int error, std::string_view meaning)
-{
-    Begin(device, direction) << bytes.size() << ' ' << before << HexBytes(bytes);
-    if (error != 0) {
-        const char* const pName = ::strerrorname_np(error);
-        m_Stream << " !" << (pName != nullptr ? pName : std::to_string(error).c_str());
-    }
-    m_Stream << " # " << meaning << '\n';
 }
 
 std::ostream& CTraceWriter::Begin(std::string_view device, std::string_view direction)

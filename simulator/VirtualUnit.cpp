@@ -2,6 +2,7 @@
 
 #include "simulator/DeviceHost.h"
 #include "simulator/ProgramRun.h"
+#include "simulator/Replay.h"
 #include "simulator/Sandbox.h"
 #include "simulator/Trace.h"
 #include "simulator/UnitDevices.h"
@@ -170,12 +171,16 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     std::optional<std::ofstream> traceFile = OpenTrace(options.trace);
     std::optional<CTraceWriter> trace;
     if (traceFile) {
-        trace.emplace(*traceFile);
+        trace.emplace(*traceFile, options.product->name);
     }
 
     MakeKeepDirectory(options.keep);
     const CUnitDirectory directory;
     UnitRun_T run{};
+    std::optional<CReplay> replay;
+    if (options.replay) {
+        replay.emplace(*options.replay);
+    }
     std::vector<UnitDevice_T> devices;
     CDeviceHost host(directory.Path(), [&](const DeviceOperation_T& operation) {
         if (trace) {
@@ -191,7 +196,10 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     const Product_T& product = *options.product;
     devices =
         MakeUnitDevices({product, scene, options.firmwareVersion, SonarPowerOf(trees, product)}, faults);
-    for (const UnitDevice_T& device : devices) {
+    for (UnitDevice_T& device : devices) {
+        if (replay) {
+            device.faulty = std::make_unique<CReplayDevice>(*replay, device.node, *device.device);
+        }
         host.AddDevice(device.node, *device.faulty);
     }
 
@@ -201,6 +209,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
                                   [&] { host.Drain(); });
     host.Finish();
     run.unstruckFaults = faults.Unstruck();
+    run.difference = replay ? replay->Finish() : "";
     if (!options.keep.empty()) {
         KeepFiles(trees, options.keep);
     }

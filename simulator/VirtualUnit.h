@@ -10,6 +10,7 @@ struct UnitRun_T {
     int exitStatus;                          ///< the program's
     std::vector<std::string> refusals;       ///< what it did that the real device would not have understood
     std::vector<std::string> unstruckFaults; ///< faults whose operation never came
+    std::string difference;                  ///< first one from the replayed trace; empty: none
 };
 
 /// Makes the unit, runs the program on it and removes the unit. Throws std::exception, with a message for the

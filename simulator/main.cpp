@@ -48,7 +48,11 @@ int main(int argc, char** argv)
         for (const std::string& fault : run.unstruckFaults) {
             PrintError("the fault " + fault + " befell nothing: its operation never came");
         }
-        return run.refusals.empty() && run.unstruckFaults.empty() ? run.exitStatus : c_SimulatorFailed;
+        if (!run.difference.empty()) {
+            PrintError("the program departs from the trace: " + run.difference);
+        }
+        const bool isGood = run.refusals.empty() && run.unstruckFaults.empty() && run.difference.empty();
+        return isGood ? run.exitStatus : c_SimulatorFailed;
     } catch (const std::exception& error) {
         PrintError(error.what());
         return c_SimulatorFailed;

@@ -2,9 +2,9 @@
 
 #include "tests/endtoend/VirtualUnit.h"
 
-/// Expects the program's requests and writes in a trace to be those of a golden file of the repository, whose
-/// notation is explained in xkping_ql4k.golden.
-void ExpectGolden(const Trace_T& trace, const std::string& path);
+/// Expects what the program did on its devices in a run to be what a trace of the repository says; what the
+/// devices answered is not compared.
+void ExpectGolden(const UnitRun_T& run, const std::string& path);
 
 /// The program's requests and writes in a trace, in their order: "ioctl REQUEST+ARGUMENT" or "write BYTES".
 std::vector<std::string> CallsOf(const Trace_T& trace);

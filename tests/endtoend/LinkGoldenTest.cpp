@@ -15,7 +15,7 @@ TEST(LinkGolden, EachLinkSendsByteForByteWhatItsRulesSay)
     for (const auto& [product, arguments, golden] : cases) {
         const auto run = CVirtualUnit(product).Run(arguments);
         EXPECT_THAT(run.output, EndsWith("Test Result: Test Passed.\n"));
-        ExpectGolden(run.trace, "tests/golden/" + golden + ".golden");
+        ExpectGolden(run, "tests/golden/" + golden + ".golden");
     }
 }
 

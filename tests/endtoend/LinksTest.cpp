@@ -59,8 +59,8 @@ TEST(Links, EverySampleIsPrintedAsTheDeviceSentIt)
     };
     const Row_T rows[] = {
         {"Varrow", Ping("0"), "ttyO1"},
-        {"VarrowX", Ping("1"), "ttyO3"},
-        {"QL2A", Ping("7"), "ttyO3"},
+        {"VarrowX", Ping("1"), "ttyO3", true, "unasked"},
+        {"QL2A", Ping("7"), "ttyO3", true, "unasked"},
         {"LumetV2", {"lumetping", "200long"}, "LSfpga0", false, "fill"},
         {"LumetV1", {"lowscanping", "350long"}, "LSfpga0", false, "fill"},
     };

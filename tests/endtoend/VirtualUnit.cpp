@@ -89,7 +89,7 @@ UnitRun_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
     command += " </dev/null >" + directory.Path("out") + " 2>" + directory.Path("err");
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, directory.Read("out"), directory.Read("err"),
-            ReadTrace(directory.Read("trace"))};
+            ReadTrace(directory.Read("trace")), directory.Read("trace")};
 }
 
 UnitRun_T CVirtualUnit::RunScript(const std::string& script, const std::vector<std::string>& arguments) const

@@ -6,7 +6,7 @@
 /// A line of a trace.
 struct TraceLine_T {
     std::string device;
-    std::string direction; ///< "image", "ioctl", "write", "fill", "reply" or "refused"
+    std::string direction; ///< "image", "ioctl", "write", "unasked", "fill", "reply" or "refused"
     std::string bytes;     ///< hexadecimal, of an ioctl with the request before it
     std::string text;      ///< the whole line
 
@@ -20,6 +20,7 @@ struct UnitRun_T {
     std::string output; ///< standard output
     std::string errors; ///< standard error
     Trace_T trace;
+    std::string traceText; ///< the trace as it was written
 
     /// The trace's lines of one direction, whole.
     std::vector<std::string> Trace(const std::string& direction) const;
@@ -31,7 +32,13 @@ struct UnitRun_T {
 class CVirtualUnit
 {
 public:
-    explicit CVirtualUnit(const std::string& product = "QL4K") : m_Options{"--product", product} {}
+    /// @param product  empty: as the simulator finds it
+    explicit CVirtualUnit(const std::string& product = "QL4K")
+    {
+        if (!product.empty()) {
+            Option("--product", product);
+        }
+    }
 
     CVirtualUnit& Option(const std::string& name, const std::string& value);
     CVirtualUnit& Set(const std::string& file, const std::string& value)

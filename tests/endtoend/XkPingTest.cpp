@@ -40,7 +40,7 @@ TEST(XkPing, SendsByteForByteWhatTheWireRulesSay)
 {
     const auto run = Ping(CVirtualUnit("QL4K"), c_GoldenTable);
     EXPECT_EQ(run.status, 0) << run.errors;
-    ExpectGolden(run.trace, "tests/golden/xkping_ql4k.golden");
+    ExpectGolden(run, "tests/golden/xkping_ql4k.golden");
 }
 
 TEST(XkPing, PrintsTheSamplesAndTheVerdict)

@@ -9,7 +9,7 @@ TEST(TraceTest, AnOperationIsALineThatSaysWhatItsBytesMean)
 {
     using Kind = DeviceOperation_T::Kind;
     std::ostringstream text;
-    CTraceWriter trace(text);
+    CTraceWriter trace(text, "QL4K");
     const std::string node = "LSfpga0";
     CCorFpgaModel model{{.product = "QL4K", .scene = {.noise = 0}, .firmwareVersion = 7}};
     const auto request = [&](unsigned long number, const Bytes_T& argument) {
@@ -35,24 +35,25 @@ TEST(TraceTest, AnOperationIsALineThatSaysWhatItsBytesMean)
     trace.Write({"ttyO3", Kind::Unasked, 0, {}, {.replyMeaning = "fault reply:1=silent"}});
 
     EXPECT_EQ(text.str(),
-              "sonarbench trace 1\n"
+              "sonarbench trace 2\n"
+              "unit QL4K\n"
               "0.000000000 LSfpga0 ioctl 0 80047202+- # configure SPI\n"
               "0.000000000 LSfpga0 write 22 4353000000000003034353104002040001020304050f"
               " # Command=0x03 (ping of 0 samples); ChirpTable[4..5]\n"
               "0.000007333 LSfpga0 write 9 435302000100000000 # read Version\n"
               "0.000007333 LSfpga0 reply 2 0707 # Version=0x07\n"
-              "0.000010333 LSfpga0 write 9 435301000000000909 # \n"
+              "0.000010333 LSfpga0 write 9 435301000000000909\n"
               "0.000010333 LSfpga0 refused offset 0: write to Status (0x0001), which is read only\n"
               "0.000013333 LSfpga0 ioctl 0 80047203+- !ETIMEDOUT # wait for interrupt\n"
               "0.000013333 LSfpga0 ioctl 20 80047205+4353000050000000000000000100000001000000"
               " # start ping read\n"
               "0.000013333 LSfpga0 write 2 0000 # ping read\n"
               "0.000013333 LSfpga0 fill 2 0000 # FifoData (2 bytes), 2 more than there are\n"
-              "0.000013999 LSfpga0 ioctl 0 00000123+- !ENOTTY # \n"
+              "0.000013999 LSfpga0 ioctl 0 00000123+- !ENOTTY\n"
               "0.000013999 LSfpga0 refused unknown request 0x00000123\n"
               "0.000013999 LSfpga1 image 2 310a # not loaded: no firmware image\n"
-              "0.000014665 LSfpga0 write 0 - # \n"
+              "0.000014665 LSfpga0 write 0 -\n"
               "12.000014665 LSfpga0 ioctl 0 80047206+- # end ping read\n"
-              "12.000014665 ttyO3 reply 2 0102 # ping\n"
-              "12.000014665 ttyO3 reply 0 - # fault reply:1=silent\n");
+              "12.000014665 ttyO3 unasked 2 0102 # ping\n"
+              "12.000014665 ttyO3 unasked 0 - # fault reply:1=silent\n");
 }

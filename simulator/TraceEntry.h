@@ -1,0 +1,66 @@
+#pragma once
+
+#include "simulator/DeviceModel.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the words of a trace are; docs/trace.md says what they mean.
+namespace TraceWord
+{
+constexpr std::string_view c_Header = "sonarbench trace 2";
+constexpr std::string_view c_Unit = "unit";
+/// By DeviceOperation_T::Kind.
+constexpr std::array<std::string_view, 4> c_Operations = {"image", "ioctl", "write", "unasked"};
+constexpr std::string_view c_Fill = "fill";
+constexpr std::string_view c_Reply = "reply";
+constexpr std::string_view c_Refused = "refused";
+constexpr std::string_view c_Excused = "excused";
+constexpr char c_Nothing[] = "-";
+constexpr char c_Comment = '#';
+constexpr std::size_t c_Decimals = 9; ///< of a time in seconds
+constexpr std::size_t c_RequestDigits = 8;
+constexpr char c_RequestEnd = '+';
+constexpr char c_Error = '!';
+constexpr char c_Delay = '+';
+constexpr std::string_view c_DelayUnit = "ms";
+constexpr std::string_view c_Bytewise = "bytewise";
+constexpr std::string_view c_Blanks = " \t\r";
+} // namespace TraceWord
+
+/// Bytes of which some may be anything.
+using BytePattern_T = std::vector<std::optional<std::uint8_t>>;
+
+/// From a byte on, bytes stand on this line of the file.
+struct TracePlace_T {
+    std::size_t offset;
+    std::size_t line;
+};
+
+/// One entry of a trace: a line with the lines that continue it.
+struct TraceEntry_T {
+    std::size_t number = 0; ///< 1-based, of its first line
+    std::optional<std::chrono::nanoseconds> time{};
+    std::string device{};
+    std::string direction{};
+    std::optional<std::size_t> count{};
+    std::optional<std::uint32_t> request{};
+    BytePattern_T bytes{};
+    std::vector<TracePlace_T> places{};
+    int error = 0;
+    std::chrono::milliseconds delay{};
+    bool isBytewise = false;
+    std::string text{}; ///< the meaning, or why something was refused
+
+    bool IsRefusal() const { return direction == TraceWord::c_Refused || direction == TraceWord::c_Excused; }
+};
+
+/// Reads the first line of an entry. Throws std::runtime_error, what is wrong, for what is none; whether the
+/// direction exists is left to the caller.
+TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number);
+
+/// Adds the line with this number, which continues the entry; throws in the same way.
+void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number);

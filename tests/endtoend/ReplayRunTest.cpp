@@ -1,0 +1,147 @@
+#include "tests/endtoend/VirtualUnit.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+using testing::HasSubstr;
+
+namespace
+{
+using Words_T = std::vector<std::string>;
+
+struct Golden_T {
+    std::string name;
+    std::string product;
+    Words_T arguments;
+};
+
+const Golden_T c_Goldens[] = {
+    {"xkping_ql4k", "QL4K", {"xkping", "tests/golden/xkping_ql4k.txt", "0", "1"}},
+    {"ping_varrow", "Varrow", {"ping", "200000", "210000", "27", "45", "0", "medium"}},
+    {"lumetping_200long", "LumetV2", {"lumetping", "200long"}},
+    {"lumetping_350long", "LumetV1", {"lowscanping", "350long"}},
+};
+
+std::string PathOf(const Golden_T& golden) { return "tests/golden/" + golden.name + ".golden"; }
+
+UnitRun_T Replay(const std::string& trace, const Words_T& arguments)
+{
+    return CVirtualUnit("").Option("--replay", trace).Run(arguments);
+}
+
+/// A golden trace with a piece of its text replaced.
+std::string Changed(const Golden_T& golden, const std::string& from, const std::string& to)
+{
+    std::string text = Source(PathOf(golden));
+    const std::size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return text.replace(at, from.size(), to);
+}
+} // namespace
+
+TEST(ReplayRun, AGoldenTraceIsAsGoodADeviceAsTheModel)
+{
+    for (const Golden_T& golden : c_Goldens) {
+        const auto run = Replay(PathOf(golden), golden.arguments);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        EXPECT_EQ(run.output, CVirtualUnit(golden.product).Run(golden.arguments).output) << golden.name;
+    }
+}
+
+TEST(ReplayRun, TheTraceThatTheManualWritesByHandWorks)
+{
+    const std::string manual = Source("docs/trace.md");
+    const std::size_t begin = manual.find("    sonarbench trace 2\n    unit QL1A\n");
+    ASSERT_NE(begin, std::string::npos);
+    std::istringstream lines(manual.substr(begin, manual.find("\nWith it", begin) - begin));
+    std::string trace;
+    for (std::string line; std::getline(lines, line);) {
+        trace += line.substr(std::min<std::size_t>(4, line.size())) + "\n";
+    }
+    const TemporaryDirectory directory;
+    const auto run = Replay(directory.Write("version.trace", trace), {"loadfpgabinary"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr("Firmware Version: 7.0\nTest Result: Test Passed.\n"));
+}
+
+TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceOnEveryLink)
+{
+    struct Row_T {
+        CVirtualUnit unit;
+        Words_T arguments;
+        std::string script = "exec " SONARBENCH_PROGRAM " \"$@\"";
+    };
+    const Words_T ping = {"ping", "200000", "210000", "27", "45", "1", "low"};
+    const Row_T rows[] = {
+        {CVirtualUnit("QL6M"), {"xkping", "examples/full.txt", "1", "4"}},
+        {CVirtualUnit("LumetV4"), {"lumetping", "200long"}},
+        {CVirtualUnit("VarrowX"), ping},
+        {CVirtualUnit("none"), ping,
+         "PRODUCT_ID=Nx FPGA_CHANNEL_0_COMMS=/dev/LSfpga0 exec " SONARBENCH_PROGRAM " \"$@\""},
+        // Recorded faults are part of the trace.
+        {CVirtualUnit("QL4K").Fault("ioctl:1=EIO"), {"xkping", "examples/short.txt", "0", "1"}},
+        {CVirtualUnit("VarrowX").Fault("reply:*=bytewise").Fault("write:4=ENODEV"), ping},
+    };
+    for (const Row_T& row : rows) {
+        const auto recorded = row.unit.RunScript(row.script, row.arguments);
+        const TemporaryDirectory directory;
+        const auto replayed = CVirtualUnit("")
+                                  .Option("--replay", directory.Write("recorded", recorded.traceText))
+                                  .RunScript(row.script, row.arguments);
+        EXPECT_EQ(replayed.traceText, recorded.traceText);
+        EXPECT_EQ(replayed.output, recorded.output);
+        EXPECT_EQ(replayed.status, 0) << replayed.errors;
+    }
+}
+
+TEST(ReplayRun, AChangedTraceFailsWithTheExactPlace)
+{
+    const TemporaryDirectory directory;
+    const auto& [xkping, ping, lumet, lowscan] = c_Goldens;
+    const std::string last = "f5 | 00 01 | 00 00 00 01 | f7";
+    const std::tuple<const Golden_T&, std::string, std::string, std::string> cases[] = {
+        {xkping, "| 5b | 5b", "| 5b | 5c",
+         "42: operation 5: write of 222 bytes on LSfpga0, byte 81: expected 0x5c, got 0x5b"},
+        {xkping, "50 00 00 00  00 00", "50 00 01 00  00 00",
+         "83: operation 11: ioctl 0x80047205 with 20 bytes on LSfpga0, byte 6: expected 0x01, got 0x00"},
+        {lowscan, "31 0a", "30 0a",
+         "10: operation 1: image of 1035 bytes on LSfpga0, byte 0: expected 0x30, got 0x31"},
+        {ping, "00 00 00 0a", "00 00 00 0b",
+         "49: operation 14: write of 8 bytes on ttyO1, byte 6: expected 0x0b, got 0x0a"},
+        {ping, "- ttyO1 write -\n    " + last, "- ttyO1 ioctl - 80047202+",
+         "54: operation 16: expected ioctl 0x80047202 with 0 bytes on ttyO1, got write of 8 bytes on ttyO1"},
+        {lumet, "- LSfpga0 reply 2 # Ch0.FifoStatus=0x04\n    0404",
+         "- LSfpga0 reply 2 0404\n- LSfpga0 write - 01",
+         "85: operation 11: expected write of 1 byte on LSfpga0, got the end; operations left over: 1"},
+    };
+    for (const auto& [golden, from, to, text] : cases) {
+        const std::string trace = directory.Write("trace", Changed(golden, from, to));
+        const auto run = Replay(trace, golden.arguments);
+        EXPECT_EQ(run.status, 3);
+        EXPECT_EQ(run.errors,
+                  "sonarbench-sim: the program departs from the trace: " + trace + ":" + text + "\n");
+    }
+}
+
+TEST(ReplayRun, WhatCannotBeReplayedIsWrongUsage)
+{
+    const TemporaryDirectory directory;
+    const std::string noProduct = directory.Write("product", "sonarbench trace 2\nunit QL9\n");
+    const std::string noTrace = directory.Write("empty", "");
+    const std::pair<CVirtualUnit, std::string> cases[] = {
+        {CVirtualUnit("").Option("--replay", "/nowhere"), "cannot read the trace /nowhere"},
+        {CVirtualUnit("").Option("--replay", directory.Path()), "the file cannot be read further"},
+        {CVirtualUnit("").Option("--replay", noTrace),
+         noTrace + ":1: the trace ends before it names its unit"},
+        {CVirtualUnit("").Option("--replay", noProduct), "there is no product \"QL9\""},
+        {CVirtualUnit("").Option("--replay", noTrace).Fault("write:1=EIO"),
+         "--fault cannot go with --replay: "},
+    };
+    for (const auto& [unit, text] : cases) {
+        const auto run = unit.Run({"sensepin"});
+        EXPECT_EQ(run.status, 2);
+        EXPECT_THAT(run.errors, HasSubstr(text));
+    }
+}

@@ -1,0 +1,132 @@
+#include "simulator/TraceFile.h"
+#include "simulator/Trace.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <sstream>
+
+namespace
+{
+const std::string c_Head = "sonarbench trace 2\nunit QL4K\n";
+
+TraceFile_T Read(const std::string& text)
+{
+    std::istringstream stream(text);
+    return ReadTrace(stream, "file");
+}
+
+std::string RefusalOf(const std::string& text)
+{
+    try {
+        Read(text);
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "read";
+}
+} // namespace
+
+TEST(TraceFile, WhatIsWrittenIsReadAsItWas)
+{
+    std::ostringstream text;
+    CTraceWriter trace(text, "QL1A");
+    using Kind = DeviceOperation_T::Kind;
+    const Bytes_T bytes = {0, 0x7F, 0xFF};
+    const std::chrono::seconds second(1);
+    const std::pair<Kind, DeviceOutcome_T> operations[] = {
+        {Kind::Image, {.meaning = "firmware # 1", .linkTime = second}},
+        {Kind::Ioctl, {.error = ETIMEDOUT, .refusals = {"first # no comment", "second"}}},
+        {Kind::Ioctl, {.faulted = true, .refusals = {"follows from a fault"}}},
+        {Kind::Write, {.fill = {1, 2, 3}, .reply = {4}, .replyMeaning = "both", .linkTime = 11 * second}},
+        {Kind::Write, {.reply = {5}, .replyDelay = std::chrono::milliseconds(1500), .isBytewise = true}},
+        {Kind::Unasked, {.reply = bytes, .replyMeaning = "ping", .isBytewise = true}},
+        {Kind::Unasked, {.faulted = true, .replyMeaning = "fault reply:3=silent"}}};
+    for (const auto& [kind, outcome] : operations) {
+        const bool isUnasked = kind == Kind::Unasked;
+        trace.Write({"ttyO1", kind, kind == Kind::Ioctl ? 0x80047203 : 0UL, isUnasked ? ByteView_T() : bytes,
+                     outcome});
+    }
+
+    const TraceFile_T read = Read(text.str());
+    std::ostringstream again;
+    CTraceWriter copy(again, read.unit);
+    for (const TraceOperation_T& operation : read.operations) {
+        Bytes_T copied;
+        for (const auto& byte : operation.bytes) {
+            copied.push_back(byte.value());
+        }
+        copy.Write({operation.device, operation.kind, operation.request, copied, operation.outcome});
+    }
+    EXPECT_EQ(read.operations.size(), std::size(operations));
+    EXPECT_EQ(again.str(), text.str());
+}
+
+TEST(TraceFile, HandWrittenOnesMayLeaveThingsOpenAndSpreadOverLines)
+{
+    const TraceFile_T trace = Read("sonarbench trace 2\n"
+                                   "# A comment\n\n"
+                                   "unit QL4K\n"
+                                   "- LSfpga0 write - # meaning\n"
+                                   "    43 53 | 00*3 ?? # a comment\n"
+                                   "# another\n\n"
+                                   "\t??*2 0A0b\n"
+                                   "1.000000001 LSfpga0 ioctl 2 80047205+ 0102\n"
+                                   "- LSfpga0 reply - 07*2 +20ms\n"
+                                   "2.000000000 ttyO1 unasked -");
+    ASSERT_EQ(trace.operations.size(), 3U);
+    const auto& [write, request, unasked] =
+        std::tie(trace.operations[0], trace.operations[1], trace.operations[2]);
+    EXPECT_EQ(write.bytes, (BytePattern_T{0x43, 0x53, 0, 0, 0, {}, {}, {}, 0x0A, 0x0B}));
+    EXPECT_EQ(write.outcome.meaning, "meaning");
+    EXPECT_EQ(std::tuple(write.line, write.LineOf(5), write.LineOf(6), write.LineOf(99)),
+              std::tuple(5U, 6U, 9U, 9U));
+    EXPECT_EQ(request.request, 0x80047205U);
+    EXPECT_EQ(request.outcome.reply, (Bytes_T{7, 7}));
+    EXPECT_EQ(request.outcome.replyDelay.count(), 20);
+    EXPECT_EQ(request.outcome.linkTime.count(), 999'999'999);
+    EXPECT_EQ(unasked.device, "ttyO1");
+}
+
+TEST(TraceFile, WhatIsNoTraceIsToldWithItsPlace)
+{
+    const std::string write = "- LSfpga0 write - 01\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "1: the trace ends before it names its unit"},
+        {"sonarbench trace 1\n", "1: a trace begins with the line \"sonarbench trace 2\""},
+        {"sonarbench trace 2\n# unit\n", "3: the trace ends before it names its unit"},
+        {"sonarbench trace 2\n" + write, "2: before the operations stands a line \"unit PRODUCT\""},
+        {c_Head + " 01\n", "3: this line begins with a blank, but nothing stands above it"},
+        {c_Head + write + "- LSfpga0 refused why\n 01\n",
+         "5: this line begins with a blank, but there is nothing that it could continue"},
+        {c_Head + "1.5 LSfpga0 write - 01\n", "3: the time \"1.5\" is not of the form 0.000000000 or -"},
+        {c_Head + "1.000000000 A write - 01\n0.999999999 A write - 01\n",
+         "4: the time is earlier than that of the operation above"},
+        {c_Head + "- LSfpga0\n", "3: the count \"\" is no number and not -"},
+        {c_Head + "- LSfpga0 read - 01\n", "3: there is no direction \"read\""},
+        {c_Head + "- LSfpga0 write x 01\n", "3: the count \"x\" is no number and not -"},
+        {c_Head + "- LSfpga0 write 3 01\n 02\n" + write, "3: the count is 3, but there are 2 bytes"},
+        {c_Head + "- LSfpga0 write - 012\n",
+         "3: \"012\" is neither bytes nor one byte and its repeats, as 00*16"},
+        {c_Head + "- LSfpga0 write - 0102*3\n",
+         "3: \"0102*3\" is neither bytes nor one byte and its repeats, as 00*16"},
+        {c_Head + "- LSfpga0 write -\n 0g\n", "4: \"0g\" is no byte"},
+        {c_Head + "- LSfpga0 write - 00*999999999\n", "3: more than 16777216 bytes"},
+        {c_Head + "- LSfpga0 ioctl - 8004\n", "3: an ioctl's bytes begin with its request, as 80047202+"},
+        {c_Head + "- LSfpga0 ioctl -\n", "3: an ioctl without a request"},
+        {c_Head + "- LSfpga0 write - 01 !EWHAT\n", "3: there is no error \"EWHAT\""},
+        {c_Head + "- LSfpga0 unasked - 01 !EIO\n", "3: only an image, ioctl or write can fail"},
+        {c_Head + write + "- LSfpga0 reply - 01 +2s\n", "4: the delay \"2s\" is not of the form +1500ms"},
+        {c_Head + write.substr(0, 20) + " bytewise\n",
+         "3: only what becomes readable, a reply or unasked, can come late or bytewise"},
+        {c_Head + write + "- LSfpga1 reply - 01\n", "4: reply without an operation on LSfpga1 above it"},
+        {c_Head + write + "- LSfpga0 reply - 01\n- LSfpga0 reply - 01\n",
+         "5: a second reply to one operation"},
+        {c_Head + write + "- LSfpga0 reply - ??\n", "4: what a device sends cannot be left open"},
+        {c_Head + write + "- LSfpga0 fill - 0102\n",
+         "4: a fill stands below a write of at least as many bytes"},
+    };
+    for (const auto& [text, refusal] : cases) {
+        EXPECT_EQ(RefusalOf(text), "file:" + refusal) << text;
+    }
+}
