@@ -1,10 +1,14 @@
 #include "app/CommandTable.h"
+#include "framework/StandardStreams.h"
 #include "sonar/SonarTestController.h"
+
+#include <cstdio>
 
 /// Runs one command on the unit and prints its report. The exit status is always 0; the verdict is in the
 /// text.
 int main(int argc, char* argv[])
 {
+    OpenStandardStreams();
     CSonarTestController controller;
 
     std::string output = std::string(51, '-') + "\n";
@@ -23,5 +27,8 @@ int main(int argc, char* argv[])
     }
 
     controller.ReportResult(output, commandLine, result);
+    if (std::ferror(stdout) != 0) {
+        std::fputs("sonarbench: standard output took less than the whole report\n", stderr);
+    }
     return 0;
 }

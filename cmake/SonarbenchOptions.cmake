@@ -33,3 +33,29 @@ if(SONARBENCH_SANITIZE)
                                                       -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(sonarbench_options INTERFACE -fsanitize=${SONARBENCH_SANITIZE})
 endif()
+
+# The program runs as root beside other software and reads what others wrote: what compiler and linker can do against a
+# wrong byte that becomes a jump is on in every build. tests/hardening.sh looks for it in the programs.
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+target_compile_options(sonarbench_options INTERFACE -fstack-protector-strong)
+target_link_options(sonarbench_options INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+# Not every architecture has these.
+foreach(option -fstack-clash-protection -fcf-protection)
+  string(MAKE_C_IDENTIFIER SONARBENCH_HAS${option} known)
+  check_cxx_compiler_flag("-Werror ${option}" ${known})
+  if(${known})
+    target_compile_options(sonarbench_options INTERFACE ${option})
+  endif()
+endforeach()
+# Checked calls of the C library need an optimiser that knows the sizes, and hide calls from the sanitizers. The third
+# level knows more sizes than the second; older C libraries warn that they have only that.
+if(NOT SONARBENCH_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  set(CMAKE_REQUIRED_FLAGS "-Werror -O2 -D_FORTIFY_SOURCE=3")
+  check_cxx_source_compiles("#include <cstdio>\nint main() {}" SONARBENCH_HAS_FORTIFY_3)
+  unset(CMAKE_REQUIRED_FLAGS)
+  set(SONARBENCH_FORTIFY $<IF:$<BOOL:${SONARBENCH_HAS_FORTIFY_3}>,3,2>)
+  target_compile_options(sonarbench_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=${SONARBENCH_FORTIFY})
+endif()

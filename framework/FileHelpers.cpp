@@ -4,9 +4,11 @@
 #include <QProcess>
 
 #include <algorithm>
+#include <cstdio>
 #include <fcntl.h>
 #include <limits>
 #include <memory>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,11 +19,18 @@ constexpr int c_StartTimeoutMilliseconds = 30000;
 constexpr unsigned int c_MillisecondsPerSecond = 1000;
 constexpr mode_t c_NewFileMode = 0666;
 
+// The largest file that a unit has reason to hold takes a hundredth of it; what never ends, such as
+// /dev/zero, stops here instead of taking all memory.
+constexpr qsizetype c_MostBytes = qsizetype{16} * 1024 * 1024;
+constexpr qsizetype c_PieceBytes = qsizetype{64} * 1024;
+constexpr int c_SilenceMilliseconds = 5000;
+
 // QFile would encode the name as UTF-8 and so miss a file whose name holds other bytes. Like QFile this does
 // not open a directory.
 bool Open(QFile& file, const QString& path, int flags, QIODevice::OpenMode mode)
 {
-    const int descriptor = ::open(path.toLatin1().constData(), flags | O_CLOEXEC, c_NewFileMode);
+    // A pipe that has nobody at its other end would keep a blocking open waiting.
+    const int descriptor = ::open(path.toLatin1().constData(), flags | O_CLOEXEC | O_NONBLOCK, c_NewFileMode);
     if (descriptor == -1) {
         return false;
     }
@@ -30,7 +39,15 @@ bool Open(QFile& file, const QString& path, int flags, QIODevice::OpenMode mode)
         ::close(descriptor);
         return false;
     }
+    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
     return file.open(descriptor, mode, QFileDevice::AutoCloseHandle);
+}
+
+/// The station's log says that the file could not be opened; why not is for the one who looks at it.
+std::nullopt_t Refuse(const QString& path, const char* reason)
+{
+    std::fprintf(stderr, "%s: %s\n", path.toLatin1().constData(), reason);
+    return std::nullopt;
 }
 
 std::string UpToFirstZero(const QByteArray& bytes) { return bytes.constData(); }
@@ -61,10 +78,24 @@ bool TestControllerBase::FileExists(const QString& path)
 std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
 {
     QFile file;
-    if (!Open(file, path, O_RDONLY, QIODevice::ReadOnly)) {
+    if (!Open(file, path, O_RDONLY, QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return std::nullopt;
     }
-    return file.readAll();
+    QByteArray contents;
+    for (;;) {
+        pollfd readable = {file.handle(), POLLIN, 0};
+        if (::poll(&readable, 1, c_SilenceMilliseconds) == 0) {
+            return Refuse(path, "nothing came to be read within 5 seconds");
+        }
+        const QByteArray piece = file.read(c_PieceBytes);
+        if (piece.isEmpty()) {
+            return contents;
+        }
+        contents += piece;
+        if (contents.size() > c_MostBytes) {
+            return Refuse(path, "larger than 16 MiB, which no file of a unit is");
+        }
+    }
 }
 
 int TestControllerBase::GetFileContents(const QString& path, QByteArray& contents, std::string* output)

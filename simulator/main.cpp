@@ -1,3 +1,4 @@
+#include "framework/StandardStreams.h"
 #include "simulator/Options.h"
 #include "simulator/Sandbox.h"
 #include "simulator/VirtualUnit.h"
@@ -6,24 +7,11 @@
 
 #include <cstdio>
 #include <exception>
-#include <fcntl.h>
 #include <string_view>
-#include <unistd.h>
 
 namespace
 {
 constexpr int c_SimulatorFailed = 3;
-
-/// A closed standard stream's number would go to the next file that is opened, which then gets what is
-/// printed.
-void OpenStandardStreams()
-{
-    int descriptor = -1;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    ::close(descriptor);
-}
 
 void PrintError(const std::string& text) { std::fprintf(stderr, "sonarbench-sim: %s\n", text.c_str()); }
 } // namespace

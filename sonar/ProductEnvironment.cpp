@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <iterator>
 #include <memory>
+#include <unistd.h>
 
 namespace
 {
@@ -24,6 +26,19 @@ struct PowerSwitch_T {
 
 constexpr PowerSwitch_T c_PowerSwitches[] = {{SonarPower::Varrow, UnitPaths::c_VarrowSonarPower},
                                              {SonarPower::Pelion, UnitPaths::c_PelionSonarPower}};
+
+/// Leaves an empty file at the path, in a directory in which everybody may write: a link or a pipe that
+/// somebody put there is replaced and neither followed nor waited for. The sounder's monitor looks for the
+/// marker; one that cannot be made is no reason to stop.
+void MakeMarker(const char* path)
+{
+    constexpr mode_t mode = 0666;
+    ::unlink(path);
+    const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (descriptor != -1) {
+        ::close(descriptor);
+    }
+}
 
 } // namespace
 
@@ -86,9 +101,7 @@ void CSonarTestController::SetProductEnvironment(const Product_T& identity)
 
 void CSonarTestController::StopSounder()
 {
-    // The sounder's monitor looks for the marker; one that cannot be made is no reason to stop here.
-    std::string unused;
-    WriteToFile(QString::fromLatin1(UnitPaths::c_StopSonarMarker), QByteArray(), &unused);
+    MakeMarker(UnitPaths::c_StopSonarMarker);
     for (const char* script : {UnitPaths::c_SounderKillScript, UnitPaths::c_ModuleSounderKillScript}) {
         const QString path = QString::fromLatin1(script);
         if (FileExists(path)) {

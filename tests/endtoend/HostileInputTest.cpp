@@ -1,0 +1,114 @@
+#include "tests/endtoend/VirtualUnit.h"
+
+#include <gmock/gmock.h>
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// What docs/hostile-inputs.md tells of is done to the unit by a script, which then runs the program.
+namespace
+{
+constexpr char c_Failed[] = "\nTest Result: Tests Failed.\n";
+constexpr char c_Identity[] = "$UMOCKDEV_DIR/sys/devices/platform/varrow/product_id";
+
+/// A run that would hang is ended, and has no verdict then.
+UnitRun_T RunAfter(const std::string& preparation, const std::string& arguments,
+                   const std::string& product = "QL4K")
+{
+    return CVirtualUnit(product).RunScript(preparation + "\ntimeout 100 " SONARBENCH_PROGRAM " " + arguments);
+}
+} // namespace
+
+TEST(HostileInput, ATableFileThatIsNoneFailsTheRun)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        {"mkfifo /tmp/table", "/tmp/table: nothing came to be read within 5 seconds\n"},
+        {"truncate -s 17M /tmp/table", "/tmp/table: larger than 16 MiB, which no file of a unit is\n"},
+        {"mkdir /tmp/table", ""},
+        {"ln -s table /tmp/table", ""},
+    };
+    for (const auto& [preparation, errors] : cases) {
+        const auto run = RunAfter(preparation, "xkping /tmp/table 0 1");
+        EXPECT_THAT(run.output, HasSubstr("ERROR: Failed to open file:\n/tmp/table-----")) << preparation;
+        EXPECT_THAT(run.output, HasSubstr("ERROR: Ensure file exists: /tmp/table \n"));
+        EXPECT_THAT(run.output, EndsWith(c_Failed));
+        EXPECT_EQ(run.errors, errors);
+    }
+    const std::string passed = "\nTest Result: Test Passed.\n";
+    EXPECT_THAT(
+        RunAfter("cp examples/short.txt /tmp/table; truncate -s 16M /tmp/table", "xkping /tmp/table 0 1")
+            .output,
+        EndsWith(passed));
+    EXPECT_THAT(RunAfter("mkfifo /tmp/table\n(sleep 1; cat examples/short.txt) >/tmp/table &",
+                         "xkping /tmp/table 0 1")
+                    .output,
+                EndsWith(passed))
+        << "a pipe may begin late";
+}
+
+TEST(HostileInput, AnIdentityThatCannotBeReadIsNoProduct)
+{
+    const std::string unknown = "ERROR: Unknown Product type.\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {"mkdir ", "No valid product ID.\n"},
+        {"truncate -s 100M ", "No valid product ID.\n"},
+        {"ln -s /nowhere ", unknown},
+        {"ln -s product_id ", unknown},
+    };
+    for (const auto& [command, text] : cases) {
+        const std::string file = c_Identity;
+        const auto run = RunAfter(std::string("rm ") + file + "\n" + command + file, "xkping");
+        EXPECT_THAT(run.output, StartsWith(text)) << command;
+        EXPECT_THAT(run.output, HasSubstr(unknown));
+        EXPECT_THAT(run.output, EndsWith(c_Failed));
+        EXPECT_LT(run.output.size(), 2000U);
+    }
+}
+
+TEST(HostileInput, TheStopMarkerReplacesWhatWasPlanted)
+{
+    const std::string look = "\ntest -f /tmp/stop_sonar -a ! -L /tmp/stop_sonar -a ! -s /tmp/stop_sonar && "
+                             "echo \"marker, $(cat /tmp/victim)\"";
+    const std::pair<std::string, std::string> cases[] = {
+        {"ln -s /tmp/victim /tmp/stop_sonar", "marker, precious\n"},
+        {"ln /tmp/victim /tmp/stop_sonar", "marker, precious\n"},
+        {"mkfifo /tmp/stop_sonar", "marker, precious\n"},
+        {"mkdir /tmp/stop_sonar", ""},
+    };
+    for (const auto& [preparation, seen] : cases) {
+        const auto run = RunAfter("echo precious >/tmp/victim\n" + preparation, "sensepin" + look, "QL1A");
+        EXPECT_THAT(run.output, EndsWith("\nTest Result: Operation Performed.\n" + seen)) << preparation;
+    }
+}
+
+TEST(HostileInput, AStreamTheCallerClosedIsNotTheFpga)
+{
+    const std::string ping = "xkping examples/short.txt 0 1";
+    const auto usual = RunAfter("", ping);
+    for (const char* stream : {" >&-", " 2>&-", " 2>&- >&-"}) {
+        EXPECT_EQ(RunAfter("", ping + stream).trace, usual.trace) << stream;
+    }
+    EXPECT_EQ(RunAfter("", ping + " >/dev/full").errors,
+              "sonarbench: standard output took less than the whole report\n");
+}
+
+TEST(HostileInput, TheCallersEnvironmentAndLongArgumentsChangeNothing)
+{
+    const std::string ping = "xkping examples/short.txt 0 1";
+    const auto run = RunAfter("export PRODUCT_ID=N41010 PRODUCT_ID_QL4K=N41010 PRODUCT_ID_LUMETV1=N41005\n"
+                              "export FPGA_CHANNEL_0_COMMS=/nowhere FPGA_CHANNEL_1_COMMS=/nowhere\n"
+                              "export QT_LOGGING_RULES='*=true' QT_DEBUG_PLUGINS=1 QT_FATAL_WARNINGS=1\n"
+                              "export QT_MESSAGE_PATTERN='%{backtrace}' LC_ALL=de_DE.UTF-8 IFS=/ "
+                              "TMPDIR=/nowhere",
+                              ping);
+    const auto usual = RunAfter("", ping);
+    EXPECT_EQ(run.output + run.errors, usual.output);
+    EXPECT_EQ(run.trace, usual.trace);
+
+    const std::string words = R"( "$a" "$a" "$a" "$a" "$a" "$a" "$a" "$a")";
+    const auto longest = RunAfter("a=$(head -c 130000 /dev/zero | tr '\\0' '%')", "speed" + words);
+    const std::string word = std::string(65000, '%') + " ";
+    const std::string shown = word + word + word + word + word + word + word + word;
+    EXPECT_THAT(longest.output.substr(0, 600000), HasSubstr(" speed " + shown + "\n\nTest Output: \n"));
+}
