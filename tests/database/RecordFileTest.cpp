@@ -151,7 +151,7 @@ TEST(RecordFile, WhatCannotBeWrittenIsNotReportedAsWritten)
                       full = directory.Path("full/"), endless = directory.Path("endless/");
     for (const std::string& path : {directory.Path(), closed, full, endless}) {
         mkdir(path.c_str(), 0700);
-        chmod(path.c_str(), 0555); // others may search, and nobody but root may write
+        chmod(path.c_str(), path == closed ? 0555 : 0755); // others may look, too
     }
     ASSERT_EQ(symlink("/dev/full", (full + "PingMetaData0.txt").c_str()), 0);
     ASSERT_EQ(symlink("/dev/null", (endless + "PingMetaData0.txt").c_str()), 0);
