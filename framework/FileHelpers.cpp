@@ -21,7 +21,7 @@ constexpr mode_t c_NewFileMode = 0666;
 
 // The largest file that a unit has reason to hold takes a hundredth of it; what never ends, such as
 // /dev/zero, stops here instead of taking all memory.
-constexpr qsizetype c_MostBytes = qsizetype{16} * 1024 * 1024;
+constexpr qsizetype c_MostBytes = qsizetype{32} * 1024 * 1024;
 constexpr qsizetype c_PieceBytes = qsizetype{64} * 1024;
 constexpr int c_SilenceMilliseconds = 5000;
 
@@ -93,7 +93,7 @@ std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
         }
         contents += piece;
         if (contents.size() > c_MostBytes) {
-            return Refuse(path, "larger than 16 MiB, which no file of a unit is");
+            return Refuse(path, "larger than 32 MiB, which no file of a unit is");
         }
     }
 }

@@ -40,7 +40,7 @@ public:
 
     /// Whether something exists at the path.
     static bool FileExists(const QString& path);
-    /// Reads a whole file; no value when it cannot be opened, is larger than 16 MiB or stays silent for 5
+    /// Reads a whole file; no value when it cannot be opened, is larger than 32 MiB or stays silent for 5
     /// seconds (standard error says which of the last two). A read that fails gives the bytes that came
     /// before.
     static std::optional<QByteArray> ReadWholeFile(const QString& path);

@@ -24,7 +24,7 @@ TEST(HostileInput, ATableFileThatIsNoneFailsTheRun)
 {
     const std::pair<std::string, std::string> cases[] = {
         {"mkfifo /tmp/table", "/tmp/table: nothing came to be read within 5 seconds\n"},
-        {"truncate -s 17M /tmp/table", "/tmp/table: larger than 16 MiB, which no file of a unit is\n"},
+        {"truncate -s 33M /tmp/table", "/tmp/table: larger than 32 MiB, which no file of a unit is\n"},
         {"mkdir /tmp/table", ""},
         {"ln -s table /tmp/table", ""},
     };
@@ -37,7 +37,7 @@ TEST(HostileInput, ATableFileThatIsNoneFailsTheRun)
     }
     const std::string passed = "\nTest Result: Test Passed.\n";
     EXPECT_THAT(
-        RunAfter("cp examples/short.txt /tmp/table; truncate -s 16M /tmp/table", "xkping /tmp/table 0 1")
+        RunAfter("cp examples/short.txt /tmp/table; truncate -s 32M /tmp/table", "xkping /tmp/table 0 1")
             .output,
         EndsWith(passed));
     EXPECT_THAT(RunAfter("mkfifo /tmp/table\n(sleep 1; cat examples/short.txt) >/tmp/table &",
