@@ -29,9 +29,12 @@ target_compile_definitions(sonarbench_options INTERFACE _FILE_OFFSET_BITS=64 QT_
 
 set(SONARBENCH_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
 if(SONARBENCH_SANITIZE)
-  target_compile_options(sonarbench_options INTERFACE -fsanitize=${SONARBENCH_SANITIZE}
-                                                      -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(sonarbench_options INTERFACE -fsanitize=${SONARBENCH_SANITIZE})
+  # A target with the property SONARBENCH_PLAIN goes without.
+  set(wanted "$<NOT:$<BOOL:$<TARGET_PROPERTY:SONARBENCH_PLAIN>>>")
+  target_compile_options(
+    sonarbench_options INTERFACE "$<${wanted}:-fsanitize=${SONARBENCH_SANITIZE};-fno-sanitize-recover=all>"
+                                 -fno-omit-frame-pointer)
+  target_link_options(sonarbench_options INTERFACE "$<${wanted}:-fsanitize=${SONARBENCH_SANITIZE}>")
 endif()
 
 # The program runs as root beside other software and reads what others wrote: what compiler and linker can do against a

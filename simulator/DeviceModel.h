@@ -27,6 +27,7 @@ struct DeviceOutcome_T {
     std::chrono::nanoseconds linkTime{};    ///< time that the bytes need on the link; no clock is read for it
     std::chrono::milliseconds replyDelay{}; ///< the reply becomes readable so much later
     bool isBytewise = false;                ///< the reply's next byte comes when the one before was read
+    std::optional<std::size_t> taken = {};  ///< count that a write reports; none: all of its bytes
 };
 
 /// One operation on a device, as it was carried out.

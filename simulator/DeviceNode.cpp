@@ -160,7 +160,7 @@ void CDeviceNode::Operate(UMockdevIoctlClient* pClient, bool isWrite)
             umockdev_ioctl_data_update(pData, 0, outcome.fill.data(), static_cast<gint>(outcome.fill.size()));
         }
         error = outcome.error;
-        result = static_cast<glong>(bytes.size());
+        result = static_cast<glong>(outcome.taken.value_or(bytes.size()));
         Finish(DeviceOperation_T::Kind::Write, 0, bytes, std::move(outcome));
     } else {
         const unsigned long request = umockdev_ioctl_client_get_request(pClient);

@@ -1,6 +1,7 @@
 #include "simulator/Options.h"
 
 #include "simulator/Faults.h"
+#include "simulator/UnitPlaces.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -21,10 +22,6 @@ namespace fs = std::filesystem;
 struct UsageError_T {
     QString text;
 };
-
-/// The trees that a unit has of its own; every other file belongs to the machine that the simulator runs on.
-constexpr std::array<std::string_view, 3> c_UnitTrees = {"/sys/", "/corvane/", "/tmp/"};
-constexpr std::string_view c_PlatformVersionFile = "/VERSION";
 
 /// Names of the links, in the order of Link.
 constexpr std::array<const char*, 5> c_LinkNames = {"-", "UART", "Lowscan SPI", "Cor SPI", "Lumet SPI"};
@@ -102,10 +99,7 @@ const Product_T& ProductNamed(const QString& name)
 fs::path UnitFile(const QString& text)
 {
     const std::string name = BytesOf(text);
-    const bool inUnit = name == c_PlatformVersionFile || std::ranges::any_of(c_UnitTrees, [&](auto tree) {
-                            return name.starts_with(tree) && name.size() > tree.size();
-                        });
-    if (!inUnit || name.find("/../") != std::string::npos || name.ends_with("/..")) {
+    if (!IsUnitFile(name) || name.find("/../") != std::string::npos || name.ends_with("/..")) {
         throw UsageError_T{
             u"\"%1\" is no file of a unit; it lies below /sys, /corvane or /tmp, or is /VERSION"_s.arg(text)};
     }
@@ -164,6 +158,10 @@ struct OptionSet_T {
         u"replay"_s, u"Lets the devices answer from a trace, which says the product, too."_s, u"FILE"_s};
     QCommandLineOption fault{u"fault"_s, u"Makes one operation go wrong; see below. Repeatable."_s,
                              u"SPEC"_s};
+    QCommandLineOption listFaults{u"list-faults"_s,
+                                  u"Lists the faults, a line OPERATION KIND each, and ends."_s};
+    QCommandLineOption calls{u"calls"_s, u"Writes how many operations there were that a fault can befall."_s,
+                             u"FILE"_s};
     QCommandLineOption keep{
         u"keep"_s, u"Leaves the unit's files in this directory, which must not exist yet."_s, u"DIR"_s};
     QCommandLineOption program{u"program"_s, u"The program to run (default: sonarbench beside this one)."_s,
@@ -223,6 +221,7 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     CheckFaults(options.faults);
     options.scene = PathValue(parser, set.scene);
     options.trace = PathValue(parser, set.trace);
+    options.calls = PathValue(parser, set.calls);
     options.keep = PathValue(parser, set.keep);
     options.program = PathValue(parser, set.program);
     if (options.program.empty()) {
@@ -246,7 +245,8 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     const QCommandLineOption help = parser.addHelpOption();
     parser.addOptions({set.product, set.listProducts, set.set, set.copy, set.remove, set.firmwareVersion,
-                       set.scene, set.trace, set.replay, set.fault, set.keep, set.program});
+                       set.scene, set.trace, set.replay, set.fault, set.listFaults, set.calls, set.keep,
+                       set.program});
     parser.addPositionalArgument(u"command"_s, u"Command and arguments for sonarbench."_s,
                                  u"[--] [command...]"_s);
 
@@ -265,6 +265,9 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     }
     if (parser.isSet(set.listProducts)) {
         return OptionsAnswer_T{0, ProductList()};
+    }
+    if (parser.isSet(set.listFaults)) {
+        return OptionsAnswer_T{0, FaultList()};
     }
     try {
         Options_T options = Read(parser, set);

@@ -1,5 +1,6 @@
 #include "simulator/VirtualUnit.h"
 
+#include "simulator/CallFaults.h"
 #include "simulator/DeviceHost.h"
 #include "simulator/ProgramRun.h"
 #include "simulator/Replay.h"
@@ -26,7 +27,12 @@ namespace fs = std::filesystem;
 /// Where the program sees the unit's directory, and its own file.
 constexpr char c_UnitDirectory[] = "/unit";
 constexpr char c_ProgramDirectory[] = "/unit/bin";
+constexpr char c_CallLibrary[] = "/unit/call-library.so";
 constexpr char c_ProgramName[] = "sonarbench";
+
+/// Names of the files that the caller gets, for messages.
+constexpr char c_Trace[] = "trace";
+constexpr char c_Counts[] = "counts";
 
 /// Nodes of this machine that a unit has too.
 constexpr std::array<const char*, 7> c_PlainDevices = {
@@ -85,6 +91,19 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
         need(fs::canonical(path, isMissing)); // what a link elsewhere points to
     }
     return bindings;
+}
+
+/// Loads the library that counts the program's calls, in front of what serves the unit's nodes.
+void CountCalls(const CCallFaults& calls, Sandbox_T& sandbox)
+{
+    constexpr std::string_view c_Preload = "LD_PRELOAD";
+    sandbox.bindings.push_back({calls.Library(), c_CallLibrary});
+    for (auto& [name, value] : sandbox.environment) {
+        value.insert(0, name == c_Preload ? std::string(c_CallLibrary) + ":" : "");
+    }
+    for (const auto& variable : CCallFaults::Environment(c_UnitDirectory)) {
+        sandbox.environment.push_back(variable);
+    }
 }
 
 Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const CDeviceHost& host)
@@ -149,16 +168,23 @@ void KeepFiles(const UnitTrees_T& trees, const fs::path& target)
     }
 }
 
-std::optional<std::ofstream> OpenTrace(const fs::path& path)
+std::optional<std::ofstream> OpenResult(const char* what, const fs::path& path)
 {
     if (path.empty()) {
         return std::nullopt;
     }
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     if (!file) {
-        throw std::runtime_error("cannot write the trace " + path.string());
+        throw std::runtime_error(std::string("cannot write the ") + what + " " + path.string());
     }
     return file;
+}
+
+void CheckResult(std::optional<std::ofstream>& file, const char* what, const fs::path& path)
+{
+    if (file && !file->flush()) {
+        throw std::runtime_error(std::string("cannot write the ") + what + " " + path.string());
+    }
 }
 } // namespace
 
@@ -168,7 +194,8 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     CheckProgram(options.program);
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);
     CFaultPlan faults(options.faults);
-    std::optional<std::ofstream> traceFile = OpenTrace(options.trace);
+    std::optional<std::ofstream> traceFile = OpenResult(c_Trace, options.trace);
+    std::optional<std::ofstream> callsFile = OpenResult(c_Counts, options.calls);
     std::optional<CTraceWriter> trace;
     if (traceFile) {
         trace.emplace(*traceFile, options.product->name);
@@ -176,6 +203,10 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
 
     MakeKeepDirectory(options.keep);
     const CUnitDirectory directory;
+    std::optional<CCallFaults> calls;
+    if (callsFile || !faults.OfCalls().empty()) {
+        calls.emplace(directory.Path(), faults);
+    }
     UnitRun_T run{};
     std::optional<CReplay> replay;
     if (options.replay) {
@@ -205,16 +236,24 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
 
     std::vector<std::string> program = {c_ProgramName};
     program.insert(program.end(), options.arguments.begin(), options.arguments.end());
-    run.exitStatus = RunInSandbox(MakeSandbox(options, trees, host), program, signals, host.Descriptors(),
-                                  [&] { host.Drain(); });
+    Sandbox_T sandbox = MakeSandbox(options, trees, host);
+    if (calls) {
+        CountCalls(*calls, sandbox);
+    }
+    run.exitStatus = RunInSandbox(sandbox, program, signals, host.Descriptors(), [&] { host.Drain(); });
     host.Finish();
+    if (calls) {
+        calls->TakeLog();
+    }
     run.unstruckFaults = faults.Unstruck();
     run.difference = replay ? replay->Finish() : "";
     if (!options.keep.empty()) {
         KeepFiles(trees, options.keep);
     }
-    if (traceFile && !traceFile->flush()) {
-        throw std::runtime_error("cannot write the trace " + options.trace.string());
+    CheckResult(traceFile, c_Trace, options.trace);
+    if (callsFile) {
+        *callsFile << faults.Counts();
     }
+    CheckResult(callsFile, c_Counts, options.calls);
     return run;
 }

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+/// The trees that a unit has of its own; every other file belongs to the machine that the simulator runs on.
+inline constexpr std::array<std::string_view, 3> c_UnitTrees = {"/sys/", "/corvane/", "/tmp/"};
+inline constexpr std::string_view c_PlatformVersionFile = "/VERSION";
+
+/// Beginnings of the unit's device nodes.
+inline constexpr std::array<std::string_view, 2> c_UnitNodes = {"/dev/LSfpga", "/dev/ttyO"};
+
+/// Whether an absolute path is that of a file of the unit.
+constexpr bool IsUnitFile(std::string_view path)
+{
+    return path == c_PlatformVersionFile || std::ranges::any_of(c_UnitTrees, [&](std::string_view tree) {
+               return path.starts_with(tree) && path.size() > tree.size();
+           });
+}
+
+/// Whether an absolute path is that of a device node of the unit.
+constexpr bool IsUnitNode(std::string_view path)
+{
+    return std::ranges::any_of(c_UnitNodes, [&](std::string_view node) { return path.starts_with(node); });
+}

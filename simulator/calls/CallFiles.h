@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+/// What a path or a descriptor leads to.
+enum class CallTarget_T : std::uint8_t {
+    None,   ///< nothing whose calls are counted
+    Device, ///< a device node of the unit
+    File    ///< a file of the unit, or one that an argument of the program names
+};
+
+/// The program's arguments, which must stay.
+void RememberArguments(int count, char** arguments);
+
+/// What a path leads to, seen from the working directory; None where no calls are counted.
+CallTarget_T TargetOf(const char* path);
+
+/// What a descriptor leads to, as it was told last; None where no calls are counted.
+CallTarget_T TargetOf(int descriptor);
+void SetTarget(int descriptor, CallTarget_T target);
+
+/// Remembers that a descriptor was said to be readable, whether it is or not.
+void SetDeceived(int descriptor);
+/// Whether it was, and forgets it.
+bool TakeDeceived(int descriptor);

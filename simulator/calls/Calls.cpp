@@ -1,0 +1,277 @@
+#include "simulator/calls/Calls.h"
+
+#include "simulator/calls/CallFiles.h"
+#include "simulator/calls/CallPlan.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <fcntl.h>
+#include <poll.h>
+#include <span>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <termios.h>
+#include <unistd.h>
+
+extern "C" {
+int CountedOpen(const char* path, int flags, ...) SONARBENCH_REPLACES("open");
+int CountedOpen64(const char* path, int flags, ...) SONARBENCH_REPLACES("open64");
+int CheckedOpen(const char* path, int flags) SONARBENCH_REPLACES("__open_2");
+int CheckedOpen64(const char* path, int flags) SONARBENCH_REPLACES("__open64_2");
+ssize_t CheckedRead(int descriptor, void* buffer, std::size_t size, std::size_t room)
+    SONARBENCH_REPLACES("__read_chk");
+int CountedIoctl(int descriptor, unsigned long request, ...) SONARBENCH_REPLACES("ioctl");
+int CountedPoll(pollfd* entries, nfds_t count, int timeout) SONARBENCH_REPLACES("poll");
+int CheckedPoll(pollfd* entries, nfds_t count, int timeout, std::size_t room)
+    SONARBENCH_REPLACES("__poll_chk");
+int CountedTcSetAttr(int descriptor, int actions, const termios* settings) SONARBENCH_REPLACES("tcsetattr");
+}
+
+namespace
+{
+
+using enum FaultOperation_T;
+
+constinit CNextCall<int(const char*, int, ...)> s_Open{"open"};
+constinit CNextCall<int(const char*, int, ...)> s_Open64{"open64"};
+constinit CNextCall<int(const char*, int)> s_CheckedOpen{"__open_2"};
+constinit CNextCall<int(const char*, int)> s_CheckedOpen64{"__open64_2"};
+constinit CNextCall<ssize_t(int, void*, std::size_t)> s_Read{"read"};
+constinit CNextCall<ssize_t(int, void*, std::size_t, std::size_t)> s_CheckedRead{"__read_chk"};
+constinit CNextCall<ssize_t(int, const void*, std::size_t)> s_Write{"write"};
+constinit CNextCall<int(int, unsigned long, ...)> s_Ioctl{"ioctl"};
+constinit CNextCall<int(pollfd*, nfds_t, int)> s_Poll{"poll"};
+constinit CNextCall<int(pollfd*, nfds_t, int, std::size_t)> s_CheckedPoll{"__poll_chk"};
+constinit CNextCall<int(int, int, const termios*)> s_TcSetAttr{"tcsetattr"};
+constinit CNextCall<int(int)> s_Close{"close"};
+
+__attribute__((constructor)) void Begin(int count, char** arguments, char**)
+{
+    RememberArguments(count, arguments);
+    BeginCounting();
+}
+
+/// Counts a call on a node. A vanished device's own error covers what else befalls the call.
+CallEffect_T CountOnDevice()
+{
+    CallEffect_T effect = CountCall(Device);
+    effect.error = effect.Has(CallKind_T::Gone) ? ENODEV : 0;
+    return effect;
+}
+
+CallEffect_T Count(CallTarget_T target, FaultOperation_T onDevice, FaultOperation_T onFile)
+{
+    if (target == CallTarget_T::File) {
+        return CountCall(onFile);
+    }
+    const CallEffect_T ofAll = CountOnDevice();
+    const CallEffect_T own = CountCall(onDevice);
+    return {ofAll.error != 0 ? ofAll.error : own.error, ofAll.kinds | own.kinds};
+}
+
+int Fail(int error)
+{
+    errno = error;
+    return -1;
+}
+
+/// The mode of an open, an argument that is there only with some flags.
+mode_t ModeOf(int flags, va_list& arguments)
+{
+    const bool isThere = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    return isThere ? va_arg(arguments, mode_t) : 0;
+}
+
+template <class Next_T>
+int OpenWith(const Next_T& next, const char* path)
+{
+    const CallTarget_T target = TargetOf(path);
+    const CallEffect_T effect = target != CallTarget_T::None ? Count(target, Open, FileOpen) : CallEffect_T{};
+    if (effect.error != 0) {
+        return Fail(effect.error);
+    }
+    const int descriptor = next();
+    SetTarget(descriptor, target);
+    return descriptor;
+}
+
+/// Half of the bytes that a read of this size would get.
+std::size_t HalfOfRead(int descriptor, std::size_t size)
+{
+    // Past what stands in front of ioctl, which would ask the unit's device.
+    int waiting = 0;
+    const bool isKnown = ::syscall(SYS_ioctl, descriptor, FIONREAD, &waiting) == 0 && waiting > 0;
+    return (isKnown ? std::min(size, static_cast<std::size_t>(waiting)) : size) / 2;
+}
+
+bool IsReadable(int descriptor)
+{
+    pollfd entry = {descriptor, POLLIN, 0};
+    return s_Poll(&entry, nfds_t{1}, 0) > 0;
+}
+
+template <class Next_T>
+ssize_t ReadWith(const Next_T& next, int descriptor, void* buffer, std::size_t size)
+{
+    const CallTarget_T target = TargetOf(descriptor);
+    if (target == CallTarget_T::None) {
+        return next(size);
+    }
+    const CallEffect_T effect = Count(target, Read, FileRead);
+    const bool wasDeceived = TakeDeceived(descriptor);
+    if (effect.error != 0) {
+        return Fail(effect.error);
+    }
+    if (effect.Has(CallKind_T::Zero)) {
+        return 0;
+    }
+    if (wasDeceived && !IsReadable(descriptor)) {
+        return Fail(EAGAIN); // a device that said so has no bytes to wait for
+    }
+    const ssize_t count = next(effect.Has(CallKind_T::Short) ? HalfOfRead(descriptor, size) : size);
+    if (effect.Has(CallKind_T::Bit) && count > 0) {
+        static_cast<unsigned char*>(buffer)[count / 2] ^= c_WrongBit;
+    }
+    return count;
+}
+
+template <class Next_T>
+int PollWith(const Next_T& next, std::span<pollfd> entries)
+{
+    const auto isDevice = [](const pollfd& entry) { return TargetOf(entry.fd) == CallTarget_T::Device; };
+    if (std::ranges::none_of(entries, isDevice)) {
+        return next();
+    }
+    const CallEffect_T effect = Count(CallTarget_T::Device, Poll, Poll);
+    const bool isGone = effect.Has(CallKind_T::Gone);
+    if (effect.error != 0 && !isGone) {
+        return Fail(effect.error);
+    }
+    const bool isNever = effect.Has(CallKind_T::Never) && !isGone;
+    if (!isGone && !isNever && !effect.Has(CallKind_T::Lying)) {
+        return next();
+    }
+    int ready = 0;
+    for (pollfd& entry : entries) {
+        entry.revents = 0;
+        if (isDevice(entry) && !isNever) {
+            entry.revents = static_cast<short>(isGone ? (entry.events & POLLIN) | POLLERR | POLLHUP : POLLIN);
+            SetDeceived(entry.fd);
+            ++ready;
+        }
+    }
+    return ready;
+}
+
+} // namespace
+
+int CountedOpen(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = ModeOf(flags, arguments);
+    va_end(arguments);
+    return OpenWith([&] { return s_Open(path, flags, mode); }, path);
+}
+
+int CountedOpen64(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = ModeOf(flags, arguments);
+    va_end(arguments);
+    return OpenWith([&] { return s_Open64(path, flags, mode); }, path);
+}
+
+int CheckedOpen(const char* path, int flags)
+{
+    return OpenWith([&] { return s_CheckedOpen(path, flags); }, path);
+}
+
+int CheckedOpen64(const char* path, int flags)
+{
+    return OpenWith([&] { return s_CheckedOpen64(path, flags); }, path);
+}
+
+ssize_t CountedRead(int descriptor, void* buffer, std::size_t size)
+{
+    return ReadWith([&](std::size_t count) { return s_Read(descriptor, buffer, count); }, descriptor, buffer,
+                    size);
+}
+
+ssize_t CheckedRead(int descriptor, void* buffer, std::size_t size, std::size_t room)
+{
+    return ReadWith([&](std::size_t count) { return s_CheckedRead(descriptor, buffer, count, room); },
+                    descriptor, buffer, size);
+}
+
+ssize_t CountedWrite(int descriptor, const void* buffer, std::size_t size)
+{
+    const CallTarget_T target = TargetOf(descriptor);
+    if (target == CallTarget_T::None) {
+        return s_Write(descriptor, buffer, size);
+    }
+    // What else goes wrong with a write to a device is played in front of the device.
+    const CallEffect_T effect = target == CallTarget_T::Device ? CountOnDevice() : CountCall(FileWrite);
+    if (effect.error != 0) {
+        return Fail(effect.error);
+    }
+    if (effect.Has(CallKind_T::Zero)) {
+        return 0;
+    }
+    if (effect.Has(CallKind_T::Lying)) {
+        return static_cast<ssize_t>(size);
+    }
+    return s_Write(descriptor, buffer, effect.Has(CallKind_T::Short) ? size / 2 : size);
+}
+
+int CountedIoctl(int descriptor, unsigned long request, ...)
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void* const pArgument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (TargetOf(descriptor) == CallTarget_T::Device) {
+        if (const CallEffect_T effect = CountOnDevice(); effect.error != 0) {
+            return Fail(effect.error);
+        }
+    }
+    return s_Ioctl(descriptor, request, pArgument);
+}
+
+int CountedPoll(pollfd* entries, nfds_t count, int timeout)
+{
+    return PollWith([&] { return s_Poll(entries, count, timeout); }, {entries, count});
+}
+
+int CheckedPoll(pollfd* entries, nfds_t count, int timeout, std::size_t room)
+{
+    return PollWith([&] { return s_CheckedPoll(entries, count, timeout, room); }, {entries, count});
+}
+
+int CountedTcSetAttr(int descriptor, int actions, const termios* settings)
+{
+    if (TargetOf(descriptor) == CallTarget_T::Device) {
+        const CallEffect_T effect = Count(CallTarget_T::Device, TcSetAttr, TcSetAttr);
+        if (effect.error != 0) {
+            return Fail(effect.error);
+        }
+        if (effect.Has(CallKind_T::Lying)) {
+            return 0;
+        }
+    }
+    return s_TcSetAttr(descriptor, actions, settings);
+}
+
+int CountedClose(int descriptor)
+{
+    const CallTarget_T target = TargetOf(descriptor);
+    if (target == CallTarget_T::None) {
+        return s_Close(descriptor);
+    }
+    const CallEffect_T effect = Count(target, Close, FileClose);
+    SetTarget(descriptor, CallTarget_T::None);
+    const int result = s_Close(descriptor);
+    return effect.error != 0 && !effect.Has(CallKind_T::Gone) ? Fail(effect.error) : result;
+}

@@ -1,0 +1,107 @@
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+constexpr unsigned long c_ConfigureSpi = 0x80047202;
+constexpr unsigned char c_ReadVersion[] = {'C', 'S', 2, 0, 1, 0, 0, 0, 0};
+constexpr int c_ReplyTimeoutMs = 1000;
+
+/// Prints what a call returned, an error by its name.
+template <class Result_T>
+Result_T Tell(const char* call, Result_T result)
+{
+    std::printf(" %s=%s", call, result < 0 ? strerrorname_np(errno) : std::to_string(result).c_str());
+    return result;
+}
+
+void Read(int descriptor)
+{
+    unsigned char bytes[6];
+    const ssize_t count = Tell("read", read(descriptor, bytes, sizeof bytes));
+    for (ssize_t i = 0; i < count; ++i) {
+        std::printf("%s%02x", i == 0 ? ":" : "", bytes[i]);
+    }
+}
+
+bool Poll(int descriptor, int timeout)
+{
+    pollfd entry = {descriptor, POLLIN, 0};
+    Tell("poll", poll(&entry, 1, timeout));
+    std::printf("%s", (entry.revents & POLLHUP) != 0 ? ":hup" : "");
+    return (entry.revents & POLLIN) != 0;
+}
+
+void SetLine(int descriptor)
+{
+    termios settings{};
+    tcgetattr(descriptor, &settings);
+    cfsetspeed(&settings, B3000000);
+    Tell("tcsetattr", tcsetattr(descriptor, TCSANOW, &settings));
+    tcgetattr(descriptor, &settings);
+    std::printf("%s", cfgetospeed(&settings) == B3000000 ? ":set" : "");
+}
+
+void UseDevice(int descriptor)
+{
+    SetLine(descriptor);
+    Tell("ioctl", ioctl(descriptor, c_ConfigureSpi, nullptr));
+    if (Poll(descriptor, 0)) {
+        Read(descriptor);
+    }
+    Tell("write", write(descriptor, c_ReadVersion, sizeof c_ReadVersion));
+    if (Poll(descriptor, c_ReplyTimeoutMs)) {
+        Read(descriptor);
+    }
+}
+
+void WriteBack(int descriptor)
+{
+    Tell("write", write(descriptor, "abcdef", 6));
+    char written[7] = {};
+    std::printf(":%s", pread(descriptor, written, 6, 0) < 0 ? "?" : written);
+}
+
+void Write(int descriptor)
+{
+    std::FILE* const pStream = fdopen(descriptor, "w");
+    std::fputs("abcdef", pStream);
+    Tell("fclose", std::fclose(pStream));
+}
+
+int Open(const char* name, int flags)
+{
+    const int descriptor = open(name, flags | O_CLOEXEC, 0600);
+    Tell("open", descriptor < 0 ? -1 : 0); // the number says nothing
+    return descriptor;
+}
+
+void Use(const char* name, int flags, void (*use)(int))
+{
+    const int descriptor = Open(name, flags);
+    if (descriptor >= 0) {
+        use(descriptor);
+        Tell("close", close(descriptor));
+    }
+    std::printf(" |");
+}
+} // namespace
+
+/// Usage: call_probe FILE. Makes each sort of call on a node, on the file and on files that it makes,
+/// and prints one line of what the calls said.
+int main(int, char** argv)
+{
+    Use("/dev/LSfpga0", O_RDWR | O_NOCTTY, UseDevice);
+    Use(argv[1], O_RDONLY, Read);
+    Use("/tmp/note", O_RDWR | O_CREAT, WriteBack);
+    Write(Open("/tmp/stream", O_WRONLY | O_CREAT));
+    std::printf("\n");
+    return 0;
+}
