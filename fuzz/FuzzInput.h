@@ -1,0 +1,63 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+#include <span>
+#include <string>
+
+/// The fuzzer's bytes, taken from the front. Where they have run out, zeros come.
+class CFuzzInput
+{
+public:
+    CFuzzInput() = default;
+    CFuzzInput(const std::uint8_t* pData, std::size_t size) : m_Rest(pData, size) {}
+
+    bool IsEmpty() const { return m_Rest.empty(); }
+
+    std::uint8_t Byte()
+    {
+        const auto taken = Take(1);
+        return taken.empty() ? std::uint8_t{0} : taken.front();
+    }
+    /// Two bytes, the low one first.
+    std::uint16_t Word()
+    {
+        const unsigned int low = Byte();
+        return static_cast<std::uint16_t>(low | static_cast<unsigned int>(Byte()) << 8);
+    }
+    /// At most count bytes; they stay the fuzzer's.
+    std::span<const std::uint8_t> Take(std::size_t count)
+    {
+        const auto taken = m_Rest.first(std::min(count, m_Rest.size()));
+        m_Rest = m_Rest.subspan(taken.size());
+        return taken;
+    }
+    /// A text of at most 255 bytes behind its length.
+    std::string Text()
+    {
+        const auto taken = Take(Byte());
+        return {taken.begin(), taken.end()};
+    }
+    /// The row of a table that the next byte names.
+    template <class Table>
+    auto& OneOf(Table& table)
+    {
+        return table[Byte() % std::size(table)];
+    }
+
+private:
+    std::span<const std::uint8_t> m_Rest;
+};
+
+/// What must hold of every run, whatever the input: anything else is a finding.
+inline void Require(bool holds, const char* what)
+{
+    if (!holds) {
+        std::fprintf(stderr, "Not so: %s\n", what);
+        std::abort();
+    }
+}
