@@ -65,6 +65,7 @@ CFuzzWorld* CFuzzWorld::Current() { return g_pCurrent; }
 void CFuzzWorld::Run(std::vector<std::string> arguments)
 {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         argv.push_back(argument.data());
     }

@@ -98,9 +98,9 @@ void WriteReplies(const std::filesystem::path& directory)
     }
     for (std::size_t link = 0; link < c_Unpackings; ++link) {
         WriteFile(directory / "ping_packets" / Numbered("link", link),
-                  std::string{Byte(link), 0, 4, 1} + packet);
+                  std::string{Byte(link), 0, 4, Byte(129)} + packet);
         WriteFile(directory / "ping_packets" / Numbered("rest", link),
-                  std::string{Byte(link), 100, 0, 7} + packet.substr(0, 200));
+                  std::string{Byte(link), 100, 0, Byte(135)} + packet.substr(0, 200));
     }
 }
 

@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     factory.packet = CFuzzInput(pData, size);
     const Unpack_T unpack = factory.packet.OneOf(c_Unpackings);
     const std::size_t samples = factory.packet.Word() % c_MostSamples;
-    const int step = static_cast<std::int8_t>(factory.packet.Byte());
+    const int step = factory.packet.Byte() - 128;
     unpack(factory, samples, step);
     return 0;
 }

@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     const qsizetype numbers = controller.GetPairs(text, Text(c_Tvg.header), Text(c_Tvg.end)).size();
     Require(tvg.empty() || numbers == 2 * static_cast<qsizetype>(tvg.size()),
             "both readers of a table agree");
-    Require(numbers == 0 || numbers == 2 * controller.GetSize(text, Text(c_Tvg.header)),
+    Require(numbers == 0 || numbers == qsizetype{2} * controller.GetSize(text, Text(c_Tvg.header)),
             "a table has the size that its header says");
     return 0;
 }
