@@ -33,6 +33,7 @@ TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
         {3, "--scene", scene, "depth"},
         {3, "--keep", "/usr", "/usr exists already"},
         {3, "--trace", "/nowhere/trace", "/nowhere/trace"},
+        {3, "--calls", "/nowhere/counts", "/nowhere/counts"},
         {3, "--copy", "/VERSION=/nowhere", "cannot read /nowhere\n"},
     };
     for (const auto& [status, option, value, text] : cases) {
