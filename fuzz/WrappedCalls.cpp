@@ -34,6 +34,7 @@ int __real_tcgetattr(int descriptor, termios* pAttributes);
 int __real_tcsetattr(int descriptor, int when, const termios* pAttributes);
 int __real_tcflush(int descriptor, int queue);
 int __real_access(const char* path, int mode);
+int __real_unlink(const char* path);
 int __real_system(const char* command);
 void __real_sync();
 int __real_nanosleep(const timespec* pTime, timespec* pRest);
@@ -131,6 +132,9 @@ int __wrap_access(const char* path, int mode)
     errno = ENOENT;
     return World()->Exists(path) ? 0 : -1;
 }
+
+// Nothing of the unit's is taken away.
+int __wrap_unlink(const char* path) { return World() != nullptr ? 0 : __real_unlink(path); }
 
 int __wrap_system(const char* command)
 {

@@ -1,0 +1,283 @@
+"""The campaign behind scripts/fault-campaign: runs the sanitized program on virtual units, one run a fault."""
+
+import argparse
+import collections
+import concurrent.futures
+import dataclasses
+import itertools
+import os
+import pathlib
+import random
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+
+SIMULATOR = "build/release/bin/sonarbench-sim"
+# The program, which the sanitizers watch; the simulator is on trial elsewhere.
+PROGRAM = "build/asan/bin/sonarbench"
+TABLE = pathlib.Path("docs/faults.md")
+BEGIN, END = "<!-- written by scripts/fault-campaign: begin -->\n", "<!-- written by scripts/fault-campaign: end -->\n"
+
+COMMANDS = {
+    "batteryvoltage": [],
+    "lcdtemperature": [],
+    "loadfpgabinary": [],
+    "lowscanping": ["350long"],
+    "lumetping": ["200long"],
+    "ping": ["200000", "210000", "27", "45", "0", "medium"],
+    "sensepin": [],
+    "speed": ["1"],
+    "watertemperature": [],
+    "xkping": ["examples/full.txt", "0", "128"],
+}
+# What kinds that stand for a value are played with.
+VALUES = {"ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"], "VALUE": ["0", "255"]}
+# One product a link and firmware habit, for the slice.
+SLICE_PRODUCTS = ["QL4K", "QL6M", "QL1A", "Varrow", "LumetV2", "HY05"]
+SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]}
+# Far above the longest waits of one run: a second a reply that does not come.
+HANG_SECONDS = 60
+
+# The assertions that a failing device or file may end in; any other is a finding.
+ASSERTIONS = set()
+
+SEPARATOR = "-" * 51 + "\n"
+VERDICTS = {
+    "Test Result: Test Passed.": "passed",
+    "Test Result: Operation Performed.": "passed",
+    "Test Result: Tests Failed.": "failed",
+}
+SANITIZER = re.compile(r"runtime error:|ERROR: \w*Sanitizer|WARNING: \w*Sanitizer")
+ASSERTION = re.compile(r"Assertion `(.*)' failed\.")
+
+# Outcomes, in the table's order, and what they are.
+OUTCOMES = {
+    "failed": 'verdict "Tests Failed."',
+    "assertion": "the run ends in an assertion, with its text on standard error and no verdict",
+    "changed": "the verdict is that of the run without a fault, passed or performed; the text differs",
+    "unseen": "the output is to the byte that of the run without a fault, passed or performed",
+}
+# What must not come of any run.
+FINDINGS = {
+    "hang": f"no end within {HANG_SECONDS} s",
+    "sanitizer": "a report of the address or undefined-behaviour sanitizer",
+    "signal": "ended by a signal, without an assertion that is expected",
+    "half a report": "a report that begins and has no verdict at its end",
+    "no verdict": "no report at all, and no assertion",
+    "refused": "the device did not understand what the program sent",
+}
+
+
+@dataclasses.dataclass(frozen=True)
+class Case:
+    """A command on a product."""
+
+    product: str
+    command: str
+
+    def arguments(self, *options):
+        words = [self.command, *COMMANDS[self.command]]
+        return [SIMULATOR, "--program", PROGRAM, "--product", self.product, *options, "--", *words]
+
+
+@dataclasses.dataclass
+class Clean:
+    """The run of a case without a fault: its output and how many operations of each sort it made."""
+
+    output: bytes
+    counts: dict
+
+
+def run(arguments):
+    """Returns exit status, standard output and standard error; a status of None is a run that did not end."""
+    process = subprocess.Popen(
+        arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True
+    )
+    try:
+        output, errors = process.communicate(timeout=HANG_SECONDS)
+        return process.returncode, output, errors.decode("latin-1")
+    except subprocess.TimeoutExpired:
+        # The simulator ends its program at a request to end, and would leave it behind at once.
+        process.send_signal(signal.SIGTERM)
+        try:
+            process.communicate(timeout=5)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.communicate()
+        return None, b"", ""
+
+
+def clean_run(case):
+    with tempfile.NamedTemporaryFile("r") as calls:
+        status, output, errors = run(case.arguments("--calls", calls.name))
+        counts = {operation: int(count) for operation, count in map(str.split, calls)}
+    if status != 0:
+        sys.exit(f"{case} does not run without a fault: status {status}\n{errors}")
+    return Clean(output, counts)
+
+
+def verdict_of(output):
+    """Returns the outcome that the verdict line says, or what is wrong with the report."""
+    text = output.decode("latin-1")
+    if SEPARATOR not in text:
+        return "no verdict"
+    return VERDICTS.get(text.rstrip("\n").rpartition("\n")[2], "half a report")
+
+
+def classify(clean, status, output, errors):
+    """Returns the outcome and, for an assertion, its text."""
+    if status is None:
+        return "hang", ""
+    if SANITIZER.search(errors):
+        return "sanitizer", ""
+    if found := ASSERTION.search(errors):
+        expected = found[1] in ASSERTIONS and SEPARATOR not in output.decode("latin-1")
+        return ("assertion" if expected else "signal"), found[1]
+    if status >= 128 or status < 0:
+        return "signal", ""
+    verdict = verdict_of(output)
+    if verdict == "passed":
+        if "the device refused" in errors:
+            return "refused", ""
+        return ("unseen" if output == clean.output else "changed"), ""
+    return verdict, ""
+
+
+def kinds():
+    """Returns the kinds of each operation, as the simulator lists them."""
+    table = collections.defaultdict(list)
+    listed = subprocess.run([SIMULATOR, "--list-faults"], check=True, capture_output=True, text=True)
+    for operation, kind in map(str.split, listed.stdout.splitlines()):
+        table[operation].append(kind)
+    return table
+
+
+def single_faults(clean, table, values, everywhere):
+    """Yields (operation, kind, specification); not everywhere: at the first and the last operation of a sort."""
+    for operation, count in sorted(clean.counts.items()):
+        numbers = range(1, count + 1) if everywhere else sorted({1, count} - {0})
+        for number, kind in itertools.product(numbers, table[operation]):
+            for value in values.get(kind, [kind]):
+                yield operation, value if kind in values else kind, f"{operation}:{number}={value}"
+
+
+def products():
+    listed = subprocess.run([SIMULATOR, "--list-products"], check=True, capture_output=True, text=True)
+    return [line.split()[1] for line in listed.stdout.splitlines()[1:] if line[:4].strip().isdigit()]
+
+
+class Tally:
+    """Counts outcomes by row, keeps the findings."""
+
+    def __init__(self):
+        self.rows = collections.defaultdict(collections.Counter)
+        self.assertions = collections.Counter()
+        self.findings = []
+
+    def add(self, row, outcome, text, arguments):
+        self.rows[row][outcome] += 1
+        if text:
+            self.assertions[text] += 1
+        if outcome in FINDINGS:
+            self.findings.append(f"{outcome}{': ' if text else ''}{text}: {' '.join(arguments)}")
+
+    def total(self):
+        return sum(self.rows.values(), collections.Counter())
+
+
+def play(jobs, plays, tally):
+    """Plays (row, case, clean, specifications) side by side; most of a run that waits costs nothing."""
+
+    def one(item):
+        row, case, clean, specifications = item
+        arguments = case.arguments(*itertools.chain(*(("--fault", text) for text in specifications)))
+        return row, arguments, classify(clean, *run(arguments))
+
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        for number, (row, arguments, (outcome, text)) in enumerate(pool.map(one, plays), 1):
+            tally.add(row, outcome, text, arguments)
+            if number % 500 == 0:
+                print(f"{number} of {len(plays)} runs, {len(tally.findings)} findings", file=sys.stderr, flush=True)
+
+
+def table_text(head, rows):
+    lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
+    return "\n".join(lines + ["| " + " | ".join(map(str, row)) + " |" for row in rows]) + "\n\n"
+
+
+def counts_of(counter):
+    return [counter.total()] + [counter[outcome] or "" for outcome in OUTCOMES]
+
+
+def document(singles, pairs, seed):
+    """Returns the generated part of the table's file."""
+    total = singles.total() + pairs.total()
+    text = f"{total.total()} runs: {singles.total().total()} with one fault, {pairs.total().total()} with a pair "
+    text += f"(seed {seed}).\n\n"
+    rows = [[name, meaning, total[name]] for name, meaning in (OUTCOMES | FINDINGS).items()]
+    text += table_text(["outcome", "what it is", "runs"], rows)
+    text += "### Assertions\n\n"
+    assertions = sorted((singles.assertions + pairs.assertions).items())
+    text += table_text(["text", "runs"], [[f"`{name}`", count] for name, count in assertions])
+    text += "### One fault, by command\n\n"
+    by_command = collections.defaultdict(collections.Counter)
+    for (command, *_), counter in singles.rows.items():
+        by_command[command] += counter
+    head = ["command", "runs", *OUTCOMES]
+    text += table_text(head, [[command, *counts_of(counter)] for command, counter in sorted(by_command.items())])
+    text += "### A pair of faults, by command\n\n"
+    text += table_text(head, [[row[0], *counts_of(counter)] for row, counter in sorted(pairs.rows.items())])
+    text += "### One fault, by command and kind\n\n"
+    head = ["command", "operation", "kind", "runs", *OUTCOMES]
+    return text + table_text(head, [[*row, *counts_of(counter)] for row, counter in sorted(singles.rows.items())])
+
+
+def random_pairs(faults, number, seed):
+    """Returns plays of two faults each, the same for the same seed."""
+    chance = random.Random(seed)
+    cases = sorted(faults, key=lambda case: (case.command, case.product))
+    pairs = []
+    while len(pairs) < number:
+        case = chance.choice(cases)
+        clean, specifications = faults[case]
+        if len(specifications) > 1:
+            pairs.append(((case.command,), case, clean, chance.sample(specifications, 2)))
+    return pairs
+
+
+def main():
+    options = argparse.ArgumentParser(prog="fault-campaign", description="Plays faults and tables the outcomes.")
+    options.add_argument("--slice", action="store_true", help="a representative part; writes nothing")
+    options.add_argument("--pairs", type=int, default=4000, help="how many random pairs (default 4000)")
+    options.add_argument("--seed", type=int, default=1, help="which pairs (default 1)")
+    options.add_argument("--jobs", type=int, default=4 * os.cpu_count(), help="runs at a time (default 4 a core)")
+    chosen = options.parse_args()
+
+    table = kinds()
+    values = SLICE_VALUES if chosen.slice else VALUES
+    names = SLICE_PRODUCTS if chosen.slice else products()
+    cases = [Case(name, command) for name, command in itertools.product(names, COMMANDS)]
+    with concurrent.futures.ThreadPoolExecutor(chosen.jobs) as pool:
+        cleans = dict(zip(cases, pool.map(clean_run, cases)))
+
+    plays, faults = [], {}
+    for case, clean in cleans.items():
+        found = list(single_faults(clean, table, values, not chosen.slice))
+        faults[case] = clean, [specification for *_, specification in found]
+        plays += [((case.command, operation, kind), case, clean, [text]) for operation, kind, text in found]
+    singles, pairs = Tally(), Tally()
+    play(chosen.jobs, plays, singles)
+    if not chosen.slice:
+        play(chosen.jobs, random_pairs(faults, chosen.pairs, chosen.seed), pairs)
+        before, _, rest = TABLE.read_text().partition(BEGIN)
+        _, _, after = rest.partition(END)
+        TABLE.write_text(before + BEGIN + "\n" + document(singles, pairs, chosen.seed) + END + after)
+
+    findings = singles.findings + pairs.findings
+    print("\n".join(findings + [f"{count} runs: {name}" for name, count in sorted(singles.total().items())]))
+    sys.exit(1 if findings else 0)
+
+
+main()
