@@ -20,7 +20,7 @@ fs::path FindLibrary()
 {
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
     for (const char* place : c_LibraryPlaces) {
-        if (const fs::path library = (here / place / c_LibraryFile).lexically_normal(); fs::exists(library)) {
+        if (fs::path library = (here / place / c_LibraryFile).lexically_normal(); fs::exists(library)) {
             return library;
         }
     }

@@ -166,7 +166,9 @@ std::string FaultHelp()
 {
     std::string text =
         "Faults: --fault OPERATION:NUMBER=KIND, where NUMBER counts the unit's operations of that\n"
-        "sort from 1, or is * for each of them; a line that is silent for good is reply:*=silent.\n";
+        "sort from 1, or is * for each of them; a line that is silent for good is reply:*=silent.\n"
+        "Operations from open on are the program's calls: those that begin with file on the unit's files\n"
+        "and on files that its arguments name, the others on device nodes. Half is rounded down.\n";
     for (const FaultKind_T& row : c_Kinds) {
         std::string form = std::string("  ").append(NameOf(row.operation)).append(":N=").append(row.kind);
         form.resize(22, ' ');

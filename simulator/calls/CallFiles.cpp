@@ -12,14 +12,11 @@
 namespace
 {
 
-/// More than the program has open at a time; a descriptor beyond is not followed.
-constexpr int c_Descriptors = 400;
-
 struct Descriptor_T {
     std::atomic<CallTarget_T> target{CallTarget_T::None};
     std::atomic<bool> isDeceived{false};
 };
-constinit std::array<Descriptor_T, c_Descriptors> s_Descriptors{};
+constinit std::array<Descriptor_T, c_FollowedDescriptors> s_Descriptors{};
 
 int s_ArgumentCount = 0;
 char** s_Arguments = nullptr;
@@ -75,7 +72,7 @@ bool IsArgument(std::string_view path)
 
 Descriptor_T* Find(int descriptor)
 {
-    return descriptor >= 0 && descriptor < c_Descriptors && IsCounting()
+    return descriptor >= 0 && descriptor < c_FollowedDescriptors && IsCounting()
                ? &s_Descriptors[static_cast<std::size_t>(descriptor)]
                : nullptr;
 }

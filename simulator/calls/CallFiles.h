@@ -9,6 +9,9 @@ enum class CallTarget_T : std::uint8_t {
     File    ///< a file of the unit, or one that an argument of the program names
 };
 
+/// More than the program has open at a time; descriptors from this one on are not followed.
+inline constexpr int c_FollowedDescriptors = 400;
+
 /// The program's arguments, which must stay.
 void RememberArguments(int count, char** arguments);
 

@@ -4,8 +4,7 @@
 #include "simulator/calls/CallFiles.h"
 #include "simulator/calls/Calls.h"
 
-#include <cerrno>
-#include <cstdint>
+#include <array>
 #include <cstdio>
 #include <fcntl.h>
 #include <string_view>
@@ -20,7 +19,10 @@ namespace
 
 constinit CNextCall<std::FILE*(int, const char*)> s_Fdopen{"fdopen"};
 
-int DescriptorOf(void* pCookie) { return static_cast<int>(reinterpret_cast<std::intptr_t>(pCookie)); }
+/// A stream's cookie is the place of its descriptor here.
+constinit std::array<char, c_FollowedDescriptors> s_Cookies{};
+
+int DescriptorOf(void* pCookie) { return static_cast<int>(static_cast<char*>(pCookie) - s_Cookies.data()); }
 
 ssize_t ReadStream(void* pCookie, char* buffer, std::size_t size)
 {
@@ -72,6 +74,6 @@ std::FILE* CountedFdopen(int descriptor, const char* mode)
     if (mode[0] == 'a') {
         ::fcntl(descriptor, F_SETFL, flags | O_APPEND);
     }
-    return ::fopencookie(reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor)), mode,
+    return ::fopencookie(&s_Cookies[static_cast<std::size_t>(descriptor)], mode,
                          {ReadStream, WriteStream, SeekStream, CloseStream});
 }

@@ -76,12 +76,8 @@ int Fail(int error)
     return -1;
 }
 
-/// The mode of an open, an argument that is there only with some flags.
-mode_t ModeOf(int flags, va_list& arguments)
-{
-    const bool isThere = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-    return isThere ? va_arg(arguments, mode_t) : 0;
-}
+/// Whether an open has a mode as its last argument.
+bool HasMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
 template <class Next_T>
 int OpenWith(const Next_T& next, const char* path)
@@ -170,7 +166,7 @@ int CountedOpen(const char* path, int flags, ...)
 {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = ModeOf(flags, arguments);
+    const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return OpenWith([&] { return s_Open(path, flags, mode); }, path);
 }
@@ -179,7 +175,7 @@ int CountedOpen64(const char* path, int flags, ...)
 {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = ModeOf(flags, arguments);
+    const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return OpenWith([&] { return s_Open64(path, flags, mode); }, path);
 }
