@@ -166,6 +166,7 @@ int CountedOpen(const char* path, int flags, ...)
 {
     va_list arguments;
     va_start(arguments, flags);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm behind other files
     const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return OpenWith([&] { return s_Open(path, flags, mode); }, path);
@@ -175,6 +176,7 @@ int CountedOpen64(const char* path, int flags, ...)
 {
     va_list arguments;
     va_start(arguments, flags);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm behind other files
     const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return OpenWith([&] { return s_Open64(path, flags, mode); }, path);
