@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
 
 namespace
 {
@@ -16,14 +15,15 @@ void Print(const std::string& text)
 
 // Stations rely on "%%" coming out as one "%" in these reports. No other conversion is carried out, so that
 // an argument of the command line cannot steer the print.
-void PrintAsFormat(std::string text)
+void PrintAsFormat(const std::string& text)
 {
-    std::size_t position = 0;
-    while ((position = text.find("%%", position)) != std::string::npos) {
-        text.erase(position, 1);
-        ++position;
+    std::string shown;
+    shown.reserve(text.size());
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        shown += text[position];
+        position += text.compare(position, 2, "%%") == 0 ? 1 : 0;
     }
-    Print(text);
+    Print(shown);
 }
 
 } // namespace
@@ -62,7 +62,7 @@ void TestControllerBase::ReportResult(std::string output, std::string commandLin
         Print(output.append(m_OutputStrings[OUT_OPERATION_PERFORMED]));
         break;
     case NOT_RECOGNIZED:
-        PrintAsFormat(std::move(output));
+        PrintAsFormat(output);
         if (!commandLine.empty()) {
             commandLine.insert(0, m_OutputStrings[OUT_FIRST_PARAMETER_NOT_RECOGNIZED]);
         }
