@@ -1,11 +1,14 @@
-// Usage: make_seeds DIRECTORY. Writes what each fuzz target starts from into DIRECTORY/<target>/, and into
-// DIRECTORY/<target>.dict the words that the fuzzer may put together.
+// Usage: make_seeds DIRECTORY TRACES. Writes what each fuzz target starts from into DIRECTORY/<target>/, and
+// into DIRECTORY/<target>.dict the words that the fuzzer may put together. TRACES is the directory of the
+// golden traces.
 
 #include "framework/Products.h"
 #include "fuzz/FuzzDevice.h"
 #include "fuzz/TableText.h"
+#include "simulator/TraceFile.h"
 #include "sonar/TableFile.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -49,6 +52,18 @@ void WriteFile(const std::filesystem::path& path, const std::string& bytes)
 std::string Numbered(const char* name, std::size_t number) { return name + std::to_string(number); }
 
 char Byte(std::size_t value) { return static_cast<char>(value); }
+
+/// A trace, and what whole_command's input says before the answers begin.
+struct TracedRun_T {
+    const char* name;
+    char command; ///< place of the command in whole_command's table
+    std::size_t
+        choices; ///< bytes that choose the arguments, the damage and the table, all the first there is
+};
+constexpr TracedRun_T c_TracedRuns[] = {{"xkping_ql4k.golden", 0, 10},
+                                        {"ping_varrow.golden", 1, 15},
+                                        {"lumetping_200long.golden", 2, 2},
+                                        {"lumetping_350long.golden", 2, 2}};
 
 /// A dictionary's line for a word of any bytes.
 std::string DictionaryLine(std::string_view word)
@@ -104,6 +119,38 @@ void WriteReplies(const std::filesystem::path& directory)
     }
 }
 
+/// Bytes of a device as the input of CFuzzDevice gives them.
+std::string Pieces(const Bytes_T& bytes)
+{
+    constexpr std::size_t c_LongestPiece = 255;
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size(); at += c_LongestPiece) {
+        const std::size_t size = std::min(c_LongestPiece, bytes.size() - at);
+        text += {static_cast<char>(Answer_T::Piece), Byte(size)};
+        text.append(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                    bytes.begin() + static_cast<std::ptrdiff_t>(at + size));
+    }
+    return text;
+}
+
+/// What the device of a trace answered, as the fuzzed one would.
+void WriteTracedRuns(const std::filesystem::path& directory, const std::filesystem::path& traces)
+{
+    for (const TracedRun_T& run : c_TracedRuns) {
+        const TraceFile_T trace = ReadTraceFile(traces / run.name);
+        const auto product = std::ranges::find(Products(), trace.unit, &Product_T::name);
+        std::string input{Byte(static_cast<std::size_t>(product - Products().begin())), run.command};
+        input.append(run.choices, '\0');
+        for (const TraceOperation_T& operation : trace.operations) {
+            const DeviceOutcome_T& outcome = operation.outcome;
+            input += outcome.fill.empty() ? std::string(1, c_Willing) : Pieces(outcome.fill);
+            // The wait for the reply has an answer, too.
+            input += outcome.reply.empty() ? "" : std::string(1, c_Willing) + Pieces(outcome.reply);
+        }
+        WriteFile(directory / "whole_command" / run.name, input);
+    }
+}
+
 void WriteRuns(const std::filesystem::path& directory)
 {
     for (std::size_t product = 0; product < Products().size(); ++product) {
@@ -131,14 +178,15 @@ void WriteRuns(const std::filesystem::path& directory)
 
 int main(int argc, char* argv[])
 {
-    if (argc != 2) {
-        std::cerr << "Usage: make_seeds DIRECTORY\n";
+    if (argc != 3) {
+        std::cerr << "Usage: make_seeds DIRECTORY TRACES\n";
         return 2;
     }
     try {
         WriteTableFiles(argv[1]);
         WriteReplies(argv[1]);
         WriteRuns(argv[1]);
+        WriteTracedRuns(argv[1], argv[2]);
     } catch (const std::exception& failure) {
         std::cerr << failure.what() << '\n';
         return 1;
