@@ -16,7 +16,8 @@ constexpr char c_Identity[] = "$UMOCKDEV_DIR/sys/devices/platform/varrow/product
 UnitRun_T RunAfter(const std::string& preparation, const std::string& arguments,
                    const std::string& product = "QL4K")
 {
-    return CVirtualUnit(product).RunScript(preparation + "\ntimeout 100 " SONARBENCH_PROGRAM " " + arguments);
+    return CVirtualUnit(product).RunScript(preparation + "\ntimeout -s KILL 100 " SONARBENCH_PROGRAM " " +
+                                           arguments);
 }
 } // namespace
 
@@ -52,7 +53,7 @@ TEST(HostileInput, AnIdentityThatCannotBeReadIsNoProduct)
     const std::string unknown = "ERROR: Unknown Product type.\n";
     const std::pair<std::string, std::string> cases[] = {
         {"mkdir ", "No valid product ID.\n"},
-        {"truncate -s 100M ", "No valid product ID.\n"},
+        {"head -c 100000000 /dev/zero | tr '\\0' x >", "No valid product ID.\n"},
         {"ln -s /nowhere ", unknown},
         {"ln -s product_id ", unknown},
     };
