@@ -215,6 +215,9 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
             options.fileChanges.push_back(FileChange(kind, text));
         }
     }
+    if (options.replay) {
+        options.faults = options.replay->callFaults;
+    }
     for (const QString& text : parser.values(set.fault)) {
         options.faults.push_back(BytesOf(text));
     }

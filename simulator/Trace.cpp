@@ -57,9 +57,14 @@ std::string ReplyText(const DeviceOutcome_T& outcome)
 
 } // namespace
 
-CTraceWriter::CTraceWriter(std::ostream& stream, std::string_view unit) : m_Stream(stream)
+CTraceWriter::CTraceWriter(std::ostream& stream, std::string_view unit,
+                           const std::vector<std::string>& callFaults)
+    : m_Stream(stream)
 {
     m_Stream << TraceWord::c_Header << '\n' << TraceWord::c_Unit << ' ' << unit << '\n';
+    for (const std::string& fault : callFaults) {
+        m_Stream << TraceWord::c_Fault << fault << '\n';
+    }
 }
 
 void CTraceWriter::Write(const DeviceOperation_T& operation)
@@ -76,6 +81,9 @@ void CTraceWriter::Write(const DeviceOperation_T& operation)
              << HexBytes(bytes);
         if (outcome.error != 0) {
             line << ' ' << TraceWord::c_Error << ErrorName(outcome.error);
+        }
+        if (outcome.taken) {
+            line << ' ' << TraceWord::c_Taken << *outcome.taken;
         }
         line << MeaningText(outcome.meaning);
         if (!outcome.fill.empty()) {

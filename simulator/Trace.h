@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <ostream>
+#include <string>
 #include <string_view>
+#include <vector>
 
 /// Writes what happens on a unit's devices as text, the same on every machine: a trace as docs/trace.md
 /// describes it, a line for each operation. TraceFile.h reads it again.
@@ -14,7 +16,10 @@ public:
     /// Writes the first lines.
     /// @param stream  must outlive the writer
     /// @param unit    name of the unit's product
-    CTraceWriter(std::ostream& stream, std::string_view unit);
+    /// @param callFaults  specifications of the faults that are played in the program's calls, of which the
+    ///                    devices see nothing
+    CTraceWriter(std::ostream& stream, std::string_view unit,
+                 const std::vector<std::string>& callFaults = {});
 
     /// Writes an operation.
     void Write(const DeviceOperation_T& operation);

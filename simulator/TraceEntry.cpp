@@ -65,6 +65,14 @@ void TakeError(TraceEntry_T& entry, std::string_view name)
     entry.error = *error;
 }
 
+void TakeTaken(TraceEntry_T& entry, std::string_view text)
+{
+    entry.taken = NumberOf(text);
+    if (!entry.taken) {
+        Refuse("the reported count " + Quoted(text) + " is not of the form =9");
+    }
+}
+
 void TakeDelay(TraceEntry_T& entry, std::string_view text)
 {
     const auto delay = NumberOf(text.substr(0, text.size() - std::min(text.size(), std::size_t{2})));
@@ -114,6 +122,8 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number)
         entry.isBytewise = true;
     } else if (word.front() == TraceWord::c_Error) {
         TakeError(entry, word.substr(1));
+    } else if (word.front() == TraceWord::c_Taken) {
+        TakeTaken(entry, word.substr(1));
     } else if (word.front() == TraceWord::c_Delay) {
         TakeDelay(entry, word.substr(1));
     } else {

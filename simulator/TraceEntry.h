@@ -13,6 +13,7 @@ namespace TraceWord
 {
 constexpr std::string_view c_Header = "sonarbench trace 2";
 constexpr std::string_view c_Unit = "unit";
+constexpr std::string_view c_Fault = "fault ";
 /// By DeviceOperation_T::Kind.
 constexpr std::array<std::string_view, 4> c_Operations = {"image", "ioctl", "write", "unasked"};
 constexpr std::string_view c_Fill = "fill";
@@ -25,6 +26,7 @@ constexpr std::size_t c_Decimals = 9; ///< of a time in seconds
 constexpr std::size_t c_RequestDigits = 8;
 constexpr char c_RequestEnd = '+';
 constexpr char c_Error = '!';
+constexpr char c_Taken = '=';
 constexpr char c_Delay = '+';
 constexpr std::string_view c_DelayUnit = "ms";
 constexpr std::string_view c_Bytewise = "bytewise";
@@ -51,6 +53,7 @@ struct TraceEntry_T {
     BytePattern_T bytes{};
     std::vector<TracePlace_T> places{};
     int error = 0;
+    std::optional<std::size_t> taken{};
     std::chrono::milliseconds delay{};
     bool isBytewise = false;
     std::string text{}; ///< the meaning, or why something was refused

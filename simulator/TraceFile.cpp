@@ -16,7 +16,7 @@ using Kind = DeviceOperation_T::Kind;
 class CReader
 {
 public:
-    explicit CReader(const std::string& name) : m_Trace{name, {}, {}, 0} {}
+    explicit CReader(const std::string& name) : m_Trace{name, {}, {}, {}, 0} {}
 
     /// These throw std::runtime_error, which tells what is wrong with the line At().
     void Take(const std::string& text);
@@ -83,6 +83,8 @@ void CReader::Take(const std::string& text)
         return;
     } else if (m_Trace.unit.empty()) {
         TakeUnit(text);
+    } else if (text.starts_with(TraceWord::c_Fault)) {
+        m_Trace.callFaults.push_back(text.substr(TraceWord::c_Fault.size()));
     } else if (first == 0) {
         Complete();
         m_At = number;
@@ -142,7 +144,7 @@ void CReader::AddOperation()
             .bytes = std::move(m_Entry->bytes),
             .places = std::move(m_Entry->places),
             .time = m_Entry->time,
-            .outcome = {.error = m_Entry->error, .meaning = m_Entry->text}});
+            .outcome = {.error = m_Entry->error, .meaning = m_Entry->text, .taken = m_Entry->taken}});
 }
 
 void CReader::AddUnasked()

@@ -27,6 +27,8 @@ struct TraceOperation_T {
 struct TraceFile_T {
     std::string name; ///< of the file, for messages
     std::string unit; ///< name of the unit's product
+    std::vector<std::string>
+        callFaults; ///< faults in the program's calls, as --fault takes them; not checked
     std::vector<TraceOperation_T> operations;
     std::size_t lastLine; ///< number of lines
 };

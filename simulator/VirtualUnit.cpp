@@ -198,7 +198,11 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     std::optional<std::ofstream> callsFile = OpenResult(c_Counts, options.calls);
     std::optional<CTraceWriter> trace;
     if (traceFile) {
-        trace.emplace(*traceFile, options.product->name);
+        std::vector<std::string> callFaults;
+        for (const Fault_T& fault : faults.OfCalls()) {
+            callFaults.push_back(fault.specification);
+        }
+        trace.emplace(*traceFile, options.product->name, callFaults);
     }
 
     MakeKeepDirectory(options.keep);
