@@ -1,7 +1,8 @@
 #include "simulator/CallFaults.h"
 
+#include "simulator/Companions.h"
+
 #include <algorithm>
-#include <array>
 #include <fstream>
 #include <stdexcept>
 
@@ -13,20 +14,6 @@ constexpr char c_PlanFile[] = "call-plan";
 constexpr char c_LogFile[] = "call-log";
 constexpr char c_LibraryFile[] = "libsonarbench-sim-calls.so";
 
-/// Where the library lies, seen from this program's directory: beside it, or as it is installed.
-constexpr std::array<const char*, 2> c_LibraryPlaces = {".", SONARBENCH_LIBRARY_FROM_PROGRAMS};
-
-fs::path FindLibrary()
-{
-    const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char* place : c_LibraryPlaces) {
-        if (fs::path library = (here / place / c_LibraryFile).lexically_normal(); fs::exists(library)) {
-            return library;
-        }
-    }
-    throw std::runtime_error(std::string(c_LibraryFile) + " is missing; it belongs into " + here.string());
-}
-
 void Check(const std::ios& file, const fs::path& path)
 {
     if (!file) {
@@ -36,7 +23,7 @@ void Check(const std::ios& file, const fs::path& path)
 } // namespace
 
 CCallFaults::CCallFaults(fs::path directory, CFaultPlan& faults)
-    : m_Directory(std::move(directory)), m_Library(FindLibrary()), m_Faults(faults)
+    : m_Directory(std::move(directory)), m_Library(Companion(c_LibraryFile)), m_Faults(faults)
 {
     const fs::path planFile = m_Directory / c_PlanFile;
     std::ofstream plan(planFile);

@@ -1,5 +1,7 @@
 #include "simulator/Sandbox.h"
 
+#include "simulator/Companions.h"
+
 #include <QProcess>
 #include <QStandardPaths>
 
@@ -16,6 +18,7 @@ using Command_T = std::vector<std::string>;
 
 constexpr char c_RootDirectory[] = "root";
 constexpr char c_Supervisor[] = "supervisor";
+constexpr char c_SupervisorFile[] = "sonarbench-sim-supervisor";
 constexpr char c_IdFile[] = "supervisor-id";
 constexpr char c_StatusFile[] = "status";
 
@@ -124,13 +127,12 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
 {
     Sandbox_T whole = sandbox;
     // Neither tool passes signals on, nor does each give the exit status of a program that a signal ended, so
-    // the simulator runs once more inside, as the program's parent.
+    // the program's parent inside is the simulator's.
     const fs::path supervisor = sandbox.inside / c_Supervisor;
     whole.bindings.insert(whole.bindings.begin(), {sandbox.directory, sandbox.inside});
-    whole.bindings.push_back({fs::read_symlink("/proc/self/exe"), supervisor});
+    whole.bindings.push_back({Companion(c_SupervisorFile), supervisor});
     Command_T command = ToolCommand(whole);
-    Append(command,
-           {supervisor, c_SuperviseArgument, sandbox.inside / c_IdFile, sandbox.inside / c_StatusFile});
+    Append(command, {supervisor, sandbox.inside / c_IdFile, sandbox.inside / c_StatusFile});
     // Set inside, so that the sandbox's own tool runs without the preloaded library.
     command.emplace_back("env");
     for (const std::string& name : sandbox.unsetEnvironment) {

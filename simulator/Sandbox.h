@@ -31,7 +31,3 @@ struct Sandbox_T {
 /// as in RunWatch_T. Throws std::runtime_error when the sandbox cannot be had.
 int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
                  const std::vector<int>& descriptors, const std::function<void()>& onReadable);
-
-/// First argument of the simulator when it runs once more inside the sandbox, as RunSupervised() with the
-/// arguments that follow.
-inline constexpr char c_SuperviseArgument[] = "--supervise";

@@ -1,13 +1,12 @@
 #include "framework/StandardStreams.h"
 #include "simulator/Options.h"
-#include "simulator/Sandbox.h"
 #include "simulator/VirtualUnit.h"
 
 #include <QCoreApplication>
 
 #include <cstdio>
 #include <exception>
-#include <string_view>
+#include <string>
 
 namespace
 {
@@ -19,9 +18,6 @@ void PrintError(const std::string& text) { std::fprintf(stderr, "sonarbench-sim:
 int main(int argc, char** argv)
 {
     OpenStandardStreams();
-    if (argc > 4 && std::string_view(argv[1]) == c_SuperviseArgument) {
-        return RunSupervised(argv[2], argv[3], {argv + 4, argv + argc});
-    }
     const QCoreApplication application(argc, argv);
     const auto read = ReadOptions(argc, argv);
     if (const auto* const pAnswer = std::get_if<OptionsAnswer_T>(&read)) {
