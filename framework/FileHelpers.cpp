@@ -1,9 +1,11 @@
 #include "framework/TestControllerBase.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QProcess>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <limits>
@@ -23,7 +25,8 @@ constexpr mode_t c_NewFileMode = 0666;
 // /dev/zero, stops here instead of taking all memory.
 constexpr qsizetype c_MostBytes = qsizetype{32} * 1024 * 1024;
 constexpr qsizetype c_PieceBytes = qsizetype{64} * 1024;
-constexpr int c_SilenceMilliseconds = 5000;
+constexpr qint64 c_SilenceMilliseconds = 5000;
+constexpr qint64 c_LongestMilliseconds = 30000;
 
 // QFile would encode the name as UTF-8 and so miss a file whose name holds other bytes. Like QFile this does
 // not open a directory.
@@ -82,10 +85,17 @@ std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
         return std::nullopt;
     }
     QByteArray contents;
+    const QDeadlineTimer end(c_LongestMilliseconds);
     for (;;) {
         pollfd readable = {file.handle(), POLLIN, 0};
-        if (::poll(&readable, 1, c_SilenceMilliseconds) == 0) {
-            return Refuse(path, "nothing came to be read within 5 seconds");
+        const qint64 patience = std::min(c_SilenceMilliseconds, end.remainingTime());
+        const int ready = ::poll(&readable, 1, static_cast<int>(patience));
+        if (ready < 0 && errno == EINTR) {
+            continue;
+        }
+        if (ready == 0) {
+            return Refuse(path, end.hasExpired() ? "not at its end after 30 seconds"
+                                                 : "nothing came to be read within 5 seconds");
         }
         const QByteArray piece = file.read(c_PieceBytes);
         if (piece.isEmpty()) {

@@ -40,9 +40,9 @@ public:
 
     /// Whether something exists at the path.
     static bool FileExists(const QString& path);
-    /// Reads a whole file; no value when it cannot be opened, is larger than 32 MiB or stays silent for 5
-    /// seconds (standard error says which of the last two). A read that fails gives the bytes that came
-    /// before.
+    /// Reads a whole file; no value when it cannot be opened, is larger than 32 MiB, stays silent for 5
+    /// seconds or has no end after 30 (standard error says which). A read that fails gives the bytes that
+    /// came before.
     static std::optional<QByteArray> ReadWholeFile(const QString& path);
     /// Reads a whole file. Returns 2, or 1 when it cannot be opened (reported in *output and printed).
     int GetFileContents(const QString& path, QByteArray& contents, std::string* output);
