@@ -32,8 +32,17 @@ COMMANDS = {
     "watertemperature": [],
     "xkping": ["examples/full.txt", "0", "128"],
 }
-# What kinds that stand for a value are played with.
-VALUES = {"ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"], "VALUE": ["0", "255"]}
+# What kinds that stand for a value are played with, for any operation and for those that the system makes fail in
+# fewer ways: only what makes or fills a file finds the disk full, and only what waits can have nothing yet.
+VALUES = {
+    "ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"],
+    "VALUE": ["0", "255"],
+    "file-open ERRNO": ["EIO", "EINTR", "ENODEV", "ENOSPC"],
+    "file-read ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV"],
+    "file-close ERRNO": ["EIO", "EINTR", "ENOSPC"],
+    "open ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV"],
+    "close ERRNO": ["EIO", "EINTR"],
+}
 # One product a link and firmware habit, for the slice.
 SLICE_PRODUCTS = ["QL4K", "QL6M", "QL1A", "Varrow", "LumetV2", "HY05"]
 SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]}
@@ -41,24 +50,26 @@ SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]}
 HANG_SECONDS = 60
 
 # The assertions that a failing device or file may end in; any other is a finding.
-ASSERTIONS = set()
+ALLOWED = pathlib.Path("fuzz/AllowedAssertions.h").read_text()
+ASSERTIONS = set(re.findall(r'R"\((.*)\)"', ALLOWED) + re.findall(r'\{"(.*)", BrokenBy_T', ALLOWED))
 
 SEPARATOR = "-" * 51 + "\n"
-VERDICTS = {
-    "Test Result: Test Passed.": "passed",
-    "Test Result: Operation Performed.": "passed",
-    "Test Result: Tests Failed.": "failed",
-}
+FAILED = "Test Result: Tests Failed."
+VERDICTS = [FAILED, "Test Result: Test Passed.", "Test Result: Operation Performed."]
 SANITIZER = re.compile(r"runtime error:|ERROR: \w*Sanitizer|WARNING: \w*Sanitizer")
 ASSERTION = re.compile(r"Assertion `(.*)' failed\.")
 
 # Outcomes, in the table's order, and what they are.
 OUTCOMES = {
-    "failed": 'verdict "Tests Failed."',
-    "assertion": "the run ends in an assertion, with its text on standard error and no verdict",
-    "changed": "the verdict is that of the run without a fault, passed or performed; the text differs",
-    "unseen": "the output is to the byte that of the run without a fault, passed or performed",
+    "failed": '"Tests Failed.", where the run without a fault passes or performs',
+    "assertion": "an assertion, with its text on standard error and no verdict",
+    "changed": "passed or performed, as without a fault; the text differs",
+    "unseen": "passed or performed, and to the byte the output of the run without a fault",
+    "fails anyway": '"Tests Failed.", as without a fault: this product has no such test',
+    "rescued": "passed or performed, where the run without a fault fails",
 }
+# Of a pair, one fault can keep the other's operation from coming; of a single fault that is a finding.
+NOT_REACHED = "not reached"
 # What must not come of any run.
 FINDINGS = {
     "hang": f"no end within {HANG_SECONDS} s",
@@ -66,7 +77,9 @@ FINDINGS = {
     "signal": "ended by a signal, without an assertion that is expected",
     "half a report": "a report that begins and has no verdict at its end",
     "no verdict": "no report at all, and no assertion",
-    "refused": "the device did not understand what the program sent",
+    "refused": "the device did not understand what the program sent, and no fault explains it",
+    "exit status": "neither 0 nor one that the outcomes above explain",
+    NOT_REACHED: "the fault's operation never came",
 }
 
 
@@ -84,9 +97,10 @@ class Case:
 
 @dataclasses.dataclass
 class Clean:
-    """The run of a case without a fault: its output and how many operations of each sort it made."""
+    """The run of a case without a fault: its output, its verdict and how many operations of each sort it made."""
 
     output: bytes
+    verdict: str
     counts: dict
 
 
@@ -115,15 +129,16 @@ def clean_run(case):
         counts = {operation: int(count) for operation, count in map(str.split, calls)}
     if status != 0:
         sys.exit(f"{case} does not run without a fault: status {status}\n{errors}")
-    return Clean(output, counts)
+    return Clean(output, verdict_of(output), counts)
 
 
 def verdict_of(output):
-    """Returns the outcome that the verdict line says, or what is wrong with the report."""
+    """Returns the verdict line, or what is wrong with the report."""
     text = output.decode("latin-1")
     if SEPARATOR not in text:
         return "no verdict"
-    return VERDICTS.get(text.rstrip("\n").rpartition("\n")[2], "half a report")
+    last = text.rstrip("\n").rpartition("\n")[2]
+    return last if last in VERDICTS else "half a report"
 
 
 def classify(clean, status, output, errors):
@@ -137,12 +152,20 @@ def classify(clean, status, output, errors):
         return ("assertion" if expected else "signal"), found[1]
     if status >= 128 or status < 0:
         return "signal", ""
+    if "the device refused" in errors:
+        return "refused", ""
+    if "befell nothing" in errors:
+        return NOT_REACHED, ""
+    if status != 0:
+        return "exit status", ""
     verdict = verdict_of(output)
-    if verdict == "passed":
-        if "the device refused" in errors:
-            return "refused", ""
-        return ("unseen" if output == clean.output else "changed"), ""
-    return verdict, ""
+    if verdict not in VERDICTS:
+        return verdict, ""
+    if clean.verdict == FAILED:
+        return ("fails anyway" if verdict == FAILED else "rescued"), ""
+    if verdict == FAILED:
+        return "failed", ""
+    return ("unseen" if output == clean.output else "changed"), ""
 
 
 def kinds():
@@ -157,9 +180,9 @@ def kinds():
 def single_faults(clean, table, values, everywhere):
     """Yields (operation, kind, specification); not everywhere: at the first and the last operation of a sort."""
     for operation, count in sorted(clean.counts.items()):
-        numbers = range(1, count + 1) if everywhere else sorted({1, count} - {0})
+        numbers = range(1, count + 1) if everywhere else sorted({1, count} if count else {})
         for number, kind in itertools.product(numbers, table[operation]):
-            for value in values.get(kind, [kind]):
+            for value in values.get(f"{operation} {kind}", values.get(kind, [kind])):
                 yield operation, value if kind in values else kind, f"{operation}:{number}={value}"
 
 
@@ -171,7 +194,8 @@ def products():
 class Tally:
     """Counts outcomes by row, keeps the findings."""
 
-    def __init__(self):
+    def __init__(self, findings):
+        self.kinds_of_findings = findings
         self.rows = collections.defaultdict(collections.Counter)
         self.assertions = collections.Counter()
         self.findings = []
@@ -180,7 +204,7 @@ class Tally:
         self.rows[row][outcome] += 1
         if text:
             self.assertions[text] += 1
-        if outcome in FINDINGS:
+        if outcome in self.kinds_of_findings:
             self.findings.append(f"{outcome}{': ' if text else ''}{text}: {' '.join(arguments)}")
 
     def total(self):
@@ -188,7 +212,9 @@ class Tally:
 
 
 def play(jobs, plays, tally):
-    """Plays (row, case, clean, specifications) side by side; most of a run that waits costs nothing."""
+    """Plays (row, case, clean, specifications) side by side, in mixed order: a run that waits costs nothing, so that
+    those that wait must not come together."""
+    plays = random.Random(0).sample(plays, len(plays))
 
     def one(item):
         row, case, clean, specifications = item
@@ -207,8 +233,8 @@ def table_text(head, rows):
     return "\n".join(lines + ["| " + " | ".join(map(str, row)) + " |" for row in rows]) + "\n\n"
 
 
-def counts_of(counter):
-    return [counter.total()] + [counter[outcome] or "" for outcome in OUTCOMES]
+def counts_of(counter, outcomes=tuple(OUTCOMES)):
+    return [counter.total()] + [counter[outcome] or "" for outcome in outcomes]
 
 
 def document(singles, pairs, seed):
@@ -228,7 +254,9 @@ def document(singles, pairs, seed):
     head = ["command", "runs", *OUTCOMES]
     text += table_text(head, [[command, *counts_of(counter)] for command, counter in sorted(by_command.items())])
     text += "### A pair of faults, by command\n\n"
-    text += table_text(head, [[row[0], *counts_of(counter)] for row, counter in sorted(pairs.rows.items())])
+    outcomes = (*OUTCOMES, NOT_REACHED)
+    rows = [[row[0], *counts_of(counter, outcomes)] for row, counter in sorted(pairs.rows.items())]
+    text += table_text(["command", "runs", *outcomes], rows)
     text += "### One fault, by command and kind\n\n"
     head = ["command", "operation", "kind", "runs", *OUTCOMES]
     return text + table_text(head, [[*row, *counts_of(counter)] for row, counter in sorted(singles.rows.items())])
@@ -252,9 +280,11 @@ def main():
     options.add_argument("--slice", action="store_true", help="a representative part; writes nothing")
     options.add_argument("--pairs", type=int, default=4000, help="how many random pairs (default 4000)")
     options.add_argument("--seed", type=int, default=1, help="which pairs (default 1)")
-    options.add_argument("--jobs", type=int, default=4 * os.cpu_count(), help="runs at a time (default 4 a core)")
+    options.add_argument("--jobs", type=int, default=8 * os.cpu_count(), help="runs at a time (default 8 a core)")
     chosen = options.parse_args()
 
+    before, _, rest = TABLE.read_text().partition(BEGIN)
+    _, _, after = rest.partition(END)
     table = kinds()
     values = SLICE_VALUES if chosen.slice else VALUES
     names = SLICE_PRODUCTS if chosen.slice else products()
@@ -267,15 +297,13 @@ def main():
         found = list(single_faults(clean, table, values, not chosen.slice))
         faults[case] = clean, [specification for *_, specification in found]
         plays += [((case.command, operation, kind), case, clean, [text]) for operation, kind, text in found]
-    singles, pairs = Tally(), Tally()
+    singles, pairs = Tally(set(FINDINGS)), Tally(set(FINDINGS) - {NOT_REACHED})
     play(chosen.jobs, plays, singles)
     if not chosen.slice:
         play(chosen.jobs, random_pairs(faults, chosen.pairs, chosen.seed), pairs)
-        before, _, rest = TABLE.read_text().partition(BEGIN)
-        _, _, after = rest.partition(END)
         TABLE.write_text(before + BEGIN + "\n" + document(singles, pairs, chosen.seed) + END + after)
 
-    findings = singles.findings + pairs.findings
+    findings = sorted(singles.findings + pairs.findings)
     print("\n".join(findings + [f"{count} runs: {name}" for name, count in sorted(singles.total().items())]))
     sys.exit(1 if findings else 0)
 
