@@ -83,6 +83,10 @@ TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceOnEveryLink)
         // Recorded faults are part of the trace.
         {CVirtualUnit("QL4K").Fault("ioctl:1=EIO"), {"xkping", "examples/short.txt", "0", "1"}},
         {CVirtualUnit("VarrowX").Fault("reply:*=bytewise").Fault("write:4=ENODEV"), ping},
+        {CVirtualUnit("QL4K").Fault("write:2=short"), {"xkping", "examples/short.txt", "0", "1"}},
+        // So are those that no device sees.
+        {CVirtualUnit("QL4K").Fault("read:1=zero"), {"loadfpgabinary"}},
+        {CVirtualUnit("QL4K").Fault("device:9=gone"), {"xkping", "examples/short.txt", "0", "1"}},
     };
     for (const Row_T& row : rows) {
         const auto recorded = row.unit.RunScript(row.script, row.arguments);
