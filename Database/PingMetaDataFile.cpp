@@ -21,6 +21,8 @@ constexpr int c_FileMode = 0640;
 constexpr std::size_t c_LongestPiece = 1024; ///< with its terminating zero
 } // namespace
 
+// The compiler checks the values against the format, as it does for printf().
+// NOLINTNEXTLINE(cert-dcl50-cpp)
 bool CPieceWriter::operator()(const char* format, ...) const
 {
     char writeBuffer[c_LongestPiece] = {};
