@@ -3,9 +3,7 @@
 #include "sonar/SonarTestController.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <iterator>
-#include <string_view>
 
 namespace
 {
@@ -14,20 +12,23 @@ using Arguments_T = const char* const*; ///< argv, the program's name and the co
 
 struct Command_T {
     std::string_view word;
-    int argumentCount = 0;                 ///< argc that the command takes; 0: any
-    TestResult_T wrongCount = TEST_FAILED; ///< result when argc is another
+    int argumentCount = 0;                          ///< argc that the command takes; 0: any
+    std::span<const std::string_view> choices = {}; ///< words that the last argument may be; empty: any
+    TestResult_T wrongCount = TEST_FAILED;          ///< result when argc is another
     /// Judges the arguments and reports what is wrong with them; null: all are accepted.
     bool (*accepts)(CSonarTestController&, Arguments_T, std::string& output) = nullptr;
     /// The test, returns its TestResult_T.
     int (*run)(CSonarTestController&, Arguments_T, std::string& output);
 };
 
+constexpr std::string_view c_FrequencyWords[] = {"200", "350", "350long", "200long", "50long"};
+constexpr std::string_view c_GainWords[] = {"high", "medium", "low"};
+
 unsigned int Number(const char* text) { return TestControllerBase::CharToUnsignedInt(text); }
 
 bool IsFrequencyWord(CSonarTestController& controller, Arguments_T arguments, std::string& output)
 {
-    constexpr std::string_view words[] = {"200", "350", "350long", "200long", "50long"};
-    if (std::ranges::find(words, arguments[2]) != std::end(words)) {
+    if (std::ranges::find(c_FrequencyWords, arguments[2]) != std::end(c_FrequencyWords)) {
         return true;
     }
     // Stations look for this text; that it leaves out 50long is known.
@@ -38,9 +39,10 @@ bool IsFrequencyWord(CSonarTestController& controller, Arguments_T arguments, st
 bool IsGainWord(CSonarTestController& controller, Arguments_T arguments, std::string&)
 {
     const QString gain = QString::fromLatin1(arguments[7]);
-    const bool isGain = std::ranges::any_of(
-        std::initializer_list<const char*>{"high", "medium", "low"},
-        [&gain](const char* word) { return gain.compare(QLatin1String(word), Qt::CaseInsensitive) == 0; });
+    const bool isGain = std::ranges::any_of(c_GainWords, [&gain](std::string_view word) {
+        return gain.compare(QLatin1String(word.data(), static_cast<qsizetype>(word.size())),
+                            Qt::CaseInsensitive) == 0;
+    });
     controller.Message(isGain ? std::string("3\n")
                               : std::string(arguments[7]) + " is not a valid Analogue Gain level.\n",
                        nullptr, true, false);
@@ -83,10 +85,18 @@ int Speed(CSonarTestController& controller, Arguments_T arguments, std::string& 
 }
 
 constexpr Command_T c_Commands[] = {
-    {.word = "lowscanping", .argumentCount = 3, .accepts = IsFrequencyWord, .run = LumetPing},
-    {.word = "lumetping", .argumentCount = 3, .accepts = IsFrequencyWord, .run = LumetPing},
+    {.word = "lowscanping",
+     .argumentCount = 3,
+     .choices = c_FrequencyWords,
+     .accepts = IsFrequencyWord,
+     .run = LumetPing},
+    {.word = "lumetping",
+     .argumentCount = 3,
+     .choices = c_FrequencyWords,
+     .accepts = IsFrequencyWord,
+     .run = LumetPing},
     {.word = "xkping", .argumentCount = 5, .run = XkPing},
-    {.word = "ping", .argumentCount = 8, .accepts = IsGainWord, .run = Ping},
+    {.word = "ping", .argumentCount = 8, .choices = c_GainWords, .accepts = IsGainWord, .run = Ping},
     {.word = "batteryvoltage", .run = Show<&CSonarTestController::BatteryVoltage>},
     {.word = "lcdtemperature", .run = Show<&CSonarTestController::LCDTemperature>},
     {.word = "watertemperature", .run = Show<&CSonarTestController::WaterTemperature>},
@@ -97,6 +107,16 @@ constexpr Command_T c_Commands[] = {
 };
 
 } // namespace
+
+std::vector<CommandForm_T> CommandForms()
+{
+    std::vector<CommandForm_T> forms;
+    for (const Command_T& command : c_Commands) {
+        constexpr int programAndWord = 2;
+        forms.push_back({command.word, std::max(command.argumentCount - programAndWord, 0), command.choices});
+    }
+    return forms;
+}
 
 TestResult_T RunCommand(CSonarTestController& controller, int argc, char* argv[], std::string& output)
 {

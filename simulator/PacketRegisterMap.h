@@ -47,6 +47,9 @@ public:
     /// When only one is there that wants the other block flag, it is that one.
     const PacketRegister_T* Find(std::uint16_t address, bool block) const;
 
+    /// All of them; a value that the device takes byte by byte is several registers.
+    const std::vector<PacketRegister_T>& Rows() const { return m_Rows; }
+
     /// Why the map does not allow a packet; empty when it does.
     std::string AccessRefusal(const CorPacket_T& packet) const;
 
