@@ -42,9 +42,14 @@ std::string RequestText(unsigned long request)
            TraceWord::c_RequestEnd;
 }
 
+std::string SentText(ByteView_T bytes)
+{
+    return std::to_string(bytes.size()) + " " + HexBytes(bytes) + " " + ChecksumText(bytes);
+}
+
 std::string ReplyText(const DeviceOutcome_T& outcome)
 {
-    std::string text = std::to_string(outcome.reply.size()) + " " + HexBytes(outcome.reply);
+    std::string text = SentText(outcome.reply);
     if (outcome.replyDelay.count() != 0) {
         text += " " + (TraceWord::c_Delay + std::to_string(outcome.replyDelay.count())) +
                 std::string(TraceWord::c_DelayUnit);
@@ -88,7 +93,7 @@ void CTraceWriter::Write(const DeviceOperation_T& operation)
         line << MeaningText(outcome.meaning);
         if (!outcome.fill.empty()) {
             Begin(operation.device, TraceWord::c_Fill)
-                << outcome.fill.size() << ' ' << HexBytes(outcome.fill) << MeaningText(outcome.replyMeaning);
+                << SentText(outcome.fill) << MeaningText(outcome.replyMeaning);
         }
         if (!outcome.reply.empty()) {
             Begin(operation.device, TraceWord::c_Reply) << ReplyText(outcome);

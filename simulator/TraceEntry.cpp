@@ -1,6 +1,9 @@
 #include "simulator/TraceEntry.h"
 
 #include "simulator/ErrorNames.h"
+#include "simulator/WireBytes.h"
+
+#include <QByteArrayView>
 
 #include <algorithm>
 #include <charconv>
@@ -124,6 +127,8 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number)
         TakeError(entry, word.substr(1));
     } else if (word.front() == TraceWord::c_Taken) {
         TakeTaken(entry, word.substr(1));
+    } else if (word.front() == TraceWord::c_Checksum) {
+        entry.checksum = word;
     } else if (word.front() == TraceWord::c_Delay) {
         TakeDelay(entry, word.substr(1));
     } else {
@@ -131,6 +136,12 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number)
     }
 }
 } // namespace
+
+std::string ChecksumText(ByteView_T bytes)
+{
+    const auto checksum = qChecksum(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
+    return TraceWord::c_Checksum + HexText(checksum, TraceWord::c_ChecksumDigits).substr(2);
+}
 
 TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number)
 {

@@ -27,6 +27,8 @@ constexpr std::size_t c_RequestDigits = 8;
 constexpr char c_RequestEnd = '+';
 constexpr char c_Error = '!';
 constexpr char c_Taken = '=';
+constexpr char c_Checksum = '~';
+constexpr std::size_t c_ChecksumDigits = 4;
 constexpr char c_Delay = '+';
 constexpr std::string_view c_DelayUnit = "ms";
 constexpr std::string_view c_Bytewise = "bytewise";
@@ -54,12 +56,17 @@ struct TraceEntry_T {
     std::vector<TracePlace_T> places{};
     int error = 0;
     std::optional<std::size_t> taken{};
+    std::string checksum{}; ///< that its bytes should have, as ChecksumText gives it; empty when not told
     std::chrono::milliseconds delay{};
     bool isBytewise = false;
     std::string text{}; ///< the meaning, or why something was refused
 
     bool IsRefusal() const { return direction == TraceWord::c_Refused || direction == TraceWord::c_Excused; }
 };
+
+/// "~1a2b", the checksum of what a device sent: the 16-bit CRC of ISO/IEC 3309, which no change within two
+/// neighbouring bytes leaves as it is.
+std::string ChecksumText(ByteView_T bytes);
 
 /// Reads the first line of an entry. Throws std::runtime_error, what is wrong, for what is none; whether the
 /// direction exists is left to the caller.

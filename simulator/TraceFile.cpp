@@ -51,6 +51,7 @@ struct CReader::Direction_T {
     std::string_view name;
     void (CReader::*add)();
     bool mayFail = false;
+    bool isOfDevice = false; ///< so that nothing but a checksum tells that its bytes were changed
     bool mayBeLate = false;
 };
 
@@ -61,9 +62,9 @@ const CReader::Direction_T* CReader::FindDirection(std::string_view name)
         {.name = c_Names[0], .add = &CReader::AddOperation, .mayFail = true},
         {.name = c_Names[1], .add = &CReader::AddOperation, .mayFail = true},
         {.name = c_Names[2], .add = &CReader::AddOperation, .mayFail = true},
-        {.name = c_Names[3], .add = &CReader::AddUnasked, .mayBeLate = true},
-        {.name = TraceWord::c_Fill, .add = &CReader::AddFill},
-        {.name = TraceWord::c_Reply, .add = &CReader::AddReply, .mayBeLate = true},
+        {.name = c_Names[3], .add = &CReader::AddUnasked, .isOfDevice = true, .mayBeLate = true},
+        {.name = TraceWord::c_Fill, .add = &CReader::AddFill, .isOfDevice = true},
+        {.name = TraceWord::c_Reply, .add = &CReader::AddReply, .isOfDevice = true, .mayBeLate = true},
         {.name = TraceWord::c_Refused, .add = &CReader::AddRefusal},
         {.name = TraceWord::c_Excused, .add = &CReader::AddRefusal},
     }};
@@ -125,6 +126,9 @@ void CReader::Complete()
     }
     if ((m_Entry->delay.count() != 0 || m_Entry->isBytewise) && !direction.mayBeLate) {
         Refuse("only what becomes readable, a reply or unasked, can come late or bytewise");
+    }
+    if (!m_Entry->checksum.empty() && !direction.isOfDevice) {
+        Refuse("only what a device sends, a fill, reply or unasked, has a checksum");
     }
     (this->*direction.add)();
     m_Entry.reset();
@@ -226,6 +230,10 @@ Bytes_T CReader::Sent() const
             Refuse("what a device sends cannot be left open");
         }
         bytes.push_back(*byte);
+    }
+    if (const std::string has = ChecksumText(bytes); !m_Entry->checksum.empty() && m_Entry->checksum != has) {
+        Refuse("the checksum is " + m_Entry->checksum + ", but the bytes have " + has +
+               ": they were changed");
     }
     return bytes;
 }

@@ -5,22 +5,28 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-void ExpectGolden(const UnitRun_T& run, const std::string& path)
+std::string DifferenceOf(const TraceFile_T& done, TraceFile_T device)
 {
-    CReplay golden(ReadTraceFile(SONARBENCH_SOURCE "/" + path));
-    std::istringstream text(run.traceText);
-    for (const TraceOperation_T& operation : ReadTrace(text, "trace of the run").operations) {
+    CReplay replay(std::move(device));
+    for (const TraceOperation_T& operation : done.operations) {
         Bytes_T bytes;
         for (const auto& byte : operation.bytes) {
-            bytes.push_back(byte.value());
+            bytes.push_back(byte.value_or(0));
         }
         if (operation.kind == DeviceOperation_T::Kind::Unasked) {
-            golden.AnswerUnasked(operation.device);
+            replay.AnswerUnasked(operation.device);
         } else {
-            golden.Answer(operation.device, operation.kind, operation.request, bytes);
+            replay.Answer(operation.device, operation.kind, operation.request, bytes);
         }
     }
-    EXPECT_EQ(golden.Finish(), "");
+    return replay.Finish();
+}
+
+void ExpectGolden(const UnitRun_T& run, const std::string& path)
+{
+    std::istringstream text(run.traceText);
+    EXPECT_EQ(DifferenceOf(ReadTrace(text, "trace of the run"), ReadTraceFile(SONARBENCH_SOURCE "/" + path)),
+              "");
 }
 
 std::vector<std::string> CallsOf(const Trace_T& trace)

@@ -1,11 +1,13 @@
-#include "tests/endtoend/VirtualUnit.h"
+#include "tests/endtoend/GoldenTrace.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 
 #include <sstream>
 
+using testing::AnyOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace
 {
@@ -29,6 +31,17 @@ std::string PathOf(const Golden_T& golden) { return "tests/golden/" + golden.nam
 UnitRun_T Replay(const std::string& trace, const Words_T& arguments)
 {
     return CVirtualUnit("").Option("--replay", trace).Run(arguments);
+}
+
+/// The first thing that is wrong when what one trace tells is done with another, as text, as the device.
+std::string WhatIsWrong(const TraceFile_T& done, const std::string& device)
+{
+    std::istringstream text(device);
+    try {
+        return DifferenceOf(done, ReadTrace(text, "file"));
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
 }
 
 /// A golden trace with a piece of its text replaced.
@@ -111,7 +124,7 @@ TEST(ReplayRun, AChangedTraceFailsWithTheExactPlace)
          "10: operation 1: image of 1035 bytes on LSfpga0, byte 0: expected 0x30, got 0x31"},
         {ping, "00 00 00 0a", "00 00 00 0b",
          "49: operation 14: write of 8 bytes on ttyO1, byte 6: expected 0x0b, got 0x0a"},
-        {lumet, "- LSfpga0 reply 2 # Ch0.FifoStatus=0x04\n    0404",
+        {lumet, "- LSfpga0 reply 2 ~2e03 # Ch0.FifoStatus=0x04\n    0404",
          "- LSfpga0 reply 2 0404\n- LSfpga0 write - 01",
          "85: operation 11: expected write of 1 byte on LSfpga0, got the end; operations left over: 1"},
     };
@@ -121,6 +134,38 @@ TEST(ReplayRun, AChangedTraceFailsWithTheExactPlace)
         EXPECT_EQ(run.status, 3);
         EXPECT_EQ(run.errors,
                   "sonarbench-sim: the program departs from the trace: " + trace + ":" + text + "\n");
+    }
+}
+
+TEST(ReplayRun, NoChangedByteOfATraceIsTakenForTheDevice)
+{
+    for (const Golden_T& golden : c_Goldens) {
+        const std::string text = Source(PathOf(golden));
+        std::istringstream whole(text);
+        const TraceFile_T trace = ReadTrace(whole, "file");
+        EXPECT_EQ(WhatIsWrong(trace, text), "");
+        std::size_t changes = 0;
+        std::size_t begin = 0;
+        std::size_t number = 0;
+        std::size_t entry = 0;
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line); begin += line.size() + 1) {
+            entry = line.starts_with("- ") ? number + 1 : entry;
+            ++number;
+            // Digits of bytes that stand in lines of their own, not of how often they stand there.
+            const std::size_t end = std::min(line.find_first_of("#*"), line.size());
+            for (std::size_t at = 4; line.starts_with("    ") && at < end; at += 9) {
+                if (line.find_first_of("0123456789abcdef", at) == at) {
+                    std::string changed = text;
+                    changed[begin + at] = line[at] == '0' ? '1' : '0';
+                    EXPECT_THAT(WhatIsWrong(trace, changed),
+                                AnyOf(StartsWith("file:" + std::to_string(number) + ": operation "),
+                                      StartsWith("file:" + std::to_string(entry) + ": the checksum is ")));
+                    ++changes;
+                }
+            }
+        }
+        EXPECT_GT(changes, 40U);
     }
 }
 

@@ -72,7 +72,7 @@ TEST(TraceFile, HandWrittenOnesMayLeaveThingsOpenAndSpreadOverLines)
                                    "# another\n\n"
                                    "\t??*2 0A0b\n"
                                    "1.000000001 LSfpga0 ioctl 2 80047205+ 0102\n"
-                                   "- LSfpga0 reply - 07*2 +20ms\n"
+                                   "- LSfpga0 reply - 07*2 ~36f0 +20ms\n"
                                    "2.000000000 ttyO1 unasked -");
     ASSERT_EQ(trace.operations.size(), 3U);
     const auto& [write, request, unasked] =
@@ -116,6 +116,10 @@ TEST(TraceFile, WhatIsNoTraceIsToldWithItsPlace)
         {c_Head + write + "- LSfpga1 reply - 01\n", "4: reply without an operation on LSfpga1 above it"},
         {c_Head + write + "- LSfpga0 reply - 01\n- LSfpga0 reply - 01\n",
          "5: a second reply to one operation"},
+        {c_Head + write + "- LSfpga0 reply - 0102 ~1a2b\n",
+         "4: the checksum is ~1a2b, but the bytes have ~358d: they were changed"},
+        {c_Head + "- LSfpga0 write - 01 ~1a2b\n",
+         "3: only what a device sends, a fill, reply or unasked, has a checksum"},
         {c_Head + write + "- LSfpga0 reply - ??\n", "4: what a device sends cannot be left open"},
         {c_Head + write + "- LSfpga0 fill - 0102\n",
          "4: a fill stands below a write of at least as many bytes"},

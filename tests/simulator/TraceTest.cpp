@@ -41,19 +41,19 @@ TEST(TraceTest, AnOperationIsALineThatSaysWhatItsBytesMean)
               "0.000000000 LSfpga0 write 22 4353000000000003034353104002040001020304050f"
               " # Command=0x03 (ping of 0 samples); ChirpTable[4..5]\n"
               "0.000007333 LSfpga0 write 9 435302000100000000 # read Version\n"
-              "0.000007333 LSfpga0 reply 2 0707 # Version=0x07\n"
+              "0.000007333 LSfpga0 reply 2 0707 ~36f0 # Version=0x07\n"
               "0.000010333 LSfpga0 write 9 435301000000000909\n"
               "0.000010333 LSfpga0 refused offset 0: write to Status (0x0001), which is read only\n"
               "0.000013333 LSfpga0 ioctl 0 80047203+- !ETIMEDOUT # wait for interrupt\n"
               "0.000013333 LSfpga0 ioctl 20 80047205+4353000050000000000000000100000001000000"
               " # start ping read\n"
               "0.000013333 LSfpga0 write 2 0000 # ping read\n"
-              "0.000013333 LSfpga0 fill 2 0000 # FifoData (2 bytes), 2 more than there are\n"
+              "0.000013333 LSfpga0 fill 2 0000 ~0f47 # FifoData (2 bytes), 2 more than there are\n"
               "0.000013999 LSfpga0 ioctl 0 00000123+- !ENOTTY\n"
               "0.000013999 LSfpga0 refused unknown request 0x00000123\n"
               "0.000013999 LSfpga1 image 2 310a # not loaded: no firmware image\n"
               "0.000014665 LSfpga0 write 0 -\n"
               "12.000014665 LSfpga0 ioctl 0 80047206+- # end ping read\n"
-              "12.000014665 ttyO3 unasked 2 0102 # ping\n"
-              "12.000014665 ttyO3 unasked 0 - # fault reply:1=silent\n");
+              "12.000014665 ttyO3 unasked 2 0102 ~358d # ping\n"
+              "12.000014665 ttyO3 unasked 0 - ~0000 # fault reply:1=silent\n");
 }
