@@ -32,17 +32,8 @@ COMMANDS = {
     "watertemperature": [],
     "xkping": ["examples/full.txt", "0", "128"],
 }
-# What kinds that stand for a value are played with, for any operation and for those that the system makes fail in
-# fewer ways: only what makes or fills a file finds the disk full, and only what waits can have nothing yet.
-VALUES = {
-    "ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"],
-    "VALUE": ["0", "255"],
-    "file-open ERRNO": ["EIO", "EINTR", "ENODEV", "ENOSPC"],
-    "file-read ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV"],
-    "file-close ERRNO": ["EIO", "EINTR", "ENOSPC"],
-    "open ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV"],
-    "close ERRNO": ["EIO", "EINTR"],
-}
+# What kinds that stand for a value are played with.
+VALUES = {"ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"], "VALUE": ["0", "255"]}
 # One product a link and firmware habit, for the slice.
 SLICE_PRODUCTS = ["QL4K", "QL6M", "QL1A", "Varrow", "LumetV2", "HY05"]
 SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]}
@@ -182,7 +173,7 @@ def single_faults(clean, table, values, everywhere):
     for operation, count in sorted(clean.counts.items()):
         numbers = range(1, count + 1) if everywhere else sorted({1, count} if count else {})
         for number, kind in itertools.product(numbers, table[operation]):
-            for value in values.get(f"{operation} {kind}", values.get(kind, [kind])):
+            for value in values.get(kind, [kind]):
                 yield operation, value if kind in values else kind, f"{operation}:{number}={value}"
 
 
