@@ -1,10 +1,10 @@
 #include "simulator/FaultTable.h"
 
 #include "simulator/ErrorNames.h"
+#include "simulator/TextNumber.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -80,16 +80,6 @@ constexpr std::array c_Kinds{
     AtCall(FileClose, Errno, "the file is closed, but an error is reported"),
 };
 
-/// The number that a text is as a whole.
-template <class Number>
-std::optional<Number> NumberOf(std::string_view text)
-{
-    Number number{};
-    const char* const pEnd = text.data() + text.size();
-    const auto [pStop, error] = std::from_chars(text.data(), pEnd, number);
-    return error == std::errc() && pStop == pEnd ? std::optional(number) : std::nullopt;
-}
-
 /// The value that a kind stands for: errno, FIFO status, 0 for a word. Nothing: the text is not of this kind.
 std::optional<int> ValueOf(const FaultKind_T& row, std::string_view text)
 {
@@ -97,7 +87,7 @@ std::optional<int> ValueOf(const FaultKind_T& row, std::string_view text)
         return ErrorNamed(text);
     }
     if (row.kind == c_ValueKind) {
-        const auto value = NumberOf<int>(text);
+        const auto value = NumberIn<int>(text);
         return value && *value >= 0 && *value <= c_HighestStatus ? value : std::nullopt;
     }
     return row.kind == text ? std::optional(0) : std::nullopt;
@@ -148,7 +138,7 @@ Fault_T FaultOf(const std::string& specification)
         Refuse(specification, "the operation must be " +
                                   Choices(c_FaultOperationNames, [](std::string_view name) { return name; }));
     }
-    const auto number = numberText == "*" ? std::optional<std::size_t>(0) : NumberOf<std::size_t>(numberText);
+    const auto number = numberText == "*" ? std::optional<std::size_t>(0) : NumberIn<std::size_t>(numberText);
     if (!number || (*number == 0 && numberText != "*")) {
         Refuse(specification, "the number must be 1 or more, or *");
     }

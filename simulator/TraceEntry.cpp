@@ -1,12 +1,12 @@
 #include "simulator/TraceEntry.h"
 
 #include "simulator/ErrorNames.h"
+#include "simulator/TextNumber.h"
 #include "simulator/WireBytes.h"
 
 #include <QByteArrayView>
 
 #include <algorithm>
-#include <charconv>
 #include <sstream>
 #include <stdexcept>
 
@@ -15,7 +15,6 @@ namespace
 /// Far more than a device takes at once, and far less than a repeat can ask for.
 constexpr std::size_t c_MostBytes = std::size_t{1} << 24;
 constexpr int c_HexBase = 16;
-constexpr std::size_t c_LongestNumber = 9; ///< digits
 constexpr std::string_view c_Separator = "|";
 constexpr std::string_view c_Open = "??";
 constexpr char c_Repeat = '*';
@@ -24,25 +23,15 @@ constexpr char c_Repeat = '*';
 
 std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
-/// The number that a text is as a whole; nothing for anything else, or for more digits than any needs.
-std::optional<std::uint32_t> NumberOf(std::string_view text, int base = 10)
-{
-    std::uint32_t number = 0;
-    const char* const pEnd = text.data() + text.size();
-    const auto [pStop, error] = std::from_chars(text.data(), pEnd, number, base);
-    const bool isNumber = error == std::errc() && pStop == pEnd && text.size() <= c_LongestNumber;
-    return isNumber ? std::optional(number) : std::nullopt;
-}
-
 std::optional<std::chrono::nanoseconds> TimeOf(const std::string& text)
 {
     if (text == TraceWord::c_Nothing) {
         return std::nullopt;
     }
     const std::size_t point = std::min(text.find('.'), text.size());
-    const auto seconds = NumberOf(text.substr(0, point));
+    const auto seconds = NumberIn<std::uint32_t>(text.substr(0, point));
     const std::string decimals = text.substr(std::min(point + 1, text.size()));
-    const auto fraction = NumberOf(decimals);
+    const auto fraction = NumberIn<std::uint32_t>(decimals);
     if (!seconds || !fraction || decimals.size() != TraceWord::c_Decimals) {
         Refuse("the time " + Quoted(text) + " is not of the form 0.000000000 or -");
     }
@@ -52,7 +41,7 @@ std::optional<std::chrono::nanoseconds> TimeOf(const std::string& text)
 /// "80047202+", and the rest of the word.
 std::string_view TakeRequest(TraceEntry_T& entry, std::string_view word)
 {
-    entry.request = NumberOf(word.substr(0, TraceWord::c_RequestDigits), c_HexBase);
+    entry.request = NumberIn<std::uint32_t>(word.substr(0, TraceWord::c_RequestDigits), c_HexBase);
     if (!entry.request || word.find(TraceWord::c_RequestEnd) != TraceWord::c_RequestDigits) {
         Refuse("an ioctl's bytes begin with its request, as 80047202+");
     }
@@ -70,7 +59,7 @@ void TakeError(TraceEntry_T& entry, std::string_view name)
 
 void TakeTaken(TraceEntry_T& entry, std::string_view text)
 {
-    entry.taken = NumberOf(text);
+    entry.taken = NumberIn<std::uint32_t>(text);
     if (!entry.taken) {
         Refuse("the reported count " + Quoted(text) + " is not of the form =9");
     }
@@ -78,7 +67,8 @@ void TakeTaken(TraceEntry_T& entry, std::string_view text)
 
 void TakeDelay(TraceEntry_T& entry, std::string_view text)
 {
-    const auto delay = NumberOf(text.substr(0, text.size() - std::min(text.size(), std::size_t{2})));
+    const auto delay =
+        NumberIn<std::uint32_t>(text.substr(0, text.size() - std::min(text.size(), std::size_t{2})));
     if (!delay || !text.ends_with(TraceWord::c_DelayUnit)) {
         Refuse("the delay " + Quoted(text) + " is not of the form +1500ms");
     }
@@ -91,7 +81,7 @@ void TakeBytes(TraceEntry_T& entry, std::string_view word, std::size_t number)
     const std::size_t star = word.find(c_Repeat);
     const std::string_view digits = word.substr(0, star);
     const auto repeats =
-        star == word.npos ? std::optional<std::uint32_t>(1) : NumberOf(word.substr(star + 1));
+        star == word.npos ? std::optional<std::uint32_t>(1) : NumberIn<std::uint32_t>(word.substr(star + 1));
     if (!repeats || digits.size() % 2 != 0 || (star != word.npos && digits.size() != 2)) {
         Refuse(Quoted(word) + " is neither bytes nor one byte and its repeats, as 00*16");
     }
@@ -100,15 +90,14 @@ void TakeBytes(TraceEntry_T& entry, std::string_view word, std::size_t number)
     }
     for (std::size_t at = 0; at < digits.size(); at += 2) {
         const std::string_view pair = digits.substr(at, 2);
-        const auto value = NumberOf(pair, c_HexBase);
+        const auto value = NumberIn<std::uint8_t>(pair, c_HexBase);
         if (!value && pair != c_Open) {
             Refuse(Quoted(pair) + " is no byte");
         }
-        if (entry.bytes.size() + *repeats > c_MostBytes) {
+        if (*repeats > c_MostBytes - entry.bytes.size()) {
             Refuse("more than " + std::to_string(c_MostBytes) + " bytes");
         }
-        entry.bytes.insert(entry.bytes.end(), *repeats,
-                           value ? std::optional(static_cast<std::uint8_t>(*value)) : std::nullopt);
+        entry.bytes.insert(entry.bytes.end(), *repeats, value);
     }
 }
 
@@ -157,7 +146,7 @@ TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number)
     }
     std::string count;
     words >> count;
-    entry.count = NumberOf(count);
+    entry.count = NumberIn<std::uint32_t>(count);
     if (!entry.count && count != TraceWord::c_Nothing) {
         Refuse("the count " + Quoted(count) + " is no number and not -");
     }

@@ -1,5 +1,7 @@
 #include "simulator/calls/CallPlan.h"
 
+#include "simulator/TextNumber.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -47,13 +49,6 @@ Line_T TakeLine(std::string_view& plan)
     }
     line.specification = text;
     return line;
-}
-
-unsigned NumberIn(std::string_view text)
-{
-    unsigned number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
 }
 
 [[noreturn]] void GiveUp(const char* what)
@@ -141,7 +136,7 @@ CallEffect_T CountCall(FaultOperation_T operation)
     CallEffect_T effect;
     for (std::string_view plan = s_Plan; !plan.empty();) {
         const Line_T line = TakeLine(plan);
-        const unsigned number = NumberIn(line.number);
+        const unsigned number = NumberIn<unsigned>(line.number).value_or(0);
         const bool lasts = line.kind == NameOf(CallKind_T::Gone) && number < count;
         if (line.operation != NameOf(operation) || (number != 0 && number != count && !lasts)) {
             continue;
@@ -149,7 +144,7 @@ CallEffect_T CountCall(FaultOperation_T operation)
         Log(line.operation, count, line.specification);
         const auto kind = std::ranges::find(c_CallKindNames, line.kind) - c_CallKindNames.begin();
         if (kind == static_cast<int>(CallKind_T::Errno)) {
-            effect.error = static_cast<int>(NumberIn(line.value));
+            effect.error = NumberIn<int>(line.value).value_or(0);
         }
         effect.kinds |= 1U << kind;
     }
