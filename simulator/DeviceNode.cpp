@@ -1,5 +1,7 @@
 #include "simulator/DeviceNode.h"
 
+#include "simulator/Emulator.h"
+
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -98,6 +100,10 @@ void CDeviceNode::TellLine()
     }
     termios settings{};
     ::tcgetattr(m_Master, &settings);
+    // An emulator shows the speeds above 460,800 baud, which it does not know, as none.
+    if (IsEmulated() && ::cfgetospeed(&settings) == B0) {
+        ::cfsetspeed(&settings, B3000000);
+    }
     m_Model.SetLine(settings);
 }
 

@@ -1,6 +1,7 @@
 #include "simulator/Sandbox.h"
 
 #include "simulator/Companions.h"
+#include "simulator/Emulator.h"
 
 #include <QProcess>
 #include <QStandardPaths>
@@ -35,15 +36,22 @@ bool BubblewrapWorks()
     return trial.waitForFinished() && trial.exitStatus() == QProcess::NormalExit && trial.exitCode() == 0;
 }
 
+struct RootEntry_T {
+    fs::path path;
+    fs::path target; ///< empty when it is no link
+};
+
 /// The entries of this machine's root directory that no binding replaces. The sandbox has a root of its own
 /// made of them, because directories such as /corvane cannot, or should not, be made in the real one.
-std::vector<fs::directory_entry> RootEntries(const Sandbox_T& sandbox)
+std::vector<RootEntry_T> RootEntries(const Sandbox_T& sandbox)
 {
-    std::vector<fs::directory_entry> entries;
-    for (const fs::directory_entry& entry : fs::directory_iterator("/")) {
-        const auto replaces = [&](const Binding_T& binding) { return binding.inside == entry.path(); };
+    std::vector<RootEntry_T> entries;
+    // By this name, because an emulator shows a program another "/".
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/root")) {
+        const fs::path path = "/" / entry.path().filename();
+        const auto replaces = [&](const Binding_T& binding) { return binding.inside == path; };
         if (std::ranges::none_of(sandbox.bindings, replaces)) {
-            entries.push_back(entry);
+            entries.push_back({path, entry.is_symlink() ? fs::read_symlink(entry.path()) : ""});
         }
     }
     return entries;
@@ -57,11 +65,11 @@ void Append(Command_T& command, const Command_T& words)
 Command_T BubblewrapCommand(const Sandbox_T& sandbox)
 {
     Command_T command = {"bwrap", "--die-with-parent"};
-    for (const fs::directory_entry& entry : RootEntries(sandbox)) {
-        if (entry.is_symlink()) {
-            Append(command, {"--symlink", fs::read_symlink(entry.path()), entry.path()});
+    for (const RootEntry_T& entry : RootEntries(sandbox)) {
+        if (entry.target.empty()) {
+            Append(command, {"--bind-try", entry.path, entry.path});
         } else {
-            Append(command, {"--bind-try", entry.path(), entry.path()});
+            Append(command, {"--symlink", entry.target, entry.path});
         }
     }
     for (const Binding_T& binding : sandbox.bindings) {
@@ -86,11 +94,11 @@ Command_T ProotCommand(const Sandbox_T& sandbox)
         }
     };
     fs::create_directory(root);
-    for (const fs::directory_entry& entry : RootEntries(sandbox)) {
-        if (entry.is_symlink()) {
-            fs::copy_symlink(entry.path(), root / entry.path().filename());
+    for (const RootEntry_T& entry : RootEntries(sandbox)) {
+        if (entry.target.empty()) {
+            bind(entry.path, entry.path);
         } else {
-            bind(entry.path(), entry.path());
+            fs::create_symlink(entry.target, root / entry.path.filename());
         }
     }
     for (const Binding_T& binding : sandbox.bindings) {
@@ -132,6 +140,7 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     whole.bindings.insert(whole.bindings.begin(), {sandbox.directory, sandbox.inside});
     whole.bindings.push_back({Companion(c_SupervisorFile), supervisor});
     Command_T command = ToolCommand(whole);
+    Append(command, EmulatorOf(whole.bindings.back().host));
     Append(command, {supervisor, sandbox.inside / c_IdFile, sandbox.inside / c_StatusFile});
     // Set inside, so that the sandbox's own tool runs without the preloaded library.
     command.emplace_back("env");

@@ -2,6 +2,7 @@
 
 #include "simulator/CallFaults.h"
 #include "simulator/DeviceHost.h"
+#include "simulator/Emulator.h"
 #include "simulator/ProgramRun.h"
 #include "simulator/Replay.h"
 #include "simulator/Sandbox.h"
@@ -238,7 +239,12 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         host.AddDevice(device.node, *device.faulty);
     }
 
-    std::vector<std::string> program = {c_ProgramName};
+    std::vector<std::string> program = EmulatorOf(options.program);
+    if (program.empty()) {
+        program.emplace_back(c_ProgramName);
+    } else { // an emulator looks for no file, and is told the name
+        program.insert(program.end(), {"-0", c_ProgramName, fs::path(c_ProgramDirectory) / c_ProgramName});
+    }
     program.insert(program.end(), options.arguments.begin(), options.arguments.end());
     Sandbox_T sandbox = MakeSandbox(options, trees, host);
     if (calls) {

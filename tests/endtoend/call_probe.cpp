@@ -43,10 +43,10 @@ void SetLine(int descriptor)
 {
     termios settings{};
     tcgetattr(descriptor, &settings);
-    cfsetspeed(&settings, B3000000);
+    cfsetspeed(&settings, B115200);
     Tell("tcsetattr", tcsetattr(descriptor, TCSANOW, &settings));
     tcgetattr(descriptor, &settings);
-    std::printf("%s", cfgetospeed(&settings) == B3000000 ? ":set" : "");
+    std::printf("%s", cfgetospeed(&settings) == B115200 ? ":set" : "");
 }
 
 void UseDevice(int descriptor)
