@@ -39,3 +39,24 @@ build() {
         exit 1
     fi
 }
+
+passed=0 failed=0
+# run_tests PRESET [OPTION...]: runs the tests that ctest's options choose, all without, and counts them; the log is
+# shown when one fails.
+run_tests() {
+    local preset=$1 log=build/$1/test.log summary
+    shift
+    echo "Testing $preset"
+    ctest --preset "$preset" --parallel "$(nproc)" --output-junit test.xml "$@" >"$log" 2>&1 || true
+    summary=$(grep -E '^[0-9]+% tests passed' "$log") || { cat "$log" >&2; exit 1; }
+    [[ $summary =~ ,\ ([0-9]+)\ tests\ failed\ out\ of\ ([0-9]+) ]]
+    failed=$((failed + BASH_REMATCH[1]))
+    passed=$((passed + BASH_REMATCH[2] - BASH_REMATCH[1]))
+    ((BASH_REMATCH[1] == 0)) || cat "$log"
+}
+
+# report_tests: says how many tests there were, and fails if one did.
+report_tests() {
+    echo "$passed passed, $failed failed"
+    ((failed == 0))
+}
