@@ -1,12 +1,15 @@
-# sonarbench_starter(TARGET VARIABLE): a file that starts a program from a shell; of a program for another processor, a
-# script with its emulator, for a shell that leaves ignored signals as they are.
+# sonarbench_starter(TARGET VARIABLE): what starts a program that may be for another processor. VARIABLE_words is for
+# shell scripts, and VARIABLE, a file, for what needs one; the file is a script, and its shell resets ignored signals.
 function(sonarbench_starter target variable)
-  set(starter $<TARGET_FILE:${target}>)
+  set(file $<TARGET_FILE:${target}>)
+  set(words ${file})
   if(CMAKE_CROSSCOMPILING_EMULATOR)
     list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
-    set(script "#!/bin/bash\nexport SONARBENCH_EMULATOR='${emulator}'\nexec ${emulator} -0 \"$0\" ${starter} \"$@\"\n")
-    set(starter ${CMAKE_BINARY_DIR}/emulated/${target})
-    file(GENERATE OUTPUT ${starter} CONTENT ${script} FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    set(words "${emulator} -0 ${file} ${file}")
+    set(file ${CMAKE_BINARY_DIR}/emulated/${target})
+    file(GENERATE OUTPUT ${file} CONTENT "#!/bin/sh\nexport SONARBENCH_EMULATOR='${emulator}'\nexec ${words} \"$@\"\n"
+         FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
   endif()
-  set(${variable} ${starter} PARENT_SCOPE)
+  set(${variable} ${file} PARENT_SCOPE)
+  set(${variable}_words ${words} PARENT_SCOPE)
 endfunction()
