@@ -1,14 +1,36 @@
 # What is installed where. Components: sonarbench, for a unit; tools, for everybody who works without one.
 include(GNUInstallDirs)
 
+# sonarbench_install_compressed(FILE DIRECTORY COMPONENT): compresses as Debian wants it, to the same bytes each time.
+function(sonarbench_install_compressed file directory component)
+  cmake_path(GET file FILENAME name)
+  set(compressed ${PROJECT_BINARY_DIR}/compressed/${component}/${name}.gz)
+  cmake_path(GET compressed PARENT_PATH parent)
+  file(MAKE_DIRECTORY ${parent})
+  add_custom_command(
+    OUTPUT ${compressed}
+    COMMAND gzip -9nc ${file} > ${compressed}
+    DEPENDS ${file}
+    VERBATIM)
+  add_custom_target(compressed-${component}-${name} ALL DEPENDS ${compressed})
+  install(FILES ${compressed} DESTINATION ${directory} COMPONENT ${component})
+endfunction()
+
+function(sonarbench_install_manual program component)
+  sonarbench_install_compressed(${PROJECT_SOURCE_DIR}/packaging/man/${program}.1 ${CMAKE_INSTALL_MANDIR}/man1
+                                ${component})
+endfunction()
+
 install(TARGETS sonarbench RUNTIME COMPONENT sonarbench)
-install(FILES packaging/man/sonarbench.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT sonarbench)
+sonarbench_install_manual(sonarbench sonarbench)
 
 if(SONARBENCH_SIMULATOR)
   install(TARGETS sonarbench-sim RUNTIME COMPONENT tools)
-  # The place in which sonarbench-sim looks for it.
-  install(TARGETS sonarbench-sim-calls LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools)
-  install(FILES packaging/man/sonarbench-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  # The place in which sonarbench-sim looks for them.
+  install(TARGETS sonarbench-sim-supervisor sonarbench-sim-calls
+          RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools)
+  sonarbench_install_manual(sonarbench-sim tools)
 
   # bash looks for a completion by the name of the program: one file under two names.
   set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
