@@ -26,18 +26,25 @@ need() {
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build PRESET TESTS [TARGET...]: configures and builds quietly, with the tests (ON) or without (OFF), which need
-# packages of their own; everything is shown when it fails.
-build() {
-    local preset=$1 tests=$2 log
-    shift 2
-    log=build/$preset.log
-    mkdir -p build
-    echo "Building $preset"
-    if ! { cmake --preset "$preset" -DSONARBENCH_TESTS="$tests" && cmake --build --preset "$preset" ${@:+--target "$@"}; } >"$log" 2>&1; then
+# quietly LOG COMMAND...: what the command says goes into a file; when it fails, everything is shown and the script ends.
+quietly() {
+    local log=$1
+    shift
+    mkdir -p "$(dirname "$log")"
+    if ! "$@" >"$log" 2>&1; then
         cat "$log" >&2
         exit 1
     fi
+}
+
+# build PRESET TESTS [TARGET...]: configures and builds quietly, with the tests (ON) or without (OFF), which need
+# packages of their own.
+build() {
+    local preset=$1 tests=$2
+    shift 2
+    echo "Building $preset"
+    quietly "build/$preset.log" cmake --preset "$preset" -DSONARBENCH_TESTS="$tests"
+    quietly "build/$preset.log" cmake --build --preset "$preset" ${@:+--target "$@"}
 }
 
 passed=0 failed=0
@@ -59,4 +66,15 @@ run_tests() {
 report_tests() {
     echo "$passed passed, $failed failed"
     ((failed == 0))
+}
+
+# debian_release: sets release and mirror, this machine's and where apt gets it from.
+debian_release() {
+    release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+    mirror=$(apt-get indextargets --format '$(REPO_URI)' "Created-By: Packages" "Release: $release" "Component: main" |
+        head -n 1)
+    if [[ -z $mirror ]]; then
+        echo "apt knows no mirror of $release/main, from which the packages would come" >&2
+        exit 1
+    fi
 }

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Uses the packages where they are installed; scripts/test-packages runs it in a bare system. The argument demo wants the
+# virtual unit to run, too, which an emulated system cannot: it has neither the namespaces nor the tracing.
+set -euo pipefail
+export LC_ALL=C.UTF-8 TERM=dumb
+failed=0
+
+# expect WHAT PATTERN TEXT: says whether the text matches the pattern.
+expect() {
+    if [[ $3 == $2 ]]; then
+        echo "ok: $1"
+    else
+        printf 'not ok: %s; wanted %s, got:\n%s\n' "$1" "$2" "$3"
+        failed=1
+    fi
+}
+
+# typed KEYS: what bash makes of a command line that somebody types, with Tab for \t. Its last word is shown again by
+# the echo that goes in front.
+typed() {
+    printf '%b\001echo \nexit\n' "$1" |
+        script -qec 'bash --noprofile --rcfile /usr/share/bash-completion/bash_completion -i' /dev/null | tr -d '\r\a'
+}
+
+help=$(cd / && sonarbench 2>&1 || true)
+expect 'the program answers' '*batteryvoltage*' "$help"
+for page in sonarbench sonarbench-sim; do
+    text=$(MANWIDTH=80 man "$page" 2>&1)
+    expect "man $page" "${page^^}(1)*NAME*SYNOPSIS*EXIT STATUS*SEE ALSO*" "$text"
+    [[ $text != *warning* ]] || expect "man $page without warnings" '' "$text"
+done
+
+while IFS='|' read -r keys line; do
+    expect "completion of ${keys//\\t/<Tab>}" "*"$'\n'"$line"$'\n'"*" "$(typed "$keys")"
+done <<'CASES'
+sonarbench batt\t|sonarbench batteryvoltage
+sonarbench lumet\t3\t|sonarbench lumetping 350long
+sonarbench ping 1 2 3 4 0 me\t|sonarbench ping 1 2 3 4 0 medium
+sonarbench-sim --product QL6\txk\t|sonarbench-sim --product QL6M xkping
+sonarbench-sim --fault interrupt:1=n\t|sonarbench-sim --fault interrupt:1=never
+CASES
+
+if [[ ${1-} == demo ]]; then
+    cd /usr/share/doc/sonarbench
+    expect 'the demo' '*Samples: 1024*Test Result: Test Passed.' \
+        "$(sonarbench-sim --product QL4K xkping examples/short.txt 0 1 2>&1)"
+    expect 'a fault of a call, which the library plays' '*Test Result: Tests Failed.' \
+        "$(sonarbench-sim --product QL4K --fault open:1=EIO xkping examples/short.txt 0 1 2>&1)"
+fi
+exit "$failed"
