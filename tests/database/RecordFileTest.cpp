@@ -87,7 +87,7 @@ TEST(RecordFile, EverySettingHasItsLine)
                    "-13.250000 4000000014 " +
                    c_Levels + "223 224 " + c_Corrections));
     EXPECT_EQ(r.GetLowscanCoefs()->numberOfSamples, 4000000003U);
-    EXPECT_EQ(r.GetLowscanCoefs()->previousDepth, 31);
+    EXPECT_EQ(r.GetLowscanCoefs()->corrections.previousDepth, 31);
     // Another record of the same index leaves the file alone until it is told to write.
     R other(&factory, 0);
     EXPECT_THAT(directory.Read("PingMetaData0.txt"), testing::StartsWith("1\n254\n"));

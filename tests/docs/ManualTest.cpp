@@ -1,5 +1,4 @@
 #include "app/CommandTable.h"
-#include "framework/Products.h"
 #include "sonar/LumetSettings.h"
 #include "tests/docs/Page.h"
 #include "tests/endtoend/VirtualUnit.h"
@@ -100,7 +99,6 @@ TEST(Completion, OffersTheCommandsAndTheWordsThatWork)
 
 TEST(Completion, OffersWhatTheSimulatorKnows)
 {
-    EXPECT_EQ(Offered({SONARBENCH_SIM, "--product", ""}).size(), Products().size());
     EXPECT_THAT(Offered({SONARBENCH_SIM, "--product", "=", "QL6"}), ElementsAre("QL6M"));
     EXPECT_THAT(Offered({SONARBENCH_SIM, "--list-"}),
                 UnorderedElementsAre("--list-faults", "--list-products"));
