@@ -12,6 +12,7 @@ struct Program : TestControllerBase {
     {
         Message("usage<" + *text + ">", nullptr, true, false);
     }
+    using TestControllerBase::m_OutputStrings;
 };
 
 TEST(Message, GoesToTheReportTheConsoleOrBothAndNeverTwice)
@@ -41,6 +42,21 @@ TEST(Report, EndsAsItsResultSays)
         Program().ReportResult(output, commandLine, static_cast<TestResult_T>(result));
         EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
     }
+}
+
+TEST(MessageTable, HasItsTextsAndNothingForOtherKeys)
+{
+    int filled = 0;
+    for (int key = -1; key <= 100; ++key) {
+        filled += Program::m_OutputStrings[static_cast<OutputStrings_T>(key)].empty() ? 0 : 1;
+    }
+    EXPECT_EQ(filled, 67);
+}
+
+TEST(Numbers, AreConvertedLaxly)
+{
+    EXPECT_EQ(TestControllerBase::CharToUnsignedInt(" +42x7"), 42U);
+    EXPECT_EQ(TestControllerBase::CharToUnsignedInt("-5"), 4294967291U);
 }
 
 } // namespace
