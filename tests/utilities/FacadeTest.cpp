@@ -89,7 +89,7 @@ TEST(Facade, SaysWhatTheUnitCannotDo)
 {
     const FpgaChnlFltByte_T filter{0xDE};
     LSADCReadings_T readings{};
-    const char* const models[] = {"QL5K", "QL6M", "LUMETV5", "VarrowX", "Pk4", "SKD"};
+    static constexpr const char* models[] = {"QL5K", "QL6M", "LUMETV5", "VarrowX", "Pk4", "SKD"};
     struct Case_T {
         std::function<TSQEventCode_T(CFPGAIF&)> call;
         std::array<TSQEventCode_T, std::size(models)> results;
