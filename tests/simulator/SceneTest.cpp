@@ -28,8 +28,6 @@ TEST(EchoTest, ADefaultPingShowsRingDownFishBottomAndSecondBottomWhereTheyAre)
 {
     const auto samples = CEcho(Scene_T{}).Ping(c_Settings);
     // Depth / 750 m/s / 59.15 us: 8 m is sample 180, 13 m 293, 20 m 451, 40 m 902.
-    EXPECT_EQ(samples, CEcho(Scene_T{}).Ping(c_Settings));
-    EXPECT_NE(samples, CEcho({.seed = 2}).Ping(c_Settings));
     EXPECT_EQ(samples[0], 65535);
     EXPECT_LT(Peak(samples, 60, 160).second, 300) << "water must be quiet";
     EXPECT_NEAR(Peak(samples, 160, 240).first, 180, 2);

@@ -1,11 +1,11 @@
 #include "simulator/CorFpgaModel.h"
 #include "simulator/FirmwareImage.h"
+#include "simulator/LumetFpgaModel.h"
 #include "tests/support/CorWire.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <set>
 
 using namespace testing;
 
@@ -18,9 +18,9 @@ constexpr unsigned long c_StartPingRead = 0x80047205;
 constexpr unsigned long c_EndPingRead = 0x80047206;
 const Bytes_T c_Descriptor = {0x43, 0x53, 0, 0, 80, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
 
-Bytes_T ReadPacket(std::size_t address, std::size_t count = 1)
+Bytes_T ReadPacket(std::size_t address, std::size_t count = 1, std::uint8_t flags = 1)
 {
-    return Packet(address, Bytes_T(count, 0), 1);
+    return Packet(address, Bytes_T(count, 0), flags);
 }
 
 class CorFpgaModelTest : public Test
@@ -43,23 +43,15 @@ protected:
     CCorFpgaModel model{{.product = "QL4K", .isPowered = [this] { return isPowered; }, .firmwareVersion = 5}};
 };
 
-} // namespace
-
-TEST_F(CorFpgaModelTest, EveryAddressTakesExactlyWhatTheRegisterMapAllows)
+class LumetFpgaModelTest : public Test
 {
-    const std::set<std::size_t> writable = {0,  4,  8,  16, 17, 18, 24, 32, 33, 34,  35,  36,  37,
-                                            38, 48, 50, 51, 52, 53, 67, 81, 96, 256, 257, 512, 513};
-    const std::set<std::size_t> readable = {1, 2, 64, 65, 66, 80, 82};
-    const auto allowed = [&](const Bytes_T& write) { return model.Write(write).refusals.empty(); };
-    for (std::size_t address = 0; address <= 0xFFFF; address += address % 0x400 == 0x200 ? 0x1FF : 1) {
-        const bool inTable = address >= 0x3000 && address < 0xC000 && address / 0x800 != 7;
-        ASSERT_EQ(allowed(Packet(address, {0})), writable.contains(address)) << address;
-        ASSERT_EQ(allowed(Packet(address, {0, 0})), address == 56) << address;
-        ASSERT_EQ(allowed(Packet(address, {0}, 2)), inTable) << address;
-        ASSERT_EQ(allowed(ReadPacket(address)), readable.contains(address)) << address;
-        ASSERT_EQ(allowed(ReadPacket(address, 2)), address == 80) << address;
-    }
-}
+protected:
+    LumetFpgaModelTest() { model.Ioctl(0x80047202, {}); }
+
+    CLumetFpgaModel model{{.product = "LumetV2", .firmwareVersion = 5, .needsReset = true}};
+};
+
+} // namespace
 
 TEST_F(CorFpgaModelTest, RefusesWhatItWouldNotUnderstandByNameAndWithoutEffect)
 {
@@ -71,6 +63,11 @@ TEST_F(CorFpgaModelTest, RefusesWhatItWouldNotUnderstandByNameAndWithoutEffect)
         {{0x43, 0x53, 2, 0, 1, 0, 0, 7, 0}, "offset 9: payload of a read request is not all zero"},
         {{0x43}, "offset 9: length: 1 bytes are no packet"},
         {Packet(2, {1}), "offset 9: write to Version (0x0002), which is read only"},
+        {ReadPacket(8), "offset 9: read of BoostLevel (0x0008), which is write only"},
+        {Packet(9, {1}), "offset 9: write to unknown register 0x0009"},
+        {Packet(8, {1}, 2), "offset 9: block flag set on BoostLevel (0x0008)"},
+        {Packet(0x3000, {1, 2}), "offset 9: block flag missing on TvgTable (0x3000)"},
+        {Packet(8, {1, 2}), "offset 9: 2 bytes for BoostLevel (0x0008), which takes 1"},
         {Packet(0x37FF, {1, 2}, 2), "offset 9: 2 bytes for TvgTable (0x37ff), beyond the end of the table"},
     };
     for (const auto& [bytes, refusal] : rows) {
@@ -79,6 +76,7 @@ TEST_F(CorFpgaModelTest, RefusesWhatItWouldNotUnderstandByNameAndWithoutEffect)
         EXPECT_EQ(outcome.meaning, "BoostLevel=0x09")
             << "the good packet in front counts, the bad one does not";
         EXPECT_THAT(outcome.reply, IsEmpty()) << refusal;
+        EXPECT_EQ(outcome.linkTime, std::chrono::nanoseconds((9 + bytes.size()) * 1000 / 3)) << "at 24 MHz";
     }
     EXPECT_EQ(model.Tables(0x37FF, 1)[0], 0);
 }
@@ -139,13 +137,31 @@ TEST_F(CorFpgaModelTest, WithoutFirmwareOrPowerNothingIsKeptOrAnswered)
     EXPECT_EQ(model.Registers(8, 1)[0], 0);
 }
 
-TEST_F(CorFpgaModelTest, ThePaddleWheelTicksFromReadingToReading)
+TEST_F(LumetFpgaModelTest, BothChannelsTakeWhatTheMapAllows)
 {
-    CCorFpgaModel fast{{.product = "QL4K", .scene = {.waterSpeed = 10}, .firmwareVersion = 1}};
-    fast.Ioctl(c_Configure, {});
-    // 200 ticks a second; the count's high byte stays with its low byte.
-    for (const int count : {200, 400, 600}) {
-        EXPECT_THAT(fast.Write(ReadPacket(64) + ReadPacket(65)).reply,
-                    ElementsAre(count & 0xFF, _, count >> 8, _));
-    }
+    const auto refusals = [&](const Bytes_T& write) { return model.Write(write).refusals; };
+    EXPECT_THAT(refusals(Packet(0x4209, {1}) + Packet(0x8209, {1}) + Packet(113, {1, 2}, 2) +
+                         Packet(0x9FFF, {1}, 2) + Packet(0xDFFF, {1}, 2) + ReadPacket(0x8050, 9) +
+                         ReadPacket(136, 3, 3)),
+                IsEmpty());
+    EXPECT_THAT(refusals(ReadPacket(132, 2, 3)),
+                ElementsAre("offset 0: 2 bytes for WaterTemperature (0x0084), which takes 3"));
+    EXPECT_THAT(refusals(Packet(0x8052, {1})), ElementsAre(HasSubstr("write to Ch1.FifoStatus")));
+    // A long table of the first channel reaches over the registers of the second.
+    model.Write(Packet(0x8010, {7}) + Packet(0x8010, Bytes_T(64, 9), 2));
+    EXPECT_THAT(model.Registers(0x8010, 2), ElementsAre(7, 0));
+    EXPECT_THAT(model.Tables(0x8010, 2), ElementsAre(9, 9));
+}
+
+TEST_F(LumetFpgaModelTest, AnImageNeedsTheResetBeforeIt)
+{
+    const Bytes_T reset = {'1', '\n'}, image = MakeFirmwareImage("LumetV2", 9);
+    const auto version = [&] { return model.Write(ReadPacket(2)).reply.at(0); };
+    EXPECT_EQ(model.TakeImage(image).meaning, "not loaded: no reset before it");
+    EXPECT_EQ(version(), 5);
+    EXPECT_EQ(model.TakeImage(reset).meaning, "reset");
+    EXPECT_EQ(version(), 0);
+    model.TakeImage(image);
+    EXPECT_EQ(version(), 9);
+    EXPECT_EQ(model.TakeImage(reset + image).meaning, "reset; firmware of LumetV2, version 9");
 }
