@@ -46,9 +46,6 @@ TEST(Metadata, LumetRecordsBecomeTheRegistersOfTheirActiveChannelsAndAPing)
     const auto idle = RunExample("LumetV2", {directory.Path(), "none"});
     EXPECT_EQ(idle.Calls().back(), status);
     EXPECT_EQ(idle.errors, "metadata_ping: configuring the FPGA failed with -109\n");
-    EXPECT_EQ(RunExample("LumetV2", {"/none"}).errors,
-              "metadata_ping: /none/PingMetaData0.txt failed with 2\n");
-    EXPECT_EQ(RunExample("QL4K", {}).errors, "metadata_ping: looking for a Lumet FPGA failed with -177\n");
 }
 
 TEST(Metadata, LowscanRecordsBecomeARegisterSetInWhichIdleChannelsListenLikeTheirNeighbours)
