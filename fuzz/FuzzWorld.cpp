@@ -45,11 +45,11 @@ std::map<std::string, std::string, std::less<>> FilesOf(const Product_T& product
 }
 } // namespace
 
-CFuzzWorld::CFuzzWorld(const Product_T& product, CFuzzInput& input, Afterwards_T afterwards)
+CFuzzWorld::CFuzzWorld(const Product_T& product, CFuzzInput& input, Answer_T unchosen)
     : files(FilesOf(product)), directories{UnitPaths::c_ModuleFirmware, UnitPaths::c_DisplayFirmware},
       m_Link(product.link), m_FirstFreeDescriptor(FirstFreeDescriptor())
 {
-    m_Device.Use(&input, afterwards);
+    m_Device.Use(&input, unchosen);
     g_pCurrent = this;
 }
 

@@ -14,10 +14,9 @@
 class CFuzzWorld
 {
 public:
-    using Afterwards_T = CFuzzDevice::Afterwards_T;
-
     /// A sound unit of the product, whose devices answer from the input, which must live as long.
-    CFuzzWorld(const Product_T& product, CFuzzInput& input, Afterwards_T afterwards);
+    /// @param unchosen  their answer once the input has run out
+    CFuzzWorld(const Product_T& product, CFuzzInput& input, Answer_T unchosen = Answer_T::Nothing);
     /// Releases what the run kept; a descriptor that stays open is a finding.
     ~CFuzzWorld();
     CFuzzWorld(const CFuzzWorld&) = delete;
