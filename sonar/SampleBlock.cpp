@@ -41,12 +41,13 @@ int WholePart(float sample)
     return sample < 0 ? -magnitude : magnitude;
 }
 
-/// Characters that a number takes with the comma behind it.
-constexpr std::size_t Characters(unsigned int number)
-{
-    return 2U + (number > 9) + (number > 99) + (number > 999) + (number > 9999);
-}
-static_assert(std::numeric_limits<unsigned short>::digits10 == 4);
+/// Digits of the longest sample. Behind the samples there is room for that many: the end of the block.
+constexpr std::size_t c_LongestSample = std::numeric_limits<unsigned short>::digits10 + 1;
+static_assert(c_LongestSample <= c_End.size());
+
+/// Room for a sample and the comma behind it: exact enough, because most of an echo has one or two digits,
+/// and quicker than its exact length.
+constexpr std::size_t RoomFor(unsigned short sample) { return 3U + (c_LongestSample - 2) * (sample > 99); }
 } // namespace
 
 std::string NotThreeDigits(int characters)
@@ -88,16 +89,16 @@ int OutputAsStringShort(const unsigned short* samples, int count, int incrementB
         --step;
     }
 
-    // Counted first, because room for five digits each would be twice what an echo needs.
+    // Looked through first, because room for five digits each would be twice what an echo needs.
+    const unsigned short* const pBehind = samples + count;
     std::size_t characters = 0;
-    for (int index = 0; index < count; index += step) {
-        characters += Characters(samples[index]);
+    for (const unsigned short* pSample = samples; pSample != pBehind; pSample += step) {
+        characters += RoomFor(*pSample);
     }
     std::string block = BlockFor(characters);
     char* pTo = block.data() + c_Begin.size();
-    for (int index = 0; index < count; index += step) {
-        pTo = std::to_chars(pTo, pTo + Characters(std::numeric_limits<unsigned short>::max()), samples[index])
-                  .ptr;
+    for (const unsigned short* pSample = samples; pSample != pBehind; pSample += step) {
+        pTo = std::to_chars(pTo, pTo + c_LongestSample, *pSample).ptr;
         *pTo++ = ',';
     }
     // Nothing follows the last of all samples.
