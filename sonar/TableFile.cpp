@@ -23,37 +23,39 @@ int ToInt(std::string_view text, int base)
     return QString::fromLatin1(text).toInt(nullptr, base);
 }
 
-/// The numbers of a text with one separator between them, however the lines are laid out: without "0x" and
-/// blanks, and with a comma for up to four separators. What is left of a wider gap counts as numbers, so that
-/// a damaged table fails its size check.
-std::string WithOneSeparator(std::string_view text)
+/// Gives visit() each number's text, without "0x" and blanks, however the lines are laid out: up to four
+/// separators are one, and the last number may have one behind it. What is left of a wider gap counts as
+/// numbers, so that a damaged table fails its size check. Returns how many there were.
+template <class Visit>
+std::int64_t ForEachNumber(std::string_view text, Visit visit)
 {
     constexpr int widestGap = 4;
-    std::string numbers(text.size(), '\0');
-    char* pTo = numbers.data();
+    std::string number(text.size(), '\0'); // room for the longest that there can be
+    char* pTo = number.data();
+    std::int64_t count = 0;
+    const auto next = [&] {
+        visit(std::string_view(number.data(), pTo));
+        pTo = number.data();
+        ++count;
+    };
     int gap = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const char character = text[at];
-        if (character == ',' || character == '\n') {
-            *pTo = ',';
-            pTo += gap++ % widestGap == 0 ? 1 : 0;
-        } else if (character == '0' && text.substr(at + 1, 1) == "x") {
-            ++at;
-        } else if (character != ' ') {
-            *pTo++ = character;
+    const char* const pEnd = text.data() + text.size();
+    for (const char* pFrom = text.data(); pFrom != pEnd; ++pFrom) {
+        if (*pFrom == ',' || *pFrom == '\n') {
+            if (gap++ % widestGap == 0) {
+                next();
+            }
+        } else if (*pFrom == '0' && pFrom + 1 != pEnd && pFrom[1] == 'x') {
+            ++pFrom;
+        } else if (*pFrom != ' ') {
+            *pTo++ = *pFrom;
             gap = 0;
         }
     }
-    numbers.resize(static_cast<std::size_t>(pTo - numbers.data()));
-    return numbers;
-}
-
-/// Takes the first part, up to a comma, off the parts.
-std::string_view TakePart(std::string_view& parts)
-{
-    const std::string_view part = parts.substr(0, parts.find(','));
-    parts.remove_prefix(std::min(part.size() + 1, parts.size()));
-    return part;
+    if (gap == 0) {
+        next();
+    }
+    return count;
 }
 
 std::string DelimiterLine(const char* name, std::string_view key)
@@ -65,7 +67,9 @@ std::string DelimiterLine(const char* name, std::string_view key)
 CTableFile::CTableFile(TestControllerBase& framework, std::string text, const QString& fileName)
     : m_Framework(framework), m_FileName(fileName), m_Text(std::move(text))
 {
-    std::erase(m_Text, '\r');
+    if (m_Text.find('\r') != c_Missing) {
+        std::erase(m_Text, '\r');
+    }
 }
 
 CTableFile::CTableFile(TestControllerBase& framework, const QString& text, const QString& fileName)
@@ -104,44 +108,37 @@ int CTableFile::GetSize(std::string_view headerKey) const
     return ToInt(Between(header + headerKey.size(), lineEnd), 10);
 }
 
-std::string CTableFile::Numbers(std::string_view headerKey, std::string_view endKey) const
+template <class Visit>
+bool CTableFile::VisitNumbers(std::string_view headerKey, std::string_view endKey, Visit visit) const
 {
     const std::size_t header = Find(headerKey);
     const std::size_t end = Find(endKey);
     if (header == c_Missing || end == c_Missing) {
         Print("ERROR: Start/End Delimiter not found.\n" + DelimiterLine("Start", headerKey) +
               DelimiterLine("End", endKey));
-        return {};
+        return false;
     }
     const std::size_t lineEnd = m_Text.find('\n', header);
     if (lineEnd == c_Missing) {
         Print("ERROR: Data not found.\n");
-        return {};
+        return false;
     }
-
-    std::string numbers = WithOneSeparator(Between(lineEnd + 1, end));
-    if (numbers.ends_with(',')) {
-        numbers.pop_back();
-    }
+    const std::int64_t count = ForEachNumber(Between(lineEnd + 1, end), visit);
     const int size = GetSize(headerKey);
-    const auto parts = std::count(numbers.begin(), numbers.end(), ',') + 1;
-    if (parts != 2 * static_cast<std::int64_t>(size)) {
+    if (count != 2 * std::int64_t{size}) {
         Print("ERROR: Expected size (" + std::to_string(size) + ") does not match actual size (" +
-              std::to_string(parts) + ")\n");
-        return {};
+              std::to_string(count) + ")\n");
+        return false;
     }
-    return numbers;
+    return true;
 }
 
 std::vector<std::string> CTableFile::GetPairs(std::string_view headerKey, std::string_view endKey) const
 {
-    const std::string numbers = Numbers(headerKey, endKey);
     std::vector<std::string> parts;
-    for (std::string_view rest = numbers; !rest.empty();) {
-        parts.emplace_back(TakePart(rest));
-        parts.emplace_back(TakePart(rest));
-    }
-    return parts;
+    const bool isWhole =
+        VisitNumbers(headerKey, endKey, [&parts](std::string_view number) { parts.emplace_back(number); });
+    return isWhole ? parts : std::vector<std::string>();
 }
 
 int CTableFile::LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg, CorrelationFilterCoefficients_T& correlation,
@@ -160,18 +157,23 @@ int CTableFile::LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg, CorrelationFilt
 template <class Entry>
 bool CTableFile::Load(const TableKey_T& key, std::vector<Entry>& table, std::string* out) const
 {
-    const std::string numbers = Numbers(key.header, key.end);
-    if (numbers.empty()) {
-        m_Framework.Message(std::string(key.failure), out, false, true);
-        return false;
-    }
-    for (std::string_view rest = numbers; !rest.empty();) {
+    const std::size_t known = table.size();
+    bool isFirst = true;
+    const bool isWhole = VisitNumbers(key.header, key.end, [&](std::string_view text) {
+        const int number = ToInt(text, key.base);
         // The FPGA's tables are as wide as their fields: higher bits of a number are cut.
-        const auto first = static_cast<decltype(Entry::first)>(ToInt(TakePart(rest), key.base));
-        const auto second = static_cast<decltype(Entry::second)>(ToInt(TakePart(rest), key.base));
-        table.push_back({first, second});
+        if (isFirst) {
+            table.push_back({static_cast<decltype(Entry::first)>(number), 0});
+        } else {
+            table.back().second = static_cast<decltype(Entry::second)>(number);
+        }
+        isFirst = !isFirst;
+    });
+    if (!isWhole) {
+        table.resize(known);
+        m_Framework.Message(std::string(key.failure), out, false, true);
     }
-    return true;
+    return isWhole;
 }
 
 /// First place of the key in the text. The text may be long: each key is looked for once.

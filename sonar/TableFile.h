@@ -103,8 +103,10 @@ private:
 
     CTableFile(TestControllerBase& framework, std::string text, const QString& fileName);
 
-    /// A table's numbers, two an entry, with one comma between them; empty as GetPairs() is.
-    std::string Numbers(std::string_view headerKey, std::string_view endKey) const;
+    /// Gives visit() the text of each of a table's numbers. Returns false, with the reason printed, when the
+    /// table is not found or does not hold as many numbers as announced.
+    template <class Visit>
+    bool VisitNumbers(std::string_view headerKey, std::string_view endKey, Visit visit) const;
     template <class Entry>
     bool Load(const TableKey_T& key, std::vector<Entry>& table, std::string* out) const;
     std::size_t Find(std::string_view key) const;

@@ -8,7 +8,7 @@
 int main(int, char** argv)
 {
     CSonarTestController controller;
-    *std::getenv("PRODUCT_ID") = 'X';
+    setenv("PRODUCT_ID", "X41005", 1);
     std::string output;
     controller.xKPing(&output, QString::fromLatin1(argv[1]), 0, 1);
     std::fputs(output.c_str(), stdout);
