@@ -31,29 +31,29 @@ std::int64_t ForEachNumber(std::string_view text, Visit visit)
 {
     constexpr int widestGap = 4;
     std::string number(text.size(), '\0'); // room for the longest that there can be
-    char* pTo = number.data();
+    char* const pNumber = number.data();
+    char* pTo = pNumber;
     std::int64_t count = 0;
-    const auto next = [&] {
-        visit(std::string_view(number.data(), pTo));
-        pTo = number.data();
-        ++count;
-    };
     int gap = 0;
     const char* const pEnd = text.data() + text.size();
     for (const char* pFrom = text.data(); pFrom != pEnd; ++pFrom) {
-        if (*pFrom == ',' || *pFrom == '\n') {
+        const char character = *pFrom;
+        if (character == ',' || character == '\n') {
             if (gap++ % widestGap == 0) {
-                next();
+                visit(std::string_view(pNumber, pTo));
+                pTo = pNumber;
+                ++count;
             }
-        } else if (*pFrom == '0' && pFrom + 1 != pEnd && pFrom[1] == 'x') {
+        } else if (character == '0' && pFrom + 1 != pEnd && pFrom[1] == 'x') {
             ++pFrom;
-        } else if (*pFrom != ' ') {
-            *pTo++ = *pFrom;
+        } else if (character != ' ') {
+            *pTo++ = character;
             gap = 0;
         }
     }
     if (gap == 0) {
-        next();
+        visit(std::string_view(pNumber, pTo));
+        ++count;
     }
     return count;
 }
