@@ -126,6 +126,7 @@ std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
     if (!file.IsOpen()) {
         return std::nullopt;
     }
+    char piece[c_PieceBytes];
     QByteArray contents;
     const auto end = Clock_T::now() + c_LongestTime;
     for (;;) {
@@ -140,13 +141,11 @@ std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
             return Refuse(path, Clock_T::now() >= end ? "not at its end after 30 seconds"
                                                       : "nothing came to be read within 5 seconds");
         }
-        const qsizetype known = contents.size();
-        contents.resize(known + c_PieceBytes);
-        const ssize_t count = Transfer(::read, file, contents.data() + known, c_PieceBytes);
-        contents.truncate(known + std::max<qsizetype>(count, 0));
+        const ssize_t count = Transfer(::read, file, piece, c_PieceBytes);
         if (count <= 0) {
             return contents;
         }
+        contents.append(piece, count);
         if (contents.size() > c_MostBytes) {
             return Refuse(path, "larger than 32 MiB, which no file of a unit is");
         }
