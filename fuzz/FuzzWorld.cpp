@@ -104,7 +104,7 @@ bool CFuzzWorld::WaitEndsInStop() { return seconds == 0 || --seconds == 0; }
 const char* CFuzzWorld::Variable(const char* name) const
 {
     const auto variable = m_Variables.find(name);
-    return variable == m_Variables.end() ? nullptr : std::strchr(variable->second.get(), '=') + 1;
+    return variable == m_Variables.end() ? nullptr : std::strchr(variable->second, '=') + 1;
 }
 
-void CFuzzWorld::PutVariable(char* text) { m_Variables[{text, std::strchr(text, '=')}].reset(text); }
+void CFuzzWorld::PutVariable(const char* text) { m_Variables[{text, std::strchr(text, '=')}] = text; }

@@ -43,13 +43,13 @@ public:
     /// Returns true when the operator stops the run.
     bool WaitEndsInStop();
     const char* Variable(const char* name) const;
-    /// Takes NAME=value over, as an array made with new.
-    void PutVariable(char* text);
+    /// Keeps NAME=value itself, a constant of the program.
+    void PutVariable(const char* text);
 
 private:
     Link m_Link;
     CFuzzDevice m_Device;
     std::set<int> m_DeviceDescriptors;
-    std::map<std::string, std::unique_ptr<char[]>, std::less<>> m_Variables;
+    std::map<std::string, const char*, std::less<>> m_Variables;
     int m_FirstFreeDescriptor;
 };
