@@ -25,12 +25,12 @@ bool CDatabaseLumetPingMetaData::Print(const CPieceWriter& write) const
                  AsSigned(s.basebandCentreFreq), AsSize(s.subSampleRate), s.startFreq, s.endFreq,
                  AsSigned(s.chirpStartFreq), AsSigned(s.chirpEndFreq), AsSigned(s.chirpIncrement),
                  AsSize(s.burstLengthInFullCycles), s.workingDepth, s.requestedDepth, s.distancePerSample,
-                 AsSize(s.startSample), AsSize(s.numberOfSamplesToProcess), s.gainLevelPercent, s.gainLevel,
-                 s.colourGainLevelPercent, s.colourGainLevel, s.clutterLevelPercent, s.clutterLevel,
-                 s.bandwidthPercent, s.burstLengthSeconds, s.boostLevel, s.burstLengthPercent,
-                 AsSize(s.numberOfSamplesToDisplay), AsSize(s.sampleDelay), s.correctionFactor,
-                 s.burstLengthCorrectionFactor, s.steppedGainCorrectionFactor, s.previousDepth, table.scaling,
-                 table.downShift) &&
+                 AsSize(s.startSample), AsSize(s.numberOfSamplesToProcess), s.levels.gainPercent,
+                 s.levels.gain, s.levels.colourGainPercent, s.levels.colourGain, s.levels.clutterPercent,
+                 s.levels.clutter, s.levels.bandwidthPercent, s.levels.burstLengthSeconds, s.boostLevel,
+                 s.burstLengthPercent, AsSize(s.numberOfSamplesToDisplay), AsSize(s.corrections.sampleDelay),
+                 s.corrections.factor, s.corrections.burstLengthFactor, s.corrections.steppedGainFactor,
+                 s.corrections.previousDepth, table.scaling, table.downShift) &&
            write("Lumet Channel %d CorrelationFilterTable Size = %zu \n", s.channel,
                  table.coefficients.size()) &&
            std::ranges::all_of(table.coefficients, [&](const CorrelationFilterCoefficientSet_T& pair) {

@@ -33,22 +33,11 @@ struct [[gnu::packed]] LumetPulse_T {
     double distancePerSample = 0;
     std::uint32_t startSample = 0;
     std::uint32_t numberOfSamplesToProcess = 2048;
-    std::uint8_t gainLevelPercent = 0;
-    float gainLevel = 0;
-    std::uint8_t colourGainLevelPercent = 0;
-    float colourGainLevel = 0;
-    std::uint8_t clutterLevelPercent = 0;
-    float clutterLevel = 0;
-    std::uint8_t bandwidthPercent = 0;
-    float burstLengthSeconds = 0;
+    PingLevels_T levels;
     std::uint8_t boostLevel = 0;
     std::uint8_t burstLengthPercent = 0;
     std::uint32_t numberOfSamplesToDisplay = 2048;
-    std::uint32_t sampleDelay = 0;
-    float correctionFactor = 0;
-    float burstLengthCorrectionFactor = 0;
-    float steppedGainCorrectionFactor = 0;
-    std::int32_t previousDepth = c_DepthUnset;
+    PingCorrections_T corrections;
 };
 static_assert(sizeof(LumetPulse_T) == 94);
 

@@ -23,10 +23,10 @@ bool CDatabasePingMetaData::Print(const CPieceWriter& write) const
                  s.active, s.channel, AsSize(s.numberOfSamples), s.startFreq, s.endFreq,
                  AsSigned(s.numberOfFullCycles), AsSigned(s.decimationRate), s.workingDepth, s.requestedDepth,
                  s.distancePerSample, AsSigned(s.startSample), s.colourGain, s.gain,
-                 AsSize(s.numberOfSamplesToProcess), s.gainLevelPercent, s.gainLevel,
-                 s.colourGainLevelPercent, s.colourGainLevel, s.clutterLevelPercent, s.clutterLevel,
-                 s.bandwidthPercent, s.burstLengthSeconds, s.steppedAnalogueGain, s.boostLevel,
-                 s.burstLengthPercent, AsSize(s.numberOfSamplesToDisplay), AsSize(s.sampleDelay),
-                 s.correctionFactor, s.burstLengthCorrectionFactor, s.steppedGainCorrectionFactor,
-                 s.previousDepth);
+                 AsSize(s.numberOfSamplesToProcess), s.levels.gainPercent, s.levels.gain,
+                 s.levels.colourGainPercent, s.levels.colourGain, s.levels.clutterPercent, s.levels.clutter,
+                 s.levels.bandwidthPercent, s.levels.burstLengthSeconds, s.steppedAnalogueGain, s.boostLevel,
+                 s.burstLengthPercent, AsSize(s.numberOfSamplesToDisplay), AsSize(s.corrections.sampleDelay),
+                 s.corrections.factor, s.corrections.burstLengthFactor, s.corrections.steppedGainFactor,
+                 s.corrections.previousDepth);
 }

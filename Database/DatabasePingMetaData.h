@@ -19,23 +19,12 @@ struct [[gnu::packed]] LowscanCoefs_T {
     double gain = 0;
     double colourGain = 0;
     std::uint32_t numberOfSamplesToProcess = 1024;
-    std::uint8_t gainLevelPercent = 0;
-    float gainLevel = 0;
-    std::uint8_t colourGainLevelPercent = 0;
-    float colourGainLevel = 0;
-    std::uint8_t clutterLevelPercent = 0;
-    float clutterLevel = 0;
-    std::uint8_t bandwidthPercent = 0;
-    float burstLengthSeconds = 0;
+    PingLevels_T levels;
     std::uint8_t steppedAnalogueGain = 0;
     std::uint8_t boostLevel = 0;
     std::uint8_t burstLengthPercent = 0;
     std::uint32_t numberOfSamplesToDisplay = 1024;
-    std::uint32_t sampleDelay = 0;
-    float correctionFactor = 0;
-    float burstLengthCorrectionFactor = 0;
-    float steppedGainCorrectionFactor = 0;
-    std::int32_t previousDepth = c_DepthUnset;
+    PingCorrections_T corrections;
 };
 
 /// All settings of one channel of a Lowscan FPGA.

@@ -27,6 +27,29 @@ struct [[gnu::packed]] PingState_T {
 };
 static_assert(sizeof(PingState_T) == 3);
 
+/// Levels of a ping, as both records hold them one behind the other.
+struct [[gnu::packed]] PingLevels_T {
+    std::uint8_t gainPercent = 0;
+    float gain = 0;
+    std::uint8_t colourGainPercent = 0;
+    float colourGain = 0;
+    std::uint8_t clutterPercent = 0;
+    float clutter = 0;
+    std::uint8_t bandwidthPercent = 0;
+    float burstLengthSeconds = 0;
+};
+static_assert(sizeof(PingLevels_T) == 20);
+
+/// What both records' settings end with.
+struct [[gnu::packed]] PingCorrections_T {
+    std::uint32_t sampleDelay = 0;
+    float factor = 0;
+    float burstLengthFactor = 0;
+    float steppedGainFactor = 0;
+    std::int32_t previousDepth = c_DepthUnset;
+};
+static_assert(sizeof(PingCorrections_T) == 20);
+
 /// A record's data as other processes of the sounder know it: settings, links and sample buffers.
 template <class Settings_T, std::size_t Capacity>
 struct PingRecord_T {
@@ -60,8 +83,8 @@ public:
     // what a sample stands for.
     void SetNumberOfSamples(std::uint32_t value) { Settings().numberOfSamples = value; }
     std::uint32_t GetNumberOfSamples() const { return Settings().numberOfSamples; }
-    void SetSampleDelay(std::uint32_t value) { Settings().sampleDelay = value; }
-    std::uint32_t GetSampleDelay() const { return Settings().sampleDelay; }
+    void SetSampleDelay(std::uint32_t value) { Settings().corrections.sampleDelay = value; }
+    std::uint32_t GetSampleDelay() const { return Settings().corrections.sampleDelay; }
     void SetStartSample(std::uint32_t value) { Settings().startSample = value; }
     std::uint32_t GetStartSample() const { return Settings().startSample; }
     void SetNumberOfSamplesToProcess(std::uint32_t value) { Settings().numberOfSamplesToProcess = value; }
@@ -76,42 +99,42 @@ public:
     std::int32_t GetWorkingDepth() const { return Settings().workingDepth; }
     void SetRequestedDepth(std::int32_t value) { Settings().requestedDepth = value; }
     std::int32_t GetRequestedDepth() const { return Settings().requestedDepth; }
-    void SetPreviousDepth(std::int32_t value) { Settings().previousDepth = value; }
-    std::int32_t GetPreviousDepth() const { return Settings().previousDepth; }
+    void SetPreviousDepth(std::int32_t value) { Settings().corrections.previousDepth = value; }
+    std::int32_t GetPreviousDepth() const { return Settings().corrections.previousDepth; }
 
     // What the user set: percentages, and the levels that follow from them. The levels are for the file's
     // readers only.
-    void SetCurrentGainLevelPercentage(std::uint8_t value) { Settings().gainLevelPercent = value; }
-    std::uint8_t GetCurrentGainLevelPercent() const { return Settings().gainLevelPercent; }
-    void SetCurrentGainLevel(float value) { Settings().gainLevel = value; }
+    void SetCurrentGainLevelPercentage(std::uint8_t value) { Settings().levels.gainPercent = value; }
+    std::uint8_t GetCurrentGainLevelPercent() const { return Settings().levels.gainPercent; }
+    void SetCurrentGainLevel(float value) { Settings().levels.gain = value; }
     void SetCurrentColourGainLevelPercentage(std::uint8_t value)
     {
-        Settings().colourGainLevelPercent = value;
+        Settings().levels.colourGainPercent = value;
     }
-    std::uint8_t GetCurrentColourGainLevelPercent() const { return Settings().colourGainLevelPercent; }
-    void SetCurrentColourGainLevel(float value) { Settings().colourGainLevel = value; }
-    void SetCurrentClutterLevelPercentage(std::uint8_t value) { Settings().clutterLevelPercent = value; }
-    std::uint8_t GetCurrentClutterLevelPercent() const { return Settings().clutterLevelPercent; }
-    void SetCurrentClutterLevel(float value) { Settings().clutterLevel = value; }
-    void SetCurrentBandwidthPercent(std::uint8_t value) { Settings().bandwidthPercent = value; }
-    std::uint8_t GetCurrentBandwidthPercent() const { return Settings().bandwidthPercent; }
+    std::uint8_t GetCurrentColourGainLevelPercent() const { return Settings().levels.colourGainPercent; }
+    void SetCurrentColourGainLevel(float value) { Settings().levels.colourGain = value; }
+    void SetCurrentClutterLevelPercentage(std::uint8_t value) { Settings().levels.clutterPercent = value; }
+    std::uint8_t GetCurrentClutterLevelPercent() const { return Settings().levels.clutterPercent; }
+    void SetCurrentClutterLevel(float value) { Settings().levels.clutter = value; }
+    void SetCurrentBandwidthPercent(std::uint8_t value) { Settings().levels.bandwidthPercent = value; }
+    std::uint8_t GetCurrentBandwidthPercent() const { return Settings().levels.bandwidthPercent; }
     void SetCurrentBurstLengthAsPercent(std::uint8_t value) { Settings().burstLengthPercent = value; }
     std::uint8_t GetCurrentBurstLengthAsPercent() const { return Settings().burstLengthPercent; }
     /// Seconds.
-    void SetCurrentBurstLengthValueInSec(float value) { Settings().burstLengthSeconds = value; }
-    float GetCurrentBurstLengthValueInSec() const { return Settings().burstLengthSeconds; }
+    void SetCurrentBurstLengthValueInSec(float value) { Settings().levels.burstLengthSeconds = value; }
+    float GetCurrentBurstLengthValueInSec() const { return Settings().levels.burstLengthSeconds; }
 
     // Register values that were calculated from the settings, and factors that correct them.
     void SetCalculatedSteppedAnalogueGain(std::uint8_t value) { Settings().steppedAnalogueGain = value; }
     std::uint8_t GetCalculatedSteppedAnalogueGain() const { return Settings().steppedAnalogueGain; }
     void SetCalculatedBoostLevel(std::uint8_t value) { Settings().boostLevel = value; }
     std::uint8_t GetCalculatedBoostLevel() const { return Settings().boostLevel; }
-    void SetCorrectionFactor(float value) { Settings().correctionFactor = value; }
-    float GetCorrectionFactor() const { return Settings().correctionFactor; }
-    void SetBurstLengthCorrectionFactor(float value) { Settings().burstLengthCorrectionFactor = value; }
-    float GetBurstLengthCorrectionFactor() const { return Settings().burstLengthCorrectionFactor; }
-    void SetSteppedGainCorrectionFactor(float value) { Settings().steppedGainCorrectionFactor = value; }
-    float GetSteppedGainCorrectionFactor() const { return Settings().steppedGainCorrectionFactor; }
+    void SetCorrectionFactor(float value) { Settings().corrections.factor = value; }
+    float GetCorrectionFactor() const { return Settings().corrections.factor; }
+    void SetBurstLengthCorrectionFactor(float value) { Settings().corrections.burstLengthFactor = value; }
+    float GetBurstLengthCorrectionFactor() const { return Settings().corrections.burstLengthFactor; }
+    void SetSteppedGainCorrectionFactor(float value) { Settings().corrections.steppedGainFactor = value; }
+    float GetSteppedGainCorrectionFactor() const { return Settings().corrections.steppedGainFactor; }
 
     // What goes with a ping in memory and is not in the file.
     void SetPingParams(const Sonar4PingParameters_T& value) { m_Record.pingParameters = value; }

@@ -1,11 +1,11 @@
 #include "framework/TestControllerBase.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QProcess>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <fcntl.h>
 #include <limits>
@@ -13,6 +13,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -25,25 +26,66 @@ constexpr mode_t c_NewFileMode = 0666;
 // /dev/zero, stops here instead of taking all memory.
 constexpr qsizetype c_MostBytes = qsizetype{32} * 1024 * 1024;
 constexpr qsizetype c_PieceBytes = qsizetype{64} * 1024;
-constexpr qint64 c_SilenceMilliseconds = 5000;
-constexpr qint64 c_LongestMilliseconds = 30000;
+constexpr std::chrono::milliseconds c_LongestSilence(5000);
+constexpr std::chrono::milliseconds c_LongestTime(30000);
+using Clock_T = std::chrono::steady_clock;
 
-// QFile would encode the name as UTF-8 and so miss a file whose name holds other bytes. Like QFile this does
-// not open a directory.
-bool Open(QFile& file, const QString& path, int flags, QIODevice::OpenMode mode)
+/// An open file, closed at its end; not open where there is nothing to open. QFile would encode the name as
+/// UTF-8 and so miss a file whose name holds other bytes. Like QFile this does not open a directory.
+class COpenFile
 {
-    // A pipe that has nobody at its other end would keep a blocking open waiting.
-    const int descriptor = ::open(path.toLatin1().constData(), flags | O_CLOEXEC | O_NONBLOCK, c_NewFileMode);
-    if (descriptor == -1) {
-        return false;
+public:
+    COpenFile(const QString& path, int flags)
+        // A pipe that has nobody at its other end would keep a blocking open waiting.
+        : m_Descriptor(::open(path.toLatin1().constData(), flags | O_CLOEXEC | O_NONBLOCK, c_NewFileMode))
+    {
+        struct stat status = {};
+        if (IsOpen() && ::fstat(m_Descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+            Close();
+        } else if (IsOpen()) {
+            ::fcntl(m_Descriptor, F_SETFL, ::fcntl(m_Descriptor, F_GETFL) & ~O_NONBLOCK);
+        }
     }
-    struct stat status = {};
-    if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-        ::close(descriptor);
-        return false;
+    ~COpenFile() { Close(); }
+    COpenFile(const COpenFile&) = delete;
+    COpenFile& operator=(const COpenFile&) = delete;
+
+    bool IsOpen() const { return m_Descriptor != -1; }
+    int Descriptor() const { return m_Descriptor; }
+    void Close()
+    {
+        if (IsOpen()) {
+            ::close(std::exchange(m_Descriptor, -1));
+        }
     }
-    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
-    return file.open(descriptor, mode, QFileDevice::AutoCloseHandle);
+
+private:
+    int m_Descriptor;
+};
+
+/// Calls read() or write() until no signal comes in between. Returns the bytes that were transferred, -1 for
+/// a failure.
+template <typename Call, typename Bytes>
+ssize_t Transfer(Call call, const COpenFile& file, Bytes* pBytes, qsizetype count)
+{
+    ssize_t transferred = -1;
+    do {
+        transferred = call(file.Descriptor(), pBytes, static_cast<std::size_t>(count));
+    } while (transferred == -1 && errno == EINTR);
+    return transferred;
+}
+
+/// Writes all of the data, without a buffer, because a driver's refusal has to show in the write.
+bool WriteAll(const COpenFile& file, QByteArrayView data)
+{
+    while (!data.isEmpty()) {
+        const ssize_t written = Transfer(::write, file, data.data(), data.size());
+        if (written <= 0) {
+            return false;
+        }
+        data = data.sliced(written);
+    }
+    return true;
 }
 
 /// The station's log says that the file could not be opened; why not is for the one who looks at it.
@@ -80,28 +122,30 @@ bool TestControllerBase::FileExists(const QString& path)
 
 std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
 {
-    QFile file;
-    if (!Open(file, path, O_RDONLY, QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    const COpenFile file(path, O_RDONLY);
+    if (!file.IsOpen()) {
         return std::nullopt;
     }
+    char piece[c_PieceBytes];
     QByteArray contents;
-    const QDeadlineTimer end(c_LongestMilliseconds);
+    const auto end = Clock_T::now() + c_LongestTime;
     for (;;) {
-        pollfd readable = {file.handle(), POLLIN, 0};
-        const qint64 patience = std::min(c_SilenceMilliseconds, end.remainingTime());
-        const int ready = ::poll(&readable, 1, static_cast<int>(patience));
+        pollfd readable = {file.Descriptor(), POLLIN, 0};
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock_T::now());
+        const auto patience = std::clamp(left, std::chrono::milliseconds(0), c_LongestSilence);
+        const int ready = ::poll(&readable, 1, static_cast<int>(patience.count()));
         if (ready < 0 && errno == EINTR) {
             continue;
         }
         if (ready == 0) {
-            return Refuse(path, end.hasExpired() ? "not at its end after 30 seconds"
-                                                 : "nothing came to be read within 5 seconds");
+            return Refuse(path, Clock_T::now() >= end ? "not at its end after 30 seconds"
+                                                      : "nothing came to be read within 5 seconds");
         }
-        const QByteArray piece = file.read(c_PieceBytes);
-        if (piece.isEmpty()) {
+        const ssize_t count = Transfer(::read, file, piece, c_PieceBytes);
+        if (count <= 0) {
             return contents;
         }
-        contents += piece;
+        contents.append(piece, count);
         if (contents.size() > c_MostBytes) {
             return Refuse(path, "larger than 32 MiB, which no file of a unit is");
         }
@@ -113,7 +157,7 @@ int TestControllerBase::GetFileContents(const QString& path, QByteArray& content
     const std::optional<QByteArray> read = ReadWholeFile(path);
     if (!read) {
         Message(std::string(m_OutputStrings[OUT_FAILED_TO_OPEN_FILE]), output, true, true);
-        Message(u'\n' + path, output, true, true);
+        Message("\n" + path.toLatin1().toStdString(), output, true, true);
         return TEST_FAILED;
     }
     contents = *read;
@@ -151,15 +195,14 @@ bool TestControllerBase::CheckFileContents(const QString& path, const QByteArray
 bool TestControllerBase::WriteToFile(const QString& path, const QByteArray& data, std::string* output)
 {
     std::string message;
-    QFile file;
-    // Unbuffered, because a driver's refusal has to show in the write and not only when the file is closed.
-    if (!Open(file, path, O_WRONLY | O_CREAT | O_TRUNC, QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+    COpenFile file(path, O_WRONLY | O_CREAT | O_TRUNC);
+    if (!file.IsOpen()) {
         message = m_OutputStrings[OUT_FAILED_TO_OPEN_FILE];
     } else {
-        if (file.write(data) != data.size()) {
+        if (!WriteAll(file, data)) {
             message = m_OutputStrings[OUT_FAILED_TO_WRITE_FILE];
         }
-        file.close();
+        file.Close();
         ::sync();
     }
     const bool written = message.empty();

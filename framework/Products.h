@@ -44,6 +44,15 @@ struct PingRules_T {
     bool lacksSonarChannel = false; ///< its FPGA has channel 1 only
 };
 
+/// A part number that the sounder code knows by a model's name. Texts are zero-terminated and live as long as
+/// the program.
+struct ModelPartNumber_T {
+    std::string_view model;
+    const char* partNumber;
+    const char* variable; ///< PRODUCT_ID_<model>=<part number>, for the environment
+    const char* identity; ///< PRODUCT_ID=<part number>, for the environment of a unit that is this model
+};
+
 /// One product. Texts are zero-terminated and live as long as the program.
 struct Product_T {
     unsigned int code;
@@ -51,15 +60,15 @@ struct Product_T {
     IdentityFile identityFile = IdentityFile::None;
     std::span<const std::string_view> identities = {}; ///< whole contents of the identity file, any of them
     BoardRange_T board = {};
-    const char* partNumber = "";
+    const ModelPartNumber_T* model = nullptr; ///< null: no part number
     Setup setup = Setup::Refused;
     SonarPower power = SonarPower::NotKnown;
     Link link = Link::None;
     FirmwareImage_T firmware;
-    unsigned char adcFrequency = 0; ///< ADC frequency register; 0: not an xK module
-    const char* sonarBoardId = "";  ///< SONAR_BOARD_ID, empty: not set
-    const char* fpgaSize = "";      ///< QL3B_FPGA_SIZE, empty: not set
-    bool twoFpgas = false;          ///< a second FPGA device is announced as channel 1
+    unsigned char adcFrequency = 0;   ///< ADC frequency register; 0: not an xK module
+    const char* sonarBoard = nullptr; ///< SONAR_BOARD_ID=<board>, null: not set
+    const char* fpgaSize = nullptr;   ///< QL3B_FPGA_SIZE=<0 or 1>, null: not set
+    bool twoFpgas = false;            ///< a second FPGA device is announced as channel 1
     PingRules_T ping = {};
     bool stopsSounder = false; ///< the unit's own sounder application is stopped first
 };
@@ -69,12 +78,6 @@ std::span<const Product_T> Products();
 
 /// The product of a code; code 0's row for a code that does not exist.
 const Product_T& ProductOf(unsigned int code);
-
-/// A part number that the sounder code knows by a model's name: PRODUCT_ID_<model>=<part number>.
-struct ModelPartNumber_T {
-    const char* model;
-    const char* partNumber;
-};
 
 /// The models, in the order in which they enter the environment.
 std::span<const ModelPartNumber_T> ModelPartNumbers();

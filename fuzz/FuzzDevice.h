@@ -25,14 +25,14 @@ enum class Answer_T : std::uint8_t {
 class CFuzzDevice
 {
 public:
-    /// What a device does once the input has run out.
-    enum class Afterwards_T { Silent, Answers };
-
     /// Answers from the input, which must live as long as it is used; null: there is no input left.
-    void Use(CFuzzInput* pInput, Afterwards_T afterwards = Afterwards_T::Silent)
+    /// @param unchosen  the answer to what the input names none for, because it has run out
+    /// @param isChosen  false: the input names no answers at all, only bytes
+    void Use(CFuzzInput* pInput, Answer_T unchosen = Answer_T::Nothing, bool isChosen = true)
     {
         m_pInput = pInput;
-        m_Afterwards = afterwards;
+        m_Unchosen = unchosen;
+        m_IsChosen = isChosen;
         m_ReadsPing = false;
     }
 
@@ -40,10 +40,7 @@ public:
     int Poll()
     {
         const Answer_T answer = Next();
-        if (Fails(answer)) {
-            return -1;
-        }
-        return answer == Answer_T::Nothing ? 0 : 1;
+        return Fails(answer) ? -1 : answer == Answer_T::Nothing ? 0 : 1;
     }
     /// Returns the bytes read, or -1.
     ssize_t Read(std::uint8_t* pTo, std::size_t size) { return Fill(Next(), pTo, size); }
@@ -55,30 +52,26 @@ public:
         if (m_ReadsPing) {
             return Fill(answer, pBytes, size);
         }
-        if (Fails(answer)) {
-            return -1;
-        }
-        return static_cast<ssize_t>(answer == Answer_T::Nothing ? 0 : size);
+        return Fails(answer) ? -1 : answer == Answer_T::Nothing ? 0 : static_cast<ssize_t>(size);
     }
     /// Returns 0 or -1.
     int Ioctl(unsigned long request)
     {
         constexpr unsigned long startPingRead = 0x80047205;
         m_ReadsPing = request == startPingRead;
-        return Succeeds() ? 0 : -1;
+        return Request();
     }
-    /// The outcome of any other request.
-    bool Succeeds() { return !Fails(Next()); }
+    /// The outcome of any other request: 0 or -1.
+    int Request() { return Fails(Next()) ? -1 : 0; }
 
 private:
     bool IsOut() const { return m_pInput == nullptr || m_pInput->IsEmpty(); }
 
     Answer_T Next()
     {
-        if (IsOut()) {
-            return m_Afterwards == Afterwards_T::Answers ? Answer_T::Summed : Answer_T::Nothing;
-        }
-        return static_cast<Answer_T>(m_pInput->Byte() % static_cast<unsigned int>(Answer_T::Count));
+        return IsOut() || !m_IsChosen
+                   ? m_Unchosen
+                   : static_cast<Answer_T>(m_pInput->Byte() % static_cast<unsigned int>(Answer_T::Count));
     }
     static bool Fails(Answer_T answer)
     {
@@ -111,7 +104,8 @@ private:
     }
 
     CFuzzInput* m_pInput = nullptr;
-    Afterwards_T m_Afterwards = Afterwards_T::Silent;
+    Answer_T m_Unchosen = Answer_T::Nothing;
+    bool m_IsChosen = true;
     bool m_ReadsPing = false;
     unsigned int m_Written = 0;
 };
@@ -150,46 +144,11 @@ private:
 };
 
 /// An operating system all of whose devices are one.
-class CFuzzFactory : public COSSLinuxFactory
-{
-public:
-    explicit CFuzzFactory(CFuzzDevice& device) : m_Device(device) {}
+struct FuzzFactory_T : COSSLinuxFactory {
+    CFuzzDevice device;
 
     IOSSFile* CreateFile(const char*, int, int) override
     {
-        return std::make_unique<CFuzzFile>(m_Device).release(); // the caller's, by contract
+        return std::make_unique<CFuzzFile>(device).release(); // the caller's, by contract
     }
-
-private:
-    CFuzzDevice& m_Device;
-};
-
-/// A transport on a device of the fuzzer's. It serves every input: what one leaves queued is dropped.
-template <class Transport>
-class CFuzzTransport
-{
-public:
-    template <class... Arguments>
-    explicit CFuzzTransport(Arguments... arguments) : m_Transport(arguments..., "/dev/fuzz", &m_Factory)
-    {
-    }
-
-    /// Lets the input name operations of the table, and answer them, until it has run out.
-    template <class Table>
-    void Run(const std::uint8_t* pData, std::size_t size, Table& operations)
-    {
-        CFuzzInput input(pData, size);
-        m_Device.Use(&input);
-        while (!input.IsEmpty()) {
-            input.OneOf(operations)(m_Transport, input);
-        }
-        m_Device.Use(nullptr);
-    }
-
-    Transport& Get() { return m_Transport; }
-
-private:
-    CFuzzDevice m_Device;
-    CFuzzFactory m_Factory{m_Device};
-    Transport m_Transport;
 };

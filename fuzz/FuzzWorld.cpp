@@ -45,11 +45,11 @@ std::map<std::string, std::string, std::less<>> FilesOf(const Product_T& product
 }
 } // namespace
 
-CFuzzWorld::CFuzzWorld(const Product_T& product, CFuzzInput& input, Afterwards_T afterwards)
+CFuzzWorld::CFuzzWorld(const Product_T& product, CFuzzInput& input, Answer_T unchosen)
     : files(FilesOf(product)), directories{UnitPaths::c_ModuleFirmware, UnitPaths::c_DisplayFirmware},
       m_Link(product.link), m_FirstFreeDescriptor(FirstFreeDescriptor())
 {
-    m_Device.Use(&input, afterwards);
+    m_Device.Use(&input, unchosen);
     g_pCurrent = this;
 }
 
@@ -104,7 +104,7 @@ bool CFuzzWorld::WaitEndsInStop() { return seconds == 0 || --seconds == 0; }
 const char* CFuzzWorld::Variable(const char* name) const
 {
     const auto variable = m_Variables.find(name);
-    return variable == m_Variables.end() ? nullptr : std::strchr(variable->second.get(), '=') + 1;
+    return variable == m_Variables.end() ? nullptr : std::strchr(variable->second, '=') + 1;
 }
 
-void CFuzzWorld::PutVariable(char* text) { m_Variables[{text, std::strchr(text, '=')}].reset(text); }
+void CFuzzWorld::PutVariable(const char* text) { m_Variables[{text, std::strchr(text, '=')}] = text; }

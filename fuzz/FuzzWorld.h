@@ -14,10 +14,9 @@
 class CFuzzWorld
 {
 public:
-    using Afterwards_T = CFuzzDevice::Afterwards_T;
-
     /// A sound unit of the product, whose devices answer from the input, which must live as long.
-    CFuzzWorld(const Product_T& product, CFuzzInput& input, Afterwards_T afterwards);
+    /// @param unchosen  their answer once the input has run out
+    CFuzzWorld(const Product_T& product, CFuzzInput& input, Answer_T unchosen = Answer_T::Nothing);
     /// Releases what the run kept; a descriptor that stays open is a finding.
     ~CFuzzWorld();
     CFuzzWorld(const CFuzzWorld&) = delete;
@@ -44,13 +43,13 @@ public:
     /// Returns true when the operator stops the run.
     bool WaitEndsInStop();
     const char* Variable(const char* name) const;
-    /// Takes NAME=value over, as an array made with new.
-    void PutVariable(char* text);
+    /// Keeps NAME=value itself, a constant of the program.
+    void PutVariable(const char* text);
 
 private:
     Link m_Link;
     CFuzzDevice m_Device;
     std::set<int> m_DeviceDescriptors;
-    std::map<std::string, std::unique_ptr<char[]>, std::less<>> m_Variables;
+    std::map<std::string, const char*, std::less<>> m_Variables;
     int m_FirstFreeDescriptor;
 };

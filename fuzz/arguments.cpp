@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
         }
     }
 
-    CFuzzWorld world(product, input, CFuzzWorld::Afterwards_T::Answers);
+    CFuzzWorld world(product, input, Answer_T::Summed);
     world.files["table.txt"] = table;
     world.Run(std::move(arguments));
     return 0;

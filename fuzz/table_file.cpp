@@ -21,7 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
 {
     const QString name = Text(c_FileName);
     CFuzzInput none;
-    CFuzzWorld world(ProductOf(0), none, CFuzzWorld::Afterwards_T::Silent);
+    CFuzzWorld world(ProductOf(0), none);
     static CSonarTestController controller;
     world.files = {{c_FileName, {pData, pData + size}}};
 

@@ -7,34 +7,29 @@
 
 namespace
 {
-/// How a word of a command line is made.
-using Word_T = std::string (*)(CFuzzInput&);
+/// What the input chooses a word from; nothing: a number of its own.
+using Choices_T = std::vector<const char*>;
 
-constexpr const char* c_Numbers[] = {"0",    "1",      "2",      "5",          "27", "45",
-                                     "1023", "200000", "210000", "4294967295", "-5", "x"};
-constexpr const char* c_Gains[] = {"low", "medium", "high", "HIGH", "max"};
-constexpr const char* c_Settings[] = {"200long", "350long", "200", "350", "50long", "400"};
-constexpr const char* c_TableNames[] = {"table.txt", "missing.txt"};
-
-std::string Number(CFuzzInput& input) { return input.OneOf(c_Numbers); }
-std::string AnyNumber(CFuzzInput& input) { return std::to_string(input.Word() * 100); }
-std::string Gain(CFuzzInput& input) { return input.OneOf(c_Gains); }
-std::string Setting(CFuzzInput& input) { return input.OneOf(c_Settings); }
-std::string TableName(CFuzzInput& input) { return input.OneOf(c_TableNames); }
+const Choices_T c_AnyNumber = {};
+const Choices_T c_Number = {"0",    "1",      "2",      "5",          "27", "45",
+                            "1023", "200000", "210000", "4294967295", "-5", "x"};
+const Choices_T c_Gain = {"low", "medium", "high", "HIGH", "max"};
+const Choices_T c_Setting = {"200long", "350long", "200", "350", "50long", "400"};
+const Choices_T c_Table = {"table.txt", "missing.txt"};
 
 struct CommandLine_T {
     const char* word;
-    std::vector<Word_T> arguments = {};
+    std::vector<Choices_T> arguments = {};
 };
 
 const CommandLine_T c_Commands[] = {
-    {"xkping", {TableName, Number, Number}},
-    {"ping", {AnyNumber, AnyNumber, Number, Number, Number, Gain}},
-    {"lumetping", {Setting}},
-    {"lowscanping", {Setting}},
+    {"xkping", {c_Table, c_Number, c_Number}},
+    {"ping", {c_AnyNumber, c_AnyNumber, c_Number, c_Number, c_Number, c_Gain}},
+    {"lumetping", {c_Setting}},
+    {"lowscanping", {c_Setting}},
     {"loadfpgabinary"},
     {"watertemperature"},
-    {"speed", {Number}},
+    {"speed", {c_Number}},
     {"batteryvoltage"},
     {"lcdtemperature"},
     {"sensepin"},
@@ -98,11 +93,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     const Product_T& product = input.OneOf<const std::span<const Product_T>>(Products());
     const CommandLine_T& command = input.OneOf(c_Commands);
     std::vector<std::string> arguments = {"./sonarbench", command.word};
-    for (const Word_T word : command.arguments) {
-        arguments.push_back(word(input));
+    for (const Choices_T& choices : command.arguments) {
+        arguments.push_back(choices.empty() ? std::to_string(input.Word() * 100) : input.OneOf(choices));
     }
 
-    CFuzzWorld world(product, input, CFuzzWorld::Afterwards_T::Silent);
+    CFuzzWorld world(product, input);
     const unsigned int damages = input.Byte();
     for (std::size_t at = 0; at < std::size(c_Damages); ++at) {
         if ((damages >> at & 1) != 0) {
@@ -110,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
         }
     }
     if (command.arguments.size() > 1) {
-        world.files[c_TableNames[0]] = Table(input);
+        world.files[c_Table.front()] = Table(input);
     }
     world.Run(std::move(arguments));
     return 0;

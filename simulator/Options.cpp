@@ -76,7 +76,8 @@ std::string ProductList()
         std::array<char, 160> line{};
         std::snprintf(line.data(), line.size(), "%4u  %-16s  %-11s  %-11s  %s\n", product.code, product.name,
                       c_LinkNames[static_cast<std::size_t>(product.link)],
-                      product.partNumber[0] != '\0' ? product.partNumber : "-", CommandsOf(product).c_str());
+                      product.model != nullptr ? product.model->partNumber : "-",
+                      CommandsOf(product).c_str());
         text += line.data();
     }
     return text + c_CommandsOfAll;

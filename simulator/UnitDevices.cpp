@@ -39,7 +39,7 @@ using Add_T = std::function<void(const char* node, std::unique_ptr<IDeviceModel>
 
 void AddXkFpgas(const Product_T& product, const FpgaSetup_T& fpga, const Add_T& add)
 {
-    const bool isFast = std::string_view(product.fpgaSize) == "1";
+    const bool isFast = product.fpgaSize != nullptr && std::string_view(product.fpgaSize).ends_with("=1");
     const double clockHz = isFast ? c_CorFastClockHz : c_CorClockHz;
     // The modules' start-up leaves the first FPGA to the program, and loads the second.
     FpgaSetup_T first = fpga;

@@ -1,10 +1,10 @@
+#include "framework/ConstantText.h"
 #include "framework/UnitPaths.h"
 #include "sonar/SonarTestController.h"
 #include "sonar/TableFile.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <iterator>
 #include <memory>
@@ -13,9 +13,16 @@
 namespace
 {
 
-constexpr char c_ProductId[] = "PRODUCT_ID";
-constexpr char c_Channel0[] = "FPGA_CHANNEL_0_COMMS";
-constexpr char c_Channel1[] = "FPGA_CHANNEL_1_COMMS";
+// Variables of the environment.
+constexpr const char* c_FirstChannel =
+    c_Joined<"FPGA_CHANNEL_0_COMMS=", UnitPaths::c_FirstLowscanFpga>.data();
+constexpr const char* c_SecondChannel =
+    c_Joined<"FPGA_CHANNEL_1_COMMS=", UnitPaths::c_SecondLowscanFpga>.data();
+constexpr const char* c_SounderRoot = c_Joined<"SOUNDER_ROOT_DIR=", UnitPaths::c_SounderRoot>.data();
+// Empty: the UART transport falls back to device names of its own.
+constexpr const char* c_FirstUart = "FPGA_CHANNEL_0_COMMS=";
+constexpr const char* c_SecondUart = "FPGA_CHANNEL_1_COMMS=";
+
 constexpr char c_UnknownProduct[] = "ERROR: Unknown Product type.\n";
 constexpr unsigned int c_NoTimeLimit = 0;
 
@@ -26,6 +33,14 @@ struct PowerSwitch_T {
 
 constexpr PowerSwitch_T c_PowerSwitches[] = {{SonarPower::Varrow, UnitPaths::c_VarrowSonarPower},
                                              {SonarPower::Pelion, UnitPaths::c_PelionSonarPower}};
+
+/// Puts NAME=value, a constant or null for nothing, into the environment, which keeps the text itself.
+void Put(const char* variable)
+{
+    if (variable != nullptr) {
+        putenv(const_cast<char*>(variable)); // nobody writes to it
+    }
+}
 
 /// Leaves an empty file at the path, in a directory in which everybody may write: a link or a pipe that
 /// somebody put there is replaced and neither followed nor waited for. The sounder's monitor looks for the
@@ -50,12 +65,12 @@ CSonarTestController::CSonarTestController()
 {
     const Product_T& identity = GetProduct();
     for (const ModelPartNumber_T& model : ModelPartNumbers()) {
-        PutVariable(std::string(c_ProductId) + "_" + model.model, model.partNumber);
+        Put(model.variable);
     }
-    PutVariable("SOUNDER_ROOT_DIR", UnitPaths::c_SounderRoot);
-    PutVariable("KILL_MON_QLSOUNDER", "0");
+    Put(c_SounderRoot);
+    Put("KILL_MON_QLSOUNDER=0");
     SetProductEnvironment(identity);
-    if (std::getenv(c_ProductId) == nullptr) {
+    if (std::getenv("PRODUCT_ID") == nullptr) {
         Message(std::string("ERROR: PRODUCT_ID environment variable not set. Ping will segfault.\n"), nullptr,
                 true, false);
     }
@@ -71,28 +86,23 @@ void CSonarTestController::SetProductEnvironment(const Product_T& identity)
         return;
     }
     if (product.setup == Setup::Full) {
-        PutVariable("PLATFORM_TYPE", "1");
+        Put("PLATFORM_TYPE=1");
     }
     if (product.link == Link::Uart) {
-        // Empty: the UART transport falls back to device names of its own.
-        PutVariable(c_Channel0, "");
-        PutVariable(c_Channel1, "");
+        Put(c_FirstUart);
+        Put(c_SecondUart);
     } else {
-        PutVariable(c_Channel0, UnitPaths::c_FirstLowscanFpga);
+        Put(c_FirstChannel);
     }
-    if (*identity.partNumber == '\0') {
+    if (identity.model == nullptr) {
         Message(std::string(c_UnknownProduct), nullptr, true, false);
         return;
     }
-    PutVariable(c_ProductId, identity.partNumber);
-    if (*identity.sonarBoardId != '\0') {
-        PutVariable("SONAR_BOARD_ID", identity.sonarBoardId);
-    }
-    if (*identity.fpgaSize != '\0') {
-        PutVariable("QL3B_FPGA_SIZE", identity.fpgaSize);
-    }
+    Put(identity.model->identity);
+    Put(identity.sonarBoard);
+    Put(identity.fpgaSize);
     if (identity.twoFpgas) {
-        PutVariable(c_Channel1, UnitPaths::c_SecondLowscanFpga);
+        Put(c_SecondChannel);
     }
     if (identity.stopsSounder) {
         StopSounder();
@@ -112,22 +122,13 @@ void CSonarTestController::StopSounder()
     Message(std::string("Failed to kill Quenlor Sonar.\n"), nullptr, true, false);
 }
 
-void CSonarTestController::PutVariable(const std::string& name, const char* value)
-{
-    // The environment cannot tell when it has let go of a text, so the same one is not put twice.
-    const char* current = std::getenv(name.c_str());
-    if (current == nullptr || std::strcmp(current, value) != 0) {
-        putenv(StringFromQString(QString::fromLatin1(name + "=" + value)));
-    }
-} // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): the environment keeps the text
-
 char* CSonarTestController::StringFromQString(const QString& text)
 {
     const QByteArray bytes = text.toLatin1();
     const auto withTerminator = static_cast<std::size_t>(bytes.size()) + 1;
     auto array = std::make_unique<char[]>(withTerminator);
     std::copy_n(bytes.constData(), withTerminator, array.get());
-    return array.release(); // a raw array, because putenv() takes and keeps one
+    return array.release();
 }
 
 void CSonarTestController::HandleReturn(int code, TestResult_T& result)

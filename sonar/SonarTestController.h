@@ -97,8 +97,6 @@ private:
     /// Which of a unit's FPGAs a channel means: only a unit with two of them has a choice.
     static XdcrElementIndex_T ElementOf(const Product_T& product, unsigned char channel);
 
-    /// Puts NAME=value into the environment, which keeps the text for the rest of the process.
-    static void PutVariable(const std::string& name, const char* value);
     /// Sets up the unit as its set-up row says, under the identity that was read first.
     void SetProductEnvironment(const Product_T& identity);
     void StopSounder();

@@ -2,9 +2,61 @@
 
 #include "framework/TestControllerBase.h"
 
+#include <QString>
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
 namespace
 {
-int ToInt(const QByteArray& digits, int base) { return QString::fromLatin1(digits).toInt(nullptr, base); }
+/// The number that a text is, 0 when it is none.
+int ToInt(std::string_view text, int base)
+{
+    const char* const pEnd = text.data() + text.size();
+    int number = 0;
+    const auto read = std::from_chars(text.data(), pEnd, number, base);
+    if (read.ec == std::errc() && read.ptr == pEnd) {
+        return number;
+    }
+    // White space, a plus sign and what is no number are left to QString.
+    return QString::fromLatin1(text).toInt(nullptr, base);
+}
+
+/// Gives visit() each number's text, without "0x" and blanks, however the lines are laid out: up to four
+/// separators are one, and the last number may have one behind it. What is left of a wider gap counts as
+/// numbers, so that a damaged table fails its size check. Returns how many there were.
+template <class Visit>
+std::int64_t ForEachNumber(std::string_view text, Visit visit)
+{
+    constexpr int widestGap = 4;
+    std::string number(text.size(), '\0'); // room for the longest that there can be
+    char* const pNumber = number.data();
+    char* pTo = pNumber;
+    std::int64_t count = 0;
+    int gap = 0;
+    const char* const pEnd = text.data() + text.size();
+    for (const char* pFrom = text.data(); pFrom != pEnd; ++pFrom) {
+        const char character = *pFrom;
+        if (character == ',' || character == '\n') {
+            if (gap++ % widestGap == 0) {
+                visit(std::string_view(pNumber, pTo));
+                pTo = pNumber;
+                ++count;
+            }
+        } else if (character == '0' && pFrom + 1 != pEnd && pFrom[1] == 'x') {
+            ++pFrom;
+        } else if (character != ' ') {
+            *pTo++ = character;
+            gap = 0;
+        }
+    }
+    if (gap == 0) {
+        visit(std::string_view(pNumber, pTo));
+        ++count;
+    }
+    return count;
+}
 
 std::string DelimiterLine(const char* name, std::string_view key)
 {
@@ -12,78 +64,87 @@ std::string DelimiterLine(const char* name, std::string_view key)
 }
 } // namespace
 
-CTableFile::CTableFile(TestControllerBase& framework, const QString& text, const QString& fileName)
-    : m_Framework(framework), m_FileName(fileName), m_Text(text.toLatin1())
+CTableFile::CTableFile(TestControllerBase& framework, std::string text, const QString& fileName)
+    : m_Framework(framework), m_FileName(fileName), m_Text(std::move(text))
 {
-    m_Text.replace("\r", "");
+    if (m_Text.find('\r') != c_Missing) {
+        std::erase(m_Text, '\r');
+    }
+}
+
+CTableFile::CTableFile(TestControllerBase& framework, const QString& text, const QString& fileName)
+    : CTableFile(framework, text.toLatin1().toStdString(), fileName)
+{
 }
 
 CTableFile CTableFile::Open(TestControllerBase& framework, const QString& fileName)
 {
-    return {framework, framework.ReadFileContents(fileName), fileName};
+    QByteArray contents;
+    framework.GetFileContents(fileName, contents, nullptr);
+    return {framework, std::string(contents.constData()), fileName}; // up to the first zero byte
 }
 
 int CTableFile::GetValue(const ScalarKey_T& key) const
 {
-    const qsizetype start = Find(key.start);
-    const qsizetype end = Find(key.end);
-    if (start < 0 || end < 0) {
+    const std::size_t start = Find(key.start);
+    const std::size_t end = Find(key.end);
+    if (start == c_Missing || end == c_Missing) {
         return -1;
     }
     // The log puts a blank after the parenthesis; whatever stands there is not part of the number.
-    const qsizetype value = start + static_cast<qsizetype>(key.start.size()) + 1;
-    return ToInt(Between(value, end).replace(" ", ""), 10);
+    std::string value(Between(start + key.start.size() + 1, end));
+    std::erase(value, ' ');
+    return ToInt(value, 10);
 }
 
 int CTableFile::GetSize(std::string_view headerKey) const
 {
-    const qsizetype header = Find(headerKey);
-    const qsizetype lineEnd = header < 0 ? -1 : m_Text.indexOf('\n', header);
-    if (lineEnd < 0) {
+    const std::size_t header = Find(headerKey);
+    const std::size_t lineEnd = header == c_Missing ? c_Missing : m_Text.find('\n', header);
+    if (lineEnd == c_Missing) {
         Print("ERROR: Size Delimiter not found.\n" + DelimiterLine("Size", headerKey));
         return 0;
     }
-    return ToInt(Between(header + static_cast<qsizetype>(headerKey.size()), lineEnd), 10);
+    return ToInt(Between(header + headerKey.size(), lineEnd), 10);
 }
 
-QByteArrayList CTableFile::GetPairs(std::string_view headerKey, std::string_view endKey) const
+template <class Visit>
+bool CTableFile::VisitNumbers(std::string_view headerKey, std::string_view endKey, Visit visit) const
 {
-    const qsizetype header = Find(headerKey);
-    const qsizetype end = Find(endKey);
-    if (header < 0 || end < 0) {
+    const std::size_t header = Find(headerKey);
+    const std::size_t end = Find(endKey);
+    if (header == c_Missing || end == c_Missing) {
         Print("ERROR: Start/End Delimiter not found.\n" + DelimiterLine("Start", headerKey) +
               DelimiterLine("End", endKey));
-        return {};
+        return false;
     }
-    const qsizetype lineEnd = m_Text.indexOf('\n', header);
-    if (lineEnd < 0) {
+    const std::size_t lineEnd = m_Text.find('\n', header);
+    if (lineEnd == c_Missing) {
         Print("ERROR: Data not found.\n");
-        return {};
+        return false;
     }
-
-    // One separator between numbers, however the lines are laid out. Two passes close gaps of up to four
-    // separators; what is left of a wider gap counts as numbers, so that a damaged table fails its size
-    // check.
-    QByteArray data = Between(lineEnd + 1, end);
-    data.replace("0x", "").replace(" ", "").replace('\n', ',').replace(",,", ",").replace(",,", ",");
-    if (data.endsWith(',')) {
-        data.chop(1);
-    }
-
+    const std::int64_t count = ForEachNumber(Between(lineEnd + 1, end), visit);
     const int size = GetSize(headerKey);
-    const qsizetype parts = data.count(',') + 1;
-    if (parts != 2 * static_cast<qint64>(size)) {
+    if (count != 2 * std::int64_t{size}) {
         Print("ERROR: Expected size (" + std::to_string(size) + ") does not match actual size (" +
-              std::to_string(parts) + ")\n");
-        return {};
+              std::to_string(count) + ")\n");
+        return false;
     }
-    return data.split(',');
+    return true;
+}
+
+std::vector<std::string> CTableFile::GetPairs(std::string_view headerKey, std::string_view endKey) const
+{
+    std::vector<std::string> parts;
+    const bool isWhole =
+        VisitNumbers(headerKey, endKey, [&parts](std::string_view number) { parts.emplace_back(number); });
+    return isWhole ? parts : std::vector<std::string>();
 }
 
 int CTableFile::LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg, CorrelationFilterCoefficients_T& correlation,
                            std::string* out) const
 {
-    if (m_Text.isEmpty()) {
+    if (m_Text.empty()) {
         m_Framework.Message("ERROR: Ensure file exists: " + m_FileName.toLatin1().toStdString() + " \n", out,
                             false, true);
         return TEST_FAILED;
@@ -96,34 +157,35 @@ int CTableFile::LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg, CorrelationFilt
 template <class Entry>
 bool CTableFile::Load(const TableKey_T& key, std::vector<Entry>& table, std::string* out) const
 {
-    const QByteArrayList parts = GetPairs(key.header, key.end);
-    if (parts.isEmpty()) {
-        m_Framework.Message(std::string(key.failure), out, false, true);
-        return false;
-    }
-    table.reserve(table.size() + static_cast<std::size_t>(parts.size() / 2));
-    for (qsizetype part = 0; part < parts.size(); part += 2) {
+    const std::size_t known = table.size();
+    bool isFirst = true;
+    const bool isWhole = VisitNumbers(key.header, key.end, [&](std::string_view text) {
+        const int number = ToInt(text, key.base);
         // The FPGA's tables are as wide as their fields: higher bits of a number are cut.
-        table.push_back({static_cast<decltype(Entry::first)>(ToInt(parts[part], key.base)),
-                         static_cast<decltype(Entry::second)>(ToInt(parts[part + 1], key.base))});
+        if (isFirst) {
+            table.push_back({static_cast<decltype(Entry::first)>(number), 0});
+        } else {
+            table.back().second = static_cast<decltype(Entry::second)>(number);
+        }
+        isFirst = !isFirst;
+    });
+    if (!isWhole) {
+        table.resize(known);
+        m_Framework.Message(std::string(key.failure), out, false, true);
     }
-    return true;
+    return isWhole;
 }
 
-/// First place of the key in the text, -1 when it is not there. The text may be long: each key is looked for
-/// once.
-qsizetype CTableFile::Find(std::string_view key) const
+/// First place of the key in the text. The text may be long: each key is looked for once.
+std::size_t CTableFile::Find(std::string_view key) const
 {
-    auto place = m_Places.find(key);
-    if (place == m_Places.end()) {
-        place = m_Places.emplace(key, m_Text.indexOf(QByteArrayView(key))).first;
-    }
-    return place->second;
+    const auto known = std::ranges::find(m_Places, key, &Place_T::first);
+    return known != m_Places.end() ? known->second : m_Places.emplace_back(key, m_Text.find(key)).second;
 }
 
-QByteArray CTableFile::Between(qsizetype from, qsizetype to) const
+std::string_view CTableFile::Between(std::size_t from, std::size_t to) const
 {
-    return from < to ? m_Text.sliced(from, to - from) : QByteArray();
+    return from < to ? std::string_view(m_Text).substr(from, to - from) : std::string_view();
 }
 
 void CTableFile::Print(const std::string& text) const { m_Framework.Message(text, nullptr, false, true); }

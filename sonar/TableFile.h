@@ -2,14 +2,13 @@
 
 #include "Utilities/FPGATypes.h"
 
-#include <QByteArray>
-#include <QByteArrayList>
 #include <QString>
 
-#include <functional>
-#include <map>
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 class TestControllerBase;
 
@@ -91,7 +90,7 @@ public:
 
     /// The texts of a table's numbers, two an entry. Empty, with the reason printed, when the table is not
     /// found or does not hold as many numbers as announced.
-    QByteArrayList GetPairs(std::string_view headerKey, std::string_view endKey) const;
+    std::vector<std::string> GetPairs(std::string_view headerKey, std::string_view endKey) const;
 
     /// Appends the entries of the three tables to the lists. Returns 2, or 1 at the first table that cannot
     /// be read, which is reported in *out; the lists before it keep what they got.
@@ -99,14 +98,23 @@ public:
                    std::string* out) const;
 
 private:
-    qsizetype Find(std::string_view key) const;
-    QByteArray Between(qsizetype from, qsizetype to) const;
-    void Print(const std::string& text) const;
+    using Place_T = std::pair<std::string, std::size_t>;
+    static constexpr std::size_t c_Missing = std::string::npos;
+
+    CTableFile(TestControllerBase& framework, std::string text, const QString& fileName);
+
+    /// Gives visit() the text of each of a table's numbers. Returns false, with the reason printed, when the
+    /// table is not found or does not hold as many numbers as announced.
+    template <class Visit>
+    bool VisitNumbers(std::string_view headerKey, std::string_view endKey, Visit visit) const;
     template <class Entry>
     bool Load(const TableKey_T& key, std::vector<Entry>& table, std::string* out) const;
+    std::size_t Find(std::string_view key) const;
+    std::string_view Between(std::size_t from, std::size_t to) const;
+    void Print(const std::string& text) const;
 
     TestControllerBase& m_Framework;
     QString m_FileName;
-    QByteArray m_Text;
-    mutable std::map<std::string, qsizetype, std::less<>> m_Places;
+    std::string m_Text;
+    mutable std::vector<Place_T> m_Places;
 };

@@ -30,7 +30,7 @@ QList<QString> CSonarTestController::GetPairs(const QString& text, const QString
 {
     const CTableFile table(*this, text, QString());
     QList<QString> parts;
-    for (const QByteArray& part : table.GetPairs(ViewOf(headerKey.toLatin1()), ViewOf(endKey.toLatin1()))) {
+    for (const std::string& part : table.GetPairs(ViewOf(headerKey.toLatin1()), ViewOf(endKey.toLatin1()))) {
         parts.append(QString::fromLatin1(part));
     }
     return parts;

@@ -6,26 +6,21 @@
 #include <functional>
 #include <memory>
 
-/// A file that tells after each piece that was written, and before the old tail is cut off.
+/// A file that asks after each piece that was written whether it is to have succeeded.
 struct WatchedFile : COSSLinuxFile {
-    WatchedFile(const std::function<void()>& tell, const char* Name, int flags, int mode)
-        : COSSLinuxFile(Name, flags, mode), m_Tell(tell)
+    WatchedFile(const std::function<bool()>& ask, const char* Name, int flags, int mode)
+        : COSSLinuxFile(Name, flags, mode), m_Ask(ask)
     {
     }
-    bool WriteStream(const char* Data) override
-    {
-        const bool written = COSSLinuxFile::WriteStream(Data);
-        m_Tell();
-        return written;
-    }
+    bool WriteStream(const char* Data) override { return COSSLinuxFile::WriteStream(Data) && m_Ask(); }
 
 private:
-    const std::function<void()>& m_Tell;
+    const std::function<bool()>& m_Ask;
 };
 
 /// An operating system with real files, a database directory, and recorded events.
 struct RecordFactory : ScriptedFactory {
-    std::function<void()> afterPiece = [] {};
+    std::function<bool()> afterPiece = [] { return true; };
 
     explicit RecordFactory(const std::string& root) { environment["NONPERSISTED_DATABASE_ROOT"] = root; }
     IOSSFile* CreateFile(const char* Name, int flags, int mode) override

@@ -1,5 +1,7 @@
 #include "tests/docs/Page.h"
 
+#include "tests/support/TemporaryDirectory.h"
+
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -19,19 +21,12 @@ std::vector<std::string> Split(const std::string& text, char separator)
 
 std::vector<Row_T> TableBelow(const std::string& page, const std::string& line)
 {
+    const std::string below = page.substr(std::min(page.find(line), page.size())) + "\n\n";
     std::vector<Row_T> rows;
-    const std::size_t place = page.find(line);
-    EXPECT_NE(place, std::string::npos) << line;
-    std::istringstream rest(place == std::string::npos ? "" : page.substr(place));
-    for (std::string text; std::getline(rest, text) && (rows.empty() || text.starts_with('|'));) {
-        if (text.starts_with('|')) {
-            Row_T row = Split(text, '|');
-            row.erase(row.begin());
-            rows.push_back(std::move(row));
-        }
+    for (const Row_T& text : Matches(Between(below, "---|\n", "\n\n"), R"(\|(.*)\|)")) {
+        rows.push_back(Split(text[0], '|'));
     }
-    EXPECT_GT(rows.size(), 2U) << line;
-    rows.erase(rows.begin(), rows.begin() + std::min<std::ptrdiff_t>(2, std::ssize(rows)));
+    EXPECT_FALSE(rows.empty()) << line;
     return rows;
 }
 
@@ -51,4 +46,12 @@ std::string Between(const std::string& text, const std::string& begin, const std
     const std::size_t last = first == std::string::npos ? first : text.find(end, first + begin.size());
     EXPECT_NE(last, std::string::npos) << begin << " to " << end;
     return last == std::string::npos ? "" : text.substr(first + begin.size(), last - first - begin.size());
+}
+
+std::string Printed(const std::string& script)
+{
+    const TemporaryDirectory directory;
+    const std::string file = directory.Write("script", script);
+    EXPECT_EQ(std::system(("bash " + file + " </dev/null >" + directory.Path("out")).c_str()), 0) << script;
+    return directory.Read("out");
 }

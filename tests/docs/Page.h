@@ -17,3 +17,6 @@ std::vector<Row_T> Matches(const std::string& text, const std::string& expressio
 
 /// What stands between two texts, the first of each; that one is missing is a failure.
 std::string Between(const std::string& text, const std::string& begin, const std::string& end);
+
+/// What a shell program prints; that it fails is a failure.
+std::string Printed(const std::string& script);

@@ -2,8 +2,7 @@
 
 #include "simulator/Replay.h"
 
-#include <gtest/gtest.h>
-#include <sstream>
+#include <utility>
 
 std::string DifferenceOf(const TraceFile_T& done, TraceFile_T device)
 {
@@ -20,22 +19,4 @@ std::string DifferenceOf(const TraceFile_T& done, TraceFile_T device)
         }
     }
     return replay.Finish();
-}
-
-void ExpectGolden(const UnitRun_T& run, const std::string& path)
-{
-    std::istringstream text(run.traceText);
-    EXPECT_EQ(DifferenceOf(ReadTrace(text, "trace of the run"), ReadTraceFile(SONARBENCH_SOURCE "/" + path)),
-              "");
-}
-
-std::vector<std::string> CallsOf(const Trace_T& trace)
-{
-    std::vector<std::string> calls;
-    for (const TraceLine_T& line : trace) {
-        if (line.direction == "ioctl" || line.direction == "write") {
-            calls.push_back(line.direction + " " + line.bytes);
-        }
-    }
-    return calls;
 }

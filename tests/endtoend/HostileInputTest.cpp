@@ -94,7 +94,7 @@ TEST(HostileInput, AStreamTheCallerClosedIsNotTheFpga)
               "sonarbench: standard output took less than the whole report\n");
 }
 
-TEST(HostileInput, TheCallersEnvironmentAndLongArgumentsChangeNothing)
+TEST(HostileInput, TheCallersEnvironmentChangesNothing)
 {
     const std::string ping = "xkping examples/short.txt 0 1";
     const auto run = RunAfter("export PRODUCT_ID=N41010 PRODUCT_ID_QL4K=N41010 PRODUCT_ID_LUMETV1=N41005\n"
@@ -106,10 +106,4 @@ TEST(HostileInput, TheCallersEnvironmentAndLongArgumentsChangeNothing)
     const auto usual = RunAfter("", ping);
     EXPECT_EQ(run.output + run.errors, usual.output);
     EXPECT_EQ(run.trace, usual.trace);
-
-    const std::string words = R"( "$a" "$a" "$a" "$a" "$a" "$a" "$a" "$a")";
-    const auto longest = RunAfter("a=$(head -c 130000 /dev/zero | tr '\\0' '%')", "speed" + words);
-    const std::string word = std::string(65000, '%') + " ";
-    const std::string shown = word + word + word + word + word + word + word + word;
-    EXPECT_THAT(longest.output.substr(0, 600000), HasSubstr(" speed " + shown + "\n\nTest Output: \n"));
 }

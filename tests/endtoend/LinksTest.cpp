@@ -4,9 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <future>
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -98,31 +96,63 @@ TEST(Links, FaultsOfASerialLineAreNoticedAndSlownessIsNot)
     const std::string version = "ERROR: Failed to get version.\n", passed = "Test Result: Test Passed.\n",
                       failed =
                           "Call to Lowscan function from CSonarTestController Failed, return value: -171\n";
-    const std::pair<const char*, std::string> rows[] = {
-        {"reply:*=silent", version},  {"reply:2=silent", failed}, {"reply:2=short", failed},
-        {"reply:2=dropped", failed},  {"reply:1=late", version},  {"reply:1=corrupted", "Version: 17.16\n"},
-        {"reply:2=corrupted", passed}};
-    // Side by side, because most of them wait a second for their device.
-    std::vector<std::future<UnitRun_T>> runs;
-    for (const auto& row : rows) {
-        runs.push_back(std::async(std::launch::async, [fault = row.first] {
-            return CVirtualUnit("Varrow").Fault(fault).Run(Ping("0"));
-        }));
-    }
-    for (std::size_t i = 0; i < runs.size(); ++i) {
-        const auto run = runs[i].get();
-        EXPECT_THAT(run.output, HasSubstr(rows[i].second)) << rows[i].first;
+    const std::pair<const char*, std::string> rows[] = {{"reply:*=silent", version},
+                                                        {"reply:2=dropped", failed},
+                                                        {"reply:1=late", version},
+                                                        {"reply:1=corrupted", "Version: 17.16\n"},
+                                                        {"reply:2=corrupted", passed}};
+    for (const auto& [fault, text] : rows) {
+        const auto run = CVirtualUnit("Varrow").Fault(fault).Run(Ping("0"));
+        EXPECT_THAT(run.output, HasSubstr(text)) << fault;
         EXPECT_EQ(run.status, 0) << run.errors;
     }
     const auto run = CVirtualUnit("Varrow").Fault("reply:*=bytewise").Run(Ping("0"));
     EXPECT_EQ(run.output, CVirtualUnit("Varrow").Run(Ping("0")).output);
 }
 
-TEST(Links, ALineThatWasNotSetUpIsNotUnderstood)
+TEST(Links, AChannelThatDoesNotExistIsPingedAndFails)
 {
-    const auto run = CVirtualUnit("Varrow").RunScript(SONARBENCH_DEVICE_CALL " /dev/ttyO1 12345678");
-    EXPECT_EQ(run.status, 3);
-    EXPECT_THAT(
-        run.Trace("refused"),
-        ElementsAre(HasSubstr("wrong settings: speed IXON IXOFF ICRNL OPOST ICANON ECHO ECHOE ISIG")));
+    const auto run = CVirtualUnit("Varrow").Run(Ping("2"));
+    EXPECT_THAT(run.output, HasSubstr("Invalid channel Specified: 2\n"));
+    EXPECT_THAT(run.output,
+                HasSubstr("\nParameters:\nCh0Period = 45; Ch1Period = 45 ; Start freq = 200000.000000; "
+                          "End freq = 210000.000000; Decimation rate = 76 ; Samples = 993\n"
+                          "\n<SonarFPGAData>"));
+    EXPECT_THAT(run.Report(), HasSubstr("\nChannel must be 1 or 0.\n\n\n\n//"));
+    EXPECT_EQ(run.Calls().back(), "write f5000100000001f7");
+}
+
+TEST(Links, WhatALinkCannotDoIsNamed)
+{
+    const Words_T lumetping = {"lumetping", "200long"};
+    const std::tuple<CVirtualUnit, Words_T, std::string> cases[] = {
+        {CVirtualUnit("QL5K"), Ping("0"),
+         "ERROR: Do not use ping for Lumet or New QL derivitives. Use lumetping instead.\n"},
+        {CVirtualUnit("LumetV2"),
+         {"xkping", "examples/short.txt", "0", "1"},
+         "Loading FPGA...\nERROR: Use only for xK derivitives.\n"},
+        {CVirtualUnit("LumetV4"), {"lumetping", "200"}, "ERROR: Unknown frequency request.\n"},
+        {CVirtualUnit("TessfinV1"), lumetping, "ERROR: Channel 0 (Sonar) does not exist. Will not ping.\n"},
+        {CVirtualUnit("LumetV2"), lumetping,
+         "Attempting ping on channel 0 (Sonar) at start frequency of: 12098499\n"},
+        {CVirtualUnit("LumetV1"),
+         {"lumetping", "350long"},
+         "Attempting ping on channel 1 (Lowscan) at start frequency of: 21172373\n"},
+        {CVirtualUnit("LumetV2").Fault("write:1=EIO"), lumetping,
+         "ERROR: Failed to get version.\nERROR: Failed to populate FPGA data.\n"},
+        {CVirtualUnit("LumetV2").Fault("write:2=EIO"), lumetping, "ERROR: UpdateFPGA failed.\n"},
+        {CVirtualUnit("LumetV2").Fault("write:3=EIO"), lumetping, "ERROR: Ping failed.\n"},
+        {CVirtualUnit("LumetV2").Fault("write:4=EIO"), lumetping, "ERROR: Get ping failed.\n"},
+        {CVirtualUnit("Varrow").Set("/sys/devices/platform/varrow/water_temperature", "17.5"),
+         {"watertemperature"},
+         "Test Output: \n17.5\n\nTest Result: Operation Performed.\n"},
+        {CVirtualUnit("Varrow"), {"watertemperature"}, "GetWaterTemp failed with return code: -174\n"},
+        // 2.5 m/s turn the wheel by 50 ticks a second.
+        {CVirtualUnit("QL4K"),
+         {"speed", "1"},
+         "GetSounderType()\nSpeed ticks: 50\nSpeed ticks: 100\nTest Result: Test Passed.\n"},
+    };
+    for (const auto& [unit, arguments, text] : cases) {
+        EXPECT_THAT(unit.Run(arguments).output, HasSubstr(text));
+    }
 }

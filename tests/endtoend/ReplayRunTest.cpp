@@ -1,4 +1,5 @@
 #include "tests/endtoend/GoldenTrace.h"
+#include "tests/endtoend/VirtualUnit.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>

@@ -2,7 +2,6 @@
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
-#include <sstream>
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -25,28 +24,6 @@ UnitRun_T RunWith(const std::string& contents, const std::string& name = "table"
 }
 } // namespace
 
-TEST(TableFileRun, AFileCutAfterAnyLineIsReportedByWhatIsMissing)
-{
-    // The first line that a table's end needs, and what is said as long as it is missing.
-    const std::pair<std::string, std::string> stages[] = {
-        {"FpgaInterface->SetChannelFilterRegister", "ERROR: Ensure file exists: "},
-        {"FpgaInterface->SetTVGTable", "ERROR: Failed to read Chirp Table .\n"},
-        {"FpgaInterface->GetBBFilterSubSampleDivisor", "ERROR: Failed to read TVG Table .\n"},
-        {"FpgaInterface->SetCorralationDownShift", "ERROR: Failed to read Correlation Filter.\n"},
-        {"", c_Passed}, // from here on only scalar values are missing, which go out as -1 in their width
-    };
-    std::istringstream lines(Edited());
-    std::string cut;
-    std::size_t stage = 0;
-    for (std::string line; std::getline(lines, line); cut += line + "\n") {
-        EXPECT_THAT(RunWith(cut).output, HasSubstr(stages[stage].second)) << "before: " << line;
-        stage += stage < 4 && line.starts_with(stages[stage].first) ? 1 : 0;
-    }
-    EXPECT_EQ(stage, 4U);
-    EXPECT_THAT(RunWith(Edited("  FpgaInterface->", "FpgaInterface->")).Trace("write"),
-                testing::Contains(HasSubstr("CorrelationScaling=0xff")));
-}
-
 TEST(TableFileRun, AFileIsOpenedByTheBytesOfItsName)
 {
     const auto run = RunWith(Edited(), "t\xc3\xa4 \xff.txt");
@@ -56,9 +33,9 @@ TEST(TableFileRun, AFileIsOpenedByTheBytesOfItsName)
     const auto missing = CVirtualUnit("QL4K").Run({"xkping", "/nowhere/%1 %s", "0", "1"});
     EXPECT_THAT(missing.output, HasSubstr("ERROR: Failed to open file:\n/nowhere/%1 %s"));
     EXPECT_THAT(missing.output, HasSubstr("ERROR: Ensure file exists: /nowhere/%1 %s \n"));
-    // A directory can be opened and not read.
-    EXPECT_THAT(CVirtualUnit("QL4K").Run({"xkping", "/usr", "0", "1"}).output,
-                HasSubstr("ERROR: Ensure file exists: /usr \n"));
+    // A value that is missing goes out as -1 in its width.
+    EXPECT_THAT(RunWith(Edited("  FpgaInterface->", "FpgaInterface->")).Trace("write"),
+                testing::Contains(HasSubstr("CorrelationScaling=0xff")));
 }
 
 TEST(TableFileRun, EveryFilterByteNamesItsElementAndBand)
@@ -80,10 +57,9 @@ TEST(TableFileRun, ACountTheFpgaCannotTakeEndsInTheTransportsAssertion)
 {
     const auto run = RunWith(Edited("4112", "4100"));
     EXPECT_EQ(run.status, 134);
-    EXPECT_THAT(run.errors, HasSubstr("sonarbench: Utilities/FPGA"));
     EXPECT_THAT(run.errors,
-                HasSubstr("Assertion `((NumberOf32bitSamples % 16) == 0) && \"Number of Rx samples not a "
-                          "multiple of 16\"' failed."));
+                testing::AllOf(HasSubstr("sonarbench: Utilities/FPGA"),
+                               HasSubstr("\"Number of Rx samples not a multiple of 16\"' failed.")));
     EXPECT_THAT(run.output, testing::Not(HasSubstr("Test Result")));
     EXPECT_THAT(RunWith(Edited("4112", "x")).output, HasSubstr("\nSamples: 0 Buffer Bytes: 0\n"));
 }

@@ -62,6 +62,17 @@ std::vector<std::string> UnitRun_T::Trace(const std::string& direction) const
     return lines;
 }
 
+std::vector<std::string> UnitRun_T::Calls() const
+{
+    std::vector<std::string> calls;
+    for (const TraceLine_T& line : trace) {
+        if (line.direction == "ioctl" || line.direction == "write") {
+            calls.push_back(line.direction + " " + line.bytes);
+        }
+    }
+    return calls;
+}
+
 std::string UnitRun_T::Report() const
 {
     const std::size_t head = output.find(c_HeadEnd);

@@ -24,6 +24,8 @@ struct UnitRun_T {
 
     /// The trace's lines of one direction, whole.
     std::vector<std::string> Trace(const std::string& direction) const;
+    /// The program's requests and writes in their order: "ioctl REQUEST+ARGUMENT" or "write BYTES".
+    std::vector<std::string> Calls() const;
     /// What the report holds between its head and the end.
     std::string Report() const;
 };

@@ -55,9 +55,8 @@ TEST_F(TableFiles, EveryLayoutLoadsAndEveryDamageIsNamed)
         "1 16,512 17,513 43981,32513 | | |ERROR: Failed to read TVG Table .\nERROR: Expected size (";
     const std::pair<std::string, std::string> cases[] = {
         {Edited("", ""), valid},
-        {QByteArray::fromStdString(Edited("", "")).replace("\n", "\r\n").toStdString(), valid},
         {Edited("END ----------------\n", std::string(1, '\0')) + Edited("10, 20", "x"), valid},
-        {Edited("0x0010, 0x0200\n0x0011", "10,200, 0x 0011,\n\n"), valid},
+        {Edited("0x0010, 0x0200\n0x0011", "10,200, 0x 0011,\r\n\r\n"), valid},
         {Edited("0x0010, 0x0200\n0x0011", "1F0010, +512\n 80000000"),
          "2 16,1298 0,513 43981,32513 | 10,20 255,1 | -12,7 5,-3 |"},
         {Edited("10, 20\n255", "266, 0x20\n-1"), valid},

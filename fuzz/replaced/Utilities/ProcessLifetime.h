@@ -2,25 +2,24 @@
 // its end is released there, so that neither memory nor descriptors run out.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
 
 /// What the current run keeps, the newest last.
-inline std::vector<std::function<void()>>& KeptByRun()
+inline std::vector<std::shared_ptr<void>>& KeptByRun()
 {
-    static std::vector<std::function<void()>> releases;
-    return releases;
+    static std::vector<std::shared_ptr<void>> objects;
+    return objects;
 }
 
 /// Keeps an object until ReleaseKeptByRun(). Returns it, for use without ownership.
 template <class Object>
 Object* KeepUntilExit(std::unique_ptr<Object> pObject)
 {
-    std::shared_ptr<Object> pKept(std::move(pObject));
-    KeptByRun().emplace_back([pKept]() mutable { pKept.reset(); });
-    return pKept.get();
+    Object* const pKept = pObject.get();
+    KeptByRun().emplace_back(std::move(pObject));
+    return pKept;
 }
 
 inline void ReleaseKeptByRun()

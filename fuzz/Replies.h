@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Utilities/FPGATypes.h"
+#include "fuzz/AllowedAssertions.h"
+#include "fuzz/FuzzDevice.h"
+
+#include <cstring>
+#include <vector>
+
+/// What the targets of the transports share: operations that an input names, and answers.
+namespace Replies
+{
+template <class Link>
+using Operation_T = void (*)(Link&, CFuzzInput&);
+
+/// Lets the input name operations of the table on the transport, and answer them, until it has run out. The
+/// transport serves every input; what one leaves queued is dropped.
+template <class Link, class Table>
+void Run(Link& link, CFuzzDevice& device, CFuzzInput input, Table& operations)
+{
+    device.Use(&input);
+    try {
+        while (!input.IsEmpty()) {
+            input.OneOf(operations)(link, input);
+        }
+    } catch (const AllowedAssertion_T& broken) {
+        Require(broken.by == BrokenBy_T::SurplusReply, "a reply breaks no other assertion");
+    }
+    device.Use(nullptr);
+    if constexpr (requires { link.TransmitDataToFPGA(); }) {
+        link.TransmitDataToFPGA();
+    }
+}
+
+/// Calls an operation on a buffer of the input's size, below the limit, with no byte to spare.
+template <class Operation>
+void OnBuffer(CFuzzInput& input, std::size_t limit, Operation operation)
+{
+    std::vector<std::uint8_t> storage(input.Word() % limit);
+    Buffer_Bytes_T buffer(storage.data(), storage.size());
+    operation(buffer);
+}
+
+inline void RequireWholeNumbers(const std::vector<std::uint8_t>& floats, float largest, const char* what)
+{
+    for (std::size_t at = 0; at < floats.size(); at += sizeof(float)) {
+        float value = 0;
+        std::memcpy(&value, floats.data() + at, sizeof value);
+        Require(value >= 0 && value <= largest && value == static_cast<float>(static_cast<int>(value)), what);
+    }
+}
+
+template <class Link>
+void Version(Link& link, CFuzzInput&)
+{
+    SWVersion_T version{0xFF, 0xFF};
+    const bool isRead = link.GetVersion(&version) == c_Success;
+    Require(isRead || (version.major == 0xFF && version.minor == 0xFF),
+            "a version is read whole or left alone");
+}
+
+/// An operation that reads a value, its further arguments out of the input.
+template <auto Get, class Link>
+void Read(Link& link, CFuzzInput& input)
+{
+    const auto call = [&]<class Value, class... More>(TSQEventCode_T (Link::*)(Value*, More...)) {
+        Value value{};
+        (link.*Get)(&value, static_cast<More>(input.Word())...);
+    };
+    call(Get);
+}
+
+inline void RequireAdcReading(std::uint32_t value)
+{
+    Require(value <= 0xFFFFFF, "an ADC reading has 24 bits");
+}
+} // namespace Replies

@@ -1,0 +1,75 @@
+// What a Lowscan FPGA answers, through every operation that reads or waits: two targets, of which one is
+// compiled for the serial line and the other for the SPI device.
+
+#include "Utilities/FPGAIFLSSPI.h"
+#include "Utilities/FPGAIFLSUart.h"
+#include "fuzz/LowscanPing.h"
+
+namespace
+{
+using Link_T = LOWSCAN_LINK;
+
+void Ping(Link_T& link, CFuzzInput& input)
+{
+    const LSChannel_T channel = input.Byte();
+    ReadLowscanPing(link, channel, input.Word() % (c_MaxSamplesFromLowscanFPGA + 1));
+}
+
+void Receive(Link_T& link, CFuzzInput& input)
+{
+    Replies::OnBuffer(input, sizeof(LSPingReturnPacket_T) + 1, [&](Buffer_Bytes_T& buffer) {
+        const std::size_t wanted = buffer.size();
+        const bool isWhole = link.ReceiveData(&buffer) == c_Success;
+        Require(isWhole == (buffer.size() == wanted), "a reply is whole exactly when no shortfall is told");
+    });
+}
+
+/// Sets up a ping with numbers out of the input.
+void SetUp(Link_T& link, CFuzzInput& input)
+{
+    LSFpgaCompleteConfigure_T configuration{};
+    for (LSChannelConfigure_T* pChannel : {&configuration.channel0, &configuration.channel1}) {
+        pChannel->period = input.Word();
+        pChannel->startFrequency = input.Word() * 100.0;
+        pChannel->endFrequency = input.Word() * 100.0;
+        pChannel->samplesA = input.Word();
+        pChannel->decimationRate = input.Word() * 0x10001U;
+        pChannel->gain = input.Byte() * 2.0;
+        pChannel->colourGain = input.Byte() / 16.0;
+    }
+    configuration.channel1.channel = 1;
+    configuration.boostEnable = input.Byte();
+    link.setUpForPing(configuration);
+}
+
+/// What only one of the links has.
+struct Own_T {
+    static void Read(CFPGAIFLSUart& link, CFuzzInput& input) { link.Echo(input.Text()); }
+    static void Read(CFPGAIFLSSPI& link, CFuzzInput&)
+    {
+        LSADCReadings_T readings{};
+        link.GetADCReadings(&readings);
+        Replies::RequireAdcReading(readings.reference | readings.waterTemperature | readings.third);
+    }
+    static void Wait(CFPGAIFLSUart& link, CFuzzInput&) { link.Flush(); }
+    static void Wait(CFPGAIFLSSPI& link, CFuzzInput&) { link.WaitForData(); }
+};
+
+constexpr Replies::Operation_T<Link_T> c_Operations[] = {
+    Replies::Version<Link_T>,
+    Ping,
+    Receive,
+    SetUp,
+    [](Link_T& link, CFuzzInput&) { link.PingNow(); },
+    Own_T::Wait,
+    Own_T::Read,
+};
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size)
+{
+    static FuzzFactory_T factory;
+    static Link_T link("/dev/fuzz", &factory);
+    Replies::Run(link, factory.device, {pData, size}, c_Operations);
+    return 0;
+}

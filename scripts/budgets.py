@@ -1,0 +1,264 @@
+"""The measurements behind scripts/budgets; docs/budgets.md explains them."""
+
+import functools
+import json
+import pathlib
+import re
+import subprocess
+import sys
+
+BUILD = pathlib.Path("build/bench").resolve()
+BIN = BUILD / "bin"
+OUT = BUILD / "budgets"
+SIMULATOR, PROGRAM, PROBE = BIN / "sonarbench-sim", BIN / "sonarbench", BIN / "sonarbench-probe"
+FULL, SHORT = pathlib.Path("examples/full.txt"), pathlib.Path("examples/short.txt")
+BATTERY = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw"
+# Instructions depend on how much environment there is to search.
+ENVIRONMENT = {"PATH": "/usr/bin:/bin"}
+
+FEW, SOME, MOST = 1024, 65536, 1048560
+SAMPLE_BYTES = 2
+KIB = 1024
+# Sorts of calls that sonarbench-sim --calls counts; "device" is the sum of some, others are not calls.
+CALLS = ("write", "ioctl", "open", "read", "poll", "tcsetattr", "close", "file-open", "file-read", "file-write",
+         "file-close")
+
+# Commands on the links that there are: the program's own calls on devices and files, and its instructions beyond
+# those of a start. Budgets are what was measured and a tenth more.
+COMMANDS = {
+    ("QL4K", "batteryvoltage"): (34, 0),
+    ("QL4K", "loadfpgabinary"): (54, 62_000),
+    ("QL4K", "watertemperature"): (36, 26_000),
+    ("QL4K", "xkping examples/short.txt 0 1"): (70, 420_000),
+    ("QL4K", "xkping examples/full.txt 0 1"): (76, 6_700_000),
+    ("LumetV2", "lumetping 200long"): (44, 139_000),
+    ("LumetV2", "watertemperature"): (41, 52_000),
+    ("QL1A", "ping 200000 210000 27 45 0 medium"): (54, 135_000),
+    ("QL1A", "loadfpgabinary"): (40, 55_000),
+}
+
+failures = 0
+
+
+def row(what, figure, budget, unit="", digits=0):
+    """Prints a row of the table; a figure above its budget makes the run fail."""
+    global failures
+    over = figure > budget
+    failures += over
+    print(f"{what:<58}{figure:>11,.{digits}f}{budget:>11,.{digits}f}  {'OVER' if over else 'ok':<5}{unit}".rstrip(), flush=True)
+
+
+def run(*command, **options):
+    done = subprocess.run([str(part) for part in command], env=ENVIRONMENT, capture_output=True, text=True, **options)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(map(str, command))} ended with {done.returncode}:\n{done.stderr}")
+    return done
+
+
+def script(name, *lines):
+    path = OUT / name
+    path.write_text("\n".join(("#!/bin/sh", *lines, "")))
+    path.chmod(0o755)
+    return path
+
+
+def on_unit(product, wrapper, *arguments, options=()):
+    return run(SIMULATOR, "--product", product, *options, "--program", wrapper, *arguments)
+
+
+def counted(program):
+    """A command line that runs the program under callgrind."""
+    return f"valgrind --tool=callgrind --callgrind-out-file={OUT}/callgrind.out {program}"
+
+
+def total():
+    return int(re.search(r"^totals: (\d+)", (OUT / "callgrind.out").read_text(), re.M)[1])
+
+
+@functools.cache
+def start(program, *arguments):
+    """Instructions on the files of a virtual unit alone, without the library by which the simulator gives devices."""
+    bare = script("bare", 'sys="$UMOCKDEV_DIR/sys"', "unset LD_PRELOAD UMOCKDEV_DIR",
+                  f'exec bwrap --dev-bind / / --bind "$sys" /sys {counted(program)} "$@"')
+    on_unit("QL4K", bare, *arguments)
+    return total()
+
+
+@functools.cache
+def command(product, *arguments):
+    on_unit(product, script("counted", f'exec {counted(PROGRAM)} "$@"'), *arguments)
+    return total()
+
+
+@functools.cache
+def probe(job, argument):
+    run(*counted(PROBE).split(), job, argument)
+    return total()
+
+
+def slope(cost, fewer=FEW, more=SOME):
+    return (cost(more) - cost(fewer)) / (more - fewer)
+
+
+def heap(*arguments):
+    """Peak of the bytes that the program had allocated."""
+    massif = f"valgrind --tool=massif --peak-inaccuracy=0.0 --massif-out-file={OUT}/massif.out {PROGRAM}"
+    on_unit("QL4K", script("massif", f'exec {massif} "$@"'), *arguments)
+    return max(map(int, re.findall(r"^mem_heap_B=(\d+)", (OUT / "massif.out").read_text(), re.M)))
+
+
+@functools.cache
+def table_of(samples):
+    """The short ping's table file, but for so many samples."""
+    path = OUT / f"samples-{samples}.txt"
+    path.write_text(SHORT.read_text().replace("SamplesToReceive( 1024)", f"SamplesToReceive( {samples})"))
+    return path
+
+
+def half_table():
+    """The full table file with every other entry of its tables."""
+    lines, entries = [], 0
+    for line in FULL.read_text().splitlines():
+        entries = entries + 1 if re.match(r"[-0-9]", line) else 0
+        if size := re.search(r"(?:size |size: )(\d+)$", line):
+            line = line[: size.start(1)] + str(int(size[1]) // 2)
+        if entries % 2 == 0:
+            lines.append(line)
+    path = OUT / "half.txt"
+    path.write_text("\n".join(lines) + "\n")
+    return path
+
+
+# Links and packets, as docs/protocols.md has them.
+SPI_HERTZ, BAUD, BITS_UART = 24e6, 3e6, 10
+HEADER, CHECKSUM, BOUND = 7, 1, 5057
+SENT_AT_ONCE = {24, 67, 81, 96}
+COMMAND, START_PING = 0, 1
+
+
+def packets_of(transfer):
+    """Address, whether it reads, and payload of each packet."""
+    packets = []
+    while transfer:
+        length = int.from_bytes(transfer[5:7], "little") + 1
+        packets.append((int.from_bytes(transfer[2:4], "little"), transfer[4] & 1, transfer[HEADER : HEADER + length]))
+        transfer = transfer[HEADER + length + CHECKSUM :]
+    return packets
+
+
+def is_ping(packet):
+    return packet[0] == COMMAND and packet[2][0] & START_PING
+
+
+def could_join(earlier, later):
+    """Whether two transfers could have been one."""
+    last, first = packets_of(earlier)[-1], packets_of(later)[0]
+    alone = last[1] or last[0] in SENT_AT_ONCE or is_ping(last) or is_ping(first)
+    return not alone and len(earlier) + len(first[2]) < BOUND
+
+
+def trace(product, arguments):
+    """Writes to devices, how many of them could have joined the one before, and seconds of the bytes on the link."""
+    on_unit(product, PROGRAM, *arguments, options=["--trace", OUT / "trace"])
+    lines = [line.split() for line in (OUT / "trace").read_text().splitlines() if re.match(r"\d+\.\d{9} ", line)]
+    # A ping is read by a write that comes back filled: one transfer.
+    lines = [line for line, after in zip(lines, lines[1:] + [[""] * 3]) if after[2] != "fill"]
+    writes = [line for line in lines if line[2] == "write"]
+    transfers = [bytes.fromhex(line[4]) for line in writes if line[1].startswith("LSfpga")]
+    seconds = 0.0
+    for _, device, direction, count, *_ in lines:
+        if device.startswith("tty") and direction in ("write", "reply"):
+            seconds += int(count) * BITS_UART / BAUD
+        # On SPI a request clocks its own reply out.
+        if device.startswith("LSfpga") and direction in ("write", "fill"):
+            seconds += int(count) * 8 / SPI_HERTZ
+    written = len(writes) + sum(line[2] == "fill" for line in lines)
+    return written, sum(map(could_join, transfers, transfers[1:])), seconds
+
+
+def calls(product, arguments):
+    """The program's own calls on devices and files."""
+    on_unit(product, PROGRAM, *arguments, options=["--calls", OUT / "calls"])
+    counts = dict(line.split() for line in (OUT / "calls").read_text().splitlines())
+    return sum(int(counts[kind]) for kind in CALLS)
+
+
+def time_ratio(measured, reference):
+    """Of processor times in one run, the quickest of several repetitions each."""
+    told = run(BIN / "sonarbench-bench", f"--benchmark_filter=^({measured}|{reference})$", "--benchmark_format=json",
+               "--benchmark_repetitions=9", "--benchmark_min_time=0.05")
+    quickest = {}
+    for result in json.loads(told.stdout)["benchmarks"]:
+        if result["run_type"] == "iteration":
+            quickest[result["name"]] = min(result["cpu_time"], quickest.get(result["name"], result["cpu_time"]))
+    return quickest[measured] / quickest[reference]
+
+
+def stripped_size(program):
+    run("strip", "-o", OUT / "stripped", program)
+    return (OUT / "stripped").stat().st_size
+
+
+def measure_start():
+    if subprocess.run(["bwrap", "--dev-bind", "/", "/", "true"], capture_output=True).returncode != 0:
+        print("batteryvoltage: not measured, because this system refuses namespaces")
+        return
+    floor = start(BIN / "sonarbench-floor", BATTERY)
+    row("batteryvoltage: instructions", start(PROGRAM, "batteryvoltage"), 1.05 * floor, f"1.05 x {floor:,}")
+
+
+def measure_blocks():
+    for kind in ("shorts", "floats"):
+        made = slope(lambda samples: probe(f"make-{kind}", samples))
+        bare = slope(lambda samples: probe(f"bare-{kind}", samples)) - made
+        block = slope(lambda samples: probe(kind, samples)) - made
+        row(f"block of {kind}: instructions a sample", block, 1.2 * bare, f"1.2 x {bare:.1f}", 1)
+
+
+def measure_table():
+    whole, half = (probe("table", file) - probe("nothing", file) for file in (FULL, half_table()))
+    row("table file: instructions, full over half its size", whole / half, 2.1, "linear", 2)
+    row("table file: time, over a memchr pass from line to line", time_ratio("ReadTable", "PassOverTable"), 10, "", 1)
+
+
+def measure_samples():
+    def instructions(samples):
+        return command("QL4K", "xkping", table_of(samples), "0", "1")
+
+    few = slope(instructions)
+    row("xkping: instructions a sample, 1,024 to 65,536", few, 60, "", 1)
+    row("xkping: instructions a sample, 65,536 to 1,048,560", slope(instructions, SOME, MOST), 1.05 * few, "linear", 1)
+    for samples in (FEW, SOME, MOST):
+        peak = heap("xkping", table_of(samples), "0", "1")
+        row(f"xkping: peak heap in KiB at {samples:,} samples", peak / KIB, 3 * SAMPLE_BYTES * samples / KIB + 256,
+            "3 x samples + 256")
+
+
+def measure_commands():
+    for (product, words), (most_calls, most_instructions) in COMMANDS.items():
+        arguments = words.split()
+        name = f"{arguments[0]} on {product}" + (" (full)" if str(FULL) in arguments else "")
+        written, surplus, seconds = trace(product, arguments)
+        row(f"{name}: device writes", written, written - surplus, "the least")
+        row(f"{name}: system calls on devices and files", calls(product, arguments), most_calls)
+        beyond = command(product, *arguments) - command(product, "batteryvoltage")
+        row(f"{name}: instructions beyond a start", beyond, most_instructions)
+        if seconds:
+            print(f"    at one a nanosecond {beyond * 1e-9 / seconds:.1%} of the {seconds * 1e3:.3f} ms that its bytes need")
+
+
+def main():
+    OUT.mkdir(exist_ok=True)
+    print(f"{'':<58}{'figure':>11}{'budget':>11}")
+    measure_start()
+    measure_blocks()
+    measure_table()
+    measure_samples()
+    measure_commands()
+    row("sonarbench: bytes when stripped", stripped_size(PROGRAM), 320 * KIB)
+    row("sonarbench-sim: bytes when stripped", stripped_size(SIMULATOR), 640 * KIB)
+
+
+if __name__ == "__main__":
+    main()
+    sys.exit(1 if failures else 0)
