@@ -1,0 +1,18 @@
+#pragma once
+
+#include "station/RunWriter.h"
+
+#include <QIODevice>
+
+/// One line a run for people, then the counts: what happened to how many.
+class CSummaryWriter : public IRunWriter
+{
+public:
+    explicit CSummaryWriter(QIODevice& output) : m_Output(output) {}
+
+    void Write(const Run_T& run) override;
+    void End(const Summary_T& summary) override;
+
+private:
+    QIODevice& m_Output;
+};
