@@ -1,5 +1,8 @@
 #include "station/Formats.h"
 
+#include "station/CsvWriter.h"
+#include "station/JsonWriter.h"
+#include "station/JunitWriter.h"
 #include "station/SummaryWriter.h"
 
 namespace
@@ -11,7 +14,10 @@ std::unique_ptr<IRunWriter> Make(QIODevice& output)
 }
 
 constexpr Format_T c_Formats[] = {
-    {"summary", "Writes one line a run and the counts.", Make<CSummaryWriter>},
+    {"summary", "Writes a line for each run, and the counts, for people.", Make<CSummaryWriter>},
+    {"json", "Writes the runs as JSON, an object and line each.", Make<CJsonWriter>},
+    {"junit", "Writes the runs as JUnit XML, a suite each.", Make<CJunitWriter>},
+    {"csv", "Writes the samples as comma-separated values.", Make<CCsvWriter>},
 };
 } // namespace
 
