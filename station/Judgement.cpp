@@ -122,10 +122,11 @@ const char* Objection(const Run_T& run, const Facts_T& facts)
     if (facts.verdict != row->verdict || run.arguments.size() < row->arguments) {
         return "its command does not end with this verdict";
     }
-    if ((facts.evidence & row->required) != row->required) {
+    const bool isStopHalf = ((facts.evidence & c_StopAsked) == 0) != ((facts.evidence & c_StopAnswered) == 0);
+    if ((facts.evidence & row->required) != row->required || isStopHalf) {
         return "not all is there that its command prints";
     }
-    if ((facts.evidence & ~(row->required | row->allowed | c_SounderStopped)) != 0) {
+    if ((facts.evidence & ~(row->required | row->allowed | c_StopAsked | c_StopAnswered)) != 0) {
         return "more is there than its command prints";
     }
     if (row->samples != 0 && run.samples.values.size() != row->samples) {

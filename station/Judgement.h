@@ -5,7 +5,8 @@
 /// What was seen of a run, as bits: a verdict counts only beside everything that its command prints.
 namespace Evidence
 {
-inline constexpr unsigned int c_SounderStopped = 1U << 0;
+inline constexpr unsigned int c_StopAsked = 1U << 0;     ///< the script that stops the sounder
+inline constexpr unsigned int c_StopAnswered = 1U << 14; ///< what came of it
 inline constexpr unsigned int c_ImageCopied = 1U << 1;
 inline constexpr unsigned int c_Loading = 1U << 2;
 inline constexpr unsigned int c_Notice = 1U << 3; ///< the notice about the FPGA interface

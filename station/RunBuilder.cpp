@@ -100,7 +100,7 @@ bool CRunBuilder::TakeHeader(std::string_view glued)
 bool CRunBuilder::TakeCommandLine(std::string_view text)
 {
     Bytes_T& commandLine = m_Open.run.commandLine;
-    if (commandLine.empty() && m_Blanks == 0) {
+    if (commandLine.empty() && m_Blanks == 0 && text.ends_with(' ')) {
         commandLine = text;
         return true;
     }
@@ -113,7 +113,8 @@ bool CRunBuilder::TakeCommandLine(std::string_view text)
     }
     const bool hasRoom = commandLine.size() + m_Blanks + text.size() < CLineSource::c_LongestLine;
     if (hasRoom) {
-        commandLine.append(m_Blanks + 1, '\n').append(text);
+        const bool isFirst = commandLine.empty() && m_Blanks == 0;
+        commandLine.append(isFirst ? 0 : m_Blanks + 1, '\n').append(text);
     }
     return hasRoom;
 }
