@@ -32,8 +32,10 @@ struct Facts_T {
     bool isSpoiled = false;    ///< a line of the run is not known
     unsigned int evidence = 0; ///< of Evidence
     Verdict verdict = Verdict::None;
-    Bytes_T fault;    ///< first message that something of the unit failed; empty: none
-    Bytes_T untested; ///< first message that the test could not be made; empty: none
+    Bytes_T fault; ///< first message that something of the unit failed, one of the report before others;
+                   ///< empty: none
+    bool isFaultReported = false; ///< it is one of the report
+    Bytes_T untested;             ///< first message that the test could not be made; empty: none
     std::uint64_t ticks = 0;
     std::uint64_t bufferBytes = 0; ///< as printed behind the number of samples
     Bytes_T reading;               ///< first line of what a sensor's file holds

@@ -2,6 +2,8 @@
 
 #include "station/RuleActions.h"
 
+#include <algorithm>
+
 using namespace Evidence;
 
 namespace
@@ -49,7 +51,6 @@ constexpr Rule_T c_Rules[] = {
      .effect = Fault,
      .take = TakeCode},
     {.place = Before, .pattern = "Invalid channel Specified: %d", .effect = Untested},
-    {.place = Before, .pattern = "%s is not a valid Analogue Gain level.", .effect = Untested},
     {.place = Before,
      .pattern = "Call to Lowscan function from CSonarTestController Failed, return value: %d",
      .effect = Fault,
@@ -99,6 +100,8 @@ constexpr Rule_T c_Rules[] = {
      .evidence = c_SampleCount,
      .blanks = 1,
      .take = TakeSampleCount},
+    // Last, because it may begin with anything.
+    {.place = Before, .pattern = "%s is not a valid Analogue Gain level.", .effect = Untested},
 
     {.place = Report, .step = 1, .pattern = "Loading FPGA...", .evidence = c_Loading},
     {.place = Report, .step = 2, .pattern = c_NoticeText, .evidence = c_Notice},
@@ -206,5 +209,18 @@ constexpr VerdictLine_T c_Verdicts[] = {{"Test Result: Test Passed.", Verdict::P
 } // namespace
 
 std::span<const Rule_T> Rules() { return c_Rules; }
+
+std::size_t NextRuleText(std::string_view line)
+{
+    constexpr std::size_t shortest = 4;
+    std::size_t next = line.size();
+    for (const Rule_T& rule : Rules()) {
+        const std::string_view beginning = LiteralBeginning(rule.pattern);
+        if (rule.place == Place::Before && beginning.size() >= shortest) {
+            next = std::min(next, line.find(beginning, 1));
+        }
+    }
+    return next;
+}
 
 std::span<const VerdictLine_T> VerdictLines() { return c_Verdicts; }

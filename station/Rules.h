@@ -51,6 +51,10 @@ struct Rule_T {
 
 std::span<const Rule_T> Rules();
 
+/// Where, behind its first byte, a line goes on with a text of a rule that can stand above a report; the
+/// line's length when it does not. A name of a file has no end of its own.
+std::size_t NextRuleText(std::string_view line);
+
 /// A last line, without its end.
 struct VerdictLine_T {
     std::string_view text;

@@ -1,5 +1,7 @@
 #include "station/RunBuilder.h"
 
+#include "station/RunParts.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -10,32 +12,6 @@ constexpr std::string_view c_TestOutput = "Test Output: ";
 
 /// A rule so short that contents of files may well look like it.
 bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
-
-/// Where a text of the rules that can be printed next begins in a line, behind a text that has no end of its
-/// own.
-std::size_t NextText(std::string_view line)
-{
-    constexpr std::size_t shortest = 4;
-    std::size_t next = line.size();
-    for (const Rule_T& rule : Rules()) {
-        const std::string_view beginning = LiteralBeginning(rule.pattern);
-        if (rule.place == Place::Before && beginning.size() >= shortest) {
-            next = std::min(next, line.find(beginning, 1));
-        }
-    }
-    return next;
-}
-
-std::vector<Bytes_T> Words(std::string_view text)
-{
-    std::vector<Bytes_T> words;
-    while (!text.empty()) {
-        const std::string_view word = text.substr(0, text.find(' '));
-        words.emplace_back(word);
-        text.remove_prefix(std::min(word.size() + 1, text.size()));
-    }
-    return words;
-}
 } // namespace
 
 CRunBuilder::CRunBuilder(Bytes_T transcript, IRunWriter& consumer)
@@ -121,21 +97,10 @@ bool CRunBuilder::TakeCommandLine(std::string_view text)
 
 void CRunBuilder::EndCommandLine()
 {
-    Run_T& run = m_Open.run;
-    m_Open.facts.hasReport = run.commandLine.ends_with(' ');
-    std::vector<Bytes_T> words = Words(run.commandLine);
-    if (m_Open.facts.hasReport) {
-        run.commandLine.pop_back();
-    }
-    if (words.size() > 1) {
-        run.program = words[0];
-        run.command = words[1];
-        run.arguments.assign(std::make_move_iterator(words.begin() + 2),
-                             std::make_move_iterator(words.end()));
-    }
+    m_Open.facts.hasReport = SplitCommandLine(m_Open.run);
     m_Section = Section::Report;
     m_Step = 0;
-    m_Free = ShowsReading(run.command) ? Free::Reading : Free::Nothing;
+    m_Free = ShowsReading(m_Open.run.command) ? Free::Reading : Free::Nothing;
 }
 
 bool CRunBuilder::TakePiece(std::string_view text)
@@ -192,7 +157,7 @@ bool CRunBuilder::TakeVerdict(std::string_view text)
 
 bool CRunBuilder::TakePath(std::string_view text)
 {
-    const std::size_t end = m_Section == Section::Before ? NextText(text) : text.size();
+    const std::size_t end = m_Section == Section::Before ? NextRuleText(text) : text.size();
     const Bytes_T path(text.substr(0, std::min(end, c_LongestKeptLine)));
     // The message that it belongs to is the last one, and in the report the reason as well.
     if (m_Open.run.messageCount <= c_MostKeptLines) {
@@ -279,18 +244,18 @@ void CRunBuilder::AddMessage(const Rule_T& rule, std::string_view text)
 {
     Bytes_T kept(text.substr(0, c_LongestKeptLine));
     Facts_T& facts = m_Open.facts;
-    Bytes_T* const reasons[] = {nullptr, &facts.fault, &facts.untested}; // by Effect
-    Bytes_T* const reason = reasons[static_cast<std::size_t>(rule.effect)];
-    if (reason != nullptr && reason->empty()) {
-        *reason = kept;
+    if (rule.effect == Effect::Untested && facts.untested.empty()) {
+        facts.untested = kept;
+    }
+    const bool isReported = rule.place == Place::Report;
+    if (rule.effect == Effect::Fault && (facts.fault.empty() || (isReported && !facts.isFaultReported))) {
+        facts.fault = kept;
+        facts.isFaultReported = isReported;
     }
     static constexpr Origin c_Origins[] = {Origin::Before, Origin::Report, Origin::StandardError}; // by Place
-    Run_T& run = m_Open.run;
-    if (++run.messageCount <= c_MostKeptLines) {
-        run.messages.push_back({{m_Number, std::move(kept)},
-                                c_Origins[static_cast<std::size_t>(rule.place)],
-                                rule.effect != Effect::None || text.starts_with("ERROR: ")});
-    }
+    Keep(m_Open.run, {{m_Number, std::move(kept)},
+                      c_Origins[static_cast<std::size_t>(rule.place)],
+                      rule.effect != Effect::None || text.starts_with("ERROR: ")});
 }
 
 void CRunBuilder::ClaimBlanks() { m_Open.run.claimedCount += std::exchange(m_Blanks, 0); }
@@ -308,11 +273,8 @@ void CRunBuilder::DisownBlanks()
 
 void CRunBuilder::AddUnrecognised(std::uint64_t number, std::string_view text)
 {
-    Run_T& run = m_Open.run;
     m_Open.facts.isSpoiled = m_Open.facts.isSpoiled || (m_IsBegun && m_Section != Section::Done);
-    if (++run.unrecognisedCount <= c_MostKeptLines) {
-        run.unrecognised.push_back({number, Bytes_T(text.substr(0, c_LongestKeptLine))});
-    }
+    KeepUnrecognised(m_Open.run, {number, Bytes_T(text.substr(0, c_LongestKeptLine))});
 }
 
 void CRunBuilder::BeginRun()

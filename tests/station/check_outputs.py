@@ -5,6 +5,7 @@ Usage: check_outputs.py PROGRAM SIMULATOR SCHEMA, from the repository's root.
 """
 import csv
 import json
+import re
 import subprocess
 import sys
 import tempfile
@@ -49,6 +50,13 @@ def check_junit(text):
             (str(troubles.count("failure")), str(troubles.count("error")))
         yield Path(suite.get("name")).name.split(":")[0], troubles
 
+
+shown = set(re.findall(r"^  (?:-h, )?--([a-z-]+)", report("--help"), re.MULTILINE))
+manual = Path("packaging/man/sonarbench-report.1").read_text()
+assert shown == set(re.findall(r"^\.It (?:Fl h , )?Fl -([a-z-]+)", manual, re.MULTILINE)) | {"help-all"}, shown
+offered = subprocess.run(["bash", "-c", """. packaging/completion/sonarbench; COMP_WORDS=("$0" --j); COMP_CWORD=1
+_sonarbench_report; echo "${COMPREPLY[@]}" """, PROGRAM], capture_output=True, text=True).stdout.split()
+assert sorted(offered) == ["--json", "--junit"], offered
 
 with tempfile.TemporaryDirectory() as place:
     batch = Path(place, "batch")
