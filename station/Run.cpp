@@ -1,11 +1,11 @@
 #include "station/Run.h"
 
-const char* NameOf(Outcome outcome)
+namespace
 {
-    static constexpr std::array<const char*, c_Outcomes> c_Names = {"passed", "performed", "failed",
-                                                                    "not judged"};
-    return c_Names[static_cast<std::size_t>(outcome)];
-}
+constexpr std::array<const char*, c_Outcomes> c_Names = {"passed", "performed", "failed", "not judged"};
+} // namespace
+
+const char* NameOf(Outcome outcome) { return c_Names.at(static_cast<std::size_t>(outcome)); }
 
 void Summary_T::Add(const Run_T& run)
 {

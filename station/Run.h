@@ -94,8 +94,9 @@ struct Run_T {
     Bytes_T commandLine; ///< as printed, without its last blank
     Bytes_T program;     ///< its first word
     Bytes_T command;     ///< its second word
-    std::vector<Bytes_T>
-        arguments; ///< the other words. A blank inside an argument cannot be told from one between two
+    /// The other words; behind the 10,000th word what is left is one. A blank inside an argument cannot be
+    /// told from one between two.
+    std::vector<Bytes_T> arguments;
 
     Unit_T unit;
     std::vector<Message_T> messages;

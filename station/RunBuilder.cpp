@@ -90,7 +90,7 @@ bool CRunBuilder::TakeCommandLine(std::string_view text)
     const bool hasRoom = commandLine.size() + m_Blanks + text.size() < CLineSource::c_LongestLine;
     if (hasRoom) {
         const bool isFirst = commandLine.empty() && m_Blanks == 0;
-        commandLine.append(isFirst ? 0 : m_Blanks + 1, '\n').append(text);
+        commandLine.append(isFirst ? 0 : static_cast<std::size_t>(m_Blanks) + 1, '\n').append(text);
     }
     return hasRoom;
 }
@@ -237,7 +237,8 @@ bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
         m_Free = rule.next != Free::Nothing || m_Free != Free::Reading ? rule.next : m_Free;
     }
     const bool goesOn = rule.next == Free::Output && !captures->front().empty();
-    return !goesOn || TakePiece(captures->front());
+    // Once a line: what goes on behind it begins no other run.
+    return !goesOn || Apply(captures->front()) || TakeFree(captures->front());
 }
 
 void CRunBuilder::AddMessage(const Rule_T& rule, std::string_view text)

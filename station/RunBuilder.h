@@ -58,5 +58,5 @@ private:
     Free m_Free = Free::Nothing;
     std::uint64_t m_Number = 0;     ///< of the line
     std::uint64_t m_FirstBlank = 0; ///< of the empty lines above it, which belong to what comes
-    unsigned int m_Blanks = 0;
+    std::uint64_t m_Blanks = 0;
 };

@@ -5,10 +5,17 @@
 
 namespace
 {
+constexpr std::size_t c_MostWords = 10000;
+
+/// Words between blanks; behind the most, what is left is one.
 std::vector<Bytes_T> Words(std::string_view text)
 {
     std::vector<Bytes_T> words;
     while (!text.empty()) {
+        if (words.size() == c_MostWords) {
+            words.emplace_back(text);
+            break;
+        }
         const std::string_view word = text.substr(0, text.find(' '));
         words.emplace_back(word);
         text.remove_prefix(std::min(word.size() + 1, text.size()));

@@ -37,14 +37,15 @@ std::vector<std::string> TranscriptFiles(const std::vector<std::string>& names,
 {
     std::vector<std::string> files;
     for (const std::string& name : names) {
-        if (name == c_StandardStream) {
-            files.push_back(name);
-        } else if (!fs::exists(name)) {
+        const bool isFile = name != c_StandardStream;
+        if (isFile && !fs::exists(name)) {
             throw std::runtime_error(name + ": there is no such file");
-        } else if (fs::is_directory(name)) {
-            std::ranges::move(FilesIn(name, outputs), std::back_inserter(files));
-        } else if (IsWritten(name, outputs)) {
+        }
+        if (isFile && IsWritten(name, outputs)) {
             throw std::runtime_error(name + ": cannot be read and written at once");
+        }
+        if (isFile && fs::is_directory(name)) {
+            std::ranges::move(FilesIn(name, outputs), std::back_inserter(files));
         } else {
             files.push_back(name);
         }

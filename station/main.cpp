@@ -20,7 +20,10 @@ constexpr int c_NotJudged = 3;
 constexpr int c_NotRecognised = 4;
 constexpr std::array<int, c_Outcomes> c_Statuses = {0, 0, 1, c_NotJudged}; // by Outcome
 
-void ReadFile(const std::string& name, IRunWriter& consumer)
+void PrintError(const std::string& text) { std::fprintf(stderr, "sonarbench-report: %s\n", text.c_str()); }
+
+/// False, and told, when the file cannot be read, or not to its end.
+bool ReadFile(const std::string& name, IRunWriter& consumer)
 {
     const bool isStream = name == c_StandardStream;
     const int descriptor = isStream ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
@@ -28,8 +31,10 @@ void ReadFile(const std::string& name, IRunWriter& consumer)
     const auto handling = isStream ? QFileDevice::DontCloseHandle : QFileDevice::AutoCloseHandle;
     if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, handling) ||
         !ReadTranscript(name, file, consumer)) {
-        throw std::runtime_error(name + ": " + std::strerror(errno));
+        PrintError(name + ": " + std::strerror(errno));
+        return false;
     }
+    return true;
 }
 
 int StatusOf(const Summary_T& summary, bool isStrict)
@@ -50,14 +55,15 @@ int Report(const Options_T& options)
     const std::vector<std::string> files = TranscriptFiles(options.transcripts, written);
     COutputs outputs(options.outputs);
     outputs.Begin();
+    bool areRead = true;
     for (const std::string& file : files) {
-        ReadFile(file, outputs);
+        areRead = ReadFile(file, outputs) && areRead; // the others are read all the same
     }
     outputs.End(outputs.Summary());
     if (const std::string failed = outputs.Failed(); !failed.empty()) {
         throw std::runtime_error(failed + ": not everything could be written");
     }
-    return StatusOf(outputs.Summary(), options.isStrict);
+    return areRead ? StatusOf(outputs.Summary(), options.isStrict) : c_WrongUsage;
 }
 } // namespace
 
@@ -72,7 +78,7 @@ int main(int argc, char** argv)
     try {
         return Report(std::get<Options_T>(read));
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "sonarbench-report: %s\n", error.what());
+        PrintError(error.what());
         return c_WrongUsage;
     }
 }

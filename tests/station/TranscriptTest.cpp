@@ -172,6 +172,12 @@ TEST(Transcript, HostileBytesAndSizesAreTakenInBoundedMemory)
         EXPECT_THAT(Written("json", runs.Only()).toStdString(), HasSubstr("sensepin \\\\xe9\\\\x01"));
     }
 
+    std::string glued;
+    for (int time = 0; time < 1000000; ++time) {
+        glued += "Out: ";
+    }
+    EXPECT_EQ(CRuns("Command = x\n" + glued + "\n" + glued + "\n").Good(), 0);
+
     const CRuns many(std::string(1000000, '\n') + std::string(10000, 'x') + "\n" +
                      Joined(Words_T(20000, "x\n")));
     EXPECT_EQ(many.Only().unrecognisedCount, 20001U);
