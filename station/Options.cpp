@@ -1,5 +1,7 @@
 #include "station/Options.h"
 
+#include "station/ViewOptions.h"
+
 #include <QCommandLineParser>
 
 #include <algorithm>
@@ -15,7 +17,18 @@ OptionsAnswer_T WrongUsage(const QString& text) { return {2, "sonarbench-report:
 
 QCommandLineOption OptionOf(const Format_T& format)
 {
-    return {QString::fromLatin1(format.option), QString::fromLatin1(format.description), u"FILE"_s};
+    return {QString::fromLatin1(format.option), QString::fromLatin1(format.description),
+            format.takesFile ? u"FILE"_s : QString()};
+}
+
+/// Names of the files to write.
+QStringList FilesOf(const QCommandLineParser& parser, const Format_T& format)
+{
+    const QString option = QString::fromLatin1(format.option);
+    if (format.takesFile) {
+        return parser.values(option);
+    }
+    return parser.isSet(option) ? QStringList{QString::fromLatin1(c_StandardStream)} : QStringList{};
 }
 } // namespace
 
@@ -33,6 +46,7 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     for (const Format_T& format : Formats()) {
         parser.addOption(OptionOf(format));
     }
+    AddViewOptions(parser);
     parser.addOption(strict);
     parser.addPositionalArgument(u"transcript"_s,
                                  u"Files, or directories of files; - or none: standard input."_s,
@@ -51,8 +65,13 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
 
     Options_T options;
     options.isStrict = parser.isSet(strict);
+    QString wrongUsage;
+    options.view = ReadViewOptions(parser, wrongUsage);
+    if (!wrongUsage.isEmpty()) {
+        return WrongUsage(wrongUsage);
+    }
     for (const Format_T& format : Formats()) {
-        for (const QString& value : parser.values(QString::fromLatin1(format.option))) {
+        for (const QString& value : FilesOf(parser, format)) {
             const std::string file = BytesOf(value);
             if (file.empty()) {
                 return WrongUsage(u"--%1 needs a name"_s.arg(QString::fromLatin1(format.option)));

@@ -18,6 +18,7 @@ struct Options_T {
     std::vector<Output_T> outputs;        ///< at least one
     std::vector<std::string> transcripts; ///< files and directories; at least one
     bool isStrict = false;
+    View_T view;
 };
 
 /// The command line asks for a text and an end instead.

@@ -23,12 +23,12 @@ void Open(COutputFile& file, const std::string& name)
 }
 } // namespace
 
-COutputs::COutputs(const std::vector<Options_T::Output_T>& outputs)
+COutputs::COutputs(const std::vector<Options_T::Output_T>& outputs, const View_T& view)
 {
     for (const auto& [format, name] : outputs) {
         auto file = std::make_unique<COutputFile>();
         Open(*file, name);
-        auto writer = format->make(*file);
+        auto writer = format->make(*file, view);
         m_Outputs.push_back({name, std::move(file), std::move(writer)});
     }
 }

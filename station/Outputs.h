@@ -29,7 +29,7 @@ class COutputs : public IRunWriter
 {
 public:
     /// Opens the files. @throw std::runtime_error when one cannot be
-    explicit COutputs(const std::vector<Options_T::Output_T>& outputs);
+    COutputs(const std::vector<Options_T::Output_T>& outputs, const View_T& view);
 
     void Begin() override;
     void Write(const Run_T& run) override;

@@ -71,6 +71,8 @@ struct Samples_T {
     {
         return values.empty() ? 0 : std::max<std::uint64_t>(taken / values.size(), 1);
     }
+    /// The largest value that a receiver gives.
+    std::int32_t FullScale() const { return isThreeDigit ? 255 : 65535; }
 };
 
 /// What the unit says about itself; a text is empty when it was not printed. The block stands in failed runs

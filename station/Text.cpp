@@ -16,11 +16,13 @@ std::size_t SequenceLength(unsigned char first)
 
 bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
 
-/// What XML does not allow and people do not see: the second row of controls, and the last two of the plane.
+/// Not what XML does not allow or people do not see: the second row of controls, the last two of the plane,
+/// and what turns or joins the characters around it.
 bool IsShown(const QString& text)
 {
     const char16_t first = text.front().unicode();
-    return !(first >= 0x80 && first < 0xA0) && first < 0xFFFE;
+    return !(first >= 0x80 && first < 0xA0) && first < 0xFFFE &&
+           QChar(first).category() != QChar::Other_Format;
 }
 } // namespace
 

@@ -53,7 +53,7 @@ int Report(const Options_T& options)
         written.push_back(output.file);
     }
     const std::vector<std::string> files = TranscriptFiles(options.transcripts, written);
-    COutputs outputs(options.outputs);
+    COutputs outputs(options.outputs, options.view);
     outputs.Begin();
     bool areRead = true;
     for (const std::string& file : files) {

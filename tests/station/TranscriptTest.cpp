@@ -51,7 +51,7 @@ QByteArray Written(const std::string& format, const Run_T& run)
     output.open(QIODevice::WriteOnly);
     for (const Format_T& candidate : Formats()) {
         if (candidate.option == format) {
-            const auto writer = candidate.make(output);
+            const auto writer = candidate.make(output, {});
             writer->Begin();
             writer->Write(run);
             writer->End({});
