@@ -24,8 +24,9 @@ std::vector<double> Ticks(double from, double to, int most)
     const double step = RoundStep((to - from) / (most - 1));
     std::vector<double> ticks;
     // A last tick that rounding puts just behind the end stays.
-    for (double number = std::ceil(from / step); number * step <= to + step * 1e-9; ++number) {
-        ticks.push_back(number * step);
+    const auto last = static_cast<long long>(std::floor(to / step + 1e-9));
+    for (auto number = static_cast<long long>(std::ceil(from / step)); number <= last; ++number) {
+        ticks.push_back(static_cast<double>(number) * step);
     }
     return ticks;
 }
