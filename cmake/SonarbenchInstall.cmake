@@ -43,3 +43,12 @@ if(SONARBENCH_SIMULATOR)
   install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools
           PATTERN CMakeLists.txt EXCLUDE)
 endif()
+
+if(SONARBENCH_STATION)
+  install(TARGETS sonarbench-report RUNTIME COMPONENT tools)
+  install(FILES packaging/man/sonarbench-report.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES station/report.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonarbench COMPONENT tools)
+  file(CREATE_LINK sonarbench ${CMAKE_BINARY_DIR}/sonarbench-report.completion SYMBOLIC)
+  install(FILES ${CMAKE_BINARY_DIR}/sonarbench-report.completion
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME sonarbench-report COMPONENT tools)
+endif()

@@ -61,6 +61,9 @@ public:
     /// What the device sends because of an operation on another node of the unit, as the reply of an outcome.
     virtual std::optional<DeviceOutcome_T> TakeUnasked() { return std::nullopt; }
 
+    /// Seconds from one sample of the last ping to the next; 0 when there was none.
+    virtual double SampleInterval() const { return 0; }
+
     /// Whether the node is a serial line, which begins with a terminal's settings for a person.
     virtual bool IsSerialLine() const { return false; }
     /// The settings of a serial line at this time; told before each operation and before TakeUnasked().

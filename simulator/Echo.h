@@ -40,6 +40,8 @@ public:
 
     /// The samples of the next ping.
     std::vector<std::uint16_t> Ping(const EchoSettings_T& settings);
+    /// Seconds from one sample of the last ping to the next; 0 when there was none.
+    double Interval() const { return m_Interval; }
 
 private:
     /// Shape of an echo in time: seconds of rise and decay, and how much weaker chance may make the tail.
@@ -59,7 +61,7 @@ private:
     Scene_T m_Scene;
     std::mt19937 m_Generator;
     unsigned int m_Ping = 0;           ///< pings fired before this one
-    double m_Interval = 0;             ///< of this ping, seconds
+    double m_Interval = 0;             ///< of the last ping, seconds
     double m_Absorption = 0;           ///< of this ping, dB a metre
     std::vector<double> m_Signal = {}; ///< of this ping, sample units
 };

@@ -37,6 +37,8 @@ public:
     void Ping(DeviceOutcome_T& outcome);
     /// The packet of a channel's last ping, which is then gone; empty when there is none.
     Bytes_T TakePacket(std::size_t channel);
+    /// Seconds from one sample of the last ping to the next; 0 when there was none.
+    double SampleInterval() const { return m_Echo.Interval(); }
 
     /// Answers with two bytes of zero, major and minor number, and zeros up to a size.
     void ReportVersion(std::size_t size, DeviceOutcome_T& outcome) const;

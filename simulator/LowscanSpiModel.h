@@ -20,6 +20,7 @@ public:
     explicit CLowscanSpiModel(std::shared_ptr<CLowscanFpgaModel> pFpga) : m_pFpga(std::move(pFpga)) {}
 
     DeviceOutcome_T TakeImage(ByteView_T bytes) override { return m_pFpga->TakeImage(bytes); }
+    double SampleInterval() const override { return m_pFpga->SampleInterval(); }
 
 private:
     struct Request_T;

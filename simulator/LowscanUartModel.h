@@ -24,6 +24,7 @@ public:
     DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) override;
     DeviceOutcome_T TakeImage(ByteView_T bytes) override;
     std::optional<DeviceOutcome_T> TakeUnasked() override;
+    double SampleInterval() const override { return m_pFpga->SampleInterval(); }
     bool IsSerialLine() const override { return true; }
     void SetLine(const termios& settings) override;
 

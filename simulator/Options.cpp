@@ -163,6 +163,8 @@ struct OptionSet_T {
                                   u"Lists the faults, a line OPERATION KIND each, and ends."_s};
     QCommandLineOption calls{u"calls"_s, u"Writes how many operations there were that a fault can befall."_s,
                              u"FILE"_s};
+    QCommandLineOption report{u"report"_s, u"Writes a page for people with what the run said and heard."_s,
+                              u"FILE"_s};
     QCommandLineOption keep{
         u"keep"_s, u"Leaves the unit's files in this directory, which must not exist yet."_s, u"DIR"_s};
     QCommandLineOption program{u"program"_s, u"The program to run (default: sonarbench beside this one)."_s,
@@ -226,6 +228,7 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     options.scene = PathValue(parser, set.scene);
     options.trace = PathValue(parser, set.trace);
     options.calls = PathValue(parser, set.calls);
+    options.report = PathValue(parser, set.report);
     options.keep = PathValue(parser, set.keep);
     options.program = PathValue(parser, set.program);
     if (options.program.empty()) {
@@ -249,8 +252,8 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     const QCommandLineOption help = parser.addHelpOption();
     parser.addOptions({set.product, set.listProducts, set.set, set.copy, set.remove, set.firmwareVersion,
-                       set.scene, set.trace, set.replay, set.fault, set.listFaults, set.calls, set.keep,
-                       set.program});
+                       set.scene, set.trace, set.replay, set.fault, set.listFaults, set.calls, set.report,
+                       set.keep, set.program});
     parser.addPositionalArgument(u"command"_s, u"Command and arguments for sonarbench."_s,
                                  u"[--] [command...]"_s);
 

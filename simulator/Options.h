@@ -32,6 +32,7 @@ struct Options_T {
     std::filesystem::path trace;        ///< empty: no trace
     std::optional<TraceFile_T> replay;  ///< the devices answer from it
     std::filesystem::path calls;        ///< empty: the operations are not told
+    std::filesystem::path report;       ///< empty: no picture of the run
     std::filesystem::path keep;         ///< empty: the unit's files are removed
     std::filesystem::path program;      ///< the program to run on the unit
     std::vector<std::string> arguments; ///< the program's, byte for byte

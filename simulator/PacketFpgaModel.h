@@ -22,6 +22,7 @@ class CPacketFpgaModel : public CSpiDeviceModel
 {
 public:
     DeviceOutcome_T TakeImage(ByteView_T bytes) final;
+    double SampleInterval() const final { return m_Echo.Interval(); }
 
     /// Sets what the world shows the FPGA in a register that the program can only read: status, transducer
     /// identification, analogue readings. It outlives resets.

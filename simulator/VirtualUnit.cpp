@@ -5,6 +5,7 @@
 #include "simulator/Emulator.h"
 #include "simulator/ProgramRun.h"
 #include "simulator/Replay.h"
+#include "simulator/RunReport.h"
 #include "simulator/Sandbox.h"
 #include "simulator/Trace.h"
 #include "simulator/UnitDevices.h"
@@ -34,6 +35,7 @@ constexpr char c_ProgramName[] = "sonarbench";
 /// Names of the files that the caller gets, for messages.
 constexpr char c_Trace[] = "trace";
 constexpr char c_Counts[] = "counts";
+constexpr char c_Report[] = "report";
 
 /// Nodes of this machine that a unit has too.
 constexpr std::array<const char*, 7> c_PlainDevices = {
@@ -187,6 +189,34 @@ void CheckResult(std::optional<std::ofstream>& file, const char* what, const fs:
         throw std::runtime_error(std::string("cannot write the ") + what + " " + path.string());
     }
 }
+
+/// Runs the program in the sandbox, with a copy of its output when that is wanted; returns its exit status.
+int RunAndCopy(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
+               CDeviceHost& host, const fs::path& copy)
+{
+    std::vector<int> descriptors = host.Descriptors();
+    std::optional<COutputCopy> output;
+    if (!copy.empty()) {
+        output.emplace(copy);
+        descriptors.push_back(output->Descriptor());
+    }
+    return RunInSandbox(sandbox, program, signals, descriptors, [&] {
+        host.Drain();
+        if (output) {
+            output->Drain();
+        }
+    });
+}
+
+/// Of the last ping, in seconds; 0 when there was none.
+double SampleInterval(const std::vector<UnitDevice_T>& devices)
+{
+    double interval = 0;
+    for (const UnitDevice_T& device : devices) {
+        interval = std::max(interval, device.device->SampleInterval());
+    }
+    return interval;
+}
 } // namespace
 
 UnitRun_T RunOnVirtualUnit(const Options_T& options)
@@ -197,6 +227,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     CFaultPlan faults(options.faults);
     std::optional<std::ofstream> traceFile = OpenResult(c_Trace, options.trace);
     std::optional<std::ofstream> callsFile = OpenResult(c_Counts, options.calls);
+    OpenResult(c_Report, options.report);
     std::optional<CTraceWriter> trace;
     if (traceFile) {
         std::vector<std::string> callFaults;
@@ -250,7 +281,8 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     if (calls) {
         CountCalls(*calls, sandbox);
     }
-    run.exitStatus = RunInSandbox(sandbox, program, signals, host.Descriptors(), [&] { host.Drain(); });
+    const fs::path copy = options.report.empty() ? fs::path() : directory.Path() / product.name;
+    run.exitStatus = RunAndCopy(sandbox, program, signals, host, copy);
     host.Finish();
     if (calls) {
         calls->TakeLog();
@@ -265,5 +297,8 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         *callsFile << faults.Counts();
     }
     CheckResult(callsFile, c_Counts, options.calls);
+    if (!options.report.empty()) {
+        WriteRunReport(options.report, copy, SampleInterval(devices), signals);
+    }
     return run;
 }

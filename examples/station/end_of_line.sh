@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# The end of the line: six tests of one unit, the first that fails ends it. Usage: end_of_line.sh SERIAL
+#
+# Leaves RESULTS/SERIAL.result (PASS, or FAIL with the test), and what the unit printed in RESULTS/SERIAL/.
+# SONARBENCH is the command that runs a test on the unit, such as "ssh root@unit /corvane/Application/sonarbench";
+# TABLE is a table file where that command finds it; REPORT reads what was printed.
+set -euo pipefail
+: "${RESULTS:=results}" "${SONARBENCH:=./sonarbench}" "${TABLE:=examples/short.txt}" "${REPORT:=sonarbench-report}"
+
+[[ ${1-} =~ ^[A-Za-z0-9]+$ ]] || { echo "usage: ${0##*/} SERIAL, of letters and digits" >&2; exit 2; }
+serial=$1
+read -ra bench <<<"$SONARBENCH"
+mkdir -p "$RESULTS"
+rm -rf "${RESULTS:?}/$serial" "$RESULTS/$serial.result"
+mkdir "$RESULTS/$serial"
+
+finish() {
+    echo "$1" | tee "$RESULTS/$serial.result"
+    [[ $1 == PASS ]]
+    exit
+}
+
+# run COMMAND...: one test. Its exit status says nothing, so what it printed is judged.
+run() {
+    transcript=$RESULTS/$serial/$1.txt
+    timeout 60 "${bench[@]}" "$@" >"$transcript" 2>"$transcript.complaints" </dev/null || true
+    "$REPORT" --strict --summary "$transcript.summary" "$transcript" ||
+        finish "FAIL $1: $(head -n 1 "$transcript.summary")"
+}
+
+# reads LOW HIGH COMMAND: a test that shows a number, and the unit is good when it lies between.
+reads() {
+    local reading
+    run "$3"
+    reading=$(sed -n '/^Test Output: $/{n;p;q}' "$transcript")
+    if [[ ! $reading =~ ^[0-9]{1,6}$ ]] || ((10#$reading < $1 || 10#$reading > $2)); then
+        finish "FAIL $3: $reading is not from $1 to $2"
+    fi
+}
+
+reads 2600 3200 batteryvoltage
+reads 300 700 lcdtemperature
+reads 0 4095 sensepin
+run loadfpgabinary
+run speed 1
+run xkping "$TABLE" 0 1
+finish PASS

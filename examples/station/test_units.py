@@ -1,0 +1,56 @@
+#!/usr/bin/env python3
+"""Tests of many units over SSH, for a test runner such as unittest or pytest.
+
+UNITS names the hosts, with blanks between. SSH, SONARBENCH and REPORT replace the commands; SSH may be anything that
+takes a host and a command. Each host is a subtest of each test, so one bad unit does not hide the others.
+"""
+import json
+import os
+import shlex
+import subprocess
+import unittest
+
+SSH = shlex.split(os.environ.get("SSH", "ssh -o BatchMode=yes -o ConnectTimeout=10 -l root"))
+SONARBENCH = os.environ.get("SONARBENCH", "/corvane/Application/sonarbench")
+REPORT = os.environ.get("REPORT", "sonarbench-report")
+UNITS = os.environ.get("UNITS", "").split()
+
+
+class Unit:
+    """A unit that is reached over SSH."""
+
+    def __init__(self, host):
+        self.host = host
+
+    def run(self, *command):
+        """Runs one test there; returns the object that sonarbench-report makes of what it printed."""
+        words = " ".join(shlex.quote(word) for word in (SONARBENCH, *command))
+        printed = subprocess.run([*SSH, self.host, words], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                 timeout=60, check=False).stdout
+        read = subprocess.run([REPORT, "--json", "-"], input=printed, stdout=subprocess.PIPE, check=False).stdout
+        runs = [json.loads(line) for line in read.splitlines()]
+        assert len(runs) == 1, f"{len(runs)} runs where one was started"
+        return runs[0]
+
+
+class UnitTest(unittest.TestCase):
+    def on_each_unit(self, check, *command):
+        self.assertTrue(UNITS, "UNITS names no host")
+        for host in UNITS:
+            with self.subTest(host=host):
+                run = Unit(host).run(*command)
+                self.assertEqual(run["status"], "COMPLETE", run.get("reason"))
+                check(run)
+
+    def test_firmware(self):
+        self.on_each_unit(lambda run: self.assertEqual(run["result"], "PASS", run.get("reason")), "loadfpgabinary")
+
+    def test_battery(self):
+        def is_charged(run):
+            self.assertTrue(2600 <= run["measurements"][0]["value"] <= 3200, run["measurements"])
+
+        self.on_each_unit(is_charged, "batteryvoltage")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,100 @@
+#include "simulator/RunReport.h"
+
+#include "simulator/Companions.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
+
+namespace
+{
+namespace fs = std::filesystem;
+
+constexpr char c_Reader[] = "sonarbench-report";
+/// From this exit status on, except the one for runs without a verdict, the reader has failed.
+constexpr int c_ReaderFailed = 2;
+constexpr int c_NotJudged = 3;
+
+void Check(int result)
+{
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot copy the output");
+    }
+}
+
+/// Writes as much as is taken; whoever reads standard output may have gone.
+void WriteAll(int descriptor, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const auto written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            return;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(std::max<decltype(written)>(written, 0)));
+    }
+}
+} // namespace
+
+COutputCopy::COutputCopy(const fs::path& copy)
+    : m_Copy(::open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)), m_Read(-1),
+      m_Standard(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1))
+{
+    std::array<int, 2> ends{};
+    Check(m_Copy);
+    Check(m_Standard);
+    Check(::pipe2(ends.data(), O_CLOEXEC));
+    m_Read = ends[0];
+    Check(::fcntl(m_Read, F_SETFL, O_NONBLOCK));
+    Check(::dup2(ends[1], STDOUT_FILENO));
+    ::close(ends[1]);
+    // A reader that went is no reason to leave the unit behind.
+    sigset_t brokenPipe;
+    ::sigemptyset(&brokenPipe);
+    ::sigaddset(&brokenPipe, SIGPIPE);
+    ::sigprocmask(SIG_BLOCK, &brokenPipe, nullptr);
+}
+
+COutputCopy::~COutputCopy()
+{
+    ::dup2(m_Standard, STDOUT_FILENO);
+    Drain();
+    for (const int descriptor : {m_Copy, m_Read, m_Standard}) {
+        ::close(descriptor);
+    }
+}
+
+void COutputCopy::Drain()
+{
+    std::array<char, 65536> buffer;
+    for (;;) {
+        const auto count = ::read(m_Read, buffer.data(), buffer.size());
+        if (count <= 0) {
+            return;
+        }
+        const std::string_view bytes(buffer.data(), static_cast<std::size_t>(count));
+        WriteAll(m_Standard, bytes);
+        WriteAll(m_Copy, bytes);
+    }
+}
+
+void WriteRunReport(const fs::path& page, const fs::path& transcript, double sampleInterval,
+                    const CSignals& signals)
+{
+    // The page names the transcript as it is given here.
+    std::vector<std::string> command = {
+        "env", "-C", transcript.parent_path(), Companion(c_Reader), "--html", fs::absolute(page)};
+    if (sampleInterval > 0) {
+        command.insert(command.end(), {"--sample-clock", std::to_string(1 / sampleInterval)});
+    }
+    command.insert(command.end(), {"--", transcript.filename()});
+    const int status = RunProgram(command, signals, {});
+    if (status >= c_ReaderFailed && status != c_NotJudged) {
+        throw std::runtime_error(std::string(c_Reader) + " could not make the report " + page.string());
+    }
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QIODevice>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// A line as it was read.
+struct ReadLine_T {
+    std::uint64_t number = 0; ///< from 1
+    std::string_view text;    ///< without its end, LF or CR LF; valid until the next line is read
+    bool isWhole = true;      ///< false: the line was longer, and the rest of it is gone
+};
+
+/// Takes a device apart into lines in bounded memory.
+class CLineSource
+{
+public:
+    /// Longer than the block of 1,048,560 samples of five digits.
+    static constexpr std::size_t c_LongestLine = std::size_t{8} * 1024 * 1024;
+
+    explicit CLineSource(QIODevice& device) : m_Device(device) {}
+
+    /// Reads the next line; false at the end, and when the device fails.
+    bool Next(ReadLine_T& line);
+    bool HasFailed() const { return m_HasFailed; }
+
+private:
+    bool Fill();
+    void Append(std::string_view piece);
+
+    QIODevice& m_Device;
+    std::string m_Chunk; ///< what was read last
+    std::size_t m_Used = 0;
+    std::string m_Line; ///< a line that began in an earlier chunk
+    bool m_IsCut = false;
+    std::uint64_t m_Number = 0;
+    bool m_HasFailed = false;
+};

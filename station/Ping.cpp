@@ -1,0 +1,41 @@
+#include "station/Ping.h"
+
+#include "station/Text.h"
+
+using namespace Qt::StringLiterals;
+
+Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
+{
+    const Samples_T& samples = run.samples;
+    const std::int32_t fullScale = samples.FullScale();
+    return {.title = TitleOf(run),
+            .envelope = MakeEnvelope(samples.values, mostColumns),
+            .levels = MeasureLevels(samples.values, fullScale),
+            .features = FindEchoFeatures(samples.values, fullScale),
+            .fullScale = fullScale,
+            .step = samples.Step(),
+            .metres = view.sampleClock > 0
+                          ? static_cast<double>(samples.Step()) / view.sampleClock * view.soundSpeed / 2
+                          : 0,
+            .soundSpeed = view.soundSpeed};
+}
+
+QString PlaceText(const Ping_T& ping, std::size_t sample)
+{
+    QString text = u"sample %1"_s.arg(sample * ping.step);
+    if (ping.metres > 0) {
+        text += u" (%1 m)"_s.arg(static_cast<double>(sample) * ping.metres, 0, 'f', 1);
+    }
+    return text;
+}
+
+QString LevelsText(const Ping_T& ping)
+{
+    const EchoLevels_T& levels = ping.levels;
+    return u"lowest %1, highest %2, mean %3, %4 clipped"_s.arg(levels.lowest)
+        .arg(levels.highest)
+        .arg(levels.mean, 0, 'f', 1)
+        .arg(levels.clipped);
+}
+
+QString TitleOf(const Run_T& run) { return PrintableText(run.transcript) + u":%1"_s.arg(run.firstLine); }

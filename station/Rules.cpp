@@ -1,0 +1,226 @@
+#include "station/Rules.h"
+
+#include "station/RuleActions.h"
+
+#include <algorithm>
+
+using namespace Evidence;
+
+namespace
+{
+constexpr std::string_view c_NoticeText =
+    "If unit segfaults below (CFPGAIF constructor), check CSonarTestController constructor defines all the "
+    "product ids "
+    "(eg: PRODUCT_ID_Varrow) required by QLSounderType_T SounderInfo::GetSounderType GetSounderType()";
+
+using enum Place;
+using enum Effect;
+
+// In the order in which the program prints them.
+constexpr Rule_T c_Rules[] = {
+    // Which unit this is, asked again and again.
+    {.place = Before, .pattern = "No valid product ID.", .effect = Untested},
+    {.place = Before, .pattern = "No valid product ID: Check touchscreen.", .effect = Untested},
+    {.place = Before, .pattern = "No Product ID found.", .effect = Untested},
+    {.place = Before, .pattern = "ERROR: No Sonar Board Id.", .effect = Untested},
+    {.place = Before, .pattern = "ERROR: Unknown Product type.", .effect = Untested},
+    {.place = Before,
+     .pattern = "ERROR: PRODUCT_ID environment variable not set. Ping will segfault.",
+     .effect = Untested},
+    // Files that cannot be read: the unit's, for its identity, a reading or its data, and the table file.
+    {.place = Before, .pattern = "ERROR: Failed to open file:", .next = Free::Path},
+    {.place = Before, .pattern = "ERROR: Path does not exist: %s", .effect = Untested},
+    // Locks of device nodes, and links that take nothing.
+    {.place = Before, .pattern = "Error in COSSLinuxFile::CheckForLock(%s): %d"},
+    {.place = Before, .pattern = "%d COSSLinuxFile::CheckForLock() %s locked by %d for %d"},
+    {.place = Before, .pattern = "%d: COSSLinuxFile::ApplyLock(%d) locked by %d %s"},
+    {.place = Before, .pattern = "Error in COSSLinuxFile::ApplyLock(%d): %d"},
+    {.place = Before, .pattern = "SetOutputDataToLog", .effect = Fault},
+    // The table file.
+    {.place = Before, .pattern = "ERROR: Size Delimiter not found.", .effect = Untested},
+    {.place = Before, .pattern = "Size Delimiter: \"%s\""},
+    {.place = Before, .pattern = "ERROR: Start/End Delimiter not found.", .effect = Untested},
+    {.place = Before, .pattern = "Start Delimiter: \"%s\""},
+    {.place = Before, .pattern = "End Delimiter: \"%s\""},
+    {.place = Before, .pattern = "ERROR: Data not found.", .effect = Untested},
+    {.place = Before,
+     .pattern = "ERROR: Expected size (%d) does not match actual size (%d)",
+     .effect = Untested},
+    {.place = Before,
+     .pattern = "GetWaterTemp failed with return code: %d",
+     .effect = Fault,
+     .take = TakeCode},
+    {.place = Before, .pattern = "Invalid channel Specified: %d", .effect = Untested},
+    {.place = Before,
+     .pattern = "Call to Lowscan function from CSonarTestController Failed, return value: %d",
+     .effect = Fault,
+     .take = TakeCode},
+    {.place = Before, .pattern = "Wrong size.", .effect = Fault},
+    {.place = Before,
+     .pattern = "ERROR: Sample value expected to be three digits. Actual size: %d.",
+     .effect = Fault},
+
+    {.place = Before,
+     .step = 1,
+     .pattern = "Failed to kill Quenlor Sonar.",
+     .evidence = c_StopAsked | c_StopAnswered},
+    {.place = Before, .step = 1, .pattern = "Command = %s", .evidence = c_StopAsked},
+    {.place = Before, .step = 2, .pattern = "Out: %s", .evidence = c_StopAnswered, .next = Free::Output},
+    {.place = Before, .step = 2, .pattern = "ERROR: File not found:%s", .evidence = c_StopAnswered},
+    {.place = Before, .step = 3, .pattern = "3", .evidence = c_GainAccepted},
+    {.place = Before, .step = 4, .pattern = "cat %s > %s", .evidence = c_ImageCopied, .take = TakeImage},
+    {.place = Before, .step = 5, .pattern = c_NoticeText, .evidence = c_Notice},
+    {.place = Before, .step = 6, .pattern = "Parameters:", .evidence = c_ParametersTitle, .blanks = 1},
+    {.place = Before,
+     .step = 7,
+     .pattern = "Ch0Period = %d; Ch1Period = %d ; Start freq = %f; End freq = %f; Decimation rate = %d ; "
+                "Samples = %d",
+     .evidence = c_Parameters,
+     .take = TakeParameters},
+    {.place = Before, .step = 8, .pattern = "Will need to copy %d bytes into Buffer of size %d bytes"},
+    {.place = Before,
+     .step = 9,
+     .pattern = "<SonarFPGAData>%s<EndSonarFPGAData>",
+     .evidence = c_Samples,
+     .blanks = 1,
+     .take = TakeSamples},
+    {.place = Before,
+     .step = 10,
+     .pattern = "Element: %d Centre Freq: %d & RxBand: %s",
+     .evidence = c_Element,
+     .take = TakeElement},
+    {.place = Before,
+     .step = 10,
+     .pattern = "Channel: %d Element: %d Centre Freq: %d & RxBand: %s",
+     .evidence = c_Element,
+     .take = TakeChannelAndElement},
+    {.place = Before,
+     .step = 11,
+     .pattern = "Samples: %d Buffer Bytes: %d",
+     .evidence = c_SampleCount,
+     .blanks = 1,
+     .take = TakeSampleCount},
+    // Last, because it may begin with anything.
+    {.place = Before, .pattern = "%s is not a valid Analogue Gain level.", .effect = Untested},
+
+    {.place = Report, .step = 1, .pattern = "Loading FPGA...", .evidence = c_Loading},
+    {.place = Report, .step = 2, .pattern = c_NoticeText, .evidence = c_Notice},
+    {.place = Report,
+     .step = 3,
+     .pattern = "Firmware Version: %d.%d",
+     .evidence = c_Version,
+     .take = TakeVersion},
+    {.place = Report,
+     .step = 4,
+     .pattern = "Attempting ping on channel %d (%s) at start frequency of: %d",
+     .evidence = c_Attempt,
+     .take = TakeAttempt},
+    {.place = Report,
+     .step = 5,
+     .pattern = "Speed ticks: %d",
+     .evidence = c_Ticks,
+     .repeats = true,
+     .take = TakeTicks},
+
+    // The station's command line.
+    {.place = Report, .pattern = "ERROR: Incorrect Parameter Count.", .effect = Untested},
+    {.place = Report,
+     .pattern = "ERROR: Start freq must be 200, 350, 350long or 200long.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Unknown frequency request.", .effect = Untested},
+    {.place = Report, .pattern = "Channel must be 1 or 0.", .effect = Untested},
+    // The test is not for this product.
+    {.place = Report,
+     .pattern = "ERROR: Do not use ping for Lumet or New QL derivitives. Use lumetping instead.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Use only for xK derivitives.", .effect = Untested},
+    {.place = Report,
+     .pattern = "ERROR: Channel 0 (Sonar) does not exist. Will not ping.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Product not supported.", .effect = Untested},
+    // The sonar is not switched on, the firmware not loaded, the table file not to be read.
+    {.place = Report, .pattern = "ERROR: Cannot enable Sonar.", .effect = Untested},
+    {.place = Report, .pattern = "Non-Varrow platform. Sonar may not be enabled."},
+    {.place = Report, .pattern = "ERROR: Failed to write to file:%s", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Required path does not exist: %s", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to load FPGA with: %s", .effect = Untested},
+    {.place = Report,
+     .pattern = "ERROR: FW major version is suspicious. Ensure firmware has loaded.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Ensure file exists: %s ", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to read Chirp Table .", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to read TVG Table .", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to read Correlation Filter.", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: No valid channel filter byte: %d.", .effect = Untested},
+    // The unit.
+    {.place = Report, .pattern = "ERROR: Failed to open file:", .effect = Fault, .next = Free::Path},
+    {.place = Report, .pattern = "ERROR: Failed to open file:%s", .effect = Fault},
+    {.place = Report, .pattern = "Empty File.", .effect = Fault},
+    {.place = Report, .pattern = "ADCRef is zero. Cannot calculate WaterTemperature", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to get version.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to get version. FW upgrade failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to populate FPGA data.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to populate FPGA data with error code: %d.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: UpdateFPGA failed.", .effect = Fault},
+    {.place = Report,
+     .pattern = "ERROR: UpdateFPGA failed with error code: %d. (Is the Sounder app running?)",
+     .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Ping failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Ping failed with error code: %d.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Get ping failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Get ping failed with error code: %d.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: OutputAsString failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: OutputAsStringShort failed.", .effect = Fault},
+
+    // The usage.
+    {.place = Report, .step = 6, .pattern = "Test App Build ID: ", .blanks = 1},
+    {.place = Report, .step = 7, .pattern = "Test App Version: %d.%d"},
+    {.place = Report, .step = 8, .pattern = "ERROR: First Parameter not recognized: %s", .blanks = 2},
+    {.place = Report,
+     .step = 9,
+     .pattern = "Valid arguments are as follows: ",
+     .blanks = 1,
+     .take = TakeUsage},
+    {.place = Report, .step = 10, .pattern = "./sonarbench %s (Example: %s)", .blanks = 1},
+    {.place = Report, .step = 11, .pattern = "./sonarbench %s (Example: %s)", .repeats = true},
+
+    {.place = Aside, .pattern = "%s: %s:%d: %s: Assertion `%s' failed.", .effect = Untested},
+    {.place = Aside, .pattern = "terminate called after throwing an instance of '%s'", .effect = Untested},
+    {.place = Aside, .pattern = "  what():  %s", .effect = Untested},
+    {.place = Aside, .pattern = "Aborted", .effect = Untested},
+    {.place = Aside, .pattern = "Aborted (core dumped)", .effect = Untested},
+    {.place = Aside, .pattern = "Segmentation fault", .effect = Untested},
+    {.place = Aside, .pattern = "Segmentation fault (core dumped)", .effect = Untested},
+    {.place = Aside,
+     .pattern = "sonarbench: standard output took less than the whole report",
+     .effect = Untested},
+    {.place = Aside, .pattern = "%s: nothing came to be read within 5 seconds"},
+    {.place = Aside, .pattern = "%s: not at its end after 30 seconds"},
+    {.place = Aside, .pattern = "%s: larger than 32 MiB, which no file of a unit is"},
+    {.place = Aside, .pattern = "Speed ticks: %d"},
+    {.place = Aside, .pattern = "sh: %s"},
+    {.place = Aside, .pattern = "cat: %s"},
+};
+
+constexpr VerdictLine_T c_Verdicts[] = {{"Test Result: Test Passed.", Verdict::Passed},
+                                        {"Test Result: Tests Failed.", Verdict::Failed},
+                                        {"Test Result: Operation Performed.", Verdict::Performed},
+                                        {"NO VALID RETURN VALUE", Verdict::NotValid}};
+} // namespace
+
+std::span<const Rule_T> Rules() { return c_Rules; }
+
+std::size_t NextRuleText(std::string_view line)
+{
+    constexpr std::size_t shortest = 4;
+    std::size_t next = line.size();
+    for (const Rule_T& rule : Rules()) {
+        const std::string_view beginning = LiteralBeginning(rule.pattern);
+        if (rule.place == Place::Before && beginning.size() >= shortest) {
+            next = std::min(next, line.find(beginning, 1));
+        }
+    }
+    return next;
+}
+
+std::span<const VerdictLine_T> VerdictLines() { return c_Verdicts; }

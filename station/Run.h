@@ -1,0 +1,131 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// What is to be thought of a run.
+enum class Outcome {
+    Passed,    ///< "Test Passed.", with everything that such a run prints
+    Performed, ///< "Operation Performed.", with the value that was asked for
+    Failed,    ///< "Tests Failed.", and the unit is why
+    NotJudged  ///< nothing can be said about the unit; the run's reason tells why
+};
+inline constexpr std::size_t c_Outcomes = 4;
+
+/// For people: "passed", "performed", "failed", "not judged".
+const char* NameOf(Outcome outcome);
+
+/// Texts of a transcript are bytes, as they were printed: neither UTF-8 nor the absence of control bytes can
+/// be relied on. PrintableText() of station/Text.h is for showing them.
+using Bytes_T = std::string;
+
+/// A line of a transcript.
+struct Line_T {
+    std::uint64_t number = 0; ///< from 1
+    Bytes_T text;             ///< without its end; at most c_LongestKeptLine bytes of it
+};
+
+/// Where a message stands.
+enum class Origin {
+    Before,       ///< printed while the test ran
+    Report,       ///< below "Test Output: "
+    StandardError ///< a complaint on standard error that was captured too
+};
+
+struct Message_T {
+    Line_T line;
+    Origin origin = Origin::Before;
+    bool isError = false; ///< it says that something went wrong
+};
+
+/// A value that the unit showed or the FPGA reported.
+struct Measurement_T {
+    const char* name = "";
+    double value = 0;
+    const char* unit = ""; ///< empty: a plain number
+};
+
+/// A setting of the test, as printed.
+struct Parameter_T {
+    const char* name = "";
+    double value = 0;
+    const char* unit = ""; ///< empty: a plain number
+};
+
+/// The echo between the markers.
+struct Samples_T {
+    bool isPrinted = false;           ///< there was a block, which may be empty
+    bool isThreeDigit = false;        ///< three digits each, as opposed to numbers with commas
+    std::vector<std::int32_t> values; ///< -99 to 999 with three digits, otherwise 0 to 65,535
+    std::uint64_t taken = 0; ///< samples that the unit took; a multiple of values.size(); 0: not known
+    int element = -1;        ///< transducer element that fired; -1: not printed
+    int channel = -1;        ///< -1: not printed
+    Bytes_T band;            ///< name of the band in which it was heard; empty: not printed
+    double centreHertz = 0;  ///< centre frequency of the band; 0: not printed
+
+    /// Samples of the unit from one printed sample to the next; 0 without samples.
+    std::uint64_t Step() const
+    {
+        return values.empty() ? 0 : std::max<std::uint64_t>(taken / values.size(), 1);
+    }
+    /// The largest value that a receiver gives.
+    std::int32_t FullScale() const { return isThreeDigit ? 255 : 65535; }
+};
+
+/// What the unit says about itself; a text is empty when it was not printed. The block stands in failed runs
+/// only.
+struct Unit_T {
+    Bytes_T product; ///< contents of the identity file
+    Bytes_T applicationVersion;
+    Bytes_T platformVersion;
+    Bytes_T serialNumber;
+    Bytes_T firmwareImage;   ///< pattern of the image that was loaded, without its directory
+    Bytes_T firmwareVersion; ///< as the FPGA reports it, MAJOR.MINOR
+};
+
+/// One start of the program, out of what it printed. Its size is bounded whatever the transcript holds: of
+/// messages, readings and unrecognised lines the first are kept, and all are counted.
+struct Run_T {
+    Bytes_T transcript;          ///< name of the file; "-" for standard input
+    std::uint64_t firstLine = 0; ///< lines of the transcript that belong to the run
+    std::uint64_t lastLine = 0;
+
+    Bytes_T commandLine; ///< as printed, without its last blank
+    Bytes_T program;     ///< its first word
+    Bytes_T command;     ///< its second word
+    /// The other words; behind the 10,000th word what is left is one. A blank inside an argument cannot be
+    /// told from one between two.
+    std::vector<Bytes_T> arguments;
+
+    Unit_T unit;
+    std::vector<Message_T> messages;
+    std::uint64_t messageCount = 0;
+    std::vector<Parameter_T> parameters;
+    std::vector<Measurement_T> measurements;
+    Samples_T samples;
+
+    Bytes_T verdict; ///< the last line, without its end; empty: there was none
+    Outcome outcome = Outcome::NotJudged;
+    Bytes_T reason; ///< why it failed or is not judged; empty when it passed or performed
+
+    std::vector<Line_T> unrecognised; ///< lines that no rule claims, in the run or behind it
+    std::uint64_t unrecognisedCount = 0;
+    std::uint64_t claimedCount = 0; ///< lines that a rule claims
+};
+
+/// Bounds of a run's lists and texts.
+inline constexpr std::size_t c_MostKeptLines = 1000;
+inline constexpr std::size_t c_LongestKeptLine = 2000;
+
+/// What all runs come to.
+struct Summary_T {
+    std::uint64_t runs = 0;
+    std::array<std::uint64_t, c_Outcomes> outcomes = {}; ///< by Outcome
+    std::uint64_t claimed = 0;                           ///< lines that a rule claims
+    std::uint64_t unrecognised = 0;                      ///< lines that none claims
+
+    void Add(const Run_T& run);
+};

@@ -1,0 +1,299 @@
+#include "station/RunBuilder.h"
+
+#include "station/RunParts.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace
+{
+constexpr std::string_view c_Header = "---------------------------------------------------";
+constexpr std::string_view c_TestOutput = "Test Output: ";
+
+/// A rule so short that contents of files may well look like it.
+bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
+} // namespace
+
+CRunBuilder::CRunBuilder(Bytes_T transcript, IRunWriter& consumer)
+    : m_Transcript(std::move(transcript)), m_Consumer(consumer)
+{
+    m_Open.run.transcript = m_Transcript;
+}
+
+void CRunBuilder::Take(const ReadLine_T& line)
+{
+    m_Number = line.number;
+    // The program prints no zero bytes.
+    const bool isText = line.isWhole && line.text.find('\0') == std::string_view::npos;
+    if (line.text.empty() && m_Section != Section::UnitData) {
+        m_FirstBlank = m_Blanks++ == 0 ? m_Number : m_FirstBlank;
+        return;
+    }
+    if (isText && TakeLine(line.text)) {
+        m_IsBegun = true;
+        ClaimBlanks();
+        ++m_Open.run.claimedCount;
+    } else {
+        DisownBlanks();
+        AddUnrecognised(m_Number, line.text);
+    }
+    m_Open.run.firstLine = m_Open.run.firstLine == 0 ? m_Number : m_Open.run.firstLine;
+    m_Open.run.lastLine = m_Number;
+}
+
+void CRunBuilder::End()
+{
+    DisownBlanks();
+    HandOver();
+}
+
+bool CRunBuilder::TakeLine(std::string_view text)
+{
+    if (text.ends_with(c_Header)) {
+        return TakeHeader(text.substr(0, text.size() - c_Header.size()));
+    }
+    return m_Section == Section::CommandLine ? TakeCommandLine(text) : TakePiece(text);
+}
+
+bool CRunBuilder::TakeHeader(std::string_view glued)
+{
+    if (m_Section != Section::Before) {
+        BeginRun();
+    }
+    const bool isClaimed = glued.empty() || TakePiece(glued);
+    if (m_Section != Section::Before) {
+        BeginRun(); // what was glued to it ended a run
+    }
+    if (m_IsBegun && m_Free != Free::Output) {
+        DisownBlanks();
+    }
+    m_Section = Section::CommandLine;
+    m_Free = Free::Nothing;
+    return isClaimed;
+}
+
+/// The command line has several lines when an argument has.
+bool CRunBuilder::TakeCommandLine(std::string_view text)
+{
+    Bytes_T& commandLine = m_Open.run.commandLine;
+    if (commandLine.empty() && m_Blanks == 0 && text.ends_with(' ')) {
+        commandLine = text;
+        return true;
+    }
+    if (text == c_TestOutput && m_Blanks == 1) {
+        EndCommandLine();
+        return true;
+    }
+    if (ApplyAsFirst(text)) {
+        return true;
+    }
+    const bool hasRoom = commandLine.size() + m_Blanks + text.size() < CLineSource::c_LongestLine;
+    if (hasRoom) {
+        const bool isFirst = commandLine.empty() && m_Blanks == 0;
+        commandLine.append(isFirst ? 0 : static_cast<std::size_t>(m_Blanks) + 1, '\n').append(text);
+    }
+    return hasRoom;
+}
+
+void CRunBuilder::EndCommandLine()
+{
+    m_Open.facts.hasReport = SplitCommandLine(m_Open.run);
+    m_Section = Section::Report;
+    m_Step = 0;
+    m_Free = ShowsReading(m_Open.run.command) ? Free::Reading : Free::Nothing;
+}
+
+bool CRunBuilder::TakePiece(std::string_view text)
+{
+    if (m_Free == Free::Path) {
+        return TakePath(text);
+    }
+    if (TakeVerdict(text)) {
+        return true;
+    }
+    if (m_Section == Section::UnitData) {
+        return TakeUnitData(text);
+    }
+    if (m_Section == Section::Report && CUnitData::IsBorder(text)) {
+        m_Section = Section::UnitData;
+        m_UnitData.Begin();
+        return true;
+    }
+    return Apply(text) || ApplyAsFirst(text) || TakeFree(text);
+}
+
+bool CRunBuilder::TakeUnitData(std::string_view text)
+{
+    if (ApplyAsFirst(text)) {
+        return true;
+    }
+    if (m_UnitData.Take(text, m_Open.run.unit)) {
+        m_Open.facts.hasUnitData = m_UnitData.IsWhole();
+        m_Section = Section::AfterUnitData;
+    }
+    return true;
+}
+
+bool CRunBuilder::TakeVerdict(std::string_view text)
+{
+    const auto verdicts = VerdictLines();
+    const auto verdict = std::ranges::find(verdicts, text, &VerdictLine_T::text);
+    if (verdict == verdicts.end()) {
+        return false;
+    }
+    if (m_Section == Section::Done) {
+        BeginRun();
+    } else if (m_Free == Free::Reading && m_Open.facts.readingLines > 0) {
+        m_Open.facts.readingBlanks += m_Blanks;
+    } else {
+        DisownBlanks();
+    }
+    m_Open.facts.verdict = verdict->verdict;
+    m_Open.run.verdict = text;
+    m_Section = Section::Done;
+    m_Free = Free::Nothing;
+    return true;
+}
+
+bool CRunBuilder::TakePath(std::string_view text)
+{
+    const std::size_t end = m_Section == Section::Before ? NextRuleText(text) : text.size();
+    const Bytes_T path(text.substr(0, std::min(end, c_LongestKeptLine)));
+    // The message that it belongs to is the last one, and in the report the reason as well.
+    if (m_Open.run.messageCount <= c_MostKeptLines) {
+        m_Open.run.messages.back().line.text += path;
+    }
+    if (m_Section == Section::Report && m_Open.facts.fault.ends_with(':')) {
+        m_Open.facts.fault += path;
+    }
+    m_Free = Free::Nothing;
+    return end == text.size() || TakePiece(text.substr(end));
+}
+
+bool CRunBuilder::TakeFree(std::string_view text)
+{
+    Facts_T& facts = m_Open.facts;
+    if (m_Free != Free::Reading) {
+        return m_Free == Free::Output;
+    }
+    if (facts.readingLines == 0 && m_Blanks != 0) {
+        return false;
+    }
+    if (facts.readingLines++ == 0) {
+        facts.reading = text.substr(0, c_LongestKeptLine);
+    }
+    facts.readingBlanks += m_Blanks;
+    facts.evidence |= Evidence::c_Reading;
+    return true;
+}
+
+bool CRunBuilder::IsInPlace(const Rule_T& rule) const
+{
+    const bool isHere = rule.place == Place::Aside ||
+                        (rule.place == Place::Before && m_Section == Section::Before) ||
+                        (rule.place == Place::Report && m_Section == Section::Report);
+    const bool isNext = rule.step == 0 || rule.step > m_Step || (rule.repeats && rule.step == m_Step);
+    const bool isInRun = m_IsBegun && m_Section != Section::Done;
+    const bool isApart = isInRun ? m_Blanks == rule.blanks : m_Blanks >= rule.blanks;
+    return isHere && isNext && isApart;
+}
+
+bool CRunBuilder::Apply(std::string_view text)
+{
+    const auto rules = Rules();
+    return std::ranges::any_of(rules,
+                               [&](const Rule_T& rule) { return IsInPlace(rule) && ApplyRule(rule, text); });
+}
+
+/// A line that stands above a report, in another place than behind what was read: another run begins with it.
+bool CRunBuilder::ApplyAsFirst(std::string_view text)
+{
+    const bool isBehindRun = m_Section == Section::Done;
+    const auto rules = Rules();
+    const auto rule = std::ranges::find_if(rules, [&](const Rule_T& candidate) {
+        return candidate.place == Place::Before && m_Blanks >= candidate.blanks &&
+               (isBehindRun || IsTelling(candidate)) && Match(candidate.pattern, text);
+    });
+    if (rule == rules.end() || !m_IsBegun) {
+        return false;
+    }
+    BeginRun();
+    return ApplyRule(*rule, text);
+}
+
+bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
+{
+    const auto captures = Match(rule.pattern, text);
+    if (!captures || (rule.take != nullptr && !rule.take(m_Open, *captures))) {
+        return false;
+    }
+    m_IsBegun = true;
+    m_Open.facts.evidence |= rule.evidence;
+    if (rule.take == nullptr || rule.effect != Effect::None) {
+        AddMessage(rule, text);
+    }
+    if (rule.place != Place::Aside) {
+        m_Step = std::max(m_Step, rule.step);
+        m_Free = rule.next != Free::Nothing || m_Free != Free::Reading ? rule.next : m_Free;
+    }
+    const bool goesOn = rule.next == Free::Output && !captures->front().empty();
+    // Once a line: what goes on behind it begins no other run.
+    return !goesOn || Apply(captures->front()) || TakeFree(captures->front());
+}
+
+void CRunBuilder::AddMessage(const Rule_T& rule, std::string_view text)
+{
+    Bytes_T kept(text.substr(0, c_LongestKeptLine));
+    Facts_T& facts = m_Open.facts;
+    if (rule.effect == Effect::Untested && facts.untested.empty()) {
+        facts.untested = kept;
+    }
+    const bool isReported = rule.place == Place::Report;
+    if (rule.effect == Effect::Fault && (facts.fault.empty() || (isReported && !facts.isFaultReported))) {
+        facts.fault = kept;
+        facts.isFaultReported = isReported;
+    }
+    static constexpr Origin c_Origins[] = {Origin::Before, Origin::Report, Origin::StandardError}; // by Place
+    Keep(m_Open.run, {{m_Number, std::move(kept)},
+                      c_Origins[static_cast<std::size_t>(rule.place)],
+                      rule.effect != Effect::None || text.starts_with("ERROR: ")});
+}
+
+void CRunBuilder::ClaimBlanks() { m_Open.run.claimedCount += std::exchange(m_Blanks, 0); }
+
+/// Between runs an empty line is nothing; in a run it has its place.
+void CRunBuilder::DisownBlanks()
+{
+    if (!m_IsBegun || m_Section == Section::Done) {
+        return ClaimBlanks();
+    }
+    for (; m_Blanks > 0; --m_Blanks) {
+        AddUnrecognised(m_FirstBlank++, {});
+    }
+}
+
+void CRunBuilder::AddUnrecognised(std::uint64_t number, std::string_view text)
+{
+    m_Open.facts.isSpoiled = m_Open.facts.isSpoiled || (m_IsBegun && m_Section != Section::Done);
+    KeepUnrecognised(m_Open.run, {number, Bytes_T(text.substr(0, c_LongestKeptLine))});
+}
+
+void CRunBuilder::BeginRun()
+{
+    const std::uint64_t blanks = std::exchange(m_Blanks, 0);
+    HandOver();
+    m_Open.run.claimedCount = blanks;
+    m_Open.run.firstLine = m_Number;
+    m_Section = Section::Before;
+    m_Step = 0;
+    m_Free = Free::Nothing;
+    m_IsBegun = false;
+}
+
+void CRunBuilder::HandOver()
+{
+    Judge(m_Open.run, m_Open.facts);
+    m_Consumer.Write(m_Open.run);
+    m_Open = {};
+    m_Open.run.transcript = m_Transcript;
+}

@@ -1,0 +1,55 @@
+#include "station/Text.h"
+
+#include <QStringDecoder>
+
+#include <cstddef>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+/// Length of the UTF-8 sequence that a byte begins; 0: it begins none.
+std::size_t SequenceLength(unsigned char first)
+{
+    return first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
+}
+
+bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
+
+/// Not what XML does not allow or people do not see: the second row of controls, the last two of the plane,
+/// and what turns or joins the characters around it.
+bool IsShown(const QString& text)
+{
+    const char16_t first = text.front().unicode();
+    return !(first >= 0x80 && first < 0xA0) && first < 0xFFFE &&
+           QChar(first).category() != QChar::Other_Format;
+}
+} // namespace
+
+QString PrintableText(std::string_view bytes)
+{
+    QString text;
+    text.reserve(static_cast<qsizetype>(bytes.size()));
+    while (!bytes.empty()) {
+        const auto first = static_cast<unsigned char>(bytes.front());
+        const std::size_t length = SequenceLength(first);
+        if (length == 1 && !IsControl(first)) {
+            text += QLatin1Char(bytes.front());
+            bytes.remove_prefix(1);
+            continue;
+        }
+        if (length > 1 && length <= bytes.size()) {
+            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            const QString character =
+                decoder.decode(QByteArrayView(bytes.data(), static_cast<qsizetype>(length)));
+            if (!decoder.hasError() && IsShown(character)) {
+                text += character;
+                bytes.remove_prefix(length);
+                continue;
+            }
+        }
+        text += u"\\x%1"_s.arg(first, 2, 16, QLatin1Char('0'));
+        bytes.remove_prefix(1);
+    }
+    return text;
+}

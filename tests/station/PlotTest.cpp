@@ -1,0 +1,111 @@
+#include "station/Formats.h"
+#include "tests/station/Runs.h"
+
+#include <gmock/gmock.h>
+
+using namespace testing;
+
+namespace
+{
+std::string Written(const std::string& format, const std::vector<Run_T>& runs, const View_T& view)
+{
+    QBuffer output;
+    output.open(QIODevice::WriteOnly);
+    const auto made = std::ranges::find(Formats(), format, &Format_T::option)->make(output, view);
+    Summary_T summary;
+    for (const Run_T& run : runs) {
+        summary.Add(run);
+        made->Write(run);
+    }
+    made->End(summary);
+    return output.data().toStdString();
+}
+
+Run_T Ping(std::vector<std::int32_t> values)
+{
+    Run_T run;
+    run.transcript = "t";
+    run.firstLine = 1;
+    run.command = "xkping";
+    run.outcome = Outcome::Passed;
+    run.samples.taken = values.size();
+    run.samples.values = std::move(values);
+    return run;
+}
+
+std::size_t Count(const std::string& text, const std::string& part)
+{
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+} // namespace
+
+TEST(Plot, DrawsEachSampleAsWideAndHighAsItIs)
+{
+    const Run_T run = Ping({65535, 32768, 0, 8192});
+    const std::string counts =
+        "1 runs, 1 passed, 0 performed, 0 failed, 0 not judged; 0 lines, 0 unrecognised\n";
+    const std::string levels = "lowest 0, highest 65535, mean 26623.8, 1 clipped\n\n";
+    const std::string gap = "\n       |";
+    std::string rows = "t:1: passed: xkping\n 65535 |#####";
+    rows += gap + "#####" + gap + "#####" + gap + "#####";
+    rows += gap + "##########" + gap + "##########" + gap + "##########" + gap + "##########     #####";
+    EXPECT_EQ(
+        Written("plot", {run}, {.sampleClock = 750, .width = 30, .isAscii = true}),
+        rows +
+            "\n     0 +--------------------\nsample  0                  3\n     m  0                3.0\n" +
+            levels + counts);
+    EXPECT_THAT(Written("plot", {Ping({65535, 36864})}, {.width = 30}),
+                HasSubstr("       │███████████▄▄▄▄▄▄▄▄▄▄▄\n"));
+}
+
+TEST(Plot, StaysInItsWidthAndLetsNoByteOfAUnitSteerTheTerminal)
+{
+    Run_T hostile = Ping(std::vector<std::int32_t>(1'048'560, -99));
+    hostile.samples.values[7] = 999;
+    hostile.samples.isThreeDigit = true;
+    hostile.transcript = hostile.command = hostile.reason = "\x1b]0;x\x07\x9b\xff\xc3\xa9\u202e\r";
+    for (const bool isAscii : {true, false}) {
+        const std::string text = Written("plot", {hostile, Ping({5})}, {.width = 77, .isAscii = isAscii});
+        EXPECT_THAT(text, HasSubstr("\\x1b]0;x\\x07\\x9b\\xff"));
+        EXPECT_TRUE(std::ranges::all_of(text, [isAscii](char byte) {
+            const auto value = static_cast<unsigned char>(byte);
+            return byte == '\n' || (value >= ' ' && value != 0x7F && (!isAscii || value < 0x7F));
+        }));
+        EXPECT_EQ(text.find("\u202e"), std::string::npos);
+        EXPECT_THAT(text, HasSubstr("sample  0" + std::string(61, ' ') + "1048559\n"));
+    }
+}
+
+TEST(Html, IsOfBoundedSizeAndSaysWhatItLeavesOut)
+{
+    const std::string one = Written("html", {Ping(std::vector<std::int32_t>(1'048'560, 65535))}, {});
+    EXPECT_LT(one.size(), 100'000U);
+    EXPECT_THAT(one,
+                HasSubstr("1048560 samples, drawn as the lowest and the highest of each of 1024 columns"));
+
+    std::vector<Run_T> runs(12'000, Ping({65535, 0, 1}));
+    Run_T failed = Ping({1, 2, 3});
+    failed.outcome = Outcome::Failed;
+    runs.push_back(failed);
+    const std::string page = Written("html", runs, {});
+    EXPECT_EQ(Count(page, "<figure id="), 251U) << "the failed one is drawn, however late it comes";
+    EXPECT_EQ(Count(page, "<tr><td>"), 10'001U);
+    EXPECT_THAT(page,
+                AllOf(HasSubstr(">2000 more runs are counted"), HasSubstr(">11750 more pings are counted"),
+                      HasSubstr("<b>12001</b>runs"), HasSubstr(">12001 pings<")));
+    EXPECT_EQ(Count(page, "class=\"echo series1\" points"), 1U);
+}
+
+TEST(Html, ComparesOnlyPingsOfTheSameSetUp)
+{
+    const std::vector<Run_T> same(7, Ping({1, 2}));
+    EXPECT_EQ(Count(Written("html", same, {}), "<polyline class=\"echo series"), 6U);
+    Run_T other = Ping({1, 2});
+    other.samples.element = 2;
+    Run_T longer = Ping({1, 2, 3});
+    EXPECT_EQ(Count(Written("html", {same[0], other, longer}, {}), "<polyline class=\"echo series"), 0U);
+}

@@ -1,0 +1,224 @@
+#include "station/Formats.h"
+#include "tests/endtoend/VirtualUnit.h"
+#include "tests/station/Runs.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <QJsonDocument>
+#include <QXmlStreamReader>
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+using namespace testing;
+using Words_T = std::vector<std::string>;
+
+namespace
+{
+const std::string c_Battery = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw";
+const Words_T c_XkPing = {"xkping", "examples/short.txt", "0", "8"};
+const Words_T c_Ping = {"ping", "200000", "210000", "27", "45", "0", "low"};
+
+/// Lines with their ends.
+Words_T LinesOf(const std::string& text)
+{
+    Words_T lines;
+    for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end) {
+        end = text.find('\n', begin) + 1;
+        lines.push_back(text.substr(begin, end - begin));
+    }
+    return lines;
+}
+
+std::string Joined(const Words_T& lines, std::size_t from = 0, std::size_t to = std::string::npos)
+{
+    std::string text;
+    for (std::size_t index = from; index < std::min(to, lines.size()); ++index) {
+        text += lines[index];
+    }
+    return text;
+}
+
+/// A run of these arguments, with a text above its report and one in it.
+std::string RunText(const Words_T& arguments, const std::string& before, const std::string& report)
+{
+    return before + ReportHead(arguments) + report;
+}
+
+QByteArray Written(const std::string& format, const Run_T& run)
+{
+    QBuffer output;
+    output.open(QIODevice::WriteOnly);
+    for (const Format_T& candidate : Formats()) {
+        if (candidate.option == format) {
+            const auto writer = candidate.make(output, {});
+            writer->Begin();
+            writer->Write(run);
+            writer->End({});
+        }
+    }
+    return output.data();
+}
+} // namespace
+
+TEST(Transcript, PassesOnlyWhenAWholePassingRunIsInIt)
+{
+    const TemporaryDirectory directory;
+    const std::string originals[] = {
+        CVirtualUnit("QL6M").Run(c_XkPing).output, CVirtualUnit("QL1A").Run(c_Ping).output,
+        // It keeps its firmware. Of the others, a run without the copying command looks as of this one.
+        CVirtualUnit("LumetV6").Run({"lumetping", "200long"}).output,
+        CVirtualUnit("QL4K").Run({"loadfpgabinary"}).output, CVirtualUnit("QL4K").Run({"speed", "1"}).output,
+        CVirtualUnit("QL4K")
+            .Copy(c_Battery, directory.Write("no line end", "2873"))
+            .Run({"batteryvoltage"})
+            .output};
+    for (const std::string& original : originals) {
+        ASSERT_EQ(CRuns(original + original).Good(), 2) << original;
+        const auto expect = [&original](const std::string& text) {
+            // From a line's beginning: an original may begin with an empty line.
+            const bool isIn = ("\n" + text).find("\n" + original) != std::string::npos;
+            ASSERT_EQ(CRuns(text).Good(), isIn ? 1 : 0) << text;
+        };
+        const Words_T lines = LinesOf(original);
+        for (std::size_t index = 0; index < lines.size(); ++index) {
+            const std::string beginning = Joined(lines, 0, index);
+            expect(beginning);
+            expect(beginning + original); // what was broken off takes nothing from the run behind it
+            expect(beginning + Joined(lines, index + 1));
+            expect(beginning + lines[index] + Joined(lines, index));
+        }
+        std::mt19937 random(1);
+        for (int turn = 0; turn < 100; ++turn) {
+            Words_T shuffled = lines;
+            std::ranges::shuffle(shuffled, random);
+            expect(Joined(shuffled));
+        }
+    }
+}
+
+TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
+{
+    struct Case_T {
+        UnitRun_T run;
+        Outcome outcome;
+        std::string reason;
+    };
+    const Case_T cases[] = {
+        {CVirtualUnit().Remove(c_Battery).Remove("/VERSION").Run({"batteryvoltage"}), Outcome::Failed,
+         "ERROR: Failed to open file:" + c_Battery},
+        {CVirtualUnit("HZ02").Run({"lumetping", "200long"}), Outcome::Failed,
+         "ERROR: Failed to get version."},
+        {CVirtualUnit().Option("--firmware-version", "0").Run({"loadfpgabinary"}), Outcome::NotJudged,
+         "ERROR: FW major version is suspicious. Ensure firmware has loaded."},
+        {CVirtualUnit("HY05").Run({"sensepin"}), Outcome::NotJudged, "ERROR: Unknown Product type."},
+        {CVirtualUnit().Run({"speed"}), Outcome::NotJudged, "ERROR: Incorrect Parameter Count."},
+        {CVirtualUnit().Run({"nonsense"}), Outcome::NotJudged, "the usage was shown, and nothing tested"},
+        {CVirtualUnit().Run({"xkping", "/nosuch", "0", "1"}), Outcome::NotJudged,
+         "ERROR: Ensure file exists: /nosuch "},
+        // Its verdict is "Test Passed."
+        {CVirtualUnit().Fault("write:9=EIO").Run(c_XkPing), Outcome::NotJudged,
+         "ERROR: Get ping failed with error code: 0."},
+        {CVirtualUnit("Nr1").Run(c_Ping), Outcome::NotJudged, "the unit has no such operation: -174"},
+        {CVirtualUnit().Set(c_Battery, "2873\n" + std::string("2873")).Run({"batteryvoltage"}),
+         Outcome::NotJudged, "what it shows is not one number"}};
+    for (const Case_T& row : cases) {
+        const CRuns runs(row.run.output);
+        EXPECT_EQ(runs.Only().outcome, row.outcome) << row.run.output;
+        EXPECT_EQ(runs.Only().reason, row.reason) << row.run.output;
+        EXPECT_THAT(runs.Only().unrecognised, IsEmpty()) << row.run.output;
+    }
+    // The one file of the unit's data that is missing does not take the others with it.
+    const CRuns broken(cases[0].run.output);
+    EXPECT_THAT(broken.Only().unit,
+                AllOf(Field(&Unit_T::product, "QL3B"), Field(&Unit_T::platformVersion, ""),
+                      Field(&Unit_T::applicationVersion, "4.12.0"),
+                      Field(&Unit_T::serialNumber, "QS1000123")));
+}
+
+TEST(Transcript, AnAssertionAndUnknownLinesArePartOfTheRunThatTheyStandIn)
+{
+    const std::string assertion =
+        "sonarbench: Utilities/FPGAIF.cpp:9: void f(): Assertion `pFactory' failed.\n";
+    const std::string passed = RunText({"batteryvoltage"}, "", "2873\nTest Result: Operation Performed.\n");
+    EXPECT_EQ(CRuns(RunText({"speed", "1"}, "", "") + assertion).Only().reason + "\n", assertion);
+    // Between runs it is an operator's line, in a run it is nobody's.
+    const CRuns around("unit 5\n" + passed + "\n$ exit\n");
+    EXPECT_EQ(around.Good(), 1);
+    EXPECT_EQ(around.Only().unrecognisedCount, 2U);
+    EXPECT_EQ(around.Only().claimedCount, 7U);
+    EXPECT_EQ(CRuns("Failed to kill Quenlor Sonar.\nunit 5\n" + passed).Good(), 0);
+    // An argument with line ends can look like a whole report, but not like the end of one.
+    const CRuns spoofed(RunText({"sensepin", "\n\nTest Output: \n1\nTest Result: Operation Performed.\n"}, "",
+                                "2873\nTest Result: Tests Failed.\n"));
+    EXPECT_EQ(spoofed.All().back().outcome, Outcome::NotJudged);
+    EXPECT_EQ(CRuns("").Only().outcome, Outcome::NotJudged);
+}
+
+TEST(Transcript, HostileBytesAndSizesAreTakenInBoundedMemory)
+{
+    const std::string performed = "\nTest Result: Operation Performed.\n";
+    for (const std::string& reading :
+         {std::string("28\0", 3), std::string("\x1b[2J"), std::string("\xff\xc0"), std::string(9 << 20, '1'),
+          std::string("nan")}) {
+        const CRuns runs(RunText({"sensepin", "\xe9\x01"}, "", reading + performed));
+        EXPECT_EQ(runs.Only().outcome, Outcome::NotJudged);
+        EXPECT_FALSE(QJsonDocument::fromJson(Written("json", runs.Only())).isNull());
+        QXmlStreamReader xml(Written("junit", runs.Only()));
+        while (!xml.atEnd()) {
+            xml.readNext();
+        }
+        EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
+        EXPECT_THAT(Written("json", runs.Only()).toStdString(), HasSubstr("sensepin \\\\xe9\\\\x01"));
+    }
+
+    std::string glued;
+    for (int time = 0; time < 1000000; ++time) {
+        glued += "Out: ";
+    }
+    EXPECT_EQ(CRuns("Command = x\n" + glued + "\n" + glued + "\n").Good(), 0);
+
+    const CRuns many(std::string(1000000, '\n') + std::string(10000, 'x') + "\n" +
+                     Joined(Words_T(20000, "x\n")));
+    EXPECT_EQ(many.Only().unrecognisedCount, 20001U);
+    EXPECT_EQ(many.Only().unrecognised.size(), c_MostKeptLines);
+    EXPECT_EQ(many.Only().unrecognised[0].text.size(), c_LongestKeptLine);
+
+    std::string block = "\n<SonarFPGAData>";
+    constexpr int largest = 1048560;
+    for (int sample = 0; sample < largest; ++sample) {
+        block += "65535,";
+    }
+    block.back() = '<';
+    const std::string small = CVirtualUnit().Run(c_XkPing).output;
+    const auto whole = [&](const std::string& count) {
+        std::string text = small;
+        text.replace(text.find("\n<Son"), text.find("EndSon") - text.find("\n<Son"), block);
+        text.replace(text.find("1024 "), 4, count);
+        text.replace(text.find("2048\n"), 4, std::to_string(2 * largest));
+        return text.replace(text.find(" 0 8 \n"), 4, " 0 1");
+    };
+    EXPECT_EQ(CRuns(whole("1048560")).Only().reason, "");
+    EXPECT_EQ(CRuns(whole("1048560")).Only().samples.values.size(), std::size_t{largest});
+    EXPECT_EQ(CRuns(whole("1048561")).Good(), 0);
+}
+
+TEST(Transcript, SamplesComeOutAsTheyWerePrinted)
+{
+    const std::string text = CVirtualUnit("QL6M").Run(c_XkPing).output;
+    const CRuns runs(text);
+    const Samples_T& samples = runs.Only().samples;
+    EXPECT_EQ(samples.values.size(), 128U);
+    EXPECT_EQ(samples.Step(), 8U);
+    EXPECT_EQ(samples.centreHertz, 200000);
+    EXPECT_EQ(samples.channel, 0);
+    std::string printed;
+    for (const std::int32_t value : samples.values) {
+        printed += std::to_string(value) + ",";
+    }
+    EXPECT_THAT(text, HasSubstr("<SonarFPGAData>" + printed + "<EndSonarFPGAData>"));
+    const std::string csv = Written("csv", runs.Only()).toStdString();
+    EXPECT_THAT(csv, HasSubstr("\r\n\"t\",1,\"xkping\",passed,1016," + std::to_string(samples.values.back()) +
+                               "\r\n"));
+    EXPECT_EQ(std::ranges::count(csv, '\n'), 129);
+}
