@@ -21,6 +21,17 @@ function(sonarbench_install_manual program component)
                                 ${component})
 endfunction()
 
+# bash looks for a completion by the name of the program: one file under the names of all.
+function(sonarbench_install_completion program)
+  set(directory ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  set(file packaging/completion/sonarbench)
+  if(NOT program STREQUAL sonarbench)
+    set(file ${CMAKE_BINARY_DIR}/${program}.completion)
+    file(CREATE_LINK sonarbench ${file} SYMBOLIC)
+  endif()
+  install(FILES ${file} DESTINATION ${directory} RENAME ${program} COMPONENT tools)
+endfunction()
+
 install(TARGETS sonarbench RUNTIME COMPONENT sonarbench)
 sonarbench_install_manual(sonarbench sonarbench)
 
@@ -31,13 +42,8 @@ if(SONARBENCH_SIMULATOR)
           RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools)
   sonarbench_install_manual(sonarbench-sim tools)
-
-  # bash looks for a completion by the name of the program: one file under two names.
-  set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-  install(FILES packaging/completion/sonarbench DESTINATION ${completions} COMPONENT tools)
-  file(CREATE_LINK sonarbench ${CMAKE_BINARY_DIR}/sonarbench-sim.completion SYMBOLIC)
-  install(FILES ${CMAKE_BINARY_DIR}/sonarbench-sim.completion DESTINATION ${completions} RENAME sonarbench-sim
-          COMPONENT tools)
+  sonarbench_install_completion(sonarbench)
+  sonarbench_install_completion(sonarbench-sim)
 
   install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
   install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools
@@ -46,9 +52,7 @@ endif()
 
 if(SONARBENCH_STATION)
   install(TARGETS sonarbench-report RUNTIME COMPONENT tools)
-  install(FILES packaging/man/sonarbench-report.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  sonarbench_install_manual(sonarbench-report tools)
+  sonarbench_install_completion(sonarbench-report)
   install(FILES station/report.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonarbench COMPONENT tools)
-  file(CREATE_LINK sonarbench ${CMAKE_BINARY_DIR}/sonarbench-report.completion SYMBOLIC)
-  install(FILES ${CMAKE_BINARY_DIR}/sonarbench-report.completion
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME sonarbench-report COMPONENT tools)
 endif()

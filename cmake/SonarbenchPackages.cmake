@@ -27,10 +27,11 @@ with a verdict for the test station.")
 if(SONARBENCH_SIMULATOR)
   sonarbench_package(
     tools sonarbench-tools "sonarbench (= ${PROJECT_VERSION}), bubblewrap, proot, umockdev"
-    "virtual sonar unit for sonarbench"
+    "virtual sonar unit and report reader for sonarbench"
     "sonarbench-sim runs the unmodified sonarbench on a simulated product, with\n\
-faults on demand, traces and their replay. With it come table files and\n\
-programs as examples, the documentation, and completion for bash.")
+faults on demand, traces and their replay. sonarbench-report makes a status,\n\
+data and pictures of what runs printed. With them come table files, scripts\n\
+and programs as examples, the documentation, and completion for bash.")
 endif()
 
 set(CPACK_GENERATOR DEB)

@@ -24,7 +24,7 @@ typed() {
 
 help=$(cd / && sonarbench 2>&1 || true)
 expect 'the program answers' '*batteryvoltage*' "$help"
-for page in sonarbench sonarbench-sim; do
+for page in sonarbench sonarbench-sim sonarbench-report; do
     text=$(MANWIDTH=80 man "$page" 2>&1)
     expect "man $page" "${page^^}(1)*NAME*SYNOPSIS*EXIT STATUS*SEE ALSO*" "$text"
     [[ $text != *warning* ]] || expect "man $page without warnings" '' "$text"
