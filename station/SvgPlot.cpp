@@ -52,11 +52,10 @@ public:
     CSvgPlot(const Ping_T& ping, const Envelope_T& extent)
         : m_Ping(ping), m_Last(static_cast<double>(std::max<std::size_t>(extent.samples, 2) - 1)),
           m_Low(std::min(*std::ranges::min_element(extent.low), 0)),
-          m_High(std::max(*std::ranges::max_element(extent.high), ping.fullScale))
+          m_High(std::max(*std::ranges::max_element(extent.high), ping.fullScale)),
+          m_Svg(u"<svg viewBox=\"0 0 %1 %2\" role=\"img\" aria-label=\"Amplitude over the sample\">\n"_s.arg(
+              Coordinate(c_Width), Coordinate((ping.metres > 0 ? c_RangeRow : c_SampleRow) + c_TextGap)))
     {
-        const double height = ping.metres > 0 ? c_RangeRow + c_TextGap : c_SampleRow + c_TextGap;
-        m_Svg = u"<svg viewBox=\"0 0 %1 %2\" role=\"img\" aria-label=\"Amplitude over the sample\">\n"_s.arg(
-            Coordinate(c_Width), Coordinate(height));
     }
 
     void Axes()
