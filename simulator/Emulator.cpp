@@ -27,8 +27,9 @@ bool IsEmulated() { return std::getenv(c_Variable) != nullptr; }
 std::vector<std::string> EmulatorOf(const std::filesystem::path& program)
 {
     std::vector<std::string> words;
-    if (IsEmulated() && Kind(program) == Kind("/proc/self/exe")) {
-        std::istringstream text(std::getenv(c_Variable));
+    const char* const pEmulator = std::getenv(c_Variable);
+    if (pEmulator != nullptr && Kind(program) == Kind("/proc/self/exe")) {
+        std::istringstream text(pEmulator);
         for (std::string word; text >> word;) {
             words.push_back(word);
         }
