@@ -21,6 +21,14 @@ function(sonarbench_install_manual program component)
                                 ${component})
 endfunction()
 
+# bash looks for a completion by the name of the program: one file under several names.
+function(sonarbench_install_completion program)
+  set(link ${PROJECT_BINARY_DIR}/${program}.completion)
+  file(CREATE_LINK sonarbench ${link} SYMBOLIC)
+  install(FILES ${link} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program}
+          COMPONENT tools)
+endfunction()
+
 install(TARGETS sonarbench RUNTIME COMPONENT sonarbench)
 sonarbench_install_manual(sonarbench sonarbench)
 
@@ -32,23 +40,20 @@ if(SONARBENCH_SIMULATOR)
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools)
   sonarbench_install_manual(sonarbench-sim tools)
 
-  # bash looks for a completion by the name of the program: one file under two names.
-  set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-  install(FILES packaging/completion/sonarbench DESTINATION ${completions} COMPONENT tools)
-  file(CREATE_LINK sonarbench ${CMAKE_BINARY_DIR}/sonarbench-sim.completion SYMBOLIC)
-  install(FILES ${CMAKE_BINARY_DIR}/sonarbench-sim.completion DESTINATION ${completions} RENAME sonarbench-sim
+  install(FILES packaging/completion/sonarbench DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           COMPONENT tools)
+  sonarbench_install_completion(sonarbench-sim)
 
   install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
   install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools
-          PATTERN CMakeLists.txt EXCLUDE)
+          PATTERN CMakeLists.txt EXCLUDE
+          PATTERN examples/station/* PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+                                                 WORLD_READ WORLD_EXECUTE)
 endif()
 
 if(SONARBENCH_STATION)
   install(TARGETS sonarbench-report RUNTIME COMPONENT tools)
-  install(FILES packaging/man/sonarbench-report.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  sonarbench_install_manual(sonarbench-report tools)
+  sonarbench_install_completion(sonarbench-report)
   install(FILES station/report.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonarbench COMPONENT tools)
-  file(CREATE_LINK sonarbench ${CMAKE_BINARY_DIR}/sonarbench-report.completion SYMBOLIC)
-  install(FILES ${CMAKE_BINARY_DIR}/sonarbench-report.completion
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME sonarbench-report COMPONENT tools)
 endif()

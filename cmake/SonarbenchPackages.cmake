@@ -29,8 +29,9 @@ if(SONARBENCH_SIMULATOR)
     tools sonarbench-tools "sonarbench (= ${PROJECT_VERSION}), bubblewrap, proot, umockdev"
     "virtual sonar unit for sonarbench"
     "sonarbench-sim runs the unmodified sonarbench on a simulated product, with\n\
-faults on demand, traces and their replay. With it come table files and\n\
-programs as examples, the documentation, and completion for bash.")
+faults on demand, traces and their replay; sonarbench-report judges what the\n\
+program printed. With them come table files, scripts and programs as\n\
+examples, the documentation, and completion for bash.")
 endif()
 
 set(CPACK_GENERATOR DEB)
