@@ -21,15 +21,12 @@ function(sonarbench_install_manual program component)
                                 ${component})
 endfunction()
 
-# bash looks for a completion by the name of the program: one file under the names of all.
+# bash looks for a completion by the name of the program: one file under several names.
 function(sonarbench_install_completion program)
-  set(directory ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-  set(file packaging/completion/sonarbench)
-  if(NOT program STREQUAL sonarbench)
-    set(file ${CMAKE_BINARY_DIR}/${program}.completion)
-    file(CREATE_LINK sonarbench ${file} SYMBOLIC)
-  endif()
-  install(FILES ${file} DESTINATION ${directory} RENAME ${program} COMPONENT tools)
+  set(link ${PROJECT_BINARY_DIR}/${program}.completion)
+  file(CREATE_LINK sonarbench ${link} SYMBOLIC)
+  install(FILES ${link} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program}
+          COMPONENT tools)
 endfunction()
 
 install(TARGETS sonarbench RUNTIME COMPONENT sonarbench)
@@ -42,12 +39,16 @@ if(SONARBENCH_SIMULATOR)
           RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools)
   sonarbench_install_manual(sonarbench-sim tools)
-  sonarbench_install_completion(sonarbench)
+
+  install(FILES packaging/completion/sonarbench DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+          COMPONENT tools)
   sonarbench_install_completion(sonarbench-sim)
 
   install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
   install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools
-          PATTERN CMakeLists.txt EXCLUDE)
+          PATTERN CMakeLists.txt EXCLUDE
+          PATTERN examples/station/* PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+                                                 WORLD_READ WORLD_EXECUTE)
 endif()
 
 if(SONARBENCH_STATION)

@@ -29,9 +29,9 @@ if(SONARBENCH_SIMULATOR)
     tools sonarbench-tools "sonarbench (= ${PROJECT_VERSION}), bubblewrap, proot, umockdev"
     "virtual sonar unit and report reader for sonarbench"
     "sonarbench-sim runs the unmodified sonarbench on a simulated product, with\n\
-faults on demand, traces and their replay. sonarbench-report makes a status,\n\
-data and pictures of what runs printed. With them come table files, scripts\n\
-and programs as examples, the documentation, and completion for bash.")
+faults on demand, traces and their replay; sonarbench-report judges what the\n\
+program printed. With them come table files, scripts and programs as\n\
+examples, the documentation, and completion for bash.")
 endif()
 
 set(CPACK_GENERATOR DEB)
