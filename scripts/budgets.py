@@ -7,7 +7,7 @@ import re
 import subprocess
 import sys
 
-BUILD = pathlib.Path("build/bench").resolve()
+BUILD = pathlib.Path("build/release").resolve()
 BIN = BUILD / "bin"
 OUT = BUILD / "budgets"
 SIMULATOR, PROGRAM, PROBE = BIN / "sonarbench-sim", BIN / "sonarbench", BIN / "sonarbench-probe"
