@@ -1,12 +1,14 @@
 #include "simulator/RunReport.h"
 
 #include "simulator/Companions.h"
+#include "simulator/Emulator.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -87,8 +89,10 @@ void WriteRunReport(const fs::path& page, const fs::path& transcript, double sam
                     const CSignals& signals)
 {
     // The page names the transcript as it is given here.
-    std::vector<std::string> command = {
-        "env", "-C", transcript.parent_path(), Companion(c_Reader), "--html", fs::absolute(page)};
+    std::vector<std::string> command = {"env", "-C", transcript.parent_path()};
+    const fs::path reader = Companion(c_Reader);
+    std::ranges::copy(EmulatorOf(reader), std::back_inserter(command));
+    command.insert(command.end(), {reader, "--html", fs::absolute(page)});
     if (sampleInterval > 0) {
         command.insert(command.end(), {"--sample-clock", std::to_string(1 / sampleInterval)});
     }
