@@ -8,11 +8,12 @@ import itertools
 import os
 import pathlib
 import random
-import re
 import signal
 import subprocess
 import sys
 import tempfile
+
+from outcomes import FINDINGS, NOT_REACHED, OUTCOMES, Run, is_misread, outcome_of
 
 SIMULATOR = "build/release/bin/sonarbench-sim"
 # The program, which the sanitizers watch; the simulator is on trial elsewhere.
@@ -40,39 +41,6 @@ SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]}
 # Far above the longest waits of one run: a second a reply that does not come.
 HANG_SECONDS = 60
 
-# The assertions that a failing device or file may end in; any other is a finding.
-ALLOWED = pathlib.Path("fuzz/AllowedAssertions.h").read_text()
-ASSERTIONS = set(re.findall(r'R"\((.*)\)"', ALLOWED) + re.findall(r'\{"(.*)", BrokenBy_T', ALLOWED))
-
-SEPARATOR = "-" * 51 + "\n"
-FAILED = "Test Result: Tests Failed."
-VERDICTS = [FAILED, "Test Result: Test Passed.", "Test Result: Operation Performed."]
-SANITIZER = re.compile(r"runtime error:|ERROR: \w*Sanitizer|WARNING: \w*Sanitizer")
-ASSERTION = re.compile(r"Assertion `(.*)' failed\.")
-
-# Outcomes, in the table's order, and what they are.
-OUTCOMES = {
-    "failed": '"Tests Failed.", where the run without a fault passes or performs',
-    "assertion": "an assertion, with its text on standard error and no verdict",
-    "changed": "passed or performed, as without a fault; the text differs",
-    "unseen": "passed or performed, and to the byte the output of the run without a fault",
-    "fails anyway": '"Tests Failed.", as without a fault: this product has no such test',
-    "rescued": "passed or performed, where the run without a fault fails",
-}
-# Of a pair, one fault can keep the other's operation from coming; of a single fault that is a finding.
-NOT_REACHED = "not reached"
-# What must not come of any run.
-FINDINGS = {
-    "hang": f"no end within {HANG_SECONDS} s",
-    "sanitizer": "a report of the address or undefined-behaviour sanitizer",
-    "signal": "ended by a signal, without an assertion that is expected",
-    "half a report": "a report that begins and has no verdict at its end",
-    "no verdict": "no report at all, and no assertion",
-    "refused": "the device did not understand what the program sent, and no fault explains it",
-    "exit status": "neither 0 nor one that the outcomes above explain",
-    NOT_REACHED: "the fault's operation never came",
-}
-
 
 @dataclasses.dataclass(frozen=True)
 class Case:
@@ -86,23 +54,13 @@ class Case:
         return [SIMULATOR, "--program", PROGRAM, "--product", self.product, *options, "--", *words]
 
 
-@dataclasses.dataclass
-class Clean:
-    """The run of a case without a fault: its output, its verdict and how many operations of each sort it made."""
-
-    output: bytes
-    verdict: str
-    counts: dict
-
-
 def run(arguments):
-    """Returns exit status, standard output and standard error; a status of None is a run that did not end."""
     process = subprocess.Popen(
         arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True
     )
     try:
         output, errors = process.communicate(timeout=HANG_SECONDS)
-        return process.returncode, output, errors.decode("latin-1")
+        return Run(process.returncode, output, errors.decode("latin-1"))
     except subprocess.TimeoutExpired:
         # The simulator ends its program at a request to end, and would leave it behind at once.
         process.send_signal(signal.SIGTERM)
@@ -111,52 +69,17 @@ def run(arguments):
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, signal.SIGKILL)
             process.communicate()
-        return None, b"", ""
+        return Run(None, b"", "")
 
 
 def clean_run(case):
+    """Returns the run of a case without a fault, and how many operations of each sort it made."""
     with tempfile.NamedTemporaryFile("r") as calls:
-        status, output, errors = run(case.arguments("--calls", calls.name))
+        clean = run(case.arguments("--calls", calls.name))
         counts = {operation: int(count) for operation, count in map(str.split, calls)}
-    if status != 0:
-        sys.exit(f"{case} does not run without a fault: status {status}\n{errors}")
-    return Clean(output, verdict_of(output), counts)
-
-
-def verdict_of(output):
-    """Returns the verdict line, or what is wrong with the report."""
-    text = output.decode("latin-1")
-    if SEPARATOR not in text:
-        return "no verdict"
-    last = text.rstrip("\n").rpartition("\n")[2]
-    return last if last in VERDICTS else "half a report"
-
-
-def classify(clean, status, output, errors):
-    """Returns the outcome and, for an assertion, its text."""
-    if status is None:
-        return "hang", ""
-    if SANITIZER.search(errors):
-        return "sanitizer", ""
-    if found := ASSERTION.search(errors):
-        expected = found[1] in ASSERTIONS and SEPARATOR not in output.decode("latin-1")
-        return ("assertion" if expected else "signal"), found[1]
-    if status >= 128 or status < 0:
-        return "signal", ""
-    if "the device refused" in errors:
-        return "refused", ""
-    if "befell nothing" in errors:
-        return NOT_REACHED, ""
-    if status != 0:
-        return "exit status", ""
-    verdict = verdict_of(output)
-    if verdict not in VERDICTS:
-        return verdict, ""
-    if clean.verdict == FAILED:
-        return ("fails anyway" if verdict == FAILED else "rescued"), ""
-    if verdict == FAILED:
-        return "failed", ""
-    return ("unseen" if output == clean.output else "changed"), ""
+    if clean.status != 0 or is_misread(case.command, clean, clean):
+        sys.exit(f"{case} does not run without a fault, or is misread: status {clean.status}\n{clean.errors}")
+    return clean, counts
 
 
 def kinds():
@@ -168,9 +91,9 @@ def kinds():
     return table
 
 
-def single_faults(clean, table, values, everywhere):
+def single_faults(counts, table, values, everywhere):
     """Yields (operation, kind, specification); not everywhere: at the first and the last operation of a sort."""
-    for operation, count in sorted(clean.counts.items()):
+    for operation, count in sorted(counts.items()):
         numbers = range(1, count + 1) if everywhere else sorted({1, count} if count else {})
         for number, kind in itertools.product(numbers, table[operation]):
             for value in values.get(kind, [kind]):
@@ -210,7 +133,7 @@ def play(jobs, plays, tally):
     def one(item):
         row, case, clean, specifications = item
         arguments = case.arguments(*itertools.chain(*(("--fault", text) for text in specifications)))
-        return row, arguments, classify(clean, *run(arguments))
+        return row, arguments, outcome_of(case.command, clean, run(arguments))
 
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         for number, (row, arguments, (outcome, text)) in enumerate(pool.map(one, plays), 1):
@@ -284,8 +207,8 @@ def main():
         cleans = dict(zip(cases, pool.map(clean_run, cases)))
 
     plays, faults = [], {}
-    for case, clean in cleans.items():
-        found = list(single_faults(clean, table, values, not chosen.slice))
+    for case, (clean, counts) in cleans.items():
+        found = list(single_faults(counts, table, values, not chosen.slice))
         faults[case] = clean, [specification for *_, specification in found]
         plays += [((case.command, operation, kind), case, clean, [text]) for operation, kind, text in found]
     singles, pairs = Tally(set(FINDINGS)), Tally(set(FINDINGS) - {NOT_REACHED})

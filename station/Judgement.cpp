@@ -185,11 +185,12 @@ void Judge(Run_T& run, const Facts_T& facts)
     if (!facts.untested.empty()) {
         return Decide(run, Outcome::NotJudged, facts.untested);
     }
-    if (facts.verdict == Verdict::Failed) {
-        return Decide(run, Outcome::Failed, facts.fault.empty() ? "no reason was printed" : facts.fault);
-    }
-    if (facts.isSpoiled) {
+    const bool isFailed = facts.verdict == Verdict::Failed;
+    if (facts.isSpoiled && (!isFailed || facts.fault.empty())) {
         return Decide(run, Outcome::NotJudged, "it has lines that are not known");
+    }
+    if (isFailed) {
+        return Decide(run, Outcome::Failed, facts.fault.empty() ? "no reason was printed" : facts.fault);
     }
     if (!facts.fault.empty()) {
         return Decide(run, Outcome::NotJudged, facts.fault);

@@ -47,7 +47,8 @@ std::optional<Captures_T> Match(std::string_view pattern, std::string_view text)
         std::size_t length = 0;
         if (kind == 's') {
             const std::string_view next = LiteralBeginning(pattern);
-            length = pattern.empty() ? text.size() : text.find(next);
+            // What the pattern ends with, the text ends with: a name may hold the same before.
+            length = next.size() == pattern.size() ? text.rfind(next) : text.find(next);
             if (length == std::string_view::npos) {
                 return std::nullopt;
             }

@@ -196,7 +196,7 @@ constexpr Rule_T c_Rules[] = {
      .effect = Untested},
     {.place = Aside, .pattern = "%s: nothing came to be read within 5 seconds"},
     {.place = Aside, .pattern = "%s: not at its end after 30 seconds"},
-    {.place = Aside, .pattern = "%s: larger than 32 MiB, which no file of a unit is"},
+    {.place = Aside, .pattern = "%s: larger than %d MiB, which no file of a unit is"},
     {.place = Aside, .pattern = "Speed ticks: %d"},
     {.place = Aside, .pattern = "sh: %s"},
     {.place = Aside, .pattern = "cat: %s"},

@@ -1,0 +1,119 @@
+"""What a run of the fault campaign came to: judged by what the program printed, and by what sonarbench-report makes of
+that."""
+
+import dataclasses
+import pathlib
+import re
+import subprocess
+
+READER = "build/release/bin/sonarbench-report"
+READER_GOOD, READER_BAD, READER_NOT_JUDGED = 0, 1, 3
+
+# The assertions that a failing device or file may end in; any other is a finding.
+ALLOWED = pathlib.Path("fuzz/AllowedAssertions.h").read_text()
+ASSERTIONS = set(re.findall(r'R"\((.*)\)"', ALLOWED) + re.findall(r'\{"(.*)", BrokenBy_T', ALLOWED))
+
+SEPARATOR = "-" * 51 + "\n"
+FAILED = "Test Result: Tests Failed."
+VERDICTS = [FAILED, "Test Result: Test Passed.", "Test Result: Operation Performed."]
+SANITIZER = re.compile(r"runtime error:|ERROR: \w*Sanitizer|WARNING: \w*Sanitizer")
+ASSERTION = re.compile(r"Assertion `(.*)' failed\.")
+# What the program says when it could not do all of its test, whatever the verdict below it.
+COMPLAINT = re.compile(r"^(Out: )?(ERROR|Error in|No (valid )?[Pp]roduct ID|SetOutputDataToLog)", re.MULTILINE)
+# Commands that show a file of the unit: where that is damaged, it may be no number any more.
+READINGS = {"batteryvoltage", "lcdtemperature", "sensepin", "watertemperature"}
+
+# Outcomes, in the table's order, and what they are.
+OUTCOMES = {
+    "failed": '"Tests Failed.", where the run without a fault passes or performs',
+    "assertion": "an assertion, with its text on standard error and no verdict",
+    "changed": "passed or performed, as without a fault; the text differs",
+    "unseen": "passed or performed, and to the byte the output of the run without a fault",
+    "fails anyway": '"Tests Failed.", as without a fault: this product has no such test',
+    "rescued": "passed or performed, where the run without a fault fails",
+}
+# Of a pair, one fault can keep the other's operation from coming; of a single fault that is a finding.
+NOT_REACHED = "not reached"
+# What must not come of any run.
+FINDINGS = {
+    "hang": "no end within the time that is far above the longest waits",
+    "sanitizer": "a report of the address or undefined-behaviour sanitizer",
+    "signal": "ended by a signal, without an assertion that is expected",
+    "half a report": "a report that begins and has no verdict at its end",
+    "no verdict": "no report at all, and no assertion",
+    "refused": "the device did not understand what the program sent, and no fault explains it",
+    "exit status": "neither 0 nor one that the outcomes above explain",
+    "misread": "`sonarbench-report` does not know each line, or its exit status does not fit the outcome",
+    NOT_REACHED: "the fault's operation never came",
+}
+
+
+@dataclasses.dataclass
+class Run:
+    """A run that came to its end; a status of None is one that did not."""
+
+    status: int | None
+    output: bytes
+    errors: str
+
+    @property
+    def verdict(self):
+        """The verdict line, or what is wrong with the report."""
+        text = self.output.decode("latin-1")
+        if SEPARATOR not in text:
+            return "no verdict"
+        last = text.rstrip("\n").rpartition("\n")[2]
+        return last if last in VERDICTS else "half a report"
+
+
+def classify(clean, run):
+    """Returns the outcome beside the run without a fault, and the text of an assertion."""
+    if run.status is None:
+        return "hang", ""
+    if SANITIZER.search(run.errors):
+        return "sanitizer", ""
+    if found := ASSERTION.search(run.errors):
+        expected = found[1] in ASSERTIONS and SEPARATOR not in run.output.decode("latin-1")
+        return ("assertion" if expected else "signal"), found[1]
+    if run.status >= 128 or run.status < 0:
+        return "signal", ""
+    if "the device refused" in run.errors:
+        return "refused", ""
+    if "befell nothing" in run.errors:
+        return NOT_REACHED, ""
+    if run.status != 0:
+        return "exit status", ""
+    if run.verdict not in VERDICTS:
+        return run.verdict, ""
+    if clean.verdict == FAILED:
+        return ("fails anyway" if run.verdict == FAILED else "rescued"), ""
+    if run.verdict == FAILED:
+        return "failed", ""
+    return ("unseen" if run.output == clean.output else "changed"), ""
+
+
+def fitting_statuses(command, clean, run):
+    """Returns the exit statuses of the reader that fit."""
+    if run.verdict not in VERDICTS:
+        return {READER_NOT_JUDGED}
+    if run.verdict == FAILED:
+        return {READER_BAD, READER_NOT_JUDGED}
+    if COMPLAINT.search(run.output.decode("latin-1")):
+        return {READER_NOT_JUDGED}
+    is_damaged = command in READINGS and run.output != clean.output
+    return {READER_GOOD, READER_NOT_JUDGED} if is_damaged else {READER_GOOD}
+
+
+def is_misread(command, clean, run):
+    """Has the reader read what the program printed, with its own words on standard error behind."""
+    own = "".join(line for line in run.errors.splitlines(True) if line.startswith("sonarbench: "))
+    text = run.output + own.encode("latin-1")
+    read = subprocess.run([READER, "--strict"], input=text, capture_output=True, check=False)
+    return read.returncode not in fitting_statuses(command, clean, run)
+
+
+def outcome_of(command, clean, run):
+    """Returns the outcome beside the run without a fault, and the text of an assertion."""
+    outcome, text = classify(clean, run)
+    is_finding = outcome in FINDINGS and outcome != NOT_REACHED
+    return ("misread", "") if not is_finding and is_misread(command, clean, run) else (outcome, text)
