@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
 #include <limits>
@@ -22,9 +23,10 @@ constexpr int c_StartTimeoutMilliseconds = 30000;
 constexpr unsigned int c_MillisecondsPerSecond = 1000;
 constexpr mode_t c_NewFileMode = 0666;
 
+constexpr qsizetype c_MebiByte = qsizetype{1024} * 1024;
 // The largest file that a unit has reason to hold takes a hundredth of it; what never ends, such as
 // /dev/zero, stops here instead of taking all memory.
-constexpr qsizetype c_MostBytes = qsizetype{32} * 1024 * 1024;
+constexpr qsizetype c_MostBytes = 32 * c_MebiByte;
 constexpr qsizetype c_PieceBytes = qsizetype{64} * 1024;
 constexpr std::chrono::milliseconds c_LongestSilence(5000);
 constexpr std::chrono::milliseconds c_LongestTime(30000);
@@ -40,7 +42,10 @@ public:
         : m_Descriptor(::open(path.toLatin1().constData(), flags | O_CLOEXEC | O_NONBLOCK, c_NewFileMode))
     {
         struct stat status = {};
-        if (IsOpen() && ::fstat(m_Descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        if (IsOpen() && ::fstat(m_Descriptor, &status) == 0) {
+            m_StatedSize = S_ISREG(status.st_mode) ? status.st_size : 0;
+        }
+        if (S_ISDIR(status.st_mode)) {
             Close();
         } else if (IsOpen()) {
             ::fcntl(m_Descriptor, F_SETFL, ::fcntl(m_Descriptor, F_GETFL) & ~O_NONBLOCK);
@@ -52,6 +57,8 @@ public:
 
     bool IsOpen() const { return m_Descriptor != -1; }
     int Descriptor() const { return m_Descriptor; }
+    /// What the file says of itself; 0 where there is no end to be known, as of a device.
+    off_t StatedSize() const { return m_StatedSize; }
     void Close()
     {
         if (IsOpen()) {
@@ -61,7 +68,17 @@ public:
 
 private:
     int m_Descriptor;
+    off_t m_StatedSize = 0;
 };
+
+/// What can be read of a file that states its size: it has to fit into memory, beside what is made of it.
+qsizetype MostStatedBytes()
+{
+    constexpr std::uint64_t addressable = std::numeric_limits<qsizetype>::max() / 8;
+    const auto memory = static_cast<std::uint64_t>(std::max(::sysconf(_SC_PHYS_PAGES), 0L)) *
+                        static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+    return static_cast<qsizetype>(std::min(memory / 4, addressable));
+}
 
 /// Calls read() or write() until no signal comes in between. Returns the bytes that were transferred, -1 for
 /// a failure.
@@ -89,9 +106,9 @@ bool WriteAll(const COpenFile& file, QByteArrayView data)
 }
 
 /// The station's log says that the file could not be opened; why not is for the one who looks at it.
-std::nullopt_t Refuse(const QString& path, const char* reason)
+std::nullopt_t Refuse(const QString& path, const std::string& reason)
 {
-    std::fprintf(stderr, "%s: %s\n", path.toLatin1().constData(), reason);
+    std::fprintf(stderr, "%s: %s\n", path.toLatin1().constData(), reason.c_str());
     return std::nullopt;
 }
 
@@ -120,7 +137,7 @@ bool TestControllerBase::FileExists(const QString& path)
     return ::access(path.toLatin1().constData(), F_OK) == 0;
 }
 
-std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
+std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path, FileOwner owner)
 {
     const COpenFile file(path, O_RDONLY);
     if (!file.IsOpen()) {
@@ -128,6 +145,7 @@ std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
     }
     char piece[c_PieceBytes];
     QByteArray contents;
+    qsizetype most = c_MostBytes;
     const auto end = Clock_T::now() + c_LongestTime;
     for (;;) {
         pollfd readable = {file.Descriptor(), POLLIN, 0};
@@ -146,15 +164,20 @@ std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path)
             return contents;
         }
         contents.append(piece, count);
-        if (contents.size() > c_MostBytes) {
-            return Refuse(path, "larger than 32 MiB, which no file of a unit is");
+        if (contents.size() > most) {
+            most = owner == FileOwner::Station && file.StatedSize() > most ? MostStatedBytes() : most;
+            if (std::max<off_t>(file.StatedSize(), contents.size()) > most) {
+                return Refuse(path, "larger than " + std::to_string(most / c_MebiByte) +
+                                        " MiB, which no file of a unit is");
+            }
         }
     }
 }
 
-int TestControllerBase::GetFileContents(const QString& path, QByteArray& contents, std::string* output)
+int TestControllerBase::GetFileContents(const QString& path, QByteArray& contents, std::string* output,
+                                        FileOwner owner)
 {
-    const std::optional<QByteArray> read = ReadWholeFile(path);
+    const std::optional<QByteArray> read = ReadWholeFile(path, owner);
     if (!read) {
         Message(std::string(m_OutputStrings[OUT_FAILED_TO_OPEN_FILE]), output, true, true);
         Message("\n" + path.toLatin1().toStdString(), output, true, true);

@@ -12,6 +12,13 @@
 
 class QProcess;
 
+/// Whose file it is, and so how large it may be.
+enum class FileOwner {
+    Unit,   ///< at most 32 MiB, a hundred times of what any holds
+    Station ///< as it states, if that is a quarter of the memory at most; without a size, such as a pipe, 32
+            ///< MiB
+};
+
 /// What all test programs of the family share: messages and the report, file and process helpers, and the
 /// identity of the unit. Text travels as bytes; a QString holds one byte a character (Latin-1), so that an
 /// argument or a file name comes out as it went in. Output texts may be null where a pointer is taken.
@@ -40,12 +47,13 @@ public:
 
     /// Whether something exists at the path.
     static bool FileExists(const QString& path);
-    /// Reads a whole file; no value when it cannot be opened, is larger than 32 MiB, stays silent for 5
-    /// seconds or has no end after 30 (standard error says which). A read that fails gives the bytes that
-    /// came before.
-    static std::optional<QByteArray> ReadWholeFile(const QString& path);
+    /// Reads a whole file; no value when it cannot be opened, is larger than its owner may make it, stays
+    /// silent for 5 seconds or has no end after 30 (standard error says which). A read that fails gives the
+    /// bytes that came before.
+    static std::optional<QByteArray> ReadWholeFile(const QString& path, FileOwner owner = FileOwner::Unit);
     /// Reads a whole file. Returns 2, or 1 when it cannot be opened (reported in *output and printed).
-    int GetFileContents(const QString& path, QByteArray& contents, std::string* output);
+    int GetFileContents(const QString& path, QByteArray& contents, std::string* output,
+                        FileOwner owner = FileOwner::Unit);
     /// The file's text up to the first zero byte; empty when it cannot be opened (printed).
     QString ReadFileContents(const QString& path);
     /// Whether the file holds exactly these bytes; differences are appended to *output.

@@ -80,7 +80,7 @@ CTableFile::CTableFile(TestControllerBase& framework, const QString& text, const
 CTableFile CTableFile::Open(TestControllerBase& framework, const QString& fileName)
 {
     QByteArray contents;
-    framework.GetFileContents(fileName, contents, nullptr);
+    framework.GetFileContents(fileName, contents, nullptr, FileOwner::Station);
     return {framework, std::string(contents.constData()), fileName}; // up to the first zero byte
 }
 
