@@ -85,13 +85,14 @@ TSQEventCode_T CFPGAIFLSSPI::SendRequest(std::vector<std::uint8_t> request)
 
 TSQEventCode_T CFPGAIFLSSPI::setUpForPing(LSFpgaCompleteConfigure_T config)
 {
-    const LSConfigurationRegisters_T registers = ConfigurationRegisters(config);
-    std::array<SetRegisterData_T, std::tuple_size_v<LSConfigurationRegisters_T>> records{};
-    FillRecords(records.data(), registers);
     std::vector<std::uint8_t> request{c_RegisterBlock};
-    for (const SetRegisterData_T& record : records) {
-        request.insert(request.end(), record.begin(), record.end());
-    }
+    SetConfiguration(config, [&request](auto registers) {
+        for (const LSRegisterValue_T& next : registers) {
+            const SetRegisterData_T record = RegisterRecord(next.address, next.value);
+            request.insert(request.end(), record.begin(), record.end());
+        }
+        return c_Success;
+    });
     return SendRequest(std::move(request));
 }
 

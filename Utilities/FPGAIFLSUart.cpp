@@ -160,5 +160,5 @@ TSQEventCode_T CFPGAIFLSUart::SetBoostLevel(unsigned char level, bool enable)
 
 TSQEventCode_T CFPGAIFLSUart::setUpForPing(LSFpgaCompleteConfigure_T config)
 {
-    return SetRegisters(ConfigurationRegisters(config));
+    return SetConfiguration(config, [this](auto registers) { return SetRegisters(registers); });
 }

@@ -57,6 +57,16 @@ void PutFloat(const Buffer_Bytes_T& buffer, std::size_t index, std::uint32_t who
     const auto value = static_cast<float>(whole);
     std::memcpy(buffer.data() + index * sizeof(value), &value, sizeof(value));
 }
+
+/// All six registers of a channel, in the order in which the FPGA takes them.
+std::array<LSRegisterValue_T, 6> ChannelRegisters(const LSChannelConfigure_T& block)
+{
+    const LSRegisterPair_T pairs[] = {
+        PulseRegisters(block.channel, block.period, block.startFrequency, block.endFrequency),
+        SamplingRegisters(block.channel, block.samplesA, block.samplesB, block.decimationRate),
+        GainRegisters(block.channel, block.gain, block.colourGain)};
+    return {pairs[0][0], pairs[0][1], pairs[1][0], pairs[1][1], pairs[2][0], pairs[2][1]};
+}
 } // namespace
 
 SetRegisterData_T RegisterRecord(unsigned short address, unsigned int value)
@@ -104,21 +114,17 @@ LSRegisterValue_T BoostRegister(unsigned char level, bool enable)
     return {c_Boost, level | (enable ? c_TopBit : 0)};
 }
 
-LSConfigurationRegisters_T ConfigurationRegisters(const LSFpgaCompleteConfigure_T& config)
+TSQEventCode_T SetConfiguration(const LSFpgaCompleteConfigure_T& config, const LSSetRegisters_T& set)
 {
-    LSConfigurationRegisters_T registers{};
-    auto to = registers.begin();
+    TSQEventCode_T result = c_Success;
     for (const LSChannelConfigure_T* pBlock : {&config.channel0, &config.channel1}) {
-        for (const LSRegisterPair_T& pair :
-             {PulseRegisters(pBlock->channel, pBlock->period, pBlock->startFrequency, pBlock->endFrequency),
-              SamplingRegisters(pBlock->channel, pBlock->samplesA, pBlock->samplesB, pBlock->decimationRate),
-              GainRegisters(pBlock->channel, pBlock->gain, pBlock->colourGain)}) {
-            to = std::copy(pair.begin(), pair.end(), to);
+        if (result == c_Success) {
+            result = set(ChannelRegisters(*pBlock));
         }
     }
-    *to++ = AnalogueGainRegister(config.analogueGainLevel);
-    *to = BoostRegister(config.boostLevel, config.boostEnable != 0);
-    return registers;
+    return result == c_Success ? set(std::array{AnalogueGainRegister(config.analogueGainLevel),
+                                                BoostRegister(config.boostLevel, config.boostEnable != 0)})
+                               : result;
 }
 
 CLowscan::CLowscan(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory)

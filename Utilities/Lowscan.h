@@ -7,7 +7,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 
 inline constexpr LSChannel_T c_Channel0 = 0;
@@ -24,7 +26,6 @@ struct LSRegisterValue_T {
     std::uint32_t value;
 };
 using LSRegisterPair_T = std::array<LSRegisterValue_T, 2>;
-using LSConfigurationRegisters_T = std::array<LSRegisterValue_T, 14>;
 
 /// A register and its value as they travel on every Lowscan link: two and four bytes, high byte first.
 using SetRegisterData_T = std::array<std::uint8_t, 6>;
@@ -41,8 +42,13 @@ LSRegisterPair_T SamplingRegisters(LSChannel_T Channel, LSFpgaSamples_T SamplesA
 LSRegisterPair_T GainRegisters(LSChannel_T Channel, LSGain_T Gain, LSColourGain_T ColourGain);
 LSRegisterValue_T AnalogueGainRegister(unsigned char level);
 LSRegisterValue_T BoostRegister(unsigned char level, bool enable);
-/// All registers of a whole ping set-up, in the order in which the FPGA takes them.
-LSConfigurationRegisters_T ConfigurationRegisters(const LSFpgaCompleteConfigure_T& config);
+
+/// Sets registers in this order; returns 0 when it has.
+using LSSetRegisters_T = std::function<TSQEventCode_T(std::span<const LSRegisterValue_T>)>;
+/// Has all registers of a whole ping set-up set, in the order in which the FPGA takes them, up to the first
+/// result that is not 0, which is returned. A setting that is not allowed is an assertion when its channel's
+/// turn comes.
+TSQEventCode_T SetConfiguration(const LSFpgaCompleteConfigure_T& config, const LSSetRegisters_T& set);
 
 /// What the UART and the SPI link of a Lowscan FPGA have in common: receiving, and what the replies mean. A
 /// transport derives from it and says how register values and requests travel.
