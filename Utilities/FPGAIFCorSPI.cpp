@@ -112,6 +112,7 @@ TSQEventCode_T CFPGAIFCorSpi::GetStatusRegister(bFpgaStatusByte* Status)
 
 TSQEventCode_T CFPGAIFCorSpi::GetTransducerData(unsigned char* Data)
 {
+    assert(Data && "no location to store transducer data");
     return ReadRegister(c_TransducerRead, Data);
 }
 
@@ -144,6 +145,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetNumberOfSamplesToReceive(FpgaAdcSamples_T Numbe
 
 TSQEventCode_T CFPGAIFCorSpi::SetChannelFilterRegister(const FpgaChnlFltByte_T* Filter)
 {
+    assert(Filter && "no channel filter");
     return WriteRegister(c_ChannelFilter, Filter->value);
 }
 
