@@ -94,17 +94,19 @@ void CSonarTestController::SetProductEnvironment(const Product_T& identity)
     } else {
         Put(c_FirstChannel);
     }
-    if (identity.model == nullptr) {
+    // On the modules that was read first counts, even where the unit answers otherwise by now.
+    const Product_T& named = product.setup == Setup::Full ? identity : product;
+    if (named.model == nullptr) {
         Message(std::string(c_UnknownProduct), nullptr, true, false);
         return;
     }
-    Put(identity.model->identity);
-    Put(identity.sonarBoard);
-    Put(identity.fpgaSize);
-    if (identity.twoFpgas) {
+    Put(named.model->identity);
+    Put(named.sonarBoard);
+    Put(named.fpgaSize);
+    if (named.twoFpgas) {
         Put(c_SecondChannel);
     }
-    if (identity.stopsSounder) {
+    if (named.stopsSounder) {
         StopSounder();
     }
 }

@@ -185,6 +185,8 @@ TEST(Products, WhatTheUnitLacksIsToldBeforeTheReport)
         {CVirtualUnit("Tq").Set(c_PelionId, "Tqxx"), "No valid product ID: Check touchscreen.\n"},
         {CVirtualUnit("LumetV2").Set(c_VarrowId, "VarrowV2"), "-----"},
         {CVirtualUnit("Nr1").Set(c_VarrowId, "HY05"), invalid},
+        // A display is what it is when its turn comes.
+        {CVirtualUnit("HZ02").Fault("file-open:1=EIO"), "No Product ID found.\n-----"},
         // The sounder is stopped by the first script there is.
         {CVirtualUnit("QL2A").Remove(script), "Command = " + moduleScript + "\nOut: -----"},
         {CVirtualUnit("QL2A").Remove(script).Remove(moduleScript), "Failed to kill Quenlor Sonar.\n------"},
