@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string_view>
@@ -43,9 +44,9 @@ void WriteAll(int descriptor, std::string_view bytes)
 }
 } // namespace
 
-COutputCopy::COutputCopy(const fs::path& copy)
-    : m_Copy(::open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)), m_Read(-1),
-      m_Standard(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1))
+CStreamCopy::CStreamCopy(int stream, const fs::path& copy)
+    : m_Stream(stream), m_Copy(::open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)),
+      m_Read(-1), m_Standard(::fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1))
 {
     std::array<int, 2> ends{};
     Check(m_Copy);
@@ -53,7 +54,7 @@ COutputCopy::COutputCopy(const fs::path& copy)
     Check(::pipe2(ends.data(), O_CLOEXEC));
     m_Read = ends[0];
     Check(::fcntl(m_Read, F_SETFL, O_NONBLOCK));
-    Check(::dup2(ends[1], STDOUT_FILENO));
+    Check(::dup2(ends[1], stream));
     ::close(ends[1]);
     // A reader that went is no reason to leave the unit behind.
     sigset_t brokenPipe;
@@ -62,16 +63,16 @@ COutputCopy::COutputCopy(const fs::path& copy)
     ::sigprocmask(SIG_BLOCK, &brokenPipe, nullptr);
 }
 
-COutputCopy::~COutputCopy()
+CStreamCopy::~CStreamCopy()
 {
-    ::dup2(m_Standard, STDOUT_FILENO);
+    ::dup2(m_Standard, m_Stream);
     Drain();
     for (const int descriptor : {m_Copy, m_Read, m_Standard}) {
         ::close(descriptor);
     }
 }
 
-void COutputCopy::Drain()
+void CStreamCopy::Drain()
 {
     std::array<char, 65536> buffer;
     for (;;) {
@@ -83,6 +84,26 @@ void COutputCopy::Drain()
         WriteAll(m_Standard, bytes);
         WriteAll(m_Copy, bytes);
     }
+}
+
+CTranscript::CTranscript(const fs::path& file)
+    : m_File(file), m_ErrorFile(file.string() + "-errors"), m_Output(std::in_place, STDOUT_FILENO, m_File),
+      m_Errors(std::in_place, STDERR_FILENO, m_ErrorFile)
+{
+}
+
+CTranscript::~CTranscript()
+{
+    m_Errors.reset();
+    m_Output.reset();
+    std::ifstream errors(m_ErrorFile, std::ios::binary);
+    std::ofstream(m_File, std::ios::binary | std::ios::app) << errors.rdbuf();
+}
+
+void CTranscript::Drain()
+{
+    m_Output->Drain();
+    m_Errors->Drain();
 }
 
 void WriteRunReport(const fs::path& page, const fs::path& transcript, double sampleInterval,

@@ -2,18 +2,22 @@
 
 #include "simulator/ProgramRun.h"
 
+#include <array>
 #include <filesystem>
+#include <optional>
 
-/// Keeps a copy of what is written to standard output while it lives, by this process and those that it
-/// starts. It still goes where it went before.
-class COutputCopy
+/// Keeps a copy of what is written to a standard stream while it lives, by this process and those that it
+/// starts. It still goes where it went before, but the stream is no terminal meanwhile.
+class CStreamCopy
 {
 public:
+    /// @param stream  STDOUT_FILENO or STDERR_FILENO
+    /// @param copy    file to make
     /// Throws std::system_error when the system refuses.
-    explicit COutputCopy(const std::filesystem::path& copy);
-    COutputCopy(const COutputCopy&) = delete;
-    COutputCopy& operator=(const COutputCopy&) = delete;
-    ~COutputCopy();
+    CStreamCopy(int stream, const std::filesystem::path& copy);
+    CStreamCopy(const CStreamCopy&) = delete;
+    CStreamCopy& operator=(const CStreamCopy&) = delete;
+    ~CStreamCopy();
 
     /// Readable when there is something to pass on.
     int Descriptor() const { return m_Read; }
@@ -21,9 +25,33 @@ public:
     void Drain();
 
 private:
+    int m_Stream;
     int m_Copy;
     int m_Read;
-    int m_Standard; ///< where standard output went
+    int m_Standard; ///< where the stream went
+};
+
+/// Keeps what a run prints while it lives, in a file: when it ends, standard output, and behind it what came
+/// on standard error.
+class CTranscript
+{
+public:
+    /// Throws std::system_error when the system refuses.
+    explicit CTranscript(const std::filesystem::path& file);
+    CTranscript(const CTranscript&) = delete;
+    CTranscript& operator=(const CTranscript&) = delete;
+    ~CTranscript();
+
+    /// Readable when there is something to pass on.
+    std::array<int, 2> Descriptors() const { return {m_Output->Descriptor(), m_Errors->Descriptor()}; }
+    /// Passes on what there is; does not wait.
+    void Drain();
+
+private:
+    std::filesystem::path m_File;
+    std::filesystem::path m_ErrorFile;
+    std::optional<CStreamCopy> m_Output;
+    std::optional<CStreamCopy> m_Errors;
 };
 
 /// Has the station's reader of reports make a page out of a transcript, for pictures with a range when the

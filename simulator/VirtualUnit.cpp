@@ -16,6 +16,7 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -190,20 +191,20 @@ void CheckResult(std::optional<std::ofstream>& file, const char* what, const fs:
     }
 }
 
-/// Runs the program in the sandbox, with a copy of its output when that is wanted; returns its exit status.
-int RunAndCopy(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
-               CDeviceHost& host, const fs::path& copy)
+/// Runs the program in the sandbox, and keeps what it prints when a file is given; returns its exit status.
+int RunAndKeep(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
+               CDeviceHost& host, const fs::path& file)
 {
     std::vector<int> descriptors = host.Descriptors();
-    std::optional<COutputCopy> output;
-    if (!copy.empty()) {
-        output.emplace(copy);
-        descriptors.push_back(output->Descriptor());
+    std::optional<CTranscript> transcript;
+    if (!file.empty()) {
+        transcript.emplace(file);
+        std::ranges::copy(transcript->Descriptors(), std::back_inserter(descriptors));
     }
     return RunInSandbox(sandbox, program, signals, descriptors, [&] {
         host.Drain();
-        if (output) {
-            output->Drain();
+        if (transcript) {
+            transcript->Drain();
         }
     });
 }
@@ -281,8 +282,8 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     if (calls) {
         CountCalls(*calls, sandbox);
     }
-    const fs::path copy = options.report.empty() ? fs::path() : directory.Path() / product.name;
-    run.exitStatus = RunAndCopy(sandbox, program, signals, host, copy);
+    const fs::path transcript = options.report.empty() ? fs::path() : directory.Path() / product.name;
+    run.exitStatus = RunAndKeep(sandbox, program, signals, host, transcript);
     host.Finish();
     if (calls) {
         calls->TakeLog();
@@ -298,7 +299,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     }
     CheckResult(callsFile, c_Counts, options.calls);
     if (!options.report.empty()) {
-        WriteRunReport(options.report, copy, SampleInterval(devices), signals);
+        WriteRunReport(options.report, transcript, SampleInterval(devices), signals);
     }
     return run;
 }
