@@ -23,13 +23,22 @@ struct Expectation_T {
     const char* (*objection)(const Run_T&, const Facts_T&) = nullptr;
 };
 
+constexpr std::uint64_t c_MostSamples = 1'048'560; // the FPGA counts them in 16 bits, by 16
+
 /// As the program reads its arguments, of which a text that is none counts as 0.
-std::int64_t NumberOf(std::string_view text) { return static_cast<int>(LeadingNumber(text)); }
+std::int64_t NumberOf(std::string_view text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    text.remove_prefix(text.starts_with('+') ? 1 : 0);
+    return static_cast<int>(LeadingNumber(text));
+}
 
 /// One at the beginning and one at the end of each second.
 const char* WrongTicks(const Run_T& run, const Facts_T& facts)
 {
-    const std::int64_t duration = NumberOf(run.arguments.front());
+    // An argument with blanks before the number comes as words without a letter, and then the number.
+    const auto word = std::ranges::find_if_not(run.arguments, &Bytes_T::empty);
+    const std::int64_t duration = word == run.arguments.end() ? 0 : NumberOf(*word);
     return duration != 0 && facts.ticks != static_cast<std::uint64_t>(duration) + 1
                ? "it has not as many readings as seconds"
                : nullptr;
@@ -38,6 +47,9 @@ const char* WrongTicks(const Run_T& run, const Facts_T& facts)
 /// The increment is lowered until it divides the number of samples.
 const char* WrongCount(const Run_T& run, const Facts_T& facts)
 {
+    if (run.samples.taken > c_MostSamples) {
+        return "it has more samples than there can be";
+    }
     const auto taken = static_cast<std::int64_t>(run.samples.taken);
     std::int64_t step =
         std::clamp<std::int64_t>(NumberOf(run.arguments.back()), 1, std::max<std::int64_t>(taken, 1));
@@ -61,6 +73,8 @@ const char* NoNumber(const Run_T& run, const Facts_T& facts)
                : "what it shows is not one number";
 }
 
+/// Of a unit whose sounder had to be stopped.
+constexpr unsigned int c_Stops = c_StopAsked | c_StopAnswered | c_GainPerhaps;
 constexpr unsigned int c_Loads = c_ImageCopied | c_Loading | c_Notice;
 constexpr unsigned int c_BuiltIn = c_Notice | c_Version | c_Attempt | c_Samples;
 
@@ -83,7 +97,7 @@ constexpr Expectation_T c_Expectations[] = {
     {.command = "speed", .arguments = 1, .required = c_Loads | c_Ticks, .objection = WrongTicks},
     {.command = "ping",
      .arguments = 6,
-     .required = c_GainAccepted | c_Notice | c_ParametersTitle | c_Parameters | c_Samples | c_Version,
+     .required = c_GainAccepted | c_EarlyNotice | c_ParametersTitle | c_Parameters | c_Samples | c_Version,
      .samples = 993,
      .objection = WrongSetting},
     // Some products keep their firmware.
@@ -109,6 +123,11 @@ const Expectation_T* ExpectationOf(std::string_view command)
     return row == std::end(c_Expectations) ? nullptr : row;
 }
 
+bool IsAllowed(const Expectation_T& row, unsigned int evidence)
+{
+    return (evidence & ~(row.required | row.allowed | c_Stops)) == 0;
+}
+
 /// Why a run that calls itself passed or performed cannot be taken for one; null when it can.
 const char* Objection(const Run_T& run, const Facts_T& facts)
 {
@@ -123,11 +142,15 @@ const char* Objection(const Run_T& run, const Facts_T& facts)
         return "its command does not end with this verdict";
     }
     const bool isStopHalf = ((facts.evidence & c_StopAsked) == 0) != ((facts.evidence & c_StopAnswered) == 0);
-    if ((facts.evidence & row->required) != row->required || isStopHalf) {
+    const unsigned int seen = facts.evidence | ((facts.evidence & c_GainPerhaps) != 0 ? c_GainAccepted : 0);
+    if ((seen & row->required) != row->required || isStopHalf) {
         return "not all is there that its command prints";
     }
-    if ((facts.evidence & ~(row->required | row->allowed | c_StopAsked | c_StopAnswered)) != 0) {
+    if (!IsAllowed(*row, facts.evidence)) {
         return "more is there than its command prints";
+    }
+    if (!facts.hasFirmware) {
+        return "its firmware version stands for none";
     }
     if (row->samples != 0 && run.samples.values.size() != row->samples) {
         return "it has not as many samples as its command prints";
@@ -176,6 +199,12 @@ bool ShowsReading(std::string_view command)
     return row != nullptr && row->measurement != nullptr;
 }
 
+bool CanStandAbove(std::string_view command, unsigned int evidence)
+{
+    const Expectation_T* const row = ExpectationOf(command);
+    return row == nullptr ? (evidence & ~c_Stops) == 0 : IsAllowed(*row, evidence);
+}
+
 void Judge(Run_T& run, const Facts_T& facts)
 {
     Measure(run, facts);
@@ -186,14 +215,14 @@ void Judge(Run_T& run, const Facts_T& facts)
         return Decide(run, Outcome::NotJudged, facts.untested);
     }
     const bool isFailed = facts.verdict == Verdict::Failed;
-    if (facts.isSpoiled && (!isFailed || facts.fault.empty())) {
+    if (isFailed && !facts.fault.empty()) {
+        return Decide(run, Outcome::Failed, facts.fault);
+    }
+    if (facts.isSpoiled) {
         return Decide(run, Outcome::NotJudged, "it has lines that are not known");
     }
-    if (isFailed) {
-        return Decide(run, Outcome::Failed, facts.fault.empty() ? "no reason was printed" : facts.fault);
-    }
-    if (!facts.fault.empty()) {
-        return Decide(run, Outcome::NotJudged, facts.fault);
+    if (isFailed || !facts.fault.empty()) {
+        return Decide(run, Outcome::NotJudged, isFailed ? "no reason was printed" : facts.fault);
     }
     if (const char* const objection = Objection(run, facts)) {
         return Decide(run, Outcome::NotJudged, objection);

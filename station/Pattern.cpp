@@ -5,19 +5,20 @@
 namespace
 {
 /// Length of the number at the beginning, 0 when there is none.
-std::size_t NumberLength(std::string_view text, bool hasDecimals)
+/// @param kind  of the placeholder
+std::size_t NumberLength(std::string_view text, char kind)
 {
     const auto digits = [text](std::size_t from) {
         const std::size_t end = text.find_first_not_of("0123456789", from);
         return std::min(end, text.size()) - from;
     };
-    const std::size_t sign = text.starts_with('-') ? 1 : 0;
+    const std::size_t sign = kind != 'u' && text.starts_with('-') ? 1 : 0;
     const std::size_t whole = digits(sign);
     if (whole == 0) {
         return 0;
     }
     std::size_t length = sign + whole;
-    if (hasDecimals && text.substr(length).starts_with('.')) {
+    if (kind == 'f' && text.substr(length).starts_with('.')) {
         length += 1 + digits(length + 1);
     }
     return length;
@@ -53,7 +54,7 @@ std::optional<Captures_T> Match(std::string_view pattern, std::string_view text)
                 return std::nullopt;
             }
         } else {
-            length = NumberLength(text, kind == 'f');
+            length = NumberLength(text, kind);
             if (length == 0) {
                 return std::nullopt;
             }

@@ -5,14 +5,15 @@
 
 namespace
 {
-constexpr double c_HertzPerStep = 100; // centre frequencies are printed in hundreds of hertz
-constexpr std::size_t c_MostMeasurements = 100000;
+constexpr double c_HertzPerStep = 100;         // centre frequencies are printed in hundreds of hertz
+constexpr std::int64_t c_NoMajorVersion = 255; // as is 0
 
 double ValueOf(std::string_view text) { return DecimalNumber(text).value_or(0); }
 
 void Keep(OpenRun_T& open, const Measurement_T& measurement)
 {
-    if (open.run.measurements.size() < c_MostMeasurements) {
+    // One is left for the reading.
+    if (open.run.measurements.size() + 1 < c_MostMeasurements) {
         open.run.measurements.push_back(measurement);
     }
 }
@@ -23,7 +24,7 @@ bool TakeImage(OpenRun_T& open, const Captures_T& captures)
 {
     const std::string_view path = captures[0];
     open.run.unit.firmwareImage = path.substr(path.rfind('/') + 1);
-    return path.find('/') != std::string_view::npos;
+    return true;
 }
 
 bool TakeParameters(OpenRun_T& open, const Captures_T& captures)
@@ -69,6 +70,8 @@ bool TakeSampleCount(OpenRun_T& open, const Captures_T& captures)
 bool TakeVersion(OpenRun_T& open, const Captures_T& captures)
 {
     open.run.unit.firmwareVersion = Bytes_T(captures[0]) + "." + Bytes_T(captures[1]);
+    const std::int64_t major = LeadingNumber(captures[0]);
+    open.facts.hasFirmware = major > 0 && major < c_NoMajorVersion;
     return true;
 }
 

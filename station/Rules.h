@@ -43,6 +43,7 @@ struct Rule_T {
     unsigned int blanks = 0; ///< empty lines above it
     Effect effect = Effect::None;
     bool repeats = false; ///< may stand several times in its step
+    bool isEnd = false;   ///< the run ended with it, and not with a verdict
     Free next = Free::Nothing;
     /// Puts what the line holds into the run; false: the line is none of these after all. Null: the line is a
     /// message.

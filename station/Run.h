@@ -119,6 +119,7 @@ struct Run_T {
 /// Bounds of a run's lists and texts.
 inline constexpr std::size_t c_MostKeptLines = 1000;
 inline constexpr std::size_t c_LongestKeptLine = 2000;
+inline constexpr std::size_t c_MostMeasurements = 100'000;
 
 /// What all runs come to.
 struct Summary_T {

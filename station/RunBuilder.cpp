@@ -9,9 +9,27 @@ namespace
 {
 constexpr std::string_view c_Header = "---------------------------------------------------";
 constexpr std::string_view c_TestOutput = "Test Output: ";
+constexpr std::string_view c_GainAccepted = "3";
 
 /// A rule so short that contents of files may well look like it.
 bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
+
+/// Whether a run can begin with the text.
+bool Fits(const Rule_T& rule, std::string_view text)
+{
+    const auto captures = Match(rule.pattern, text);
+    OpenRun_T run;
+    return captures && (rule.take == nullptr || rule.take(run, *captures));
+}
+
+/// A name of a file has no line end of its own.
+std::string_view VerdictAtEnd(std::string_view text)
+{
+    const auto verdicts = VerdictLines();
+    const auto verdict = std::ranges::find_if(
+        verdicts, [text](const VerdictLine_T& line) { return text.ends_with(line.text); });
+    return verdict == verdicts.end() ? std::string_view() : verdict->text;
+}
 } // namespace
 
 CRunBuilder::CRunBuilder(Bytes_T transcript, IRunWriter& consumer)
@@ -69,6 +87,7 @@ bool CRunBuilder::TakeHeader(std::string_view glued)
     }
     m_Section = Section::CommandLine;
     m_Free = Free::Nothing;
+    m_Header = {m_Number, m_Open.run.claimedCount};
     return isClaimed;
 }
 
@@ -97,10 +116,45 @@ bool CRunBuilder::TakeCommandLine(std::string_view text)
 
 void CRunBuilder::EndCommandLine()
 {
+    LeaveAboveHeader();
     m_Open.facts.hasReport = SplitCommandLine(m_Open.run);
     m_Section = Section::Report;
     m_Step = 0;
     m_Free = ShowsReading(m_Open.run.command) ? Free::Reading : Free::Nothing;
+}
+
+/// What stands above the header and cannot be of this command was left by a run that was broken off.
+void CRunBuilder::LeaveAboveHeader()
+{
+    Run_T report;
+    report.commandLine = m_Open.run.commandLine;
+    SplitCommandLine(report);
+    if (CanStandAbove(report.command, m_Open.facts.evidence)) {
+        return;
+    }
+    const std::uint64_t claimed = m_Open.run.claimedCount - m_Header.claimed;
+    Bytes_T commandLine = std::exchange(m_Open.run.commandLine, {});
+    m_Open.run.claimedCount = m_Header.claimed;
+    m_Open.run.lastLine = m_Header.number - 1;
+    HandOver();
+    m_Open.run.commandLine = std::move(commandLine);
+    m_Open.run.claimedCount = claimed;
+    m_Open.run.firstLine = m_Header.number;
+}
+
+/// Without an end, only its first line was known to be of it.
+void CRunBuilder::DisownCommandLine()
+{
+    const Bytes_T commandLine = m_Open.run.commandLine;
+    const std::size_t first = commandLine.find('\n');
+    std::uint64_t number = m_Header.number + 1;
+    for (std::size_t begin = first; begin != Bytes_T::npos;) {
+        const std::size_t end = commandLine.find('\n', begin + 1);
+        AddUnrecognised(++number, std::string_view(commandLine).substr(begin + 1, end - begin - 1));
+        m_Open.run.claimedCount -= std::min<std::uint64_t>(m_Open.run.claimedCount, 1);
+        begin = end;
+    }
+    m_Open.run.commandLine = commandLine.substr(0, first);
 }
 
 bool CRunBuilder::TakePiece(std::string_view text)
@@ -116,7 +170,8 @@ bool CRunBuilder::TakePiece(std::string_view text)
     }
     if (m_Section == Section::Report && CUnitData::IsBorder(text)) {
         m_Section = Section::UnitData;
-        m_UnitData.Begin();
+        m_UnitData.Begin(static_cast<std::size_t>(std::ranges::count(m_Open.run.commandLine, '\n')));
+        m_Open.facts.evidence |= Evidence::c_UnitData;
         return true;
     }
     return Apply(text) || ApplyAsFirst(text) || TakeFree(text);
@@ -127,11 +182,12 @@ bool CRunBuilder::TakeUnitData(std::string_view text)
     if (ApplyAsFirst(text)) {
         return true;
     }
-    if (m_UnitData.Take(text, m_Open.run.unit)) {
+    const bool isTaken = m_UnitData.Take(text, m_Open.run.unit);
+    if (m_UnitData.IsOver()) {
         m_Open.facts.hasUnitData = m_UnitData.IsWhole();
         m_Section = Section::AfterUnitData;
     }
-    return true;
+    return isTaken;
 }
 
 bool CRunBuilder::TakeVerdict(std::string_view text)
@@ -157,7 +213,8 @@ bool CRunBuilder::TakeVerdict(std::string_view text)
 
 bool CRunBuilder::TakePath(std::string_view text)
 {
-    const std::size_t end = m_Section == Section::Before ? NextRuleText(text) : text.size();
+    const std::size_t end =
+        m_Section == Section::Before ? NextRuleText(text) : text.size() - VerdictAtEnd(text).size();
     const Bytes_T path(text.substr(0, std::min(end, c_LongestKeptLine)));
     // The message that it belongs to is the last one, and in the report the reason as well.
     if (m_Open.run.messageCount <= c_MostKeptLines) {
@@ -174,7 +231,7 @@ bool CRunBuilder::TakeFree(std::string_view text)
 {
     Facts_T& facts = m_Open.facts;
     if (m_Free != Free::Reading) {
-        return m_Free == Free::Output;
+        return m_Free == Free::Output && TakeOutput(text);
     }
     if (facts.readingLines == 0 && m_Blanks != 0) {
         return false;
@@ -187,6 +244,16 @@ bool CRunBuilder::TakeFree(std::string_view text)
     return true;
 }
 
+/// Whatever a script prints; when it has no line end, the next text of a rule goes on behind it.
+bool CRunBuilder::TakeOutput(std::string_view text)
+{
+    const std::size_t next = NextRuleText(text);
+    if (next == text.size() || !Apply(text.substr(next))) {
+        m_Open.facts.evidence |= text.ends_with(c_GainAccepted) ? Evidence::c_GainPerhaps : 0;
+    }
+    return true;
+}
+
 bool CRunBuilder::IsInPlace(const Rule_T& rule) const
 {
     const bool isHere = rule.place == Place::Aside ||
@@ -194,7 +261,8 @@ bool CRunBuilder::IsInPlace(const Rule_T& rule) const
                         (rule.place == Place::Report && m_Section == Section::Report);
     const bool isNext = rule.step == 0 || rule.step > m_Step || (rule.repeats && rule.step == m_Step);
     const bool isInRun = m_IsBegun && m_Section != Section::Done;
-    const bool isApart = isInRun ? m_Blanks == rule.blanks : m_Blanks >= rule.blanks;
+    const bool isExact = isInRun && m_Free != Free::Output;
+    const bool isApart = isExact ? m_Blanks == rule.blanks : m_Blanks >= rule.blanks;
     return isHere && isNext && isApart;
 }
 
@@ -212,7 +280,7 @@ bool CRunBuilder::ApplyAsFirst(std::string_view text)
     const auto rules = Rules();
     const auto rule = std::ranges::find_if(rules, [&](const Rule_T& candidate) {
         return candidate.place == Place::Before && m_Blanks >= candidate.blanks &&
-               (isBehindRun || IsTelling(candidate)) && Match(candidate.pattern, text);
+               (isBehindRun || IsTelling(candidate)) && Fits(candidate, text);
     });
     if (rule == rules.end() || !m_IsBegun) {
         return false;
@@ -227,6 +295,9 @@ bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
     if (!captures || (rule.take != nullptr && !rule.take(m_Open, *captures))) {
         return false;
     }
+    if (rule.isEnd && m_Open.facts.verdict != Verdict::None) {
+        BeginRun(); // and ended, with nothing else to be seen of it
+    }
     m_IsBegun = true;
     m_Open.facts.evidence |= rule.evidence;
     if (rule.take == nullptr || rule.effect != Effect::None) {
@@ -236,6 +307,7 @@ bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
         m_Step = std::max(m_Step, rule.step);
         m_Free = rule.next != Free::Nothing || m_Free != Free::Reading ? rule.next : m_Free;
     }
+    m_Section = rule.isEnd ? Section::Done : m_Section;
     const bool goesOn = rule.next == Free::Output && !captures->front().empty();
     // Once a line: what goes on behind it begins no other run.
     return !goesOn || Apply(captures->front()) || TakeFree(captures->front());
@@ -292,6 +364,9 @@ void CRunBuilder::BeginRun()
 
 void CRunBuilder::HandOver()
 {
+    if (m_Section == Section::CommandLine) {
+        DisownCommandLine();
+    }
     Judge(m_Open.run, m_Open.facts);
     m_Consumer.Write(m_Open.run);
     m_Open = {};

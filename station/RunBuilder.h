@@ -30,11 +30,14 @@ private:
     bool TakePiece(std::string_view text);
     bool TakePath(std::string_view text);
     bool TakeFree(std::string_view text);
+    bool TakeOutput(std::string_view text);
     bool TakeVerdict(std::string_view text);
     bool TakeCommandLine(std::string_view text);
     bool TakeUnitData(std::string_view text);
     bool TakeHeader(std::string_view glued);
     void EndCommandLine();
+    void LeaveAboveHeader();
+    void DisownCommandLine();
 
     bool Apply(std::string_view text);
     bool ApplyAsFirst(std::string_view text);
@@ -55,6 +58,11 @@ private:
     Section m_Section = Section::Before;
     bool m_IsBegun = false; ///< a line of this run was recognised
     int m_Step = 0;         ///< of the last rule in this section
+    /// Of the line of hyphens: its number, and how many lines of the run were claimed above it.
+    struct Header_T {
+        std::uint64_t number = 0;
+        std::uint64_t claimed = 0;
+    } m_Header;
     Free m_Free = Free::Nothing;
     std::uint64_t m_Number = 0;     ///< of the line
     std::uint64_t m_FirstBlank = 0; ///< of the empty lines above it, which belong to what comes

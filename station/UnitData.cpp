@@ -10,7 +10,7 @@ constexpr std::string_view c_NotRead = "ERROR: Failed to open file:";
 
 struct Label_T {
     std::string_view text;
-    Bytes_T Unit_T::*field; ///< null: known otherwise
+    Bytes_T Unit_T::*field; ///< contents of a file, of any number of lines; null: known otherwise
 };
 
 // In their order. The misspelt one is the program's.
@@ -22,39 +22,56 @@ constexpr Label_T c_Labels[] = {{"Unit Data for bug reports: ", nullptr},
                                 {"MFD Application Version: \t", &Unit_T::applicationVersion},
                                 {"Platform Version: \t\t", &Unit_T::platformVersion},
                                 {"Serial Number: \t\t\t", &Unit_T::serialNumber}};
+constexpr std::size_t c_AtCommand = 2; ///< labels that were found then
 } // namespace
 
 bool CUnitData::IsBorder(std::string_view text) { return text == c_Border; }
 
 bool CUnitData::IsWhole() const { return m_Labels == std::size(c_Labels); }
 
-void CUnitData::GoOn(std::string_view text, Unit_T& unit) const
+void CUnitData::Begin(std::size_t commandLineEnds)
 {
+    *this = CUnitData();
+    m_CommandLineEnds = commandLineEnds;
+}
+
+/// Takes a text that stands behind no label of its own line; false when none is to be there.
+bool CUnitData::GoOn(std::string_view text, Unit_T& unit)
+{
+    if (m_Labels == c_AtCommand && m_CommandLineEnds > 0) {
+        --m_CommandLineEnds;
+        return true;
+    }
     Bytes_T Unit_T::*const field = m_Labels == 0 ? nullptr : c_Labels[m_Labels - 1].field;
     if (field == nullptr || text.empty()) {
-        return;
+        return text.empty();
     }
     Bytes_T& value = unit.*field;
     const std::size_t room = c_LongestKeptLine - std::min(value.size(), c_LongestKeptLine);
     value += (value.empty() ? "" : "\n") + Bytes_T(text.substr(0, room));
+    return true;
 }
 
 bool CUnitData::Take(std::string_view text, Unit_T& unit)
 {
-    const bool isEnd = text.ends_with(c_Border);
-    text.remove_suffix(isEnd ? c_Border.size() : 0);
+    m_IsOver = text.ends_with(c_Border);
+    text.remove_suffix(m_IsOver ? c_Border.size() : 0);
+    bool isLabelled = false;
     while (m_Labels < std::size(c_Labels)) {
-        const std::string_view label = c_Labels[m_Labels].text;
+        const auto& [label, field] = c_Labels[m_Labels];
         const std::size_t place = text.find(label);
-        if (place == std::string_view::npos) {
+        if (place == std::string_view::npos || (place > 0 && !GoOn(text.substr(0, place), unit))) {
             break;
         }
-        GoOn(text.substr(0, place), unit);
+        isLabelled = true;
         ++m_Labels;
         text.remove_prefix(place + label.size());
+        if (field == nullptr) {
+            text = {}; // the rest of the line is known otherwise
+        }
     }
-    GoOn(text, unit);
-    if (isEnd) {
+    const bool isTaken = GoOn(text, unit) || isLabelled;
+    if (m_IsOver) {
         for (const Label_T& label : c_Labels) {
             // What stands in the place of a file that could not be read is no content.
             if (label.field != nullptr && (unit.*label.field).starts_with(c_NotRead)) {
@@ -62,5 +79,5 @@ bool CUnitData::Take(std::string_view text, Unit_T& unit)
             }
         }
     }
-    return isEnd;
+    return isTaken;
 }

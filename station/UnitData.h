@@ -11,14 +11,19 @@ class CUnitData
 public:
     static bool IsBorder(std::string_view text);
 
-    void Begin() { *this = CUnitData(); }
-    /// Takes a line of the block behind the upper border. Returns true at the lower border.
+    /// @param commandLineEnds  line ends in the command line, which the block repeats
+    void Begin(std::size_t commandLineEnds);
+    /// Takes a line of the block behind the upper border. Returns false when it does not belong there.
     bool Take(std::string_view text, Unit_T& unit);
+    /// The lower border was there.
+    bool IsOver() const { return m_IsOver; }
     /// All labels were there.
     bool IsWhole() const;
 
 private:
-    void GoOn(std::string_view text, Unit_T& unit) const;
+    bool GoOn(std::string_view text, Unit_T& unit);
 
     std::size_t m_Labels = 0; ///< that were found
+    std::size_t m_CommandLineEnds = 0;
+    bool m_IsOver = false;
 };
