@@ -19,7 +19,7 @@ VERDICTS = [FAILED, "Test Result: Test Passed.", "Test Result: Operation Perform
 SANITIZER = re.compile(r"runtime error:|ERROR: \w*Sanitizer|WARNING: \w*Sanitizer")
 ASSERTION = re.compile(r"Assertion `(.*)' failed\.")
 # What the program says when it could not do all of its test, whatever the verdict below it.
-COMPLAINT = re.compile(r"^(Out: )?(ERROR|Error in|No (valid )?[Pp]roduct ID|SetOutputDataToLog)", re.MULTILINE)
+COMPLAINT = re.compile(r"^(Out: )?(ERROR|No (valid )?[Pp]roduct ID|SetOutputDataToLog)", re.MULTILINE)
 # Commands that show a file of the unit: where that is damaged, it may be no number any more.
 READINGS = {"batteryvoltage", "lcdtemperature", "sensepin", "watertemperature"}
 

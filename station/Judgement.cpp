@@ -221,8 +221,13 @@ void Judge(Run_T& run, const Facts_T& facts)
     if (facts.isSpoiled) {
         return Decide(run, Outcome::NotJudged, "it has lines that are not known");
     }
-    if (isFailed || !facts.fault.empty()) {
-        return Decide(run, Outcome::NotJudged, isFailed ? "no reason was printed" : facts.fault);
+    if (isFailed) {
+        return Decide(run, Outcome::NotJudged, "no reason was printed");
+    }
+    for (const Bytes_T* pError : {&facts.fault, &facts.complaint}) {
+        if (!pError->empty()) {
+            return Decide(run, Outcome::NotJudged, *pError);
+        }
     }
     if (const char* const objection = Objection(run, facts)) {
         return Decide(run, Outcome::NotJudged, objection);

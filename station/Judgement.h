@@ -24,6 +24,7 @@ inline constexpr unsigned int c_Attempt = 1U << 14; ///< the ping that a built-i
 inline constexpr unsigned int c_Ticks = 1U << 15;
 inline constexpr unsigned int c_Reading = 1U << 16;
 inline constexpr unsigned int c_UnitData = 1U << 17; ///< the border of the unit's data
+inline constexpr unsigned int c_Usage = 1U << 18;
 } // namespace Evidence
 
 enum class Verdict { None, Passed, Failed, Performed, NotValid };
@@ -41,6 +42,7 @@ struct Facts_T {
                    ///< empty: none
     bool isFaultReported = false; ///< it is one of the report
     Bytes_T untested;             ///< first message that the test could not be made; empty: none
+    Bytes_T complaint;            ///< first other message that calls itself an error; empty: none
     std::uint64_t ticks = 0;
     std::uint64_t bufferBytes = 0; ///< as printed behind the number of samples
     Bytes_T reading;               ///< first line of what a sensor's file holds

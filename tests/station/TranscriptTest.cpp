@@ -16,8 +16,17 @@ using Words_T = std::vector<std::string>;
 namespace
 {
 const std::string c_Battery = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw";
+const std::string c_Water = "/sys/devices/platform/varrow/water_temperature";
 const Words_T c_XkPing = {"xkping", "examples/short.txt", "0", "8"};
 const Words_T c_Ping = {"ping", "200000", "210000", "27", "45", "0", "low"};
+// What a passing run does not print, or not there.
+const Words_T c_Aliens = {"//////////////////////////////////\n",
+                          "ERROR: Failed to get version.\n",
+                          "Firmware Version: 255.0\n",
+                          "Test App Build ID: \n",
+                          "Samples: -5 Buffer Bytes: 9\n",
+                          "ERROR: Failed to open file:\n",
+                          "utter nonsense\n"};
 
 /// Lines with their ends.
 Words_T LinesOf(const std::string& text)
@@ -87,6 +96,9 @@ TEST(Transcript, PassesOnlyWhenAWholePassingRunIsInIt)
             expect(beginning + original); // what was broken off takes nothing from the run behind it
             expect(beginning + Joined(lines, index + 1));
             expect(beginning + lines[index] + Joined(lines, index));
+            for (const std::string& alien : c_Aliens) {
+                expect(beginning + alien + Joined(lines, std::max<std::size_t>(index, 1)));
+            }
         }
         std::mt19937 random(1);
         for (int turn = 0; turn < 100; ++turn) {
@@ -116,6 +128,10 @@ TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
         {CVirtualUnit().Run({"nonsense"}), Outcome::NotJudged, "the usage was shown, and nothing tested"},
         {CVirtualUnit().Run({"xkping", "/nosuch", "0", "1"}), Outcome::NotJudged,
          "ERROR: Ensure file exists: /nosuch "},
+        {CVirtualUnit().Run({"xkping", "no such", "0", "1"}), Outcome::NotJudged,
+         "ERROR: Ensure file exists: no such "},
+        {CVirtualUnit("Varrow").Set(c_Water, "20").Fault("file-open:5=EIO").Run({"watertemperature"}),
+         Outcome::NotJudged, "ERROR: Failed to open file:" + c_Water},
         // Its verdict is "Test Passed."
         {CVirtualUnit().Fault("write:9=EIO").Run(c_XkPing), Outcome::NotJudged,
          "ERROR: Get ping failed with error code: 0."},
@@ -153,6 +169,33 @@ TEST(Transcript, AnAssertionAndUnknownLinesArePartOfTheRunThatTheyStandIn)
                                 "2873\nTest Result: Tests Failed.\n"));
     EXPECT_EQ(spoofed.All().back().outcome, Outcome::NotJudged);
     EXPECT_EQ(CRuns("").Only().outcome, Outcome::NotJudged);
+}
+
+TEST(Transcript, RunsTakeNothingFromEachOther)
+{
+    const std::string good = RunText({"batteryvoltage"}, "", "2873\nTest Result: Operation Performed.\n");
+    const std::string image = "cat /corvane/Application/FPGAFirmware/x > /dev/LSfpga0\n";
+    const std::pair<std::string, std::size_t> cases[] = {
+        {image + good, 2},
+        {good + "Aborted (core dumped)\n" + good, 3},
+        {"Segmentation fault\n" + good, 2},
+        {good + "cat notes > log\n", 1},
+        {ReportHead({"sensepin"}).substr(0, 60) + "\nwhat is this\n" + good, 2}};
+    for (const auto& [text, count] : cases) {
+        const CRuns runs(text);
+        EXPECT_EQ(runs.All().size(), count) << text;
+        EXPECT_EQ(runs.Good(), text.ends_with(good) && text.starts_with(good) && count > 1 ? 2 : 1) << text;
+    }
+    // The sounder's script may print what it likes, and as it likes.
+    const TemporaryDirectory directory;
+    for (const std::string script : {"printf stopped", "echo stopped; echo", "echo ERROR: 3"}) {
+        const CVirtualUnit unit = CVirtualUnit("QL1A").Copy("/corvane/Application/KillQLSounder",
+                                                            directory.Write("kill", "#!/bin/sh\n" + script));
+        for (const Words_T& arguments : {c_Ping, Words_T{"loadfpgabinary"}}) {
+            const std::string text = unit.Run(arguments).output;
+            EXPECT_EQ(CRuns(text).Good(), 1) << text;
+        }
+    }
 }
 
 TEST(Transcript, HostileBytesAndSizesAreTakenInBoundedMemory)
