@@ -1,0 +1,74 @@
+// Transcripts of arbitrary bytes for sonarbench-report, written in every format.
+
+#include "station/Formats.h"
+#include "station/TranscriptReader.h"
+
+#include <QBuffer>
+#include <QJsonDocument>
+#include <QXmlStreamReader>
+
+#include <cassert>
+
+namespace
+{
+/// Writes each run in every format, and counts lines.
+class CEveryFormat : public IRunWriter
+{
+public:
+    CEveryFormat()
+    {
+        for (std::size_t i = 0; i < Formats().size(); ++i) {
+            m_Outputs[i].open(QIODevice::WriteOnly);
+            m_Writers.push_back(Formats()[i].make(m_Outputs[i], View_T{.sampleClock = 16906.25}));
+            m_Writers.back()->Begin();
+        }
+    }
+    void Write(const Run_T& run) override
+    {
+        m_Summary.Add(run);
+        for (const auto& writer : m_Writers) {
+            writer->Write(run);
+        }
+    }
+    void Check(std::size_t lines)
+    {
+        // Each line is known to a rule, or listed.
+        assert(m_Summary.claimed + m_Summary.unrecognised == lines);
+        for (const auto& writer : m_Writers) {
+            writer->End(m_Summary);
+        }
+        for (const QByteArray& json : OutputOf("json").split('\n')) {
+            assert(json.isEmpty() || !QJsonDocument::fromJson(json).isNull());
+        }
+        QXmlStreamReader xml(OutputOf("junit"));
+        while (!xml.atEnd()) {
+            xml.readNext();
+        }
+        assert(!xml.hasError());
+    }
+
+private:
+    const QByteArray& OutputOf(std::string_view format) const
+    {
+        const auto found = std::ranges::find(Formats(), format, &Format_T::option);
+        return m_Outputs[static_cast<std::size_t>(found - Formats().begin())].data();
+    }
+
+    std::array<QBuffer, 16> m_Outputs;
+    std::vector<std::unique_ptr<IRunWriter>> m_Writers;
+    Summary_T m_Summary;
+};
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size)
+{
+    const QByteArray text(reinterpret_cast<const char*>(pData), static_cast<qsizetype>(size));
+    QBuffer transcript;
+    transcript.setData(text);
+    transcript.open(QIODevice::ReadOnly);
+    CEveryFormat formats;
+    ReadTranscript("t", transcript, formats);
+    const bool hasOpenLine = !text.isEmpty() && !text.endsWith('\n');
+    formats.Check(static_cast<std::size_t>(text.count('\n')) + (hasOpenLine ? 1 : 0));
+    return 0;
+}
