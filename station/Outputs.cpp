@@ -45,7 +45,8 @@ qint64 COutputFile::writeData(const char* data, qint64 size)
 
 COutputs::COutputs(const std::vector<Options_T::Output_T>& outputs, const View_T& view)
 {
-    for (const auto& [format, name] : outputs) {
+    for (const Options_T::Output_T& wanted : outputs) {
+        const std::string& name = wanted.file;
         auto file = std::make_unique<COutputFile>();
         Open(*file, name);
         const auto identity = RegularFile(file->handle());
@@ -54,7 +55,7 @@ COutputs::COutputs(const std::vector<Options_T::Output_T>& outputs, const View_T
             })) {
             throw std::runtime_error("two outputs cannot go to " + name);
         }
-        auto writer = format->make(*file, view);
+        auto writer = wanted.format->make(*file, view);
         m_Outputs.push_back({name, identity, std::move(file), std::move(writer)});
     }
 }

@@ -27,8 +27,9 @@ void PrintError(const std::string& text) { std::fprintf(stderr, "sonarbench-repo
 void ReserveStandardStreams()
 {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (::fcntl(stream, F_GETFD) < 0) {
-            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", mode) != stream) {
+            return; // nothing can be opened, and nothing will be
         }
     }
 }
