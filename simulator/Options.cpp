@@ -177,6 +177,11 @@ fs::path PathValue(const QCommandLineParser& parser, const QCommandLineOption& o
     if (parser.isSet(option) && value.isEmpty()) {
         throw UsageError_T{u"--%1 needs a name"_s.arg(option.names().first())};
     }
+    if (value == u"-") {
+        throw UsageError_T{
+            u"--%1 needs a file: the standard streams are the program's; ./- is one of that name"_s.arg(
+                option.names().first())};
+    }
     return BytesOf(value);
 }
 
@@ -251,6 +256,7 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
         "fault befell nothing, or when the program departed from the replayed trace."_s);
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     const QCommandLineOption help = parser.addHelpOption();
+    const QString fullHelp = u"help-all"_s; // which comes with it
     parser.addOptions({set.product, set.listProducts, set.set, set.copy, set.remove, set.firmwareVersion,
                        set.scene, set.trace, set.replay, set.fault, set.listFaults, set.calls, set.report,
                        set.keep, set.program});
@@ -267,7 +273,7 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     if (!parser.parse(arguments)) {
         return wrongUsage(parser.errorText());
     }
-    if (parser.isSet(help)) {
+    if (parser.isSet(help) || parser.isSet(fullHelp)) {
         return OptionsAnswer_T{0, parser.helpText().toStdString() + "\n" + FaultHelp()};
     }
     if (parser.isSet(set.listProducts)) {

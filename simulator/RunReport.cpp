@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
@@ -20,27 +21,41 @@ namespace
 namespace fs = std::filesystem;
 
 constexpr char c_Reader[] = "sonarbench-report";
-/// From this exit status on, except the one for runs without a verdict, the reader has failed.
+/// As the reader's own table has them: from this exit status on, except the one for runs without a verdict,
+/// the reader has failed.
 constexpr int c_ReaderFailed = 2;
 constexpr int c_NotJudged = 3;
+
+[[noreturn]] void Refuse(int failure)
+{
+    throw std::system_error(failure, std::generic_category(), "cannot copy the output");
+}
 
 void Check(int result)
 {
     if (result < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot copy the output");
+        Refuse(errno);
     }
 }
 
-/// Writes as much as is taken; whoever reads standard output may have gone.
-void WriteAll(int descriptor, std::string_view bytes)
+/// Writes as much as is taken; returns 0, or why there was more.
+int WriteAll(int descriptor, std::string_view bytes)
 {
     while (!bytes.empty()) {
         const auto written = ::write(descriptor, bytes.data(), bytes.size());
         if (written < 0 && errno != EINTR) {
-            return;
+            return errno;
         }
         bytes.remove_prefix(static_cast<std::size_t>(std::max<decltype(written)>(written, 0)));
     }
+    return 0;
+}
+
+/// In the reader's form of a number, whatever the locale.
+std::string NumberText(double number)
+{
+    std::array<char, 32> text; // more than the shortest form of any needs
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
 }
 } // namespace
 
@@ -65,11 +80,17 @@ CStreamCopy::CStreamCopy(int stream, const fs::path& copy)
 
 CStreamCopy::~CStreamCopy()
 {
-    ::dup2(m_Standard, m_Stream);
-    Drain();
+    Finish();
     for (const int descriptor : {m_Copy, m_Read, m_Standard}) {
         ::close(descriptor);
     }
+}
+
+int CStreamCopy::Finish()
+{
+    ::dup2(m_Standard, m_Stream);
+    Drain();
+    return m_Failure;
 }
 
 void CStreamCopy::Drain()
@@ -81,8 +102,10 @@ void CStreamCopy::Drain()
             return;
         }
         const std::string_view bytes(buffer.data(), static_cast<std::size_t>(count));
-        WriteAll(m_Standard, bytes);
-        WriteAll(m_Copy, bytes);
+        WriteAll(m_Standard, bytes); // whoever reads it may have gone
+        if (const int failure = WriteAll(m_Copy, bytes); failure != 0) {
+            m_Failure = failure;
+        }
     }
 }
 
@@ -92,32 +115,49 @@ CTranscript::CTranscript(const fs::path& file)
 {
 }
 
-CTranscript::~CTranscript()
-{
-    m_Errors.reset();
-    m_Output.reset();
-    std::ifstream errors(m_ErrorFile, std::ios::binary);
-    std::ofstream(m_File, std::ios::binary | std::ios::app) << errors.rdbuf();
-}
-
 void CTranscript::Drain()
 {
     m_Output->Drain();
     m_Errors->Drain();
 }
 
-void WriteRunReport(const fs::path& page, const fs::path& transcript, double sampleInterval,
+void CTranscript::Finish()
+{
+    for (std::optional<CStreamCopy>* const pCopy : {&m_Errors, &m_Output}) {
+        m_Failure = std::max(m_Failure, (*pCopy)->Finish());
+        pCopy->reset();
+    }
+    std::ifstream errors(m_ErrorFile, std::ios::binary);
+    std::ofstream whole(m_File, std::ios::binary | std::ios::app);
+    if (errors.peek() != std::ifstream::traits_type::eof()) {
+        whole << errors.rdbuf();
+    }
+    if (!whole.flush()) {
+        m_Failure = std::max(m_Failure, EIO);
+    }
+}
+
+const fs::path& CTranscript::File() const
+{
+    if (m_Failure != 0) {
+        Refuse(m_Failure);
+    }
+    return m_File;
+}
+
+void WriteRunReport(const fs::path& page, const CTranscript& transcript, double sampleInterval,
                     const CSignals& signals)
 {
+    const fs::path& file = transcript.File();
     // The page names the transcript as it is given here.
-    std::vector<std::string> command = {"env", "-C", transcript.parent_path()};
+    std::vector<std::string> command = {"env", "-C", file.parent_path()};
     const fs::path reader = Companion(c_Reader);
     std::ranges::copy(EmulatorOf(reader), std::back_inserter(command));
     command.insert(command.end(), {reader, "--html", fs::absolute(page)});
     if (sampleInterval > 0) {
-        command.insert(command.end(), {"--sample-clock", std::to_string(1 / sampleInterval)});
+        command.insert(command.end(), {"--sample-clock", NumberText(1 / sampleInterval)});
     }
-    command.insert(command.end(), {"--", transcript.filename()});
+    command.insert(command.end(), {"--", file.filename()});
     const int status = RunProgram(command, signals, {});
     if (status >= c_ReaderFailed && status != c_NotJudged) {
         throw std::runtime_error(std::string(c_Reader) + " could not make the report " + page.string());

@@ -23,38 +23,42 @@ public:
     int Descriptor() const { return m_Read; }
     /// Passes on what there is; does not wait.
     void Drain();
+    /// The stream goes where it went before. Returns 0 when the copy is whole, otherwise an errno.
+    int Finish();
 
 private:
     int m_Stream;
     int m_Copy;
     int m_Read;
     int m_Standard; ///< where the stream went
+    int m_Failure = 0;
 };
 
-/// Keeps what a run prints while it lives, in a file: when it ends, standard output, and behind it what came
-/// on standard error.
+/// Keeps what a run prints in a file: standard output, and behind it what came on standard error.
 class CTranscript
 {
 public:
     /// Throws std::system_error when the system refuses.
     explicit CTranscript(const std::filesystem::path& file);
-    CTranscript(const CTranscript&) = delete;
-    CTranscript& operator=(const CTranscript&) = delete;
-    ~CTranscript();
 
-    /// Readable when there is something to pass on.
+    /// Readable when there is something to pass on. Before Finish().
     std::array<int, 2> Descriptors() const { return {m_Output->Descriptor(), m_Errors->Descriptor()}; }
-    /// Passes on what there is; does not wait.
+    /// Passes on what there is; does not wait. Before Finish().
     void Drain();
+    /// Keeps no more; the streams are again what they were.
+    void Finish();
+    /// The file. After Finish(). Throws std::system_error when it does not hold everything.
+    const std::filesystem::path& File() const;
 
 private:
     std::filesystem::path m_File;
     std::filesystem::path m_ErrorFile;
     std::optional<CStreamCopy> m_Output;
     std::optional<CStreamCopy> m_Errors;
+    int m_Failure = 0; ///< errno of what was not kept
 };
 
 /// Has the station's reader of reports make a page out of a transcript, for pictures with a range when the
 /// interval of the samples in seconds is above 0. Throws std::exception when there is no page.
-void WriteRunReport(const std::filesystem::path& page, const std::filesystem::path& transcript,
-                    double sampleInterval, const CSignals& signals);
+void WriteRunReport(const std::filesystem::path& page, const CTranscript& transcript, double sampleInterval,
+                    const CSignals& signals);

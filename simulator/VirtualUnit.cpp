@@ -191,22 +191,25 @@ void CheckResult(std::optional<std::ofstream>& file, const char* what, const fs:
     }
 }
 
-/// Runs the program in the sandbox, and keeps what it prints when a file is given; returns its exit status.
+/// Runs the program in the sandbox, and keeps what it prints when there is a transcript; returns its exit
+/// status.
 int RunAndKeep(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
-               CDeviceHost& host, const fs::path& file)
+               CDeviceHost& host, std::optional<CTranscript>& transcript)
 {
     std::vector<int> descriptors = host.Descriptors();
-    std::optional<CTranscript> transcript;
-    if (!file.empty()) {
-        transcript.emplace(file);
+    if (transcript) {
         std::ranges::copy(transcript->Descriptors(), std::back_inserter(descriptors));
     }
-    return RunInSandbox(sandbox, program, signals, descriptors, [&] {
+    const int exitStatus = RunInSandbox(sandbox, program, signals, descriptors, [&] {
         host.Drain();
         if (transcript) {
             transcript->Drain();
         }
     });
+    if (transcript) {
+        transcript->Finish();
+    }
+    return exitStatus;
 }
 
 /// Of the last ping, in seconds; 0 when there was none.
@@ -282,7 +285,10 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     if (calls) {
         CountCalls(*calls, sandbox);
     }
-    const fs::path transcript = options.report.empty() ? fs::path() : directory.Path() / product.name;
+    std::optional<CTranscript> transcript;
+    if (!options.report.empty()) {
+        transcript.emplace(directory.Path() / product.name);
+    }
     run.exitStatus = RunAndKeep(sandbox, program, signals, host, transcript);
     host.Finish();
     if (calls) {
@@ -298,8 +304,8 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         *callsFile << faults.Counts();
     }
     CheckResult(callsFile, c_Counts, options.calls);
-    if (!options.report.empty()) {
-        WriteRunReport(options.report, transcript, SampleInterval(devices), signals);
+    if (transcript) {
+        WriteRunReport(options.report, *transcript, SampleInterval(devices), signals);
     }
     return run;
 }

@@ -4,6 +4,8 @@
 
 #include <QDateTime>
 
+#include <filesystem>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -19,6 +21,13 @@ constexpr std::array<Trouble_T, c_Outcomes> c_Troubles = {
     {{}, {}, {"failure"_L1, "failed"_L1}, {"error"_L1, "not judged"_L1}}};
 
 const Trouble_T& TroubleOf(const Run_T& run) { return c_Troubles[static_cast<std::size_t>(run.outcome)]; }
+
+/// Tells the cases of one command apart, by unit where a transcript is named so.
+QString ClassOf(const Run_T& run)
+{
+    const std::string stem = std::filesystem::path(run.transcript).stem();
+    return c_Package + (run.transcript == c_StandardStream ? QString() : u'.' + PrintableText(stem));
+}
 
 QString NameOf(const Run_T& run) { return PrintableText(run.command.empty() ? "(none)" : run.command); }
 } // namespace
@@ -85,7 +94,7 @@ void CJunitWriter::WriteCase(const Run_T& run)
 {
     m_Xml.writeStartElement("testcase"_L1);
     m_Xml.writeAttribute("name"_L1, NameOf(run));
-    m_Xml.writeAttribute("classname"_L1, c_Package);
+    m_Xml.writeAttribute("classname"_L1, ClassOf(run));
     m_Xml.writeAttribute("time"_L1, u"0"_s);
     if (const Trouble_T& trouble = TroubleOf(run); !trouble.element.isEmpty()) {
         m_Xml.writeStartElement(trouble.element);

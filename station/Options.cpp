@@ -42,6 +42,7 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
         "a file that cannot be read or written; 3 a run could not be judged; 4 unknown\n"
         "lines with --strict. Of several, 2 comes first, then the largest."_s);
     const QCommandLineOption help = parser.addHelpOption();
+    const QString fullHelp = u"help-all"_s; // which comes with it
     const QCommandLineOption strict{u"strict"_s, u"Ends with 4 when a line is not recognised."_s};
     for (const Format_T& format : Formats()) {
         parser.addOption(OptionOf(format));
@@ -59,7 +60,7 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     if (!parser.parse(arguments)) {
         return WrongUsage(parser.errorText());
     }
-    if (parser.isSet(help)) {
+    if (parser.isSet(help) || parser.isSet(fullHelp)) {
         return OptionsAnswer_T{0, parser.helpText().toStdString()};
     }
 
@@ -76,10 +77,6 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
             if (file.empty()) {
                 return WrongUsage(u"--%1 needs a name"_s.arg(QString::fromLatin1(format.option)));
             }
-            if (std::ranges::find(options.outputs, file, &Options_T::Output_T::file) !=
-                options.outputs.end()) {
-                return WrongUsage(u"two outputs cannot go to %1"_s.arg(value));
-            }
             options.outputs.push_back({&format, file});
         }
     }
@@ -88,6 +85,9 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     }
     for (const QString& transcript : parser.positionalArguments()) {
         options.transcripts.push_back(BytesOf(transcript));
+    }
+    if (std::ranges::count(options.transcripts, c_StandardStream) > 1) {
+        return WrongUsage(u"standard input can be read only once"_s);
     }
     if (options.transcripts.empty()) {
         options.transcripts.emplace_back(c_StandardStream);

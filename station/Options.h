@@ -6,9 +6,6 @@
 #include <variant>
 #include <vector>
 
-/// Stands for standard input, and for standard output.
-inline constexpr char c_StandardStream[] = "-";
-
 /// What the command line asks for.
 struct Options_T {
     struct Output_T {

@@ -1,5 +1,6 @@
 #include "station/Outputs.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,33 +10,80 @@
 
 namespace
 {
+std::runtime_error Refusal(const std::string& name)
+{
+    return std::runtime_error(name + ": " + std::strerror(errno));
+}
+
 /// QFile would decode the name; this takes its bytes.
 void Open(COutputFile& file, const std::string& name)
 {
     constexpr mode_t mode = 0666;
     const bool isStream = name == c_StandardStream;
     const int descriptor =
-        isStream ? STDOUT_FILENO : ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+        isStream ? STDOUT_FILENO : ::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, mode);
     const auto handling = isStream ? QFileDevice::DontCloseHandle : QFileDevice::AutoCloseHandle;
     if (descriptor < 0 || !file.open(descriptor, QIODevice::WriteOnly, handling)) {
-        throw std::runtime_error(name + ": " + std::strerror(errno));
+        throw Refusal(name);
     }
 }
 } // namespace
 
+void COutputFile::Note(bool isWritten)
+{
+    if (!isWritten && m_Failure.empty()) {
+        m_Failure = std::strerror(errno);
+    }
+}
+
+qint64 COutputFile::writeData(const char* data, qint64 size)
+{
+    const qint64 written = QFile::writeData(data, size);
+    Note(written == size);
+    return written;
+}
+
 COutputs::COutputs(const std::vector<Options_T::Output_T>& outputs, const View_T& view)
 {
-    for (const auto& [format, name] : outputs) {
+    for (const Options_T::Output_T& wanted : outputs) {
+        const std::string& name = wanted.file;
         auto file = std::make_unique<COutputFile>();
         Open(*file, name);
-        auto writer = format->make(*file, view);
-        m_Outputs.push_back({name, std::move(file), std::move(writer)});
+        const auto identity = RegularFile(file->handle());
+        if (std::ranges::any_of(m_Outputs, [&](const Output_T& other) {
+                return identity ? identity == other.identity : name == c_StandardStream && other.name == name;
+            })) {
+            throw std::runtime_error("two outputs cannot go to " + name);
+        }
+        auto writer = wanted.format->make(*file, view);
+        m_Outputs.push_back({name, identity, std::move(file), std::move(writer)});
     }
+}
+
+std::vector<FileIdentity_T> COutputs::Written() const
+{
+    std::vector<FileIdentity_T> written;
+    const auto add = [&written](const std::optional<FileIdentity_T>& file) {
+        if (file) {
+            written.push_back(*file);
+        }
+    };
+    add(RegularFile(STDOUT_FILENO));
+    add(RegularFile(STDERR_FILENO));
+    for (const Output_T& output : m_Outputs) {
+        add(output.identity);
+    }
+    return written;
 }
 
 void COutputs::Begin()
 {
     for (const Output_T& output : m_Outputs) {
+        // Standard output may stand behind what others wrote.
+        if (output.identity && output.name != c_StandardStream &&
+            ::ftruncate(output.file->handle(), 0) != 0) {
+            throw Refusal(output.name);
+        }
         output.writer->Begin();
     }
 }
@@ -59,8 +107,8 @@ void COutputs::End(const Summary_T& summary)
 std::string COutputs::Failed() const
 {
     for (const Output_T& output : m_Outputs) {
-        if (output.file->HasFailed()) {
-            return output.name;
+        if (const std::string& failure = output.file->Failure(); !failure.empty()) {
+            return output.name + ": not everything could be written: " + failure;
         }
     }
     return {};

@@ -18,6 +18,9 @@ inline constexpr std::size_t c_Outcomes = 4;
 /// For people: "passed", "performed", "failed", "not judged".
 const char* NameOf(Outcome outcome);
 
+/// Stands for standard input, and for standard output, where a file's name would stand.
+inline constexpr char c_StandardStream[] = "-";
+
 /// Texts of a transcript are bytes, as they were printed: neither UTF-8 nor the absence of control bytes can
 /// be relied on. PrintableText() of station/Text.h is for showing them.
 using Bytes_T = std::string;
@@ -89,7 +92,7 @@ struct Unit_T {
 /// One start of the program, out of what it printed. Its size is bounded whatever the transcript holds: of
 /// messages, readings and unrecognised lines the first are kept, and all are counted.
 struct Run_T {
-    Bytes_T transcript;          ///< name of the file; "-" for standard input
+    Bytes_T transcript;          ///< name of the file, or c_StandardStream
     std::uint64_t firstLine = 0; ///< lines of the transcript that belong to the run
     std::uint64_t lastLine = 0;
 

@@ -14,12 +14,23 @@ std::size_t SequenceLength(unsigned char first)
     return first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
 }
 
+/// As \xNN.
+void AppendEscaped(QString& text, unsigned char byte)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    const char escaped[] = {'\\', 'x', digits[byte >> 4U], digits[byte & 0xFU]};
+    text += QLatin1StringView(escaped, sizeof escaped);
+}
+
 bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
 
 /// Not what XML does not allow or people do not see: the second row of controls, the last two of the plane,
 /// and what turns or joins the characters around it.
 bool IsShown(const QString& text)
 {
+    if (text.isEmpty()) {
+        return false;
+    }
     const char16_t first = text.front().unicode();
     return !(first >= 0x80 && first < 0xA0) && first < 0xFFFE &&
            QChar(first).category() != QChar::Other_Format;
@@ -39,7 +50,8 @@ QString PrintableText(std::string_view bytes)
             continue;
         }
         if (length > 1 && length <= bytes.size()) {
-            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            QStringDecoder decoder(QStringDecoder::Utf8,
+                                   QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
             const QString character =
                 decoder.decode(QByteArrayView(bytes.data(), static_cast<qsizetype>(length)));
             if (!decoder.hasError() && IsShown(character)) {
@@ -48,7 +60,7 @@ QString PrintableText(std::string_view bytes)
                 continue;
             }
         }
-        text += u"\\x%1"_s.arg(first, 2, 16, QLatin1Char('0'));
+        AppendEscaped(text, first);
         bytes.remove_prefix(1);
     }
     return text;

@@ -10,5 +10,5 @@
 /// @param transcript  name for Run_T::transcript
 /// @param device      open for reading; text mode is not wanted
 /// @return false when the device reports an error; the runs up to there were handed on, the last of them
-/// unjudged
+/// as if the transcript ended there: judged only when all of it had come
 bool ReadTranscript(const Bytes_T& transcript, QIODevice& device, IRunWriter& consumer);

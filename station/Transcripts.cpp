@@ -3,52 +3,65 @@
 #include "station/Options.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace
 {
 namespace fs = std::filesystem;
 
-bool IsWritten(const fs::path& file, const std::vector<std::string>& outputs)
+bool IsAmong(const std::vector<FileIdentity_T>& written, const std::optional<FileIdentity_T>& file)
 {
-    return std::ranges::any_of(outputs, [&file](const std::string& output) {
-        std::error_code failure;
-        return output != c_StandardStream && fs::is_regular_file(file, failure) &&
-               fs::equivalent(file, output, failure);
-    });
+    return file && std::ranges::find(written, *file) != written.end();
 }
 
-std::vector<std::string> FilesIn(const fs::path& directory, const std::vector<std::string>& outputs)
+bool IsTranscript(const fs::directory_entry& entry, const std::vector<FileIdentity_T>& written)
+{
+    if (entry.path().filename().string().starts_with('.')) {
+        return false;
+    }
+    std::error_code failure;
+    const fs::file_status status = fs::status(entry.path(), failure);
+    // Nothing is known of a link in a circle, or of one to a file that has gone.
+    return !fs::status_known(status) || !fs::exists(status) ||
+           (fs::is_regular_file(status) && !IsAmong(written, RegularFile(entry.path().string())));
+}
+
+void AddFilesIn(const std::string& directory, const std::vector<FileIdentity_T>& written,
+                Transcripts_T& transcripts)
 {
     std::vector<std::string> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-        const bool isHidden = entry.path().filename().string().starts_with('.');
-        if (!isHidden && entry.is_regular_file() && !IsWritten(entry.path(), outputs)) {
-            files.push_back(entry.path().string());
+    std::error_code failure;
+    for (fs::directory_iterator at(directory, failure); at != fs::directory_iterator();
+         at.increment(failure)) {
+        if (IsTranscript(*at, written)) {
+            files.push_back(at->path().string());
         }
     }
+    if (failure) {
+        transcripts.complaints.push_back(directory + ": " + failure.message());
+    }
     std::ranges::sort(files);
-    return files;
+    std::ranges::move(files, std::back_inserter(transcripts.files));
 }
 } // namespace
 
-std::vector<std::string> TranscriptFiles(const std::vector<std::string>& names,
-                                         const std::vector<std::string>& outputs)
+Transcripts_T FindTranscripts(const std::vector<std::string>& names,
+                              const std::vector<FileIdentity_T>& written)
 {
-    std::vector<std::string> files;
+    Transcripts_T transcripts;
     for (const std::string& name : names) {
-        const bool isFile = name != c_StandardStream;
-        if (isFile && !fs::exists(name)) {
-            throw std::runtime_error(name + ": there is no such file");
-        }
-        if (isFile && IsWritten(name, outputs)) {
+        const bool isStream = name == c_StandardStream;
+        std::error_code failure;
+        if (IsAmong(written, isStream ? RegularFile(STDIN_FILENO) : RegularFile(name))) {
             throw std::runtime_error(name + ": cannot be read and written at once");
         }
-        if (isFile && fs::is_directory(name)) {
-            std::ranges::move(FilesIn(name, outputs), std::back_inserter(files));
+        if (!isStream && fs::is_directory(name, failure)) {
+            AddFilesIn(name, written, transcripts);
         } else {
-            files.push_back(name);
+            transcripts.files.push_back(name);
         }
     }
-    return files;
+    return transcripts;
 }

@@ -15,17 +15,18 @@ struct NumberOption_T {
     const char* name;
     const char* description;
     const char* value;
+    bool isWhole;
     double low;
     double high;
     void (*store)(View_T& view, double number);
 };
 
 constexpr std::array<NumberOption_T, 3> c_Numbers = {{
-    {"sample-clock", "Samples that the units take in a second, for the range in pictures.", "HERTZ", 1, 1e9,
-     [](View_T& view, double number) { view.sampleClock = number; }},
-    {"sound-speed", "Of the water, in metres a second, for the range (default 1500).", "SPEED", 100, 10000,
-     [](View_T& view, double number) { view.soundSpeed = number; }},
-    {"width", "Columns for --plot (default: the terminal's).", "COLUMNS", c_NarrowestPlot, c_WidestPlot,
+    {"sample-clock", "Samples that the units take in a second, for the range in pictures.", "HERTZ", false, 1,
+     1e9, [](View_T& view, double number) { view.sampleClock = number; }},
+    {"sound-speed", "Of the water, in metres a second, for the range (default 1500).", "SPEED", false, 100,
+     10000, [](View_T& view, double number) { view.soundSpeed = number; }},
+    {"width", "Columns for --plot (default: the terminal's).", "COLUMNS", true, c_NarrowestPlot, c_WidestPlot,
      [](View_T& view, double number) { view.width = static_cast<int>(number); }},
 }};
 
@@ -75,10 +76,13 @@ View_T ReadViewOptions(const QCommandLineParser& parser, QString& wrongUsage)
             continue;
         }
         bool isNumber = false;
-        const double number = parser.value(name).toDouble(&isNumber);
+        const QString text = parser.value(name);
+        const double number = option.isWhole ? text.toInt(&isNumber) : text.toDouble(&isNumber);
         if (!isNumber || !(number >= option.low && number <= option.high)) {
-            wrongUsage = u"--%1 takes a number from %2 to %3, not \"%4\""_s.arg(
-                name, QString::number(option.low), QString::number(option.high, 'f', 0), parser.value(name));
+            wrongUsage = u"--%1 takes a %2 from %3 to %4, not \"%5\""_s.arg(
+                name, option.isWhole ? u"whole number"_s : u"number"_s, QString::number(option.low),
+                QString::number(option.high, 'f', 0), text);
+            continue;
         }
         option.store(view, number);
     }

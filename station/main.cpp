@@ -15,12 +15,24 @@
 
 namespace
 {
+// The simulator knows them, too.
 constexpr int c_WrongUsage = 2;
 constexpr int c_NotJudged = 3;
 constexpr int c_NotRecognised = 4;
 constexpr std::array<int, c_Outcomes> c_Statuses = {0, 0, 1, c_NotJudged}; // by Outcome
 
 void PrintError(const std::string& text) { std::fprintf(stderr, "sonarbench-report: %s\n", text.c_str()); }
+
+/// Takes the number of a standard stream that is closed, before another file does. Using it still fails.
+void ReserveStandardStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", mode) != stream) {
+            return; // nothing can be opened, and nothing will be
+        }
+    }
+}
 
 /// False, and told, when the file cannot be read, or not to its end.
 bool ReadFile(const std::string& name, IRunWriter& consumer)
@@ -29,9 +41,12 @@ bool ReadFile(const std::string& name, IRunWriter& consumer)
     const int descriptor = isStream ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
     QFile file;
     const auto handling = isStream ? QFileDevice::DontCloseHandle : QFileDevice::AutoCloseHandle;
-    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, handling) ||
-        !ReadTranscript(name, file, consumer)) {
+    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, handling)) {
         PrintError(name + ": " + std::strerror(errno));
+        return false;
+    }
+    if (!ReadTranscript(name, file, consumer)) {
+        PrintError(name + ": " + file.errorString().toStdString());
         return false;
     }
     return true;
@@ -48,20 +63,17 @@ int StatusOf(const Summary_T& summary, bool isStrict)
 
 int Report(const Options_T& options)
 {
-    std::vector<std::string> written;
-    for (const Options_T::Output_T& output : options.outputs) {
-        written.push_back(output.file);
-    }
-    const std::vector<std::string> files = TranscriptFiles(options.transcripts, written);
     COutputs outputs(options.outputs, options.view);
+    const Transcripts_T transcripts = FindTranscripts(options.transcripts, outputs.Written());
     outputs.Begin();
-    bool areRead = true;
-    for (const std::string& file : files) {
+    std::ranges::for_each(transcripts.complaints, PrintError);
+    bool areRead = transcripts.complaints.empty();
+    for (const std::string& file : transcripts.files) {
         areRead = ReadFile(file, outputs) && areRead; // the others are read all the same
     }
     outputs.End(outputs.Summary());
     if (const std::string failed = outputs.Failed(); !failed.empty()) {
-        throw std::runtime_error(failed + ": not everything could be written");
+        throw std::runtime_error(failed);
     }
     return areRead ? StatusOf(outputs.Summary(), options.isStrict) : c_WrongUsage;
 }
@@ -69,6 +81,7 @@ int Report(const Options_T& options)
 
 int main(int argc, char** argv)
 {
+    ReserveStandardStreams();
     const QCoreApplication application(argc, argv);
     const auto read = ReadOptions(argc, argv);
     if (const auto* const pAnswer = std::get_if<OptionsAnswer_T>(&read)) {

@@ -1,18 +1,23 @@
 #!/usr/bin/env bash
-# A job for a CI server: tests each unit and leaves one JUnit file, which the server shows, and one page with the
-# echoes, which it keeps. Usage: ci_job.sh COMMAND...
+# A job for a CI server: tests each unit and leaves one JUnit file, which the server shows by unit, one page with the
+# echoes, and what the units printed in transcripts/, all for the server to keep. Usage: ci_job.sh COMMAND...
 #
-# UNITS are the units, a command each that runs a test there, a line each. The job fails when a unit does.
+# UNITS are the units, a line each: its name, such as the serial number, and the command that runs a test there. The job
+# fails when a unit does.
 set -euo pipefail
-: "${REPORT:=sonarbench-report}" "${UNITS:=./sonarbench}"
+: "${REPORT:=sonarbench-report}" "${UNITS:=unit ./sonarbench}"
 
 (($#)) || { echo "usage: ${0##*/} COMMAND..., of sonarbench" >&2; exit 2; }
-transcripts=$(mktemp -d)
-trap 'rm -rf "$transcripts"' EXIT
-number=0
-while read -ra bench; do
-    number=$((number + 1))
-    timeout 60 "${bench[@]}" "$@" >"$transcripts/unit$number.txt" </dev/null || true
+mkdir -p transcripts
+rm -f transcripts/*.txt
+while read -r unit command; do
+    [[ -n $unit ]] || continue
+    read -ra bench <<<"$command"
+    if [[ ! $unit =~ ^[A-Za-z0-9_-]+$ || -z $command || -e transcripts/$unit.txt ]]; then
+        echo "${0##*/}: UNITS needs a name of letters and digits for each unit, and a command: $unit $command" >&2
+        exit 2
+    fi
+    timeout 60 "${bench[@]}" "$@" >"transcripts/$unit.txt" </dev/null || true
 done <<<"$UNITS"
 # Ends with 0 only when all units are good: 1 is a bad one, 3 one that could not be tested.
-"$REPORT" --summary - --junit junit.xml --html report.html "$transcripts"
+"$REPORT" --summary - --junit junit.xml --html report.html transcripts

@@ -40,6 +40,7 @@ class UnitTest(unittest.TestCase):
             with self.subTest(host=host):
                 run = Unit(host).run(*command)
                 self.assertEqual(run["status"], "COMPLETE", run.get("reason"))
+                self.assertNotEqual(run["result"], "FAIL", run.get("reason"))
                 check(run)
 
     def test_firmware(self):

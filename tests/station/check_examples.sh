@@ -32,10 +32,12 @@ SONARBENCH=/nowhere/sonarbench ends 1 "$examples/end_of_line.sh" QS3
 ends 2 "$examples/end_of_line.sh" ../QS4
 
 cd "$place"
-UNITS=$'sonarbench-sim\nsonarbench-sim --product HZ02' ends 1 "$examples/ci_job.sh" lumetping 200long
+UNITS=$'QS1 sonarbench-sim\nQS2 sonarbench-sim --product HZ02' ends 1 "$examples/ci_job.sh" lumetping 200long
+has junit.xml 'classname="sonarbench.QS2"'
 has junit.xml '<failure '
 has report.html '</html>'
-UNITS=sonarbench-sim ends 0 "$examples/ci_job.sh" loadfpgabinary
+UNITS='QS3 sonarbench-sim' ends 0 "$examples/ci_job.sh" loadfpgabinary
+UNITS=$'QS4 sonarbench-sim\nQS4 sonarbench-sim' ends 2 "$examples/ci_job.sh" sensepin
 
 ends 0 "$examples/many_units.sh" 4 units
 has out '^4 runs, 4 passed'
@@ -45,7 +47,7 @@ has out '^4 runs, 4 passed'
 cat >ssh <<'END'
 #!/bin/sh
 unset UNITS
-exec sonarbench-sim --product "$1" $(eval "set -- $2"; shift; echo "$@")
+exec sonarbench-sim ${MISSING:+--remove "$MISSING"} --product "$1" $(eval "set -- $2"; shift; echo "$@")
 END
 chmod +x ssh
 SSH=$place/ssh UNITS='QL4K QL6M' ends 0 "$examples/test_units.py"
@@ -53,3 +55,6 @@ SSH=$place/ssh UNITS='QL4K HZ02 QL6M' ends 1 "$examples/test_units.py"
 has out "FAIL: test_firmware .*host='HZ02'"
 has out 'failures=1)'
 SSH=$place/ssh ends 1 "$examples/test_units.py"
+MISSING=/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw SSH=$place/ssh UNITS=QL4K \
+    ends 1 "$examples/test_units.py"
+has out "^AssertionError: 'FAIL'"

@@ -28,10 +28,11 @@ ATTRIBUTES = {"package", "id", "name", "timestamp", "hostname", "tests", "failur
 CHILDREN = ["properties", "testcase", "system-out", "system-err"]
 
 
-def report(*arguments, text=None, status=0):
-    run = subprocess.run([PROGRAM, *arguments], input=text, capture_output=True, text=True, check=False)
+def report(*arguments, text=None, status=0, complaint="", shell='exec "$0" "$@"'):
+    run = subprocess.run(["sh", "-c", shell, PROGRAM, *arguments], input=text, capture_output=True, text=True,
+                         check=False)
     assert run.returncode == status, (arguments, run)
-    assert bool(run.stderr) == (status == 2), (arguments, run.stderr)
+    assert bool(run.stderr) == (status == 2) and complaint in run.stderr, (arguments, run.stderr)
     return run.stdout
 
 
@@ -48,9 +49,12 @@ def check_junit(text):
         assert all(set(trouble.attrib) == {"message", "type"} for trouble in suite[1])
         assert (suite.get("failures"), suite.get("errors")) == \
             (str(troubles.count("failure")), str(troubles.count("error")))
-        yield Path(suite.get("name")).name.split(":")[0], troubles
+        name = Path(suite.get("name")).name.split(":")[0]
+        assert suite[1].get("classname") == "sonarbench." + name.removesuffix(".txt")
+        yield name.removesuffix(".txt"), troubles
 
 
+assert report("--help-all") == report("--help")
 shown = set(re.findall(r"^  (?:-h, )?--([a-z-]+)", report("--help"), re.MULTILINE))
 manual = Path("packaging/man/sonarbench-report.1").read_text()
 assert shown == set(re.findall(r"^\.It (?:Fl h , )?Fl -([a-z-]+)", manual, re.MULTILINE)) | {"help-all"}, shown
@@ -98,7 +102,29 @@ with tempfile.TemporaryDirectory() as place:
     report("--strict", text="$\n" + passed, status=4)
     report(text="$\n" + passed)
     report(text="", status=3)
-    for wrong in (["--none"], [str(batch / "none")], ["--json", ""], ["--json", "-", "--csv", "-"],
-                  ["--json", str(batch / "passed"), str(batch / "passed")], ["--json", "/dev/full", str(batch)]):
-        report(*wrong, status=2)
+    # What is bad beside good ones is told, and they are read.
+    bad = Path(place, "bad")
+    bad.mkdir()
+    (bad / "circle").symlink_to("circle")
+    read = report(str(bad), str(batch / "none"), str(batch / "passed"), status=2, complaint="symbolic links")
+    assert "1 runs, 1 passed" in read, read
+    # Neither what is written there nor a mark of the byte order is a run, or lost.
+    named, linked = bad / "json", bad / "linked"
+    named.write_text(passed)
+    linked.symlink_to(named)
+    (bad / "circle").unlink()
+    (bad / "passed.txt").write_text("\ufeff\n" + passed)
+    report("--csv", str(bad / "csv"), str(bad), "--summary", "-", shell='exec "$0" "$@" >"$3/out"')
+    assert "\\xef\\xbb\\xbf" in (bad / "out").read_text()
+    same = "two outputs cannot go to"
+    report("--json", str(named), "--csv", str(linked), status=2, complaint=same)
+    assert named.read_text() == passed
+    report("--json", "/dev/null", "--csv", "/dev/null", text=passed)
+    report(status=2, complaint="-: Bad file descriptor", shell='exec "$0" <&-')
+    for wrong, complaint in (
+            (["--none"], "none"), (["--json", ""], "name"), (["--json", "-", "--csv", "-"], same), (["-", "-"], "once"),
+            (["--json", str(batch / "passed"), str(batch / "passed")], "at once"),
+            (["--json", "/dev/full", str(batch)], "No space left"), (["--width", "99.5"], "whole number"),
+            (["--sample-clock", "nan"], "from 1 to")):
+        report(*wrong, status=2, complaint=complaint)
     assert (batch / "passed").read_text() == passed
