@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <vector>
 
 namespace
@@ -12,9 +13,12 @@ constexpr double c_PulseLevel = 0.5; // of full scale
 constexpr double c_QuietLevel = 0.1;
 constexpr double c_FaintestBottom = 0.01;
 constexpr double c_AboveMedian = 3;
+constexpr double c_AboveQuiet = 2;
+constexpr double c_LevelOfPeak = 0.2; // a fish falls further
+constexpr double c_RiseOfLevel = 0.75;
 constexpr std::size_t c_QuietSamples = 16;
-constexpr std::size_t c_LastingSamples = 16;
-constexpr std::ptrdiff_t c_SamplesReached = 12; ///< of these, for a level
+constexpr std::size_t c_StretchSamples = 16;
+constexpr std::size_t c_MostOfStretch = 12;
 
 std::optional<std::size_t> FindRingDownEnd(Values_T values, double fullScale)
 {
@@ -44,35 +48,66 @@ std::int32_t Median(Values_T values)
     return *middle;
 }
 
-/// What most samples from here on reach.
-std::int32_t LastingLevel(Values_T values)
+/// Most samples of a stretch reach its level, and most do not exceed its ceiling.
+struct Stretch_T {
+    std::int32_t level;
+    std::int32_t ceiling;
+};
+
+Stretch_T MeasureStretch(Values_T values)
 {
-    std::array<std::int32_t, c_LastingSamples> sorted;
-    std::ranges::copy(values.first<c_LastingSamples>(), sorted.begin());
-    const auto level = sorted.end() - c_SamplesReached;
-    std::ranges::nth_element(sorted, level);
-    return *level;
+    std::array<std::int32_t, c_StretchSamples> sorted;
+    std::ranges::copy(values.first<c_StretchSamples>(), sorted.begin());
+    std::ranges::sort(sorted);
+    return {sorted[c_StretchSamples - c_MostOfStretch], sorted[c_MostOfStretch - 1]};
+}
+
+struct Place_T {
+    std::size_t sample;
+    std::int32_t level;
+};
+
+/// The highest level that something quiet lies before. Without that, the tail of the ring-down would be it.
+std::optional<Place_T> FindHighestRise(Values_T values)
+{
+    std::optional<Place_T> found;
+    std::int32_t quiet = std::numeric_limits<std::int32_t>::max();
+    std::array<std::int32_t, c_StretchSamples> ceilings = {}; // of the stretches that began last
+    for (std::size_t i = 0; i + c_StretchSamples <= values.size(); ++i) {
+        std::int32_t& ceiling = ceilings[i % c_StretchSamples];
+        if (i >= c_StretchSamples) {
+            quiet = std::min(quiet, ceiling);
+        }
+        const Stretch_T stretch = MeasureStretch(values.subspan(i));
+        ceiling = stretch.ceiling;
+        if (stretch.level >= c_AboveQuiet * quiet && (!found || stretch.level > found->level)) {
+            found = {i, stretch.level};
+        }
+    }
+    return found;
+}
+
+bool RisesBy(double height, Values_T values)
+{
+    std::int32_t lowest = values.front();
+    return std::ranges::any_of(values, [&](std::int32_t value) {
+        lowest = std::min(lowest, value);
+        return value > lowest + height;
+    });
 }
 
 std::optional<std::size_t> FindBottom(Values_T values, double fullScale)
 {
-    if (values.size() < c_LastingSamples) {
+    const auto place = FindHighestRise(values);
+    if (!place || place->level < std::max(c_AboveMedian * Median(values), c_FaintestBottom * fullScale)) {
         return std::nullopt;
     }
-    std::size_t place = 0;
-    std::int32_t highest = LastingLevel(values);
-    for (std::size_t i = 1; i <= values.size() - c_LastingSamples; ++i) {
-        if (const std::int32_t level = LastingLevel(values.subspan(i)); level > highest) {
-            highest = level;
-            place = i;
-        }
-    }
-    if (highest < std::max(c_AboveMedian * Median(values), c_FaintestBottom * fullScale)) {
-        return std::nullopt;
-    }
-    const Values_T echo = values.subspan(place, c_LastingSamples);
+    const Values_T echo = values.subspan(place->sample, c_StretchSamples);
     const auto peak = std::ranges::max_element(echo);
-    std::size_t front = place + static_cast<std::size_t>(peak - echo.begin());
+    if (place->level < c_LevelOfPeak * *peak || RisesBy(c_RiseOfLevel * place->level, {peak, echo.end()})) {
+        return std::nullopt;
+    }
+    std::size_t front = place->sample + static_cast<std::size_t>(peak - echo.begin());
     while (front > 0 && values[front - 1] >= *peak / 2.0) {
         --front;
     }
