@@ -1,5 +1,6 @@
 #include "station/Axis.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -16,17 +17,23 @@ double RoundStep(double atLeast)
 }
 } // namespace
 
-std::vector<double> Ticks(double from, double to, int most)
+int DecimalsOf(double step)
+{
+    // A power of ten may come out a little below itself.
+    return static_cast<int>(std::max(-std::floor(std::log10(step) + 1e-9), 0.0));
+}
+
+Ticks_T Ticks(double from, double to, int most)
 {
     if (!(to > from)) {
-        return {from};
+        return {{from}};
     }
     const double step = RoundStep((to - from) / (most - 1));
-    std::vector<double> ticks;
+    Ticks_T ticks{{}, DecimalsOf(step)};
     // A last tick that rounding puts just behind the end stays.
     const auto last = static_cast<long long>(std::floor(to / step + 1e-9));
     for (auto number = static_cast<long long>(std::ceil(from / step)); number <= last; ++number) {
-        ticks.push_back(static_cast<double>(number) * step);
+        ticks.values.push_back(static_cast<double>(number) * step);
     }
     return ticks;
 }

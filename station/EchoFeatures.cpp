@@ -67,7 +67,8 @@ struct Place_T {
     std::int32_t level;
 };
 
-/// The highest level that something quiet lies before. Without that, the tail of the ring-down would be it.
+/// The highest level that something quiet lies before. Without that, the tail of the ring-down would often be
+/// it.
 std::optional<Place_T> FindHighestRise(Values_T values)
 {
     std::optional<Place_T> found;

@@ -33,14 +33,15 @@ Envelope_T MakeEnvelope(std::span<const std::int32_t> values, std::size_t mostCo
     return envelope;
 }
 
-EchoLevels_T MeasureLevels(std::span<const std::int32_t> values, std::int32_t fullScale)
+EchoLevels_T MeasureLevels(std::span<const std::int32_t> values, std::int32_t fullScale,
+                           std::size_t clippedFrom)
 {
     if (values.empty()) {
         return {};
     }
     const auto [lowest, highest] = std::ranges::minmax(values);
     const double sum = std::accumulate(values.begin(), values.end(), 0.0);
-    const auto clipped =
-        std::ranges::count_if(values, [&](std::int32_t value) { return value >= fullScale; });
+    const auto clipped = std::ranges::count_if(values.subspan(clippedFrom),
+                                               [&](std::int32_t value) { return value >= fullScale; });
     return {lowest, highest, sum / static_cast<double>(values.size()), static_cast<std::size_t>(clipped)};
 }

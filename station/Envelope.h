@@ -30,7 +30,10 @@ struct EchoLevels_T {
     std::int32_t lowest = 0;
     std::int32_t highest = 0;
     double mean = 0;
-    std::size_t clipped = 0; ///< samples at full scale or above
+    std::size_t clipped = 0; ///< samples at full scale or above, of those from a place on
 };
 
-EchoLevels_T MeasureLevels(std::span<const std::int32_t> values, std::int32_t fullScale);
+/// @param clippedFrom  where the search for clipped samples begins: behind the transmit pulse, which always
+/// is
+EchoLevels_T MeasureLevels(std::span<const std::int32_t> values, std::int32_t fullScale,
+                           std::size_t clippedFrom);

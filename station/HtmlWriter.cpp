@@ -9,6 +9,7 @@ namespace
 {
 /// Of texts that a unit prints, as much as a page can bear.
 constexpr std::size_t c_LongestText = 300;
+constexpr std::size_t c_LongestCharacter = 4; ///< bytes of UTF-8
 constexpr std::size_t c_MostMeasurements = 8;
 
 // Nothing may be fetched or run, whatever a unit printed.
@@ -24,11 +25,24 @@ constexpr QStringView c_Head = uR"(<!DOCTYPE html>
 <body>
 )";
 
+/// Where a text is cut at the latest: not within a character.
+std::size_t CutBefore(std::string_view bytes, std::size_t most)
+{
+    const std::size_t least = most - c_LongestCharacter;
+    std::size_t cut = most;
+    while (cut > least && (static_cast<unsigned char>(bytes[cut]) & 0xC0U) == 0x80) {
+        --cut;
+    }
+    return cut;
+}
+
 /// Untrusted bytes as text of the page.
 QString Shown(std::string_view bytes)
 {
-    const QString text = PrintableText(bytes.substr(0, c_LongestText)).toHtmlEscaped();
-    return bytes.size() > c_LongestText ? text + u'…' : text;
+    if (bytes.size() <= c_LongestText) {
+        return PrintableText(bytes).toHtmlEscaped();
+    }
+    return PrintableText(bytes.substr(0, CutBefore(bytes, c_LongestText))).toHtmlEscaped() + u'…';
 }
 
 QString Code(std::string_view bytes)
@@ -122,7 +136,6 @@ QString LeftOut(std::size_t count, QStringView what)
 
 void CHtmlWriter::Write(const Run_T& run)
 {
-    ++m_RunCount;
     const QString drawn = run.samples.values.empty() ? QString() : AddPing(run);
     if (m_RowsOf[static_cast<std::size_t>(run.outcome)]++ >= c_MostRows) {
         ++m_RowsLeftOut;

@@ -39,7 +39,6 @@ private:
 
     QIODevice& m_Output;
     View_T m_View;
-    std::size_t m_RunCount = 0;
     std::size_t m_PingCount = 0;
     std::size_t m_RowsLeftOut = 0;
     std::size_t m_PingsLeftOut = 0;

@@ -52,7 +52,7 @@ void CJunitWriter::Write(const Run_T& run)
     m_Xml.writeStartElement("testsuite"_L1);
     m_Xml.writeAttribute("package"_L1, c_Package);
     m_Xml.writeAttribute("id"_L1, QString::number(m_Id++));
-    m_Xml.writeAttribute("name"_L1, PrintableText(run.transcript) + u':' + QString::number(run.firstLine));
+    m_Xml.writeAttribute("name"_L1, TitleOf(run));
     m_Xml.writeAttribute("timestamp"_L1, m_Time);
     m_Xml.writeAttribute("hostname"_L1, "localhost"_L1);
     m_Xml.writeAttribute("tests"_L1, u"1"_s);

@@ -1,6 +1,9 @@
 #include "station/Ping.h"
 
+#include "station/Axis.h"
 #include "station/Text.h"
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -8,10 +11,11 @@ Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
 {
     const Samples_T& samples = run.samples;
     const std::int32_t fullScale = samples.FullScale();
+    const EchoFeatures_T features = FindEchoFeatures(samples.values, fullScale);
     return {.title = TitleOf(run),
             .envelope = MakeEnvelope(samples.values, mostColumns),
-            .levels = MeasureLevels(samples.values, fullScale),
-            .features = FindEchoFeatures(samples.values, fullScale),
+            .levels = MeasureLevels(samples.values, fullScale, features.ringDownEnd.value_or(0)),
+            .features = features,
             .fullScale = fullScale,
             .step = samples.Step(),
             .metres = view.sampleClock > 0
@@ -20,11 +24,17 @@ Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
             .soundSpeed = view.soundSpeed};
 }
 
+QString RangeText(const Ping_T& ping, std::size_t sample)
+{
+    return QString::number(static_cast<double>(sample) * ping.metres, 'f',
+                           std::max(DecimalsOf(ping.metres), 1));
+}
+
 QString PlaceText(const Ping_T& ping, std::size_t sample)
 {
     QString text = u"sample %1"_s.arg(sample * ping.step);
     if (ping.metres > 0) {
-        text += u" (%1 m)"_s.arg(static_cast<double>(sample) * ping.metres, 0, 'f', 1);
+        text += u" (%1 m)"_s.arg(RangeText(ping, sample));
     }
     return text;
 }
@@ -32,10 +42,9 @@ QString PlaceText(const Ping_T& ping, std::size_t sample)
 QString LevelsText(const Ping_T& ping)
 {
     const EchoLevels_T& levels = ping.levels;
-    return u"lowest %1, highest %2, mean %3, %4 clipped"_s.arg(levels.lowest)
+    return u"lowest %1, highest %2, mean %3, %4 clipped%5"_s.arg(levels.lowest)
         .arg(levels.highest)
         .arg(levels.mean, 0, 'f', 1)
-        .arg(levels.clipped);
+        .arg(levels.clipped)
+        .arg(ping.features.ringDownEnd ? u" behind the ring-down"_s : u""_s);
 }
-
-QString TitleOf(const Run_T& run) { return PrintableText(run.transcript) + u":%1"_s.arg(run.firstLine); }

@@ -23,12 +23,14 @@ struct Ping_T {
 /// @param mostColumns  of the envelope, at least 1
 Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns);
 
-/// "sample 451", with the range behind it where it is known: "sample 451 (20.0 m)".
+/// Metres of range of a printed sample, with as many decimals as tell it from the next one, at least one.
+/// @param ping  of which the range is known
+QString RangeText(const Ping_T& ping, std::size_t sample);
+
+/// "sample 451", with the range behind it where it is known: "sample 451 (20.01 m)".
 /// @param sample  index of a printed sample
 QString PlaceText(const Ping_T& ping, std::size_t sample);
 
-/// "lowest 7, highest 65535, mean 3120.4, 12 clipped".
+/// "lowest 7, highest 65535, mean 3120.4, 12 clipped behind the ring-down"; where the ring-down's end is not
+/// known "12 clipped", of all samples.
 QString LevelsText(const Ping_T& ping);
-
-/// "transcript.txt:12", ready to be shown.
-QString TitleOf(const Run_T& run);

@@ -32,6 +32,7 @@ struct Canvas_T {
     QString text = {};
 
     int Width() const { return static_cast<int>(ping.envelope.high.size()) * cellsOfColumn; }
+    std::int32_t Top() const { return std::max(ping.fullScale, ping.levels.highest); }
     int Cell(std::size_t sample) const
     {
         return static_cast<int>(ping.envelope.Column(sample)) * cellsOfColumn;
@@ -52,10 +53,9 @@ QString Cells(const Canvas_T& canvas, int row)
 {
     const auto steps = static_cast<double>(canvas.characters.cells.size() - 1);
     const Envelope_T& echo = canvas.ping.envelope;
-    const double top = std::max(canvas.ping.fullScale, canvas.ping.levels.highest);
     QString content;
     for (const std::int32_t value : echo.high) {
-        const double filled = std::clamp(value * c_Rows / top - row, 0.0, 1.0);
+        const double filled = std::clamp(static_cast<double>(value) * c_Rows / canvas.Top() - row, 0.0, 1.0);
         const auto cell = static_cast<qsizetype>(std::lround(filled * steps));
         content += QString(canvas.cellsOfColumn, QChar(canvas.characters.cells[cell]));
     }
@@ -64,9 +64,8 @@ QString Cells(const Canvas_T& canvas, int row)
 
 void Amplitudes(Canvas_T& canvas)
 {
-    const std::int32_t top = std::max(canvas.ping.fullScale, canvas.ping.levels.highest);
     for (int row = c_Rows - 1; row >= 0; --row) {
-        canvas.Line(row == c_Rows - 1 ? QString::number(top) : u""_s, canvas.characters.vertical,
+        canvas.Line(row == c_Rows - 1 ? QString::number(canvas.Top()) : u""_s, canvas.characters.vertical,
                     Cells(canvas, row));
     }
     canvas.Line(u"0"_s, canvas.characters.corner,
@@ -82,7 +81,7 @@ void Places(Canvas_T& canvas)
     };
     ends(u"sample"_s, QString::number(last * canvas.ping.step));
     if (canvas.ping.metres > 0) {
-        ends(u"m"_s, QString::number(static_cast<double>(last) * canvas.ping.metres, 'f', 1));
+        ends(u"m"_s, RangeText(canvas.ping, last));
     }
 }
 
@@ -104,7 +103,6 @@ void Marks(Canvas_T& canvas)
         canvas.text += names.join(u", "_s) + u'\n';
     }
 }
-
 } // namespace
 
 CPlotWriter::CPlotWriter(QIODevice& output, const View_T& view) : m_Output(output), m_View(view)

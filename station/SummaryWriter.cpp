@@ -6,8 +6,7 @@ using namespace Qt::StringLiterals;
 
 QString SummaryText(const Run_T& run)
 {
-    QString text = PrintableText(run.transcript) + u":%1: "_s.arg(run.firstLine) +
-                   QLatin1StringView(NameOf(run.outcome));
+    QString text = TitleOf(run) + u": "_s + QLatin1StringView(NameOf(run.outcome));
     if (!run.command.empty()) {
         text += u": "_s + PrintableText(run.command);
     }

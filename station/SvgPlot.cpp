@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -14,28 +13,28 @@ namespace
 constexpr double c_Width = 960;
 constexpr double c_Left = 76;
 constexpr double c_Right = 884;
-constexpr double c_Top = 30;
-constexpr double c_Bottom = 250;
-constexpr double c_SampleRow = 269; ///< base line of the numbers
-constexpr double c_RangeLine = 284;
-constexpr double c_RangeRow = 303;
+constexpr double c_RingDownRow = 16; ///< base lines of what is written above the plot
+constexpr double c_BottomRow = 34;
+constexpr double c_Top = 44;
+constexpr double c_Bottom = 264;
+constexpr double c_SampleRow = 283; ///< base lines of the numbers
+constexpr double c_RangeLine = 298;
+constexpr double c_RangeRow = 317;
 constexpr double c_TickLength = 5;
 constexpr double c_TextGap = 10;
-constexpr double c_MarkText = 20; ///< base line of what is written above the plot
-constexpr double c_MarkTextRoom = 180;
 
 constexpr int c_MostLevels = 6;
 constexpr int c_MostPlaces = 12;
 
 QString Coordinate(double value) { return QString::number(value, 'f', 1); }
 
-/// 65,535; with a fraction only where ticks are that close.
-QString TickText(double value)
+/// 65,535
+QString TickText(double value, int decimals)
 {
-    const bool isWhole = std::abs(value - std::round(value)) < 1e-6;
-    QString text = QString::number(value, 'f', isWhole ? 0 : 1);
+    QString text = QString::number(value, 'f', decimals);
     const qsizetype sign = value < 0 ? 1 : 0;
-    for (qsizetype at = text.size() - (isWhole ? 3 : 5); at > sign; at -= 3) {
+    const qsizetype fraction = decimals > 0 ? decimals + 1 : 0;
+    for (qsizetype at = text.size() - fraction - 3; at > sign; at -= 3) {
         text.insert(at, u',');
     }
     return text;
@@ -60,10 +59,11 @@ public:
 
     void Axes()
     {
-        Text(u"axis", c_Left - c_TextGap, c_MarkText, Anchor::End, u"amplitude"_s);
-        for (const double level : Ticks(m_Low, m_High, c_MostLevels)) {
+        Text(u"axis", c_Left - c_TextGap, c_RingDownRow, Anchor::End, u"amplitude"_s);
+        const Ticks_T levels = Ticks(m_Low, m_High, c_MostLevels);
+        for (const double level : levels.values) {
             Line(u"grid", c_Left, Y(level), c_Right, Y(level));
-            Text(u"tick", c_Left - c_TextGap, Y(level) + 4, Anchor::End, TickText(level));
+            Text(u"tick", c_Left - c_TextGap, Y(level) + 4, Anchor::End, TickText(level, levels.decimals));
         }
         Line(u"limit", c_Left, Y(m_Ping.fullScale), c_Right, Y(m_Ping.fullScale));
         Text(u"full", c_Right + c_TextGap, Y(m_Ping.fullScale) + 4, Anchor::Start, u"full scale"_s);
@@ -76,7 +76,7 @@ public:
     void Echo(const Envelope_T& echo, QStringView lineClass)
     {
         if (echo.IsExact()) {
-            Shape(u"polyline", lineClass, UpperEdge(echo));
+            TopLine(echo, lineClass);
         } else {
             Band(echo, lineClass);
         }
@@ -104,15 +104,14 @@ public:
             const double x = X(static_cast<double>(*found.ringDownEnd));
             m_Svg += u"<rect class=\"ringdown\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"/>\n"_s.arg(
                 Coordinate(c_Left), Coordinate(c_Top), Coordinate(x - c_Left), Coordinate(c_Bottom - c_Top));
-            // Left of a bottom that is near.
-            Text(u"mark", c_Left, c_MarkText, Anchor::Start,
+            Text(u"mark", c_Left, c_RingDownRow, Anchor::Start,
                  u"ring-down to "_s + PlaceText(m_Ping, *found.ringDownEnd));
         }
         if (found.bottom) {
             const double x = X(static_cast<double>(*found.bottom));
             Line(u"bottom", x, c_Top, x, c_Bottom);
-            const double roomLeft = c_Left + c_MarkTextRoom * 1.4;
-            Text(u"mark", std::clamp(x, roomLeft, c_Right - c_MarkTextRoom), c_MarkText, Anchor::Start,
+            const bool isLeft = x < (c_Left + c_Right) / 2;
+            Text(u"mark", x, c_BottomRow, isLeft ? Anchor::Start : Anchor::End,
                  u"bottom at "_s + PlaceText(m_Ping, *found.bottom));
         }
     }
@@ -147,10 +146,11 @@ private:
     {
         Line(u"frame", c_Left, line, c_Right, line);
         Text(u"axis", c_Left - c_TextGap, row, Anchor::End, name);
-        for (const double place : Ticks(0, m_Last * scale, c_MostPlaces)) {
+        const Ticks_T places = Ticks(0, m_Last * scale, c_MostPlaces);
+        for (const double place : places.values) {
             const double x = X(place / scale);
             Line(u"frame", x, line, x, line + c_TickLength);
-            Text(u"tick", x, row, Anchor::Middle, TickText(place));
+            Text(u"tick", x, row, Anchor::Middle, TickText(place, places.decimals));
         }
     }
 

@@ -1,5 +1,7 @@
 #include "station/Text.h"
 
+#include "station/Run.h"
+
 #include <QStringDecoder>
 
 #include <cstddef>
@@ -65,3 +67,5 @@ QString PrintableText(std::string_view bytes)
     }
     return text;
 }
+
+QString TitleOf(const Run_T& run) { return PrintableText(run.transcript) + u":%1"_s.arg(run.firstLine); }

@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
+
 using namespace testing;
 using Words_T = std::vector<std::string>;
 
@@ -19,6 +21,7 @@ struct Sounder_T {
 
 const Sounder_T c_Sounders[] = {
     {"QL4K", {"xkping", "examples/short.txt", "0", "1"}, 128.0 * 8 * 4 / 69.248e6},
+    {"QL6M", {"xkping", "examples/short.txt", "0", "1"}, 128.0 * 8 * 4 / 86.56e6},
     {"Varrow", {"ping", "200000", "210000", "27", "45", "0", "low"}, 76 * 475e-9},
     {"LumetV2", {"lumetping", "200long"}, 1024.0 * 3 / 71e6}};
 
@@ -42,26 +45,51 @@ EchoFeatures_T Found(const Samples_T& samples)
 TEST(Echo, TheBottomIsFoundWhereItIsAndTheRingDownEndsBeforeIt)
 {
     for (const Sounder_T& sounder : c_Sounders) {
-        for (const double depth : {4.0, 18.0}) {
-            for (const std::string strength : {"-10", "-25"}) {
-                const auto found =
-                    Found(Heard(sounder, "{\"bottom\": {\"depth\": " + std::to_string(depth) +
-                                             ", \"strength\": " + strength + "}, \"seed\": 9}"));
-                ASSERT_TRUE(found.bottom) << sounder.product << " " << depth << " m";
-                EXPECT_NEAR(static_cast<double>(*found.bottom) * sounder.interval * 750, depth, 0.15)
-                    << sounder.product;
+        for (const double depth : {3.0, 8.0, 18.0, 900.0}) {
+            for (const std::string rest : {R"("strength": -10}, "seed": 9)", R"("strength": -25}, "seed": 9)",
+                                           R"("strength": -10}, "noise": 1, "fish": [])"}) {
+                const auto found = Found(
+                    Heard(sounder, "{\"bottom\": {\"depth\": " + std::to_string(depth) + ", " + rest + "}"));
+                const double front = depth / 750 / sounder.interval;
+                ASSERT_TRUE(found.ringDownEnd) << sounder.product << " " << depth << " m, " << rest;
                 EXPECT_LT(static_cast<double>(*found.ringDownEnd) * sounder.interval * 750, 3);
+                EXPECT_EQ(found.bottom.has_value(), depth < 20) << sounder.product << " " << depth << rest;
+                EXPECT_NEAR(static_cast<double>(found.bottom.value_or(0)), depth < 20 ? front : 0, 2)
+                    << sounder.product << " " << depth << " m, " << rest;
             }
+        }
+    }
+}
+
+TEST(Echo, NoDecayIsABottomHoweverSlowItIs)
+{
+    for (const double decay : {2, 5, 8, 10, 15, 25, 40, 60}) {
+        for (const std::int32_t bottom : {0, 2500, 60000}) {
+            // Beneath it a second one, and a strong fish between.
+            std::vector<std::int32_t> values(1024);
+            for (int i = 0; i < 1024; ++i) {
+                const auto echo = [i](int at, double level, double length) {
+                    return i < at ? 0 : level * std::exp((at - i) / length);
+                };
+                const double sum = echo(10, 65535, decay) + echo(400, bottom, 50) + echo(790, bottom / 5, 50);
+                values[static_cast<std::size_t>(i)] =
+                    static_cast<std::int32_t>(i < 10 ? 65535 : sum + echo(330, 9000, 1) + i * 7919 % 50);
+            }
+            const auto found = FindEchoFeatures(values, 65535);
+            EXPECT_TRUE(found.ringDownEnd) << decay;
+            EXPECT_EQ(found.bottom, bottom > 0 ? std::optional<std::size_t>(400) : std::nullopt)
+                << decay << " " << bottom;
         }
     }
 }
 
 TEST(Echo, WhatIsNotClearIsNotFound)
 {
-    const std::string fish = R"("fish": [{"depth": 9, "strength": -20}])";
+    const std::string fish = R"("fish": [{"depth": 5, "strength": -10}, {"depth": 5.25, "strength": -15}])";
     for (const Sounder_T& sounder : c_Sounders) {
-        const auto deep = Found(Heard(sounder, R"({"bottom": {"depth": 900}, )" + fish + "}"));
-        EXPECT_TRUE(deep.ringDownEnd && !deep.bottom) << sounder.product << ": a fish is no bottom";
+        const auto deep = Found(Heard(sounder, R"({"bottom": {"depth": 900}, "noise": 1, )" + fish + "}"));
+        EXPECT_TRUE(deep.ringDownEnd && !deep.bottom)
+            << sounder.product << ": fish are no bottom, not even two";
         const auto shallow = Found(Heard(sounder, R"({"bottom": {"depth": 0.6}, "fish": []})"));
         EXPECT_FALSE(shallow.ringDownEnd || shallow.bottom)
             << sounder.product << ": it lies in the ring-down";

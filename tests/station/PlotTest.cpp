@@ -100,6 +100,29 @@ TEST(Html, IsOfBoundedSizeAndSaysWhatItLeavesOut)
     EXPECT_EQ(Count(page, "class=\"echo series1\" points"), 1U);
 }
 
+TEST(Html, WritesWhatWasFoundOverItsPlaceAsExactlyAsItsSamples)
+{
+    const auto page = [](std::size_t bottom, double sampleClock) {
+        std::vector<std::int32_t> values(1025);
+        values[0] = 65535;
+        std::fill_n(values.begin() + static_cast<std::ptrdiff_t>(bottom), 40, 65535);
+        Run_T run = Ping(values);
+        run.reason = std::string(299, 'a') + "\u00e9";
+        return Written("html", {run}, {.sampleClock = sampleClock});
+    };
+    const std::string near = page(64, 1e9);
+    EXPECT_THAT(near, HasSubstr("class=\"bottom\" x1=\"126.5\""));
+    EXPECT_THAT(near,
+                HasSubstr("x=\"126.5\" y=\"34.0\" text-anchor=\"start\">bottom at sample 64 (0.0000480 m)<"));
+    EXPECT_THAT(near, AllOf(HasSubstr(">0.0001<"), HasSubstr(">0.0007<"), HasSubstr(">1,000<")));
+    EXPECT_THAT(near, HasSubstr(", 40 clipped behind the ring-down<"));
+    EXPECT_THAT(near, HasSubstr("aaa\u2026"));
+    const std::string far = page(960, 2e6);
+    EXPECT_THAT(far,
+                HasSubstr("x=\"833.5\" y=\"34.0\" text-anchor=\"end\">bottom at sample 960 (0.3600 m)<"));
+    EXPECT_THAT(far, AllOf(HasSubstr(">0.05<"), HasSubstr(">0.35<")));
+}
+
 TEST(Html, ComparesOnlyPingsOfTheSameSetUp)
 {
     const std::vector<Run_T> same(7, Ping({1, 2}));

@@ -86,7 +86,7 @@ with tempfile.TemporaryDirectory() as place:
 
     simulate("--scene", place / "scene", "--report", page, "xkping", "examples/short.txt", "0", "1")
     page.write_text(page.read_text().replace(POLICY, "<meta name=\"off\"").replace("</body>", PROBE))
-    assert "bottom at sample 270 (12.0 m)" in browse(page)[0]
+    assert "bottom at sample 270 (11.98 m)" in browse(page)[0]
 
     # What ends a run stands on standard error.
     table = place / "table.txt"
