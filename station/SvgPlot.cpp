@@ -59,7 +59,7 @@ public:
 
     void Axes()
     {
-        Text(u"axis", c_Left - c_TextGap, c_RingDownRow, Anchor::End, u"amplitude"_s);
+        Text(u"axis", c_Left - c_TextGap, c_BottomRow, Anchor::End, u"amplitude"_s);
         const Ticks_T levels = Ticks(m_Low, m_High, c_MostLevels);
         for (const double level : levels.values) {
             Line(u"grid", c_Left, Y(level), c_Right, Y(level));
