@@ -73,7 +73,7 @@ QString FoundCell(const Run_T& run)
     QString text = Shown(run.reason);
     QString list;
     for (std::size_t i = 0; i < std::min(run.measurements.size(), c_MostMeasurements); ++i) {
-        const Measurement_T& measured = run.measurements[i];
+        const Quantity_T& measured = run.measurements[i];
         list += u"<li>%1: %2 %3</li>"_s.arg(Shown(measured.name), QString::number(measured.value, 'g', 8),
                                             Shown(measured.unit));
     }

@@ -44,9 +44,7 @@ QJsonArray Array(const List& list, ToValue toValue)
     return array;
 }
 
-/// A parameter or a measurement.
-template <class Value>
-QJsonObject ValueObject(const Value& value)
+QJsonObject QuantityObject(const Quantity_T& value)
 {
     QJsonObject object{{u"name"_s, QLatin1StringView(value.name)}, {u"value"_s, value.value}};
     Insert(object, "unit"_L1, value.unit);
@@ -120,8 +118,8 @@ void CJsonWriter::Write(const Run_T& run)
         {u"dutInfo"_s, UnitObject(run.unit)},
         {u"status"_s, QLatin1StringView(ending.status)},
         {u"result"_s, QLatin1StringView(ending.result)},
-        {u"parameters"_s, Array(run.parameters, ValueObject<Parameter_T>)},
-        {u"measurements"_s, Array(run.measurements, ValueObject<Measurement_T>)},
+        {u"parameters"_s, Array(run.parameters, QuantityObject)},
+        {u"measurements"_s, Array(run.measurements, QuantityObject)},
         {u"messages"_s, Array(run.messages, MessageObject)},
         {u"messageCount"_s, Count(run.messageCount)},
         {u"claimedLines"_s, Count(run.claimedCount)},

@@ -10,7 +10,7 @@ constexpr std::int64_t c_NoMajorVersion = 255; // as is 0
 
 double ValueOf(std::string_view text) { return DecimalNumber(text).value_or(0); }
 
-void Keep(OpenRun_T& open, const Measurement_T& measurement)
+void Keep(OpenRun_T& open, const Quantity_T& measurement)
 {
     // One is left for the reading.
     if (open.run.measurements.size() + 1 < c_MostMeasurements) {
@@ -29,11 +29,11 @@ bool TakeImage(OpenRun_T& open, const Captures_T& captures)
 
 bool TakeParameters(OpenRun_T& open, const Captures_T& captures)
 {
-    static constexpr Parameter_T c_Parameters[] = {{"channel0Period"},          {"channel1Period"},
-                                                   {"startFrequency", 0, "Hz"}, {"endFrequency", 0, "Hz"},
-                                                   {"decimationRate"},          {"samples"}};
+    static constexpr Quantity_T c_Parameters[] = {{"channel0Period"},          {"channel1Period"},
+                                                  {"startFrequency", 0, "Hz"}, {"endFrequency", 0, "Hz"},
+                                                  {"decimationRate"},          {"samples"}};
     for (std::size_t index = 0; index < captures.size(); ++index) {
-        Parameter_T parameter = c_Parameters[index];
+        Quantity_T parameter = c_Parameters[index];
         parameter.value = ValueOf(captures[index]);
         open.run.parameters.push_back(parameter);
     }

@@ -44,15 +44,8 @@ struct Message_T {
     bool isError = false; ///< it says that something went wrong
 };
 
-/// A value that the unit showed or the FPGA reported.
-struct Measurement_T {
-    const char* name = "";
-    double value = 0;
-    const char* unit = ""; ///< empty: a plain number
-};
-
-/// A setting of the test, as printed.
-struct Parameter_T {
+/// A value with its name.
+struct Quantity_T {
     const char* name = "";
     double value = 0;
     const char* unit = ""; ///< empty: a plain number
@@ -106,8 +99,8 @@ struct Run_T {
     Unit_T unit;
     std::vector<Message_T> messages;
     std::uint64_t messageCount = 0;
-    std::vector<Parameter_T> parameters;
-    std::vector<Measurement_T> measurements;
+    std::vector<Quantity_T> parameters;   ///< settings of the test, as printed
+    std::vector<Quantity_T> measurements; ///< what the unit showed or the FPGA reported
     Samples_T samples;
 
     Bytes_T verdict; ///< the last line, without its end; empty: there was none
