@@ -19,7 +19,8 @@ TEST(StationPage, WhatItSaysNotToTrustDoesNotFailTheTest)
 {
     for (const Row_T& row : TableBelow(Source("docs/station.md"), "## What a station must not trust")) {
         for (const Row_T& words : Matches(row[3], "`([^`]+)`")) {
-            EXPECT_THAT(Printed(SONARBENCH_SIM " " + words[0]), testing::Not(testing::HasSubstr("Tests Failed.")));
+            EXPECT_THAT(Printed(SONARBENCH_SIM " " + words[0]),
+                        testing::Not(testing::HasSubstr("Tests Failed.")));
         }
     }
 }
