@@ -56,7 +56,6 @@ void Drop(const std::vector<Sample>&)
 }
 
 void Nothing(const char*) {}
-void Pass(const char* fileName) { PassOver(fileName); }
 
 constexpr struct {
     std::string_view name;
@@ -69,7 +68,6 @@ constexpr struct {
     {"bare-floats", OnEcho<ByteEchoOf, Bare<float>>},
     {"floats", OnEcho<ByteEchoOf, PrintFloats>},
     {"nothing", Nothing},
-    {"pass", Pass},
     {"table", Load},
 };
 } // namespace

@@ -4,6 +4,7 @@ import functools
 import json
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
 
@@ -67,8 +68,13 @@ def on_unit(product, wrapper, *arguments, options=()):
 
 
 def counted(program):
-    """A command line that runs the program under callgrind."""
-    return f"valgrind --tool=callgrind --callgrind-out-file={OUT}/callgrind.out {program}"
+    """The words that run the program under callgrind."""
+    return ["valgrind", "--tool=callgrind", f"--callgrind-out-file={OUT}/callgrind.out", str(program)]
+
+
+def shell(words):
+    """A line of a script that becomes these words' program, with the script's arguments."""
+    return f'exec {shlex.join(words)} "$@"'
 
 
 def total():
@@ -79,20 +85,20 @@ def total():
 def start(program, *arguments):
     """Instructions on the files of a virtual unit alone, without the library by which the simulator gives devices."""
     bare = script("bare", 'sys="$UMOCKDEV_DIR/sys"', "unset LD_PRELOAD UMOCKDEV_DIR",
-                  f'exec bwrap --dev-bind / / --bind "$sys" /sys {counted(program)} "$@"')
+                  f'set -- {shlex.join(counted(program))} "$@"', 'exec bwrap --dev-bind / / --bind "$sys" /sys "$@"')
     on_unit("QL4K", bare, *arguments)
     return total()
 
 
 @functools.cache
 def command(product, *arguments):
-    on_unit(product, script("counted", f'exec {counted(PROGRAM)} "$@"'), *arguments)
+    on_unit(product, script("counted", shell(counted(PROGRAM))), *arguments)
     return total()
 
 
 @functools.cache
 def probe(job, argument):
-    run(*counted(PROBE).split(), job, argument)
+    run(*counted(PROBE), job, argument)
     return total()
 
 
@@ -102,8 +108,8 @@ def slope(cost, fewer=FEW, more=SOME):
 
 def heap(*arguments):
     """Peak of the bytes that the program had allocated."""
-    massif = f"valgrind --tool=massif --peak-inaccuracy=0.0 --massif-out-file={OUT}/massif.out {PROGRAM}"
-    on_unit("QL4K", script("massif", f'exec {massif} "$@"'), *arguments)
+    massif = ["valgrind", "--tool=massif", "--peak-inaccuracy=0.0", f"--massif-out-file={OUT}/massif.out", str(PROGRAM)]
+    on_unit("QL4K", script("massif", shell(massif)), *arguments)
     return max(map(int, re.findall(r"^mem_heap_B=(\d+)", (OUT / "massif.out").read_text(), re.M)))
 
 

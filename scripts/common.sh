@@ -1,5 +1,11 @@
-# What the scripts share; source it from the repository's root.
-set -euo pipefail
+# What the scripts share; source it from the repository's root, with -euo pipefail.
+
+# Tests and tools hand paths on in shells' command lines, as they are. Letters beyond ASCII do no harm there.
+plain=${PWD//[^[:ascii:]]/}
+if [[ $(printf %q "$plain") != "$plain" ]]; then
+    echo "This directory's path has blanks or other characters that a shell would not take as they are: $PWD" >&2
+    exit 1
+fi
 
 # packages_for PURPOSE...: the Debian packages for these purposes, one a line.
 packages_for() {

@@ -14,3 +14,16 @@ TEST(StationPage, ItsTextsAreThoseOfTheProgram)
         }
     }
 }
+
+TEST(StationPage, WhatItSaysNotToTrustDoesNotFailTheTest)
+{
+    for (const Row_T& row : TableBelow(Source("docs/station.md"), "## What a station must not trust")) {
+        for (const Row_T& words : Matches(row[3], "`([^`]+)`")) {
+            const std::string output = Printed(SONARBENCH_SIM " " + words[0]);
+            EXPECT_THAT(output, testing::Not(testing::HasSubstr("Tests Failed.")));
+            for (const Row_T& shown : Matches(row[1], "([0-9]+) for [0-9]+")) {
+                EXPECT_THAT(output, testing::HasSubstr(shown[0]));
+            }
+        }
+    }
+}

@@ -1,0 +1,62 @@
+"""The clang-tidy of scripts/check: looks at the sources that standard input lists, but for those about whose very text
+it had nothing to say before."""
+
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import shlex
+import subprocess
+import sys
+
+BUILD = pathlib.Path("build/clang")
+# An empty file for each text that was clean, named by what the result depends on.
+CLEAN = BUILD / "tidy"
+COMMON = pathlib.Path(".clang-tidy").read_bytes() + subprocess.check_output(["clang-tidy", "--version"])
+
+
+def commands():
+    """Returns the compiler's command line of each source, without what names its output."""
+    found = {}
+    for entry in json.loads((BUILD / "compile_commands.json").read_text()):
+        words = shlex.split(entry["command"])
+        del words[words.index("-o") : words.index("-o") + 2]
+        words = words[next(at for at, word in enumerate(words) if "clang" in pathlib.Path(word).name) :]
+        found.setdefault(os.path.realpath(entry["file"]), (words, entry["directory"]))
+    return found
+
+
+def key(words, directory):
+    """Names the source's text and that of all its headers, comments and macros included."""
+    text = subprocess.run([*words, "-w", "-E", "-frewrite-includes"], cwd=directory, capture_output=True, check=False)
+    return hashlib.sha256(COMMON + shlex.join(words).encode() + text.stdout).hexdigest()
+
+
+def is_clean(source, command):
+    clean = CLEAN / key(*command)
+    if clean.exists():
+        return True
+    done = subprocess.run(["clang-tidy", "--quiet", "-p", BUILD, source], capture_output=True, text=True, check=False)
+    if done.returncode == 0:
+        clean.touch()
+        return True
+    # What it counts but does not show is not worth a line.
+    errors = [line for line in done.stderr.splitlines() if not line.endswith(" generated.")]
+    print(done.stdout + "\n".join(errors), file=sys.stderr, flush=True)
+    return False
+
+
+def main():
+    CLEAN.mkdir(exist_ok=True)
+    known = commands()
+    sources = sys.stdin.read().split()
+    if unbuilt := [source for source in sources if os.path.realpath(source) not in known]:
+        sys.exit(f"No target is built from {' '.join(unbuilt)}")
+    # One source at a time, because they differ much in size.
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        results = list(pool.map(lambda source: is_clean(source, known[os.path.realpath(source)]), sources))
+    sys.exit(0 if all(results) else 1)
+
+
+main()
