@@ -44,6 +44,7 @@ struct CDeviceHost::Implementation {
 
     const Observer_T observer;
     std::mutex lock;
+    bool isFinished = false;
     Object_T<UMockdevTestbed> pTestbed;
     fs::path root;
     std::vector<std::unique_ptr<CDeviceNode>> nodes; // last, so that the nodes go before what they use
@@ -76,8 +77,8 @@ fs::path CDeviceHost::Root() const { return m_pImplementation->root; }
 void CDeviceHost::AddDevice(const std::string& name, IDeviceModel& model)
 {
     Implementation& implementation = *m_pImplementation;
-    const NodeContext_T context{implementation.pTestbed.get(), implementation.root, implementation.lock,
-                                implementation.observer, implementation.nodes};
+    const NodeContext_T context{implementation.pTestbed.get(), implementation.root,     implementation.lock,
+                                implementation.isFinished,     implementation.observer, implementation.nodes};
     implementation.nodes.push_back(std::make_unique<CDeviceNode>(context, name, model));
 }
 
@@ -104,6 +105,7 @@ void CDeviceHost::Finish()
     for (const auto& node : m_pImplementation->nodes) {
         node->TakeImage();
     }
+    m_pImplementation->isFinished = true;
 }
 
 std::vector<std::pair<std::string, std::string>>

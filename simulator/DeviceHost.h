@@ -38,7 +38,8 @@ public:
     std::vector<int> Descriptors() const;
     void Drain();
 
-    /// Hands the models what no later operation will hand them; call after the program's end.
+    /// Hands the models what no later operation will hand them; call after the program's end. From then on
+    /// neither models nor observer are called: an operation that a killed program left behind fails.
     void Finish();
 
     /// Environment that makes a program use these nodes, where insideDirectory is the place at which the

@@ -151,6 +151,10 @@ void CDeviceNode::PassOnUnasked()
 void CDeviceNode::Operate(UMockdevIoctlClient* pClient, bool isWrite)
 {
     const std::scoped_lock guard(m_Context.lock);
+    if (m_Context.isFinished) {
+        umockdev_ioctl_client_complete(pClient, -1, ENODEV);
+        return;
+    }
     // What was written to one node can change what answers on another.
     for (const auto& node : m_Context.nodes) {
         node->TakeImage();

@@ -33,7 +33,8 @@ class CDeviceNode;
 struct NodeContext_T {
     UMockdevTestbed* pTestbed;
     const std::filesystem::path& root;
-    std::mutex& lock; ///< makes operations happen one at a time
+    std::mutex& lock;       ///< makes operations happen one at a time
+    const bool& isFinished; ///< no more of them happen; the lock must be held
     const CDeviceHost::Observer_T& observer;
     const std::vector<std::unique_ptr<CDeviceNode>>& nodes; ///< all of them
 };

@@ -138,9 +138,10 @@ Fault_T FaultOf(const std::string& specification)
         Refuse(specification, "the operation must be " +
                                   Choices(c_FaultOperationNames, [](std::string_view name) { return name; }));
     }
-    const auto number = numberText == "*" ? std::optional<std::size_t>(0) : NumberIn<std::size_t>(numberText);
+    const auto number =
+        numberText == "*" ? std::optional<std::uint32_t>(0) : NumberIn<std::uint32_t>(numberText);
     if (!number || (*number == 0 && numberText != "*")) {
-        Refuse(specification, "the number must be 1 or more, or *");
+        Refuse(specification, "the number must be 1 to 4294967295, or *");
     }
     for (const FaultKind_T& row : c_Kinds) {
         if (NameOf(row.operation) == operation) {

@@ -3,6 +3,7 @@
 #include "simulator/FaultEffects.h"
 #include "simulator/FaultOperations.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,7 +22,7 @@ struct FaultKind_T {
 struct Fault_T {
     std::string specification; ///< as it was given
     const FaultKind_T* kind;   ///< a row of the table
-    std::size_t number;        ///< 1-based count of the operation; 0: each of them
+    std::uint32_t number;      ///< 1-based count of the operation; 0: each of them
     int value;                 ///< errno or FIFO status, else 0
 };
 

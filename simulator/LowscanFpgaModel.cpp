@@ -1,5 +1,6 @@
 #include "simulator/LowscanFpgaModel.h"
 
+#include "simulator/SpiDeviceModel.h"
 #include "simulator/WaterAdc.h"
 #include "simulator/WireBytes.h"
 
@@ -157,6 +158,8 @@ Bytes_T CLowscanFpgaModel::AdcReadings() const
 DeviceOutcome_T CLowscanFpgaModel::TakeImage(ByteView_T bytes)
 {
     DeviceOutcome_T outcome;
+    // Firmware comes over SPI, whatever link the registers hang on.
+    outcome.linkTime = CSpiDeviceModel::LinkTime(bytes.size());
     CFpgaFirmware::Taken_T taken = m_Firmware.Take(bytes);
     outcome.meaning = std::move(taken.meaning);
     if (taken.hasRestarted) {

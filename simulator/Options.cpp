@@ -1,6 +1,8 @@
 #include "simulator/Options.h"
 
 #include "simulator/Faults.h"
+#include "simulator/ProductList.h"
+#include "simulator/UnitDevices.h"
 #include "simulator/UnitPlaces.h"
 
 #include <QCommandLineParser>
@@ -9,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
@@ -23,78 +24,34 @@ struct UsageError_T {
     QString text;
 };
 
-/// Names of the links, in the order of Link.
-constexpr std::array<const char*, 5> c_LinkNames = {"-", "UART", "Lowscan SPI", "Cor SPI", "Lumet SPI"};
-
-/// A command that only some products can carry out.
-struct ProductCommand_T {
-    const char* name;
-    bool (*makesSense)(const Product_T& product);
-};
-
-// A product that is refused at start-up has no link to ask for the version, or to ping.
-bool LoadsFirmware(const Product_T& product)
-{
-    return product.firmware.pattern[0] != '\0' && product.setup != Setup::Refused;
-}
-
-bool HasLumetPing(const Product_T& product)
-{
-    return product.link == Link::LumetSpi && product.setup != Setup::Refused;
-}
-
-bool IsXkModule(const Product_T& product) { return product.link == Link::CorSpi; }
-
-constexpr std::array<ProductCommand_T, 6> c_ProductCommands = {{
-    {"loadfpgabinary", LoadsFirmware},
-    {"ping", [](const Product_T& product) { return product.link == Link::Uart; }},
-    {"lumetping", HasLumetPing},
-    {"lowscanping", HasLumetPing},
-    {"xkping", IsXkModule},
-    {"speed", IsXkModule},
-}};
-
-constexpr char c_CommandsOfAll[] =
-    "Every product: batteryvoltage lcdtemperature sensepin, and watertemperature where the\n"
-    "sensor's file was given with --set.\n";
-
-std::string CommandsOf(const Product_T& product)
-{
-    std::string text;
-    for (const ProductCommand_T& command : c_ProductCommands) {
-        if (command.makesSense(product)) {
-            text.append(text.empty() ? "" : " ").append(command.name);
-        }
-    }
-    return text.empty() ? "-" : text;
-}
-
-std::string ProductList()
-{
-    std::string text = "code  name              link         part number  commands\n";
-    for (const Product_T& product : Products()) {
-        std::array<char, 160> line{};
-        std::snprintf(line.data(), line.size(), "%4u  %-16s  %-11s  %-11s  %s\n", product.code, product.name,
-                      c_LinkNames[static_cast<std::size_t>(product.link)],
-                      product.model != nullptr ? product.model->partNumber : "-",
-                      CommandsOf(product).c_str());
-        text += line.data();
-    }
-    return text + c_CommandsOfAll;
-}
-
 /// The arguments are decoded as Latin-1, one character a byte, so that any byte comes through.
 std::string BytesOf(const QString& text) { return text.toLatin1().toStdString(); }
 
-const Product_T& ProductNamed(const QString& name)
+/// @param place  where the name was read, for the message
+const Product_T& ProductNamed(const QString& name, const std::string& place = {})
 {
     const auto products = Products();
     const auto found = std::ranges::find_if(
         products, [&](const Product_T& product) { return name == QLatin1StringView(product.name); });
     if (found == products.end()) {
-        throw UsageError_T{u"there is no product \"%1\"; --list-products shows them"_s.arg(name)};
+        throw UsageError_T{QString::fromLatin1(place) +
+                           u"there is no product \"%1\"; --list-products shows them"_s.arg(name)};
     }
     return *found;
+}
+
+/// Refuses a trace of devices that the product's unit has not.
+void CheckDevices(const TraceFile_T& trace, const Product_T& product)
+{
+    CFaultPlan faults;
+    const std::vector<UnitDevice_T> devices =
+        MakeUnitDevices({product, Scene_T{}, 0, [] { return true; }}, faults);
+    for (const TraceOperation_T& operation : trace.operations) {
+        if (std::ranges::find(devices, operation.device, &UnitDevice_T::node) == devices.end()) {
+            throw UsageError_T{QString::fromLatin1(PlaceIn(trace.name, operation.line) + "the unit " +
+                                                   product.name + " has no device " + operation.device)};
+        }
+    }
 }
 
 fs::path UnitFile(const QString& text)
@@ -107,14 +64,14 @@ fs::path UnitFile(const QString& text)
     return name;
 }
 
-FileChange_T FileChange(FileChange_T::Kind kind, const QString& text)
+FileChange_T FileChange(FileChange_T::Kind kind, const QCommandLineOption& option, const QString& text)
 {
     if (kind == FileChange_T::Kind::Remove) {
         return {kind, UnitFile(text)};
     }
     const auto separator = text.indexOf(u'=');
     if (separator < 0) {
-        throw UsageError_T{u"\"%1\" is not of the form FILE=VALUE"_s.arg(text)};
+        throw UsageError_T{u"\"%1\" is not of the form %2"_s.arg(text, option.valueName())};
     }
     return {kind, UnitFile(text.left(separator)), BytesOf(text.mid(separator + 1))};
 }
@@ -206,13 +163,52 @@ std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const Op
     }
 }
 
+/// Whether two names are those of one file, which may not exist yet. Devices such as /dev/null are none.
+bool IsSameFile(const fs::path& one, const fs::path& other)
+{
+    std::error_code ignored;
+    if (one.empty() || other.empty() || fs::is_other(fs::status(one, ignored))) {
+        return false;
+    }
+    const fs::path place = fs::weakly_canonical(one, ignored);
+    return fs::equivalent(one, other, ignored) ||
+           (!place.empty() && place == fs::weakly_canonical(other, ignored));
+}
+
+/// Refuses to write a file that is written for something else as well, or read.
+void CheckFiles(const Options_T& options)
+{
+    using File_T = std::pair<const char*, fs::path>;
+    std::vector<File_T> files = {{"--replay", options.replay ? options.replay->name : ""},
+                                 {"--scene", options.scene},
+                                 {"--program", options.program}};
+    for (const FileChange_T& change : options.fileChanges) {
+        files.emplace_back("--copy", change.kind == FileChange_T::Kind::Copy ? change.value : "");
+    }
+    for (const File_T& result : {File_T{"--trace", options.trace}, File_T{"--calls", options.calls},
+                                 File_T{"--report", options.report}}) {
+        const auto same = std::ranges::find_if(
+            files, [&](const File_T& file) { return IsSameFile(result.second, file.second); });
+        if (same != files.end()) {
+            throw UsageError_T{u"%1 and %2 name the same file, %3"_s.arg(
+                QLatin1StringView(result.first), QLatin1StringView(same->first),
+                QString::fromLatin1(result.second.string()))};
+        }
+        files.push_back(result);
+    }
+}
+
 Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
 {
     Options_T options;
     options.replay = ReadReplay(parser, set);
-    const bool isProductReplayed = options.replay && !parser.isSet(set.product);
-    options.product = &ProductNamed(isProductReplayed ? QString::fromLatin1(options.replay->unit)
-                                                      : parser.value(set.product));
+    options.product = &ProductNamed(parser.value(set.product));
+    if (const auto& replay = options.replay) {
+        const Product_T& replayed =
+            ProductNamed(QString::fromLatin1(replay->unit), PlaceIn(replay->name, replay->unitLine));
+        options.product = parser.isSet(set.product) ? options.product : &replayed;
+        CheckDevices(*replay, *options.product);
+    }
     options.firmwareVersion = FirmwareVersion(parser.value(set.firmwareVersion));
     // Removals come first, so that what is copied or set stands.
     using Kind = FileChange_T::Kind;
@@ -220,7 +216,7 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
         {{set.remove, Kind::Remove}, {set.copy, Kind::Copy}, {set.set, Kind::Text}}};
     for (const auto& [option, kind] : changes) {
         for (const QString& text : parser.values(option)) {
-            options.fileChanges.push_back(FileChange(kind, text));
+            options.fileChanges.push_back(FileChange(kind, option, text));
         }
     }
     if (options.replay) {
@@ -236,6 +232,7 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     options.report = PathValue(parser, set.report);
     options.keep = PathValue(parser, set.keep);
     options.program = PathValue(parser, set.program);
+    CheckFiles(options);
     if (options.program.empty()) {
         const QByteArray here = QFile::encodeName(QCoreApplication::applicationDirPath());
         options.program = fs::path(here.toStdString()) / "sonarbench";

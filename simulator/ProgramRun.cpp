@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
+#include <optional>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/prctl.h>
@@ -13,7 +14,9 @@
 
 namespace
 {
-constexpr std::array<int, 4> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHUP};
+constexpr std::array<int, 5> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+/// How soon a signal is tried again that nobody could be given yet.
+constexpr int c_RetryMilliseconds = 10;
 
 pid_t Start(const std::vector<std::string>& command, const sigset_t& signalMask)
 {
@@ -38,10 +41,39 @@ pid_t Start(const std::vector<std::string>& command, const sigset_t& signalMask)
     return child;
 }
 
-int ExitStatus(int waitStatus)
+/// A program that was started. It goes with the object, unless its end was seen.
+class CChild
 {
-    return WIFSIGNALED(waitStatus) ? 128 + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
-}
+public:
+    explicit CChild(pid_t id) : m_Id(id) {}
+    CChild(const CChild&) = delete;
+    CChild& operator=(const CChild&) = delete;
+    ~CChild()
+    {
+        if (!m_HasEnded) {
+            ::kill(-m_Id, SIGKILL);
+            ::waitpid(m_Id, nullptr, 0);
+        }
+    }
+
+    /// Its exit status, nothing while it runs.
+    std::optional<int> Ended()
+    {
+        int status = 0;
+        const pid_t ended = ::waitpid(m_Id, &status, WNOHANG);
+        if (ended < 0) {
+            throw std::system_error(errno, std::generic_category(), "waitpid");
+        }
+        m_HasEnded = ended == m_Id;
+        return m_HasEnded ? std::optional(WIFSIGNALED(status) ? StatusOfSignal(WTERMSIG(status))
+                                                              : WEXITSTATUS(status))
+                          : std::nullopt;
+    }
+
+private:
+    const pid_t m_Id;
+    bool m_HasEnded = false;
+};
 
 /// Ends all children, of which there are more as the parents among them end.
 void EndChildren()
@@ -81,39 +113,41 @@ CSignals::~CSignals()
     ::sigprocmask(SIG_SETMASK, &m_Before, nullptr);
 }
 
-int CSignals::Take() const
+int CSignals::TakeRequest() const
 {
     signalfd_siginfo information{};
-    const bool taken = ::read(m_Descriptor, &information, sizeof information) == sizeof information;
-    return taken ? static_cast<int>(information.ssi_signo) : 0;
+    while (::read(m_Descriptor, &information, sizeof information) == sizeof information) {
+        if (const auto signal = static_cast<int>(information.ssi_signo); signal != SIGCHLD) {
+            return signal;
+        }
+    }
+    return 0;
 }
 
 int RunProgram(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
 {
-    const pid_t child = Start(command, signals.Before());
-    const auto onSignal = watch.onSignal ? watch.onSignal : [child](int signal) { ::kill(child, signal); };
+    const pid_t id = Start(command, signals.Before());
+    CChild child(id);
+    const auto onSignal =
+        watch.onSignal ? watch.onSignal : [id](int signal) { return ::kill(id, signal) == 0; };
+    std::vector<int> requests; // that nobody was given yet
     std::vector<pollfd> watched = {{signals.Descriptor(), POLLIN, 0}};
     for (const int descriptor : watch.descriptors) {
         watched.push_back({descriptor, POLLIN, 0});
     }
     for (;;) {
-        if (::poll(watched.data(), static_cast<nfds_t>(watched.size()), -1) < 0 && errno != EINTR) {
+        const int timeout = requests.empty() ? -1 : c_RetryMilliseconds;
+        if (::poll(watched.data(), static_cast<nfds_t>(watched.size()), timeout) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
         watch.onReadable();
-        for (int signal = signals.Take(); signal != 0; signal = signals.Take()) {
-            if (signal != SIGCHLD) {
-                onSignal(signal);
-            }
+        for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
+            requests.push_back(signal);
         }
-        int waitStatus = 0;
-        const pid_t ended = ::waitpid(child, &waitStatus, WNOHANG);
-        if (ended == child) {
-            return ExitStatus(waitStatus);
+        if (const std::optional<int> status = child.Ended()) {
+            return *status;
         }
-        if (ended < 0) {
-            throw std::system_error(errno, std::generic_category(), "waitpid");
-        }
+        std::erase_if(requests, onSignal);
     }
 }
 

@@ -19,8 +19,8 @@ public:
 
     /// Readable when a signal waits.
     int Descriptor() const { return m_Descriptor; }
-    /// The next waiting signal, 0 when there is none.
-    int Take() const;
+    /// Takes the signals that wait, up to the next request to end; returns that one, 0 when there is none.
+    int TakeRequest() const;
     /// The signals that were blocked before, for programs to start with.
     const sigset_t& Before() const { return m_Before; }
 
@@ -33,13 +33,17 @@ private:
 struct RunWatch_T {
     std::vector<int> descriptors = {};        ///< to look at while it runs
     std::function<void()> onReadable = [] {}; ///< called when one of them has input
-    std::function<void(int)> onSignal =
-        {}; ///< called with SIGINT, SIGTERM or SIGHUP; none: they go to the program
+    /// called with SIGINT, SIGTERM, SIGHUP or SIGQUIT, again and again until it returns that somebody was
+    /// given the signal; none: the program is
+    std::function<bool(int)> onSignal = {};
 };
 
+/// The exit status for an end by a signal.
+constexpr int StatusOfSignal(int signal) { return 128 + signal; }
+
 /// Runs a command (found by PATH) with this process's standard streams, in a process group of its own, and
-/// waits for its end. Returns its exit status, 128 + N when signal N ended it. Throws std::system_error when
-/// it cannot be started.
+/// waits for its end. Returns its exit status, that of StatusOfSignal() when a signal ended it. Throws
+/// std::system_error when it cannot be started or waited for; then, and when the watch throws, it is ended.
 int RunProgram(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);
 
 /// Runs a command as RunProgram() does and passes signals on to it, for a parent that cannot be the command's

@@ -92,8 +92,7 @@ std::string CReplay::Finish()
 
 void CReplay::Differ(std::size_t line, const std::string& what)
 {
-    m_Difference =
-        m_Trace.name + ":" + std::to_string(line) + ": operation " + std::to_string(m_Next + 1) + ": " + what;
+    m_Difference = PlaceIn(m_Trace.name, line) + "operation " + std::to_string(m_Next + 1) + ": " + what;
 }
 
 DeviceOutcome_T CReplayDevice::Write(ByteView_T bytes)

@@ -153,10 +153,13 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     Append(command, program);
 
     const auto passOn = [&](int signal) {
-        if (const int id = NumberIn(sandbox.directory / c_IdFile); id > 0) {
-            ::kill(id, signal);
-        }
+        // There is none while the sandbox is still being made.
+        const int id = NumberIn(sandbox.directory / c_IdFile);
+        return id > 0 && ::kill(id, signal) == 0;
     };
+    if (const int signal = signals.TakeRequest(); signal != 0) {
+        return StatusOfSignal(signal);
+    }
     RunProgram(command, signals, {descriptors, onReadable, passOn});
     const int status = NumberIn(sandbox.directory / c_StatusFile);
     if (status < 0) {

@@ -27,7 +27,8 @@ struct Sandbox_T {
 };
 
 /// Runs a program (found by its PATH) inside the sandbox, as RunProgram() does, and ends whatever it left
-/// running: with bubblewrap, or with proot where this machine refuses namespaces. The descriptors are watched
-/// as in RunWatch_T. Throws std::runtime_error when the sandbox cannot be had.
+/// running; a program that is to end before its start is not started: with bubblewrap, or with proot where
+/// this machine refuses namespaces. The descriptors are watched as in RunWatch_T. Throws std::runtime_error
+/// when the sandbox cannot be had.
 int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
                  const std::vector<int>& descriptors, const std::function<void()>& onReadable);

@@ -15,6 +15,9 @@ public:
     std::size_t IoctlArgumentSize(unsigned long request) const final;
     DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) final;
 
+    /// Time that bytes need on the link.
+    static std::chrono::nanoseconds LinkTime(std::size_t bytes);
+
 protected:
     /// A write to the configured device.
     virtual void Transfer(ByteView_T bytes, DeviceOutcome_T& outcome) = 0;
@@ -29,8 +32,6 @@ protected:
 
     /// Makes a request fail and says why.
     static void Refuse(DeviceOutcome_T& outcome, int error, std::string why);
-    /// Time that bytes need on the link.
-    static std::chrono::nanoseconds LinkTime(std::size_t bytes);
     static constexpr std::size_t c_DescriptorSize = 20; ///< of a ping read, the argument of its start
 
 private:

@@ -1,5 +1,7 @@
 #include "simulator/TraceFile.h"
 
+#include "simulator/FaultTable.h"
+
 #include <algorithm>
 #include <fstream>
 #include <sstream>
@@ -12,11 +14,13 @@ using Kind = DeviceOperation_T::Kind;
 
 [[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
 
+[[noreturn]] void RefuseFile(const std::string& name) { Refuse("cannot read the trace " + name); }
+
 /// Reads lines into operations.
 class CReader
 {
 public:
-    explicit CReader(const std::string& name) : m_Trace{name, {}, {}, {}, 0} {}
+    explicit CReader(const std::string& name) : m_Trace{name, {}, 0, {}, {}, 0} {}
 
     /// These throw std::runtime_error, which tells what is wrong with the line At().
     void Take(const std::string& text);
@@ -28,6 +32,7 @@ private:
     static const Direction_T* FindDirection(std::string_view name);
 
     void TakeUnit(const std::string& text);
+    void TakeFault(const std::string& specification);
     /// Puts the entry, when there is one, into its operation.
     void Complete();
     void AddOperation();
@@ -85,7 +90,7 @@ void CReader::Take(const std::string& text)
     } else if (m_Trace.unit.empty()) {
         TakeUnit(text);
     } else if (text.starts_with(TraceWord::c_Fault)) {
-        m_Trace.callFaults.push_back(text.substr(TraceWord::c_Fault.size()));
+        TakeFault(text.substr(TraceWord::c_Fault.size()));
     } else if (first == 0) {
         Complete();
         m_At = number;
@@ -108,6 +113,22 @@ void CReader::TakeUnit(const std::string& text)
     if (!(words >> word >> m_Trace.unit) || word != TraceWord::c_Unit || words >> rest) {
         Refuse("before the operations stands a line \"unit PRODUCT\"");
     }
+    m_Trace.unitLine = m_At;
+}
+
+void CReader::TakeFault(const std::string& specification)
+{
+    if (m_Entry) {
+        Refuse("faults stand before the operations");
+    }
+    try {
+        if (FaultOf(specification).kind->play != nullptr) {
+            Refuse("fault \"" + specification + "\": only those in the program's calls stand here");
+        }
+    } catch (const std::invalid_argument& error) {
+        Refuse(error.what());
+    }
+    m_Trace.callFaults.push_back(specification);
 }
 
 void CReader::Complete()
@@ -140,6 +161,9 @@ void CReader::AddOperation()
                                         TraceWord::c_Operations.begin());
     if (kind == Kind::Ioctl && !m_Entry->request) {
         Refuse("an ioctl without a request");
+    }
+    if (m_Entry->taken && (kind != Kind::Write || *m_Entry->taken > m_Entry->bytes.size())) {
+        Refuse("only a write reports a count, which is at most that of its bytes");
     }
     Append({.line = m_Entry->number,
             .device = m_Entry->device,
@@ -255,6 +279,11 @@ std::size_t TraceOperation_T::LineOf(std::size_t offset) const
     return behind == places.begin() ? line : std::prev(behind)->line;
 }
 
+std::string PlaceIn(const std::string& name, std::size_t line)
+{
+    return name + ":" + std::to_string(line) + ": ";
+}
+
 TraceFile_T ReadTrace(std::istream& stream, const std::string& name)
 {
     CReader reader(name);
@@ -262,20 +291,20 @@ TraceFile_T ReadTrace(std::istream& stream, const std::string& name)
         for (std::string line; std::getline(stream, line);) {
             reader.Take(line);
         }
-        if (stream.bad()) {
-            Refuse("the file cannot be read further");
+        if (!stream.bad()) {
+            return reader.Finish();
         }
-        return reader.Finish();
     } catch (const std::runtime_error& error) {
-        throw std::runtime_error(name + ":" + std::to_string(reader.At()) + ": " + error.what());
+        throw std::runtime_error(PlaceIn(name, reader.At()) + error.what());
     }
+    RefuseFile(name);
 }
 
 TraceFile_T ReadTraceFile(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        throw std::runtime_error("cannot read the trace " + file.string());
+        RefuseFile(file.string());
     }
     return ReadTrace(stream, file.string());
 }

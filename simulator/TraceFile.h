@@ -26,16 +26,19 @@ struct TraceOperation_T {
 /// A trace as it was read.
 struct TraceFile_T {
     std::string name; ///< of the file, for messages
-    std::string unit; ///< name of the unit's product
-    std::vector<std::string>
-        callFaults; ///< faults in the program's calls, as --fault takes them; not checked
+    std::string unit; ///< name of the unit's product; not checked, nor are those of the devices
+    std::size_t unitLine;
+    std::vector<std::string> callFaults; ///< faults in the program's calls, as --fault takes them
     std::vector<TraceOperation_T> operations;
     std::size_t lastLine; ///< number of lines
 };
+
+/// "NAME:LINE: ", which stands before what is wrong with a line of a file.
+std::string PlaceIn(const std::string& name, std::size_t line);
 
 /// Reads a trace. Throws std::runtime_error "NAME:LINE: what is wrong" for the first line that is not as
 /// docs/trace.md says.
 TraceFile_T ReadTrace(std::istream& stream, const std::string& name);
 
-/// Reads a trace from a file; one that cannot be read is such an error, too.
+/// Reads a trace from a file. One that cannot be read is such an error, too, with its name alone.
 TraceFile_T ReadTraceFile(const std::filesystem::path& file);

@@ -4,9 +4,11 @@
 #include "simulator/FirmwareImage.h"
 
 #include <array>
+#include <cerrno>
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -46,7 +48,7 @@ void WriteFile(const fs::path& place, std::string_view contents)
     file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
     file.close();
     if (!file) {
-        throw std::runtime_error("cannot write " + place.string());
+        throw std::system_error(errno, std::generic_category(), "cannot write " + place.string());
     }
 }
 
@@ -110,7 +112,10 @@ void WriteProductFiles(const UnitTrees_T& trees, const Product_T& product, std::
 
 std::string ContentsOf(const fs::path& path)
 {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file;
+    if (!fs::is_directory(path)) { // which can be opened, too
+        file.open(path, std::ios::binary);
+    }
     std::string contents{std::istreambuf_iterator<char>(file), {}};
     if (!file.is_open() || file.bad()) {
         throw std::runtime_error("cannot read " + path.string());
@@ -118,9 +123,8 @@ std::string ContentsOf(const fs::path& path)
     return contents;
 }
 
-void MakeChange(const UnitTrees_T& trees, const FileChange_T& change)
+void MakeChange(const fs::path& place, const FileChange_T& change)
 {
-    const fs::path place = trees.Place(change.file);
     switch (change.kind) {
     case FileChange_T::Kind::Text:
         WriteFile(place, change.value.empty() ? std::string() : change.value + "\n");
@@ -153,7 +157,12 @@ void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options)
     }
     WriteProductFiles(trees, *options.product, options.firmwareVersion);
     for (const FileChange_T& change : options.fileChanges) {
-        MakeChange(trees, change);
+        try {
+            MakeChange(trees.Place(change.file), change);
+        } catch (const std::system_error& error) { // which names a place that nobody outside knows
+            throw std::runtime_error("cannot change the unit's file " + change.file.string() + ": " +
+                                     error.code().message());
+        }
     }
 }
 

@@ -82,7 +82,8 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
         const bool isBound = std::ranges::any_of(bindings, [&](const Binding_T& binding) {
             return path == binding.inside || LiesBelow(path, binding.inside);
         });
-        if (LiesBelow(path, "/tmp") && !isBound && fs::exists(path)) {
+        std::error_code isUnusable; // as a path, so that the program may say what it makes of the word
+        if (LiesBelow(path, "/tmp") && !isBound && fs::exists(path, isUnusable)) {
             bindings.push_back({path, path});
         }
     };
@@ -142,7 +143,7 @@ void CheckProgram(const fs::path& program)
     }
 }
 
-/// Makes the directory for the unit's files, before anything is run for their sake.
+/// Makes the directory for the unit's files, before anything is run or overwritten for their sake.
 void MakeKeepDirectory(const fs::path& directory)
 {
     if (!directory.empty() && !fs::create_directories(directory)) {
@@ -229,6 +230,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     CheckProgram(options.program);
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);
     CFaultPlan faults(options.faults);
+    MakeKeepDirectory(options.keep);
     std::optional<std::ofstream> traceFile = OpenResult(c_Trace, options.trace);
     std::optional<std::ofstream> callsFile = OpenResult(c_Counts, options.calls);
     OpenResult(c_Report, options.report);
@@ -241,7 +243,6 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         trace.emplace(*traceFile, options.product->name, callFaults);
     }
 
-    MakeKeepDirectory(options.keep);
     const CUnitDirectory directory;
     std::optional<CCallFaults> calls;
     if (callsFile || !faults.OfCalls().empty()) {

@@ -136,9 +136,12 @@ CallEffect_T CountCall(FaultOperation_T operation)
     CallEffect_T effect;
     for (std::string_view plan = s_Plan; !plan.empty();) {
         const Line_T line = TakeLine(plan);
-        const unsigned number = NumberIn<unsigned>(line.number).value_or(0);
-        const bool lasts = line.kind == NameOf(CallKind_T::Gone) && number < count;
-        if (line.operation != NameOf(operation) || (number != 0 && number != count && !lasts)) {
+        const auto number = NumberIn<unsigned>(line.number);
+        if (!number) {
+            GiveUp("its plan");
+        }
+        const bool lasts = line.kind == NameOf(CallKind_T::Gone) && *number < count;
+        if (line.operation != NameOf(operation) || (*number != 0 && *number != count && !lasts)) {
             continue;
         }
         Log(line.operation, count, line.specification);

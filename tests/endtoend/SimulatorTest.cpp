@@ -26,6 +26,7 @@ TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
         {2, "--set", "/etc/passwd=x", "\"/etc/passwd\" is no file of a unit; "},
         {2, "--set", "/sys/../etc/passwd=x", "\"/sys/../etc/passwd\" is no file of a unit; "},
         {2, "--set", "/sys/x", "\"/sys/x\" is not of the form FILE=VALUE\n"},
+        {2, "--copy", "/sys/x", "\"/sys/x\" is not of the form FILE=PATH\n"},
         {2, "--fault", "write:1=SOMETIMES", "write:1=SOMETIMES"},
         {2, "--frequency", "3", "Unknown option 'frequency'.\n"},
         {3, "--program", "/nowhere/sonarbench", "there is no program /nowhere/sonarbench\n"},
@@ -34,6 +35,8 @@ TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
         {3, "--trace", "/nowhere/trace", "/nowhere/trace"},
         {3, "--calls", "/nowhere/counts", "/nowhere/counts"},
         {3, "--copy", "/VERSION=/nowhere", "cannot read /nowhere\n"},
+        {3, "--copy", "/VERSION=/usr", "cannot read /usr\n"},
+        {3, "--set", "/sys/devices=x", "cannot change the unit's file /sys/devices: Is a directory\n"},
     };
     for (const auto& [status, option, value, text] : cases) {
         const auto run = CVirtualUnit().Option(option, value).Run({"sensepin"});
@@ -41,6 +44,44 @@ TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
         EXPECT_EQ(run.output, "");
         EXPECT_THAT(run.errors, AllOf(StartsWith("sonarbench-sim: "), HasSubstr(text)));
     }
+}
+
+TEST(Simulator, ARunThatCannotBeOverwritesNothing)
+{
+    const TemporaryDirectory directory;
+    const std::string text = "sonarbench trace 2\nunit QL4K\n";
+    const std::string trace = directory.Write("trace", text);
+    const std::tuple<int, std::string, std::string> cases[] = {{3, "--keep", directory.Path()},
+                                                               {2, "--calls", directory.Path("./trace")},
+                                                               {2, "--replay", trace},
+                                                               {2, "--copy", "/tmp/x=" + trace}};
+    for (const auto& [status, option, value] : cases) {
+        const auto run = CVirtualUnit("").Option("--trace", trace).Option(option, value).Run({"sensepin"});
+        EXPECT_EQ(run.status, status) << option << run.errors;
+        EXPECT_EQ(directory.Read("trace"), text) << option;
+    }
+}
+
+TEST(Simulator, ARequestToEndIsNotLostWhileTheUnitIsMade)
+{
+    const TemporaryDirectory tools;
+    const TemporaryDirectory left;
+    const auto run = [&](const std::string& before) {
+        for (const char* tool : {"bwrap", "proot"}) {
+            const std::string file =
+                tools.Write(tool, "#!/bin/sh\n" + before + " $PPID\nPATH=${PATH#*:}\nexec ${0##*/} \"$@\"\n");
+            std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+        }
+        return CVirtualUnit()
+            .In("TMPDIR=" + left.Path())
+            .In("PATH=" + tools.Path() + ":$PATH")
+            .RunScript("echo started; ulimit -c 0; exec sleep 60");
+    };
+    const auto unstarted = run("kill -TERM");
+    EXPECT_EQ(std::to_string(unstarted.status) + unstarted.output, "143") << unstarted.errors;
+    // Only when the sandbox is being made, not when its tool is tried.
+    EXPECT_EQ(run("[ \"$1\" = --bind ] || kill -QUIT").status, 128 + 3);
+    EXPECT_TRUE(std::filesystem::is_empty(left.Path()));
 }
 
 TEST(Simulator, StreamsAndStatusAreTheProgramsOwn)
@@ -72,7 +113,7 @@ TEST(Simulator, TheUnitHasItsOwnFilesTheCallersArgumentsAndKeepsWhatIsAskedFor)
             .RunScript("cat \"$1\" /VERSION /corvane/Config/SerialNumber; echo \"<$PRODUCT_ID>\"\n"
                        ": > /tmp/sonarbench-mark; : > /dev/LSfpga7; " SONARBENCH_PROGRAM
                        " sensepin >/dev/null",
-                       {directory.Write("argument", "seen\n")});
+                       {directory.Write("argument", "seen\n"), "/tmp/" + std::string(300, 'x')});
     EXPECT_EQ(run.output, "seen\n2.6.1\nQS1000123\n<>\n");
     EXPECT_FALSE(std::filesystem::exists("/tmp/sonarbench-mark") || std::filesystem::exists("/dev/LSfpga7"));
     EXPECT_TRUE(std::filesystem::exists(directory.Path("unit/tmp/stop_sonar")));

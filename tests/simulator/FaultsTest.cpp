@@ -150,7 +150,8 @@ TEST(FaultsTest, AWrongSpecificationIsToldWhatIsAllowed)
         {"write=EIO", "fault \"write=EIO\": must read OPERATION:NUMBER=KIND"},
         {"seek:1=EIO", "the operation must be write, ioctl, reply, fill, fifo, interrupt, open, read, poll, "
                        "tcsetattr, close, device, file-open, file-read, file-write or file-close"},
-        {"write:1x=EIO", "the number must be 1 or more, or *"},
+        {"write:1x=EIO", "the number must be 1 to 4294967295, or *"},
+        {"write:4294967296=EIO", "the number must be 1 to 4294967295, or *"},
         {"write:1=silent", "the kind must be an error's name (such as EIO), short, zero or lying"},
         {"fill:1=slow", "the kind must be lying, short, zeros, stale, bit or corrupted"},
         {"fifo:1=256", "the kind must be a number from 0 to 255"},

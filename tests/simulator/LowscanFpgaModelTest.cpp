@@ -138,6 +138,8 @@ TEST_F(LowscanFpgaModelTest, WithoutFirmwareOrPowerTheLinesAreSilent)
     isPowered = true;
     pFpga->TakeImage(MakeFirmwareImage("QL2A", 9));
     EXPECT_EQ(replies(), std::tuple(0U, 0U, Bytes_T(4, 0)));
-    pFpga->TakeImage(MakeFirmwareImage("QL1A", 9));
+    const Bytes_T image = MakeFirmwareImage("QL1A", 9);
+    EXPECT_EQ(pFpga->TakeImage(image).linkTime, std::chrono::nanoseconds(image.size() * 1000 / 3))
+        << "at 24 MHz";
     EXPECT_EQ(replies(), std::tuple(1024U, 13U, Bytes_T{0, 0, 9, 0}));
 }
