@@ -170,9 +170,9 @@ bool IsSameFile(const fs::path& one, const fs::path& other)
     if (one.empty() || other.empty() || fs::is_other(fs::status(one, ignored))) {
         return false;
     }
-    const fs::path place = fs::weakly_canonical(one, ignored);
+    const fs::path place = fs::weakly_canonical(fs::absolute(one), ignored);
     return fs::equivalent(one, other, ignored) ||
-           (!place.empty() && place == fs::weakly_canonical(other, ignored));
+           (!place.empty() && place == fs::weakly_canonical(fs::absolute(other), ignored));
 }
 
 /// Refuses to write a file that is written for something else as well, or read.

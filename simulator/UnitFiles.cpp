@@ -113,7 +113,8 @@ void WriteProductFiles(const UnitTrees_T& trees, const Product_T& product, std::
 std::string ContentsOf(const fs::path& path)
 {
     std::ifstream file;
-    if (!fs::is_directory(path)) { // which can be opened, too
+    std::error_code isUnusable;
+    if (!fs::is_directory(path, isUnusable)) { // which can be opened, too
         file.open(path, std::ios::binary);
     }
     std::string contents{std::istreambuf_iterator<char>(file), {}};

@@ -51,6 +51,8 @@ TEST(Simulator, ARunThatCannotBeOverwritesNothing)
     const TemporaryDirectory directory;
     const std::string text = "sonarbench trace 2\nunit QL4K\n";
     const std::string trace = directory.Write("trace", text);
+    const auto twice = CVirtualUnit().Option("--calls", "tests/none").Option("--report", "./tests/none");
+    EXPECT_EQ(twice.Run({"sensepin"}).status, 2);
     const std::tuple<int, std::string, std::string> cases[] = {{3, "--keep", directory.Path()},
                                                                {2, "--calls", directory.Path("./trace")},
                                                                {2, "--replay", trace},
