@@ -61,11 +61,11 @@ void PutFloat(const Buffer_Bytes_T& buffer, std::size_t index, std::uint32_t who
 /// All six registers of a channel, in the order in which the FPGA takes them.
 std::array<LSRegisterValue_T, 6> ChannelRegisters(const LSChannelConfigure_T& block)
 {
-    const LSRegisterPair_T pairs[] = {
-        PulseRegisters(block.channel, block.period, block.startFrequency, block.endFrequency),
-        SamplingRegisters(block.channel, block.samplesA, block.samplesB, block.decimationRate),
-        GainRegisters(block.channel, block.gain, block.colourGain)};
-    return {pairs[0][0], pairs[0][1], pairs[1][0], pairs[1][1], pairs[2][0], pairs[2][1]};
+    const auto pulse = PulseRegisters(block.channel, block.period, block.startFrequency, block.endFrequency);
+    const auto sampling =
+        SamplingRegisters(block.channel, block.samplesA, block.samplesB, block.decimationRate);
+    const auto gain = GainRegisters(block.channel, block.gain, block.colourGain);
+    return {pulse[0], pulse[1], sampling[0], sampling[1], gain[0], gain[1]};
 }
 } // namespace
 
