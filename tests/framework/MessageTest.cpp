@@ -12,7 +12,6 @@ struct Program : TestControllerBase {
     {
         Message("usage<" + *text + ">", nullptr, true, false);
     }
-    using TestControllerBase::m_OutputStrings;
 };
 
 TEST(Message, GoesToTheReportTheConsoleOrBothAndNeverTwice)
@@ -42,15 +41,6 @@ TEST(Report, EndsAsItsResultSays)
         Program().ReportResult(output, commandLine, static_cast<TestResult_T>(result));
         EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
     }
-}
-
-TEST(MessageTable, HasItsTextsAndNothingForOtherKeys)
-{
-    int filled = 0;
-    for (int key = -1; key <= 100; ++key) {
-        filled += Program::m_OutputStrings[static_cast<OutputStrings_T>(key)].empty() ? 0 : 1;
-    }
-    EXPECT_EQ(filled, 67);
 }
 
 TEST(Numbers, AreConvertedLaxly)

@@ -1,4 +1,3 @@
-#include "station/Formats.h"
 #include "tests/station/Runs.h"
 
 #include <gmock/gmock.h>
@@ -7,20 +6,6 @@ using namespace testing;
 
 namespace
 {
-std::string Written(const std::string& format, const std::vector<Run_T>& runs, const View_T& view)
-{
-    QBuffer output;
-    output.open(QIODevice::WriteOnly);
-    const auto made = std::ranges::find(Formats(), format, &Format_T::option)->make(output, view);
-    Summary_T summary;
-    for (const Run_T& run : runs) {
-        summary.Add(run);
-        made->Write(run);
-    }
-    made->End(summary);
-    return output.data().toStdString();
-}
-
 Run_T Ping(std::vector<std::int32_t> values)
 {
     Run_T run;

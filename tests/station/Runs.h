@@ -1,5 +1,6 @@
 #pragma once
 
+#include "station/Formats.h"
 #include "station/TranscriptReader.h"
 
 #include <QBuffer>
@@ -30,3 +31,19 @@ public:
 private:
     std::vector<Run_T> m_Runs;
 };
+
+/// What a format's writer makes of runs.
+inline std::string Written(const std::string& format, const std::vector<Run_T>& runs, const View_T& view = {})
+{
+    QBuffer output;
+    output.open(QIODevice::WriteOnly);
+    const auto made = std::ranges::find(Formats(), format, &Format_T::option)->make(output, view);
+    made->Begin();
+    Summary_T summary;
+    for (const Run_T& run : runs) {
+        summary.Add(run);
+        made->Write(run);
+    }
+    made->End(summary);
+    return output.data().toStdString();
+}
