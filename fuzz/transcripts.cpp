@@ -1,13 +1,12 @@
 // Transcripts of arbitrary bytes for sonarbench-report, written in every format.
 
+#include "fuzz/FuzzInput.h"
 #include "station/Formats.h"
 #include "station/TranscriptReader.h"
 
 #include <QBuffer>
 #include <QJsonDocument>
 #include <QXmlStreamReader>
-
-#include <cassert>
 
 namespace
 {
@@ -32,19 +31,19 @@ public:
     }
     void Check(std::size_t lines)
     {
-        // Each line is known to a rule, or listed.
-        assert(m_Summary.claimed + m_Summary.unrecognised == lines);
+        Require(m_Summary.claimed + m_Summary.unrecognised == lines,
+                "each line is known to a rule, or counted");
         for (const auto& writer : m_Writers) {
             writer->End(m_Summary);
         }
         for (const QByteArray& json : OutputOf("json").split('\n')) {
-            assert(json.isEmpty() || !QJsonDocument::fromJson(json).isNull());
+            Require(json.isEmpty() || !QJsonDocument::fromJson(json).isNull(), "a line of JSON is an object");
         }
         QXmlStreamReader xml(OutputOf("junit"));
         while (!xml.atEnd()) {
             xml.readNext();
         }
-        assert(!xml.hasError());
+        Require(!xml.hasError(), "JUnit is well-formed XML");
     }
 
 private:
