@@ -4,6 +4,7 @@
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+#include <iostream>
 #include <numeric>
 #include <sstream>
 #include <sys/wait.h>
@@ -112,11 +113,15 @@ UnitRun_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
     }
     command += " </dev/null >" + directory.Path("out") + " 2>" + directory.Path("err");
     const int status = std::system(command.c_str());
+    const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (exitStatus != 0) { // what a test that fails for it does not show
+        std::cerr << "status " << exitStatus << "\n" << directory.Read("err");
+    }
     if (std::ranges::find(m_Options, "--program") == m_Options.end()) {
         ExpectReadable(directory.Read("out"));
     }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, directory.Read("out"), directory.Read("err"),
-            ReadTrace(directory.Read("trace")), directory.Read("trace")};
+    return {exitStatus, directory.Read("out"), directory.Read("err"), ReadTrace(directory.Read("trace")),
+            directory.Read("trace")};
 }
 
 UnitRun_T CVirtualUnit::RunScript(const std::string& script, const std::vector<std::string>& arguments) const
