@@ -1,8 +1,8 @@
-// Transcripts of arbitrary bytes for sonarbench-report, written in every format.
+// Transcripts of arbitrary bytes for sonarbench-station, written in every format.
 
+#include "station/Transcripts.h"
 #include "fuzz/FuzzInput.h"
-#include "station/Formats.h"
-#include "station/TranscriptReader.h"
+#include "station/output/Formats.h"
 
 #include <QBuffer>
 #include <QJsonDocument>
@@ -66,7 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     transcript.setData(text);
     transcript.open(QIODevice::ReadOnly);
     CEveryFormat formats;
-    ReadTranscript("t", transcript, formats);
+    CDeviceLines lines(transcript);
+    ReadTranscript("t", lines, formats);
     const bool hasOpenLine = !text.isEmpty() && !text.endsWith('\n');
     formats.Check(static_cast<std::size_t>(text.count('\n')) + (hasOpenLine ? 1 : 0));
     return 0;

@@ -1,6 +1,7 @@
 #include "station/Transcripts.h"
 
-#include "station/Options.h"
+#include "station/judge/Judgement.h"
+#include "station/transcript/RunBuilder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -64,4 +65,16 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
         }
     }
     return transcripts;
+}
+
+void ReadTranscript(const Bytes_T& transcript, ILineSource& lines, IRunWriter& consumer)
+{
+    CRunBuilder builder(transcript, [&consumer](Run_T& run) {
+        Judge(run);
+        consumer.Write(run);
+    });
+    for (ReadLine_T line; lines.Next(line);) {
+        builder.Take(line);
+    }
+    builder.End();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "station/FileIdentity.h"
+#include "station/output/Outputs.h"
+#include "station/transcript/LineSource.h"
 
 #include <string>
 #include <vector>
@@ -8,11 +9,18 @@
 /// What there is to read.
 struct Transcripts_T {
     /// In order: the names as given, and of a directory its files by name, without hidden ones and without
-    /// those that are written. What cannot be looked at is among them, so that opening it tells why.
+    /// those that are written. Files that cannot be examined are included, so that opening them says why.
     std::vector<std::string> files;
     std::vector<std::string> complaints; ///< about directories that could not be read to their end
 };
 
-/// @throw std::runtime_error when a name is of a file that is written, which would destroy it
+/// @throw std::runtime_error for a file that is also written, which would destroy it
 Transcripts_T FindTranscripts(const std::vector<std::string>& names,
                               const std::vector<FileIdentity_T>& written);
+
+/// Reads what the program printed, of any length, in the memory of one run. Standard error may be mixed in.
+/// Hands each run, judged, to the consumer as soon as the next one begins. A transcript without any run gives
+/// one that is not judged, so that nothing passes unnoticed. When the lines fail, the runs up to there were
+/// handed on, the last of them as if the transcript ended there.
+/// @param transcript  name for Run_T::transcript
+void ReadTranscript(const Bytes_T& transcript, ILineSource& lines, IRunWriter& consumer);

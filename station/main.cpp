@@ -1,97 +1,74 @@
-#include "station/Outputs.h"
-#include "station/TranscriptReader.h"
-#include "station/Transcripts.h"
-
-#include <QCoreApplication>
+#include "station/Subcommands.h"
+#include "tools/CommandLine.h"
+#include "tools/Program.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <exception>
-#include <fcntl.h>
-#include <stdexcept>
-#include <unistd.h>
+#include <iterator>
+
+using namespace Qt::StringLiterals;
 
 namespace
 {
-// The simulator knows them, too.
-constexpr int c_WrongUsage = 2;
-constexpr int c_NotJudged = 3;
-constexpr int c_NotRecognised = 4;
-constexpr std::array<int, c_Outcomes> c_Statuses = {0, 0, 1, c_NotJudged}; // by Outcome
+struct Subcommand_T {
+    const char* word;
+    const char* description; ///< for the help
+    int (*run)(const QStringList& arguments);
+};
 
-void PrintError(const std::string& text) { std::fprintf(stderr, "sonarbench-report: %s\n", text.c_str()); }
+constexpr Subcommand_T c_Subcommands[] = {
+    {"report", "Says how runs ended, as text, JSON, JUnit XML, CSV or pictures.", Report},
+};
 
-/// Takes the number of a standard stream that is closed, before another file does. Using it still fails.
-void ReserveStandardStreams()
+std::string SubcommandHelp()
 {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", mode) != stream) {
-            return; // nothing can be opened, and nothing will be
-        }
+    std::string text = "\nSubcommands:\n";
+    for (const Subcommand_T& row : c_Subcommands) {
+        text += "  " + std::string(row.word).append(12 - std::string_view(row.word).size(), ' ') +
+                row.description + "\n";
     }
+    return text + "\n\"sonarbench-station help SUBCOMMAND\" shows the options of a subcommand.\n";
 }
 
-/// False, and told, when the file cannot be read, or not to its end.
-bool ReadFile(const std::string& name, IRunWriter& consumer)
+const Subcommand_T& SubcommandOf(const QString& word)
 {
-    const bool isStream = name == c_StandardStream;
-    const int descriptor = isStream ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    QFile file;
-    const auto handling = isStream ? QFileDevice::DontCloseHandle : QFileDevice::AutoCloseHandle;
-    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, handling)) {
-        PrintError(name + ": " + std::strerror(errno));
-        return false;
+    const auto* const row = std::ranges::find_if(c_Subcommands, [&word](const Subcommand_T& candidate) {
+        return word == QLatin1StringView(candidate.word);
+    });
+    if (row == std::end(c_Subcommands)) {
+        std::vector<std::string> words = {"help"};
+        std::ranges::transform(c_Subcommands, std::back_inserter(words), &Subcommand_T::word);
+        throw CUsageError("unknown subcommand " + BytesOf(word) + DidYouMean(BytesOf(word), words));
     }
-    if (!ReadTranscript(name, file, consumer)) {
-        PrintError(name + ": " + file.errorString().toStdString());
-        return false;
-    }
-    return true;
+    return *row;
 }
 
-int StatusOf(const Summary_T& summary, bool isStrict)
+int RunSubcommand(const QStringList& arguments)
 {
-    int status = summary.runs == 0 ? c_NotJudged : 0;
-    for (std::size_t outcome = 0; outcome < c_Outcomes; ++outcome) {
-        status = std::max(status, summary.outcomes[outcome] != 0 ? c_Statuses[outcome] : 0);
+    CCommandLine line(u"sonarbench-station"_s,
+                      u"Reads and judges what sonarbench printed, for a test station."_s);
+    line.Parser().setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    line.Parser().addPositionalArgument(u"subcommand"_s, u"What to do; see below."_s,
+                                        u"subcommand [argument...]"_s);
+    line.AddHelp(SubcommandHelp());
+    if (!line.Read(arguments)) {
+        return 0;
     }
-    return isStrict && summary.unrecognised != 0 ? c_NotRecognised : status;
-}
-
-int Report(const Options_T& options)
-{
-    COutputs outputs(options.outputs, options.view);
-    const Transcripts_T transcripts = FindTranscripts(options.transcripts, outputs.Written());
-    outputs.Begin();
-    std::ranges::for_each(transcripts.complaints, PrintError);
-    bool areRead = transcripts.complaints.empty();
-    for (const std::string& file : transcripts.files) {
-        areRead = ReadFile(file, outputs) && areRead; // the others are read all the same
+    const QStringList words = line.Parser().positionalArguments();
+    if (words.isEmpty()) {
+        throw CUsageError(u"a subcommand is missing; --help lists them"_s);
     }
-    outputs.End(outputs.Summary());
-    if (const std::string failed = outputs.Failed(); !failed.empty()) {
-        throw std::runtime_error(failed);
+    if (words.first() != u"help") {
+        return SubcommandOf(words.first()).run(words);
     }
-    return areRead ? StatusOf(outputs.Summary(), options.isStrict) : c_WrongUsage;
+    if (words.size() == 1) {
+        Print(line.Help());
+        return 0;
+    }
+    return SubcommandOf(words[1]).run({words[1], u"--help"_s});
 }
 } // namespace
 
 int main(int argc, char** argv)
 {
-    ReserveStandardStreams();
-    const QCoreApplication application(argc, argv);
-    const auto read = ReadOptions(argc, argv);
-    if (const auto* const pAnswer = std::get_if<OptionsAnswer_T>(&read)) {
-        std::fputs(pAnswer->text.c_str(), pAnswer->exitStatus == 0 ? stdout : stderr);
-        return pAnswer->exitStatus;
-    }
-    try {
-        return Report(std::get<Options_T>(read));
-    } catch (const std::exception& error) {
-        PrintError(error.what());
-        return c_WrongUsage;
-    }
+    return RunProgram("sonarbench-station", c_WrongUsage, argc, argv, RunSubcommand);
 }

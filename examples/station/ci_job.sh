@@ -5,7 +5,7 @@
 # UNITS are the units, a line each: its name, such as the serial number, and the command that runs a test there. The job
 # fails when a unit does.
 set -euo pipefail
-: "${REPORT:=sonarbench-report}" "${UNITS:=unit ./sonarbench}"
+: "${STATION:=sonarbench-station}" "${UNITS:=unit ./sonarbench}"
 
 (($#)) || { echo "usage: ${0##*/} COMMAND..., of sonarbench" >&2; exit 2; }
 mkdir -p transcripts
@@ -20,4 +20,4 @@ while read -r unit command; do
     timeout 60 "${bench[@]}" "$@" >"transcripts/$unit.txt" </dev/null || true
 done <<<"$UNITS"
 # Ends with 0 only when all units are good: 1 is a bad one, 3 one that could not be tested.
-"$REPORT" --summary - --junit junit.xml --html report.html transcripts
+"$STATION" report --summary - --junit junit.xml --html report.html transcripts

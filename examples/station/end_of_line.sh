@@ -3,9 +3,9 @@
 #
 # Leaves RESULTS/SERIAL.result (PASS, or FAIL with the test), and what the unit printed in RESULTS/SERIAL/.
 # SONARBENCH is the command that runs a test on the unit, such as "ssh root@unit /corvane/Application/sonarbench";
-# TABLE is a table file where that command finds it; REPORT reads what was printed.
+# TABLE is a table file where that command finds it; STATION is the program that reads what was printed.
 set -euo pipefail
-: "${RESULTS:=results}" "${SONARBENCH:=./sonarbench}" "${TABLE:=examples/short.txt}" "${REPORT:=sonarbench-report}"
+: "${RESULTS:=results}" "${SONARBENCH:=./sonarbench}" "${TABLE:=examples/short.txt}" "${STATION:=sonarbench-station}"
 
 [[ ${1-} =~ ^[A-Za-z0-9]+$ ]] || { echo "usage: ${0##*/} SERIAL, of letters and digits" >&2; exit 2; }
 serial=$1
@@ -24,7 +24,7 @@ finish() {
 run() {
     transcript=$RESULTS/$serial/$1.txt
     timeout 60 "${bench[@]}" "$@" >"$transcript" 2>"$transcript.complaints" </dev/null || true
-    "$REPORT" --strict --summary "$transcript.summary" "$transcript" ||
+    "$STATION" report --strict --summary "$transcript.summary" "$transcript" ||
         finish "FAIL $1: $(head -n 1 "$transcript.summary")"
 }
 

@@ -2,10 +2,12 @@
 # Many virtual units side by side, as a trial for a station's scripts: COUNT units are pinged over bottoms of their own,
 # and the pictures of all are on one page. Usage: many_units.sh COUNT DIRECTORY
 set -euo pipefail
-: "${SIMULATOR:=sonarbench-sim}" "${REPORT:=sonarbench-report}" "${TABLE:=examples/short.txt}"
+: "${SIMULATOR:=sonarbench-sim}" "${STATION:=sonarbench-station}" "${TABLE:=examples/short.txt}"
 
 [[ ${1-} =~ ^[1-9][0-9]{0,4}$ && -n ${2-} ]] || { echo "usage: ${0##*/} COUNT DIRECTORY" >&2; exit 2; }
 export SIMULATOR TABLE directory=$2
+parallel --version 2>/dev/null | grep -q '^GNU parallel' ||
+    { echo "${0##*/}: GNU parallel is missing; its Debian package is parallel" >&2; exit 2; }
 mkdir -p "$directory/scenes" "$directory/runs"
 
 ping() {
@@ -16,4 +18,4 @@ ping() {
 export -f ping
 # As many at a time as there are processors; one that hangs is ended, and its run is not judged.
 SHELL=$BASH parallel --will-cite --timeout 60 ping ::: $(seq "$1") || echo "$? units did not end well" >&2
-"$REPORT" --summary - --html "$directory/report.html" "$directory/runs"
+"$STATION" report --summary - --html "$directory/report.html" "$directory/runs"

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Tests of many units over SSH, for a test runner such as unittest or pytest.
 
-UNITS names the hosts, with blanks between. SSH, SONARBENCH and REPORT replace the commands; SSH may be anything that
+UNITS names the hosts, with blanks between. SSH, SONARBENCH and STATION replace the commands; SSH may be anything that
 takes a host and a command. Each host is a subtest of each test, so one bad unit does not hide the others.
 """
 import json
@@ -12,7 +12,7 @@ import unittest
 
 SSH = shlex.split(os.environ.get("SSH", "ssh -o BatchMode=yes -o ConnectTimeout=10 -l root"))
 SONARBENCH = os.environ.get("SONARBENCH", "/corvane/Application/sonarbench")
-REPORT = os.environ.get("REPORT", "sonarbench-report")
+STATION = os.environ.get("STATION", "sonarbench-station")
 UNITS = os.environ.get("UNITS", "").split()
 
 
@@ -23,11 +23,11 @@ class Unit:
         self.host = host
 
     def run(self, *command):
-        """Runs one test there; returns the object that sonarbench-report makes of what it printed."""
+        """Runs one test there; returns the object that sonarbench-station makes of what it printed."""
         words = " ".join(shlex.quote(word) for word in (SONARBENCH, *command))
         printed = subprocess.run([*SSH, self.host, words], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                  timeout=60, check=False).stdout
-        read = subprocess.run([REPORT, "--json", "-"], input=printed, stdout=subprocess.PIPE, check=False).stdout
+        read = subprocess.run([STATION, "report", "--json", "-"], input=printed, stdout=subprocess.PIPE, check=False).stdout
         runs = [json.loads(line) for line in read.splitlines()]
         assert len(runs) == 1, f"{len(runs)} runs where one was started"
         return runs[0]

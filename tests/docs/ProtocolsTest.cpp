@@ -1,8 +1,7 @@
-#include "simulator/CorFpgaModel.h"
-#include "simulator/CorRegisterMap.h"
-#include "simulator/LowscanSpiModel.h"
-#include "simulator/LowscanUartModel.h"
-#include "simulator/LumetRegisterMap.h"
+#include "simulator/models/CorFpgaModel.h"
+#include "simulator/models/LowscanSpiModel.h"
+#include "simulator/models/LowscanUartModel.h"
+#include "simulator/models/LumetFpgaModel.h"
 #include "tests/docs/Page.h"
 #include "tests/endtoend/VirtualUnit.h"
 

@@ -24,7 +24,7 @@ typed() {
 
 help=$(cd / && sonarbench 2>&1 || true)
 expect 'the program answers' '*batteryvoltage*' "$help"
-for page in sonarbench sonarbench-report sonarbench-sim; do
+for page in sonarbench sonarbench-station sonarbench-sim; do
     text=$(MANWIDTH=80 man "$page" 2>&1)
     expect "man $page" "${page^^}(1)*NAME*SYNOPSIS*EXIT STATUS*SEE ALSO*" "$text"
     [[ $text != *warning* ]] || expect "man $page without warnings" '' "$text"
@@ -36,7 +36,7 @@ done <<'CASES'
 sonarbench batt\t|sonarbench batteryvoltage
 sonarbench lumet\t3\t|sonarbench lumetping 350long
 sonarbench ping 1 2 3 4 0 me\t|sonarbench ping 1 2 3 4 0 medium
-sonarbench-report --js\t|sonarbench-report --json
+sonarbench-station rep\t--js\t|sonarbench-station report --json
 sonarbench-sim --product QL6\txk\t|sonarbench-sim --product QL6M xkping
 sonarbench-sim --fault interrupt:1=n\t|sonarbench-sim --fault interrupt:1=never
 CASES

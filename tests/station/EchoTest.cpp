@@ -1,4 +1,4 @@
-#include "station/EchoFeatures.h"
+#include "station/judge/Echo.h"
 #include "tests/endtoend/VirtualUnit.h"
 #include "tests/station/Runs.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -76,7 +76,7 @@ TEST(Echo, NoDecayIsABottomHoweverSlowItIs)
                     static_cast<std::int32_t>(i < 10 ? 65535 : sum + echo(330, 9000, 1) + i * 7919 % 50);
             }
             const auto found = FindEchoFeatures(values, 65535);
-            EXPECT_TRUE(found.ringDownEnd) << decay;
+            EXPECT_NE(found.ringDownEnd, std::nullopt) << decay;
             EXPECT_EQ(found.bottom, bottom > 0 ? std::optional<std::size_t>(400) : std::nullopt)
                 << decay << " " << bottom;
         }
@@ -88,17 +88,69 @@ TEST(Echo, WhatIsNotClearIsNotFound)
     const std::string fish = R"("fish": [{"depth": 5, "strength": -10}, {"depth": 5.25, "strength": -15}])";
     for (const Sounder_T& sounder : c_Sounders) {
         const auto deep = Found(Heard(sounder, R"({"bottom": {"depth": 900}, "noise": 1, )" + fish + "}"));
-        EXPECT_TRUE(deep.ringDownEnd && !deep.bottom)
-            << sounder.product << ": fish are no bottom, not even two";
+        EXPECT_NE(deep.ringDownEnd, std::nullopt) << sounder.product;
+        EXPECT_EQ(deep.bottom, std::nullopt) << sounder.product << ": fish are no bottom, not even two";
         const auto shallow = Found(Heard(sounder, R"({"bottom": {"depth": 0.6}, "fish": []})"));
-        EXPECT_FALSE(shallow.ringDownEnd || shallow.bottom)
-            << sounder.product << ": it lies in the ring-down";
+        EXPECT_EQ(shallow.ringDownEnd, std::nullopt) << sounder.product << ": the bottom is in the ring-down";
+        EXPECT_EQ(shallow.bottom, std::nullopt) << sounder.product;
         const auto loud = Found(Heard(sounder, R"({"bottom": {"depth": 900}, "noise": 9000, "fish": []})"));
-        EXPECT_FALSE(loud.bottom) << sounder.product;
+        EXPECT_EQ(loud.bottom, std::nullopt) << sounder.product;
     }
     const auto silent = Found(Heard(c_Sounders[0], "{}", "fill:1=zeros"));
-    EXPECT_FALSE(silent.ringDownEnd || silent.bottom);
-    EXPECT_FALSE(FindEchoFeatures({}, 255).ringDownEnd);
+    EXPECT_EQ(silent.ringDownEnd, std::nullopt);
+    EXPECT_EQ(silent.bottom, std::nullopt);
+    EXPECT_EQ(FindEchoFeatures({}, 255).ringDownEnd, std::nullopt);
     const std::vector<std::int32_t> few = {65535, 33, 20, 64, 2788, 118, 12, 5};
-    EXPECT_FALSE(FindEchoFeatures(few, 65535).ringDownEnd);
+    EXPECT_EQ(FindEchoFeatures(few, 65535).ringDownEnd, std::nullopt);
+}
+
+TEST(Echo, EachThresholdIsWhereTheManualPutsIt)
+{
+    /// COUNT samples of VALUE from PLACE on.
+    struct Part_T {
+        std::size_t place, count;
+        std::int32_t value;
+    };
+    using Place_T = std::optional<std::size_t>;
+    struct Case_T {
+        const char* name;
+        std::vector<Part_T> parts; ///< above a noise of 10; the pulse ends at 4, the bottom begins at 100
+        Place_T ringDownEnd, bottom;
+    };
+    const Part_T bottom = {100, 40, 600};
+    const auto none = std::nullopt;
+    const Case_T cases[] = {
+        {"pulse of half of full scale", {{0, 4, 500}, bottom}, 4, 100},
+        {"pulse below", {{0, 4, 499}, bottom}, none, none},
+        {"quiet below 10 %", {{4, 96, 99}, bottom}, 4, 100},
+        {"not quiet at 10 %", {{4, 96, 100}, bottom}, none, none},
+        {"15 quiet samples", {{19, 1, 100}, bottom}, 20, 100},
+        {"16 quiet samples", {{20, 1, 100}, bottom}, 4, 100},
+        {"rise by 10 % in the ring-down", {{4, 1, 300}, {5, 1, 400}, bottom}, 6, 100},
+        {"larger rise", {{4, 1, 300}, {5, 1, 401}, bottom}, none, none},
+        {"bottom of 3 medians", {{4, 300, 50}, {100, 40, 150}}, 4, 100},
+        {"lower bottom", {{4, 300, 50}, {100, 40, 149}}, 4, none},
+        {"bottom of 1 %", {{4, 300, 1}, {100, 40, 10}}, 4, 100},
+        {"fainter bottom", {{4, 300, 1}, {100, 40, 9}}, 4, none},
+        {"bottom of 2 times the quiet", {{4, 95, 75}, {100, 40, 150}}, 4, 100},
+        {"less above the quiet", {{4, 95, 75}, {100, 40, 149}}, 4, none},
+        {"peak of 5 levels", {{100, 1, 500}, {101, 40, 100}}, 4, 100},
+        {"higher peak", {{100, 1, 501}, {101, 40, 100}}, 4, none},
+        {"rise by 75 % after the peak", {{100, 1, 400}, {101, 40, 100}, {106, 1, 175}}, 4, 100},
+        {"second peak", {{100, 1, 400}, {101, 40, 100}, {106, 1, 176}}, 4, none},
+        {"bottom of 12 samples", {{100, 12, 100}}, 4, 100},
+        {"shorter bottom", {{100, 11, 100}}, 4, none},
+        {"front of half the peak", {{98, 2, 300}, bottom}, 4, 98},
+        {"lower front", {{98, 2, 299}, bottom}, 4, 100}};
+    for (const Case_T& row : cases) {
+        std::vector<std::int32_t> values(304, 10);
+        std::fill_n(values.begin(), 4, 1000);
+        for (const Part_T& part : row.parts) {
+            std::fill_n(values.begin() + static_cast<std::ptrdiff_t>(part.place), part.count, part.value);
+        }
+        const auto found = FindEchoFeatures(values, 1000);
+        EXPECT_EQ(found.ringDownEnd, row.ringDownEnd) << row.name;
+        EXPECT_EQ(found.bottom, row.bottom) << row.name;
+    }
+    EXPECT_EQ(MeasureLevels(std::vector<std::int32_t>{1000, 999, 1000, 1001}, 1000, 1).clipped, 2U);
 }

@@ -1,9 +1,11 @@
 #pragma once
 
-#include "station/Formats.h"
-#include "station/TranscriptReader.h"
+#include "station/Transcripts.h"
+#include "station/output/Formats.h"
 
 #include <QBuffer>
+
+inline void PrintTo(Outcome outcome, std::ostream* pStream) { *pStream << NameOf(outcome); }
 
 /// Keeps the runs of a transcript.
 class CRuns : public IRunWriter
@@ -14,7 +16,8 @@ public:
         QBuffer device;
         device.setData(QByteArray::fromStdString(text));
         device.open(QIODevice::ReadOnly);
-        ReadTranscript("t", device, *this);
+        CDeviceLines lines(device);
+        ReadTranscript("t", lines, *this);
     }
     void Write(const Run_T& run) override { m_Runs.push_back(run); }
 

@@ -42,6 +42,12 @@ UNITS=$'QS4 sonarbench-sim\nQS4 sonarbench-sim' ends 2 "$examples/ci_job.sh" sen
 ends 0 "$examples/many_units.sh" 4 units
 has out '^4 runs, 4 passed'
 [[ $(grep -c '^<figure id="ping' units/report.html) == 4 ]] || fail "not every unit is drawn"
+# Another program of that name.
+mkdir other
+printf '#!/bin/sh\nexit 1\n' >other/parallel
+chmod +x other/parallel
+PATH=$place/other:$PATH ends 2 "$examples/many_units.sh" 4 none
+has out 'GNU parallel is missing'
 
 # In the place of ssh: the host says which product it is.
 cat >ssh <<'END'

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Holds what sonarbench-report writes against the schema, the rules of JUnit and its exit statuses.
+"""Holds what sonarbench-station writes against the schema, the rules of JUnit and its exit statuses.
 
 Usage: check_outputs.py PROGRAM SIMULATOR SCHEMA, from the repository's root.
 """
@@ -28,39 +28,75 @@ ATTRIBUTES = {"package", "id", "name", "timestamp", "hostname", "tests", "failur
 CHILDREN = ["properties", "testcase", "system-out", "system-err"]
 
 
-def report(*arguments, text=None, status=0, complaint="", shell='exec "$0" "$@"'):
+def station(*arguments, text=None, status=0, complaint="", shell='exec "$0" "$@"'):
     run = subprocess.run(["sh", "-c", shell, PROGRAM, *arguments], input=text, capture_output=True, text=True,
                          check=False)
     assert run.returncode == status, (arguments, run)
-    assert bool(run.stderr) == (status == 2) and complaint in run.stderr, (arguments, run.stderr)
+    assert bool(run.stderr) == (status == 2), (arguments, run.stderr)
+    assert complaint in run.stderr, (arguments, run.stderr)
     return run.stdout
+
+
+def report(*arguments, **expected):
+    return station("report", *arguments, **expected)
 
 
 def check_junit(text):
     suites = xml.fromstring(text)
-    assert suites.tag == "testsuites" and not suites.attrib
+    assert (suites.tag, suites.attrib) == ("testsuites", {})
     for number, suite in enumerate(suites):
-        assert suite.tag == "testsuite" and set(suite.attrib) == ATTRIBUTES
-        assert suite.get("id") == str(number) and [child.tag for child in suite] == CHILDREN
-        assert all(item.tag == "property" and set(item.attrib) == {"name", "value"} and all(item.attrib.values())
-                   for item in suite[0])
-        assert set(suite[1].attrib) == {"name", "classname", "time"} and len(suite[1]) <= 1
-        troubles = [trouble.tag for trouble in suite[1]]
-        assert all(set(trouble.attrib) == {"message", "type"} for trouble in suite[1])
-        assert (suite.get("failures"), suite.get("errors")) == \
-            (str(troubles.count("failure")), str(troubles.count("error")))
+        assert (suite.tag, set(suite.attrib)) == ("testsuite", ATTRIBUTES), suite.attrib
+        assert (suite.get("id"), [child.tag for child in suite]) == (str(number), CHILDREN), suite.attrib
+        assert len(suite[0]) >= 1, suite.attrib
+        for item in suite[0]:
+            assert (item.tag, set(item.attrib)) == ("property", {"name", "value"}), item.attrib
+            assert all(item.attrib.values()), item.attrib
+        assert set(suite[1].attrib) == {"name", "classname", "time"}, suite[1].attrib
+        for trouble in suite[1]:
+            assert set(trouble.attrib) == {"message", "type"}, trouble.attrib
+        troubles = [(trouble.tag, trouble.get("type")) for trouble in suite[1]]
+        tags = [tag for tag, _ in troubles]
+        assert (suite.get("failures"), suite.get("errors")) == (str(tags.count("failure")), str(tags.count("error")))
         name = Path(suite.get("name")).name.split(":")[0]
         assert suite[1].get("classname") == "sonarbench." + name.removesuffix(".txt")
         yield name.removesuffix(".txt"), troubles
 
 
-assert report("--help-all") == report("--help")
-shown = set(re.findall(r"^  (?:-h, )?--([a-z-]+)", report("--help"), re.MULTILINE))
-manual = Path("packaging/man/sonarbench-report.1").read_text()
-assert shown == set(re.findall(r"^\.It (?:Fl h , )?Fl -([a-z-]+)", manual, re.MULTILINE)) | {"help-all"}, shown
-offered = subprocess.run(["bash", "-c", """. packaging/completion/sonarbench; COMP_WORDS=("$0" --j); COMP_CWORD=1
-_sonarbench_report; echo "${COMPREPLY[@]}" """, PROGRAM], capture_output=True, text=True).stdout.split()
-assert sorted(offered) == ["--json", "--junit"], offered
+def options(text, pattern):
+    return set(re.findall(r"^" + pattern + "-([a-z-]+)", text, re.MULTILINE))
+
+
+def offered(*words):
+    script = """. packaging/completion/sonarbench; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _sonarbench_station
+echo "${COMPREPLY[@]}" """
+    return sorted(subprocess.run(["bash", "-c", script, "bash", PROGRAM, *words], capture_output=True, text=True,
+                                 check=True).stdout.split())
+
+
+# Each subcommand is in the help, in the manual with its options, and in the completion.
+manual = Path("packaging/man/sonarbench-station.1").read_text()
+subcommands = re.findall(r"^  ([a-z]+) ", station("--help").split("Subcommands:")[1], re.MULTILINE)
+assert "report" in subcommands, station("--help")
+for subcommand in subcommands:
+    shown = station("help", subcommand)
+    assert station(subcommand, "--help") == shown
+    section = re.search(rf"^\.Ss The subcommand {subcommand}$(.*?)^\.S[sh] ", manual, re.MULTILINE | re.DOTALL)
+    assert section, f"the manual has no section for {subcommand}"
+    described = options(section[1], r"\.It Fl ") | {"help", "version"}
+    assert described == options(shown, r"  (?:-h, )?-"), described
+assert station("help") == station("--help")
+assert re.fullmatch(r"sonarbench-station \d+\.\d+\.\d+\n", station("--version"))
+assert offered("") == sorted(["--help", "--version", "help", *subcommands])
+assert offered("help", "") == subcommands
+assert offered("report", "--j") == ["--json", "--junit"]
+for wrong, complaint in (
+        ([], "subcommand is missing"), (["reprot"], "subcommand reprot; did you mean report?"),
+        (["help", "rep"], "unknown subcommand rep"), (["--hepl"], "option --hepl; did you mean --help?"),
+        (["report", "-json", "x"], "option -json; did you mean --json?"), (["report", "--help-all"], "unknown option"),
+        (["report", "--width", "50", "--width", "60"], "--width can be given only once")):
+    station(*wrong, status=2, complaint=complaint)
+for stream, complaint in ((">/dev/full", "standard output: No space left"), (">&-", "standard output: Bad file")):
+    station("--help", status=2, complaint=complaint, shell='exec "$0" "$@" ' + stream)
 
 with tempfile.TemporaryDirectory() as place:
     batch = Path(place, "batch")
@@ -83,16 +119,18 @@ with tempfile.TemporaryDirectory() as place:
     assert endings == {"failed": ("COMPLETE", "FAIL"), "not-judged": not_made, "passed": ("COMPLETE", "PASS"),
                        "performed": ("COMPLETE", "NOT_APPLICABLE"), "three-digits": ("COMPLETE", "PASS"),
                        "usage": not_made}, endings
-    assert runs[0]["dutInfo"]["serialNumber"] and runs[3]["measurements"][0]["name"] == "sensePin"
+    assert runs[0]["dutInfo"]["serialNumber"], runs[0]
+    assert runs[3]["measurements"][0]["name"] == "sensePin", runs[3]
 
     assert dict(check_junit(Path(outputs["junit"]).read_text())) == {
-        "failed": ["failure"], "not-judged": ["error"], "passed": [], "performed": [], "three-digits": [],
-        "usage": ["error"]}
+        "failed": [("failure", "failed")], "not-judged": [("error", "not judged")], "passed": [], "performed": [],
+        "three-digits": [], "usage": [("error", "not judged")]}
 
     with open(outputs["csv"], newline="") as file:
         rows = list(csv.DictReader(file))
     assert [int(row["value"]) for row in rows] == \
-        [value for run in runs for value in run.get("samples", {"values": []})["values"]] and len(rows) > 1000
+        [value for run in runs for value in run.get("samples", {"values": []})["values"]]
+    assert len(rows) > 1000, len(rows)
 
     passed, failed = ((batch / name).read_text() for name in ("passed", "failed"))
     report(str(batch / "passed"), str(batch / "performed"))
@@ -102,25 +140,26 @@ with tempfile.TemporaryDirectory() as place:
     report("--strict", text="$\n" + passed, status=4)
     report(text="$\n" + passed)
     report(text="", status=3)
-    # What is bad beside good ones is told, and they are read.
+    # A file that cannot be read is named, and the others are read.
     bad = Path(place, "bad")
     bad.mkdir()
     (bad / "circle").symlink_to("circle")
-    read = report(str(bad), str(batch / "none"), str(batch / "passed"), status=2, complaint="symbolic links")
-    assert "1 runs, 1 passed" in read, read
-    # Neither what is written there nor a mark of the byte order is a run, or lost.
+    read = report(str(bad), str(batch / "none"), str(batch / "passed"), status=2,
+                  complaint="circle: Too many levels of symbolic links")
+    assert "1 run, 1 passed" in read, read
+    # What is written there is not read, and a byte order mark is not part of a run.
     named, linked = bad / "json", bad / "linked"
     named.write_text(passed)
     linked.symlink_to(named)
     (bad / "circle").unlink()
     (bad / "passed.txt").write_text("\ufeff\n" + passed)
-    report("--csv", str(bad / "csv"), str(bad), "--summary", "-", shell='exec "$0" "$@" >"$3/out"')
+    report("--csv", str(bad / "csv"), str(bad), "--summary", "-", shell='exec "$0" "$@" >"$4/out"')
     assert "\\xef\\xbb\\xbf" in (bad / "out").read_text()
     same = "two outputs cannot go to"
     report("--json", str(named), "--csv", str(linked), status=2, complaint=same)
     assert named.read_text() == passed
     report("--json", "/dev/null", "--csv", "/dev/null", text=passed)
-    report(status=2, complaint="-: Bad file descriptor", shell='exec "$0" <&-')
+    report(status=2, complaint="standard input: Bad file descriptor", shell='exec "$0" "$@" <&-')
     for wrong, complaint in (
             (["--none"], "none"), (["--json", ""], "name"), (["--json", "-", "--csv", "-"], same), (["-", "-"], "once"),
             (["--json", str(batch / "passed"), str(batch / "passed")], "at once"),

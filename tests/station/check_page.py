@@ -60,7 +60,7 @@ with tempfile.TemporaryDirectory() as place:
         (batch / f"{number}.txt").write_bytes(simulate(*command.split()))
     (batch / "9.txt").write_bytes(simulate("xkping", HOSTILE, "0", "1"))
     page = place / "page.html"
-    subprocess.run([PROGRAMS / "sonarbench-report", "--html", page, batch], check=False)
+    subprocess.run([PROGRAMS / "sonarbench-station", "report", "--html", page, batch], check=False)
     _, console = browse(page)
     assert not console, console
 

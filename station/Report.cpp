@@ -1,0 +1,218 @@
+#include "station/Subcommands.h"
+#include "station/Transcripts.h"
+#include "station/output/Outputs.h"
+#include "tools/CommandLine.h"
+#include "tools/Program.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+constexpr int c_NotRecognised = 4;
+// The simulator and the scripts of examples/station/ know them, too.
+constexpr int c_NotJudged = 3;
+constexpr std::array<int, c_Outcomes> c_Statuses = {0, 0, 1, c_NotJudged}; // by Outcome
+
+constexpr char c_Ascii[] = "ascii";
+constexpr char c_Strict[] = "strict";
+constexpr int c_UsualWidth = 80;
+
+/// What the command line asks for.
+struct Options_T {
+    std::vector<WantedOutput_T> outputs;  ///< at least one
+    std::vector<std::string> transcripts; ///< files and directories; at least one
+    bool isStrict = false;
+    View_T view;
+};
+
+/// An option with a number, and where it goes.
+struct NumberOption_T {
+    const char* name;
+    const char* description;
+    const char* value;
+    bool isWhole;
+    double low;
+    double high;
+    void (*store)(View_T& view, double number);
+};
+
+constexpr NumberOption_T c_Numbers[] = {
+    {"sample-clock", "Samples that a unit takes per second; shows the range in pictures.", "HERTZ", false, 1,
+     1e9, [](View_T& view, double number) { view.sampleClock = number; }},
+    {"sound-speed", "Speed of sound in the water, in metres per second (default 1500).", "SPEED", false, 100,
+     10000, [](View_T& view, double number) { view.soundSpeed = number; }},
+    {"width", "Columns for --plot (default: the terminal's).", "COLUMNS", true, c_NarrowestPlot, c_WidestPlot,
+     [](View_T& view, double number) { view.width = static_cast<int>(number); }},
+};
+
+QString Decoded(const char* text) { return QString::fromLatin1(text); }
+
+int TerminalWidth()
+{
+    bool isNumber = false;
+    const int columns = qEnvironmentVariableIntValue("COLUMNS", &isNumber);
+    if (isNumber && columns > 0) {
+        return columns;
+    }
+    winsize size{};
+    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : c_UsualWidth;
+}
+
+bool IsUtf8Terminal()
+{
+    for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const QString value = qEnvironmentVariable(name).toLower();
+        if (!value.isEmpty()) {
+            return value.contains(u"utf-8") || value.contains(u"utf8");
+        }
+    }
+    return false;
+}
+
+View_T ReadView(const QCommandLineParser& parser)
+{
+    View_T view;
+    view.width = TerminalWidth();
+    view.isAscii = parser.isSet(Decoded(c_Ascii)) || !IsUtf8Terminal();
+    for (const NumberOption_T& option : c_Numbers) {
+        const QString name = Decoded(option.name);
+        if (!parser.isSet(name)) {
+            continue;
+        }
+        bool isNumber = false;
+        const QString text = parser.value(name);
+        const double number = option.isWhole ? text.toInt(&isNumber) : text.toDouble(&isNumber);
+        if (!isNumber || !(number >= option.low && number <= option.high)) {
+            throw CUsageError(u"--%1 takes a %2 from %3 to %4, not \"%5\""_s.arg(
+                name, option.isWhole ? u"whole number"_s : u"number"_s, QString::number(option.low),
+                QString::number(option.high, 'f', 0), text));
+        }
+        option.store(view, number);
+    }
+    return view;
+}
+
+std::vector<WantedOutput_T> ReadOutputs(const QCommandLineParser& parser)
+{
+    std::vector<WantedOutput_T> outputs;
+    for (const Format_T& format : Formats()) {
+        const QString option = Decoded(format.option);
+        if (!format.takesFile && parser.isSet(option)) {
+            outputs.push_back({&format, c_StandardStream});
+        }
+        for (const QString& file : parser.values(option)) {
+            if (file.isEmpty()) {
+                throw CUsageError(u"--%1 needs the name of a file"_s.arg(option));
+            }
+            outputs.push_back({&format, BytesOf(file)});
+        }
+    }
+    if (outputs.empty()) {
+        outputs.push_back({&Formats().front(), c_StandardStream});
+    }
+    return outputs;
+}
+
+std::vector<std::string> ReadTranscriptNames(const QCommandLineParser& parser)
+{
+    std::vector<std::string> names;
+    std::ranges::transform(parser.positionalArguments(), std::back_inserter(names), BytesOf);
+    if (std::ranges::count(names, c_StandardStream) > 1) {
+        throw CUsageError(u"standard input can be read only once"_s);
+    }
+    if (names.empty()) {
+        names.emplace_back(c_StandardStream);
+    }
+    return names;
+}
+
+void AddOptions(CCommandLine& line)
+{
+    for (const Format_T& format : Formats()) {
+        line.Add(
+            {Decoded(format.option), Decoded(format.description), format.takesFile ? u"FILE"_s : QString()},
+            Occurs::Often);
+    }
+    for (const NumberOption_T& option : c_Numbers) {
+        line.Add({Decoded(option.name), Decoded(option.description), Decoded(option.value)});
+    }
+    line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
+    line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
+    line.Parser().addPositionalArgument(u"transcript"_s,
+                                        u"Files, or directories of files; - or none: standard input."_s,
+                                        u"[transcript...]"_s);
+}
+
+/// Returns false, after a message, when the file cannot be read to its end.
+bool ReadFile(const std::string& name, IRunWriter& consumer)
+{
+    const bool isStream = name == c_StandardStream;
+    const std::string shown = isStream ? "standard input" : name;
+    const int descriptor = isStream ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    QFile file;
+    const auto handling = isStream ? QFileDevice::DontCloseHandle : QFileDevice::AutoCloseHandle;
+    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, handling)) {
+        PrintError(shown + ": " + std::strerror(errno));
+        return false;
+    }
+    CDeviceLines lines(file);
+    ReadTranscript(name, lines, consumer);
+    const std::string failure = lines.Failure();
+    if (!failure.empty()) {
+        PrintError(shown + ": " + failure);
+    }
+    return failure.empty();
+}
+
+int StatusOf(const Summary_T& summary, bool isStrict)
+{
+    int status = summary.runs == 0 ? c_NotJudged : 0;
+    for (std::size_t outcome = 0; outcome < c_Outcomes; ++outcome) {
+        status = std::max(status, summary.outcomes[outcome] != 0 ? c_Statuses[outcome] : 0);
+    }
+    return isStrict && summary.unrecognised != 0 ? c_NotRecognised : status;
+}
+
+int ReadAndWrite(const Options_T& options)
+{
+    COutputs outputs(options.outputs, options.view);
+    const Transcripts_T transcripts = FindTranscripts(options.transcripts, outputs.Written());
+    outputs.Begin();
+    std::ranges::for_each(transcripts.complaints, PrintError);
+    bool areRead = transcripts.complaints.empty();
+    for (const std::string& file : transcripts.files) {
+        areRead = ReadFile(file, outputs) && areRead; // the others are read all the same
+    }
+    outputs.End(outputs.Summary());
+    if (const std::string failed = outputs.Failed(); !failed.empty()) {
+        throw std::runtime_error(failed);
+    }
+    return areRead ? StatusOf(outputs.Summary(), options.isStrict) : c_WrongUsage;
+}
+} // namespace
+
+int Report(const QStringList& arguments)
+{
+    CCommandLine line(u"sonarbench-station report"_s,
+                      u"Reads what sonarbench printed, and says how each run ended.\n"
+                      "FILE is a file to write, or - for standard output. Without an output option,\n"
+                      "the summary goes to standard output.\n"
+                      "Exit status: 0 all runs passed or performed; 1 a unit failed; 2 wrong usage, or\n"
+                      "a file could not be read or written; 3 a run could not be judged; 4 a line was\n"
+                      "not recognised (--strict). If several apply: 2, otherwise the largest."_s);
+    AddOptions(line);
+    if (!line.Read(arguments)) {
+        return 0;
+    }
+    const QCommandLineParser& parser = line.Parser();
+    return ReadAndWrite({ReadOutputs(parser), ReadTranscriptNames(parser), parser.isSet(Decoded(c_Strict)),
+                         ReadView(parser)});
+}

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <QStringList>
+
+// The subcommands, each in a file of its name. The first argument is skipped. Each returns the exit status
+// and throws what RunProgram() prints.
+int Report(const QStringList& arguments);

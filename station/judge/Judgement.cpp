@@ -1,0 +1,106 @@
+#include "station/judge/Judgement.h"
+
+#include "station/transcript/Commands.h"
+#include "station/transcript/Pattern.h"
+
+using namespace Evidence;
+
+namespace
+{
+/// Why a run with the verdict passed or performed is not judged so; null: it is.
+const char* Objection(const Run_T& run)
+{
+    const Facts_T& facts = run.facts;
+    const CommandText_T* const row = TextOf(run.command);
+    if (row == nullptr) {
+        return "its command is not known";
+    }
+    if (run.commandLine.find('\n') != Bytes_T::npos) {
+        return "its command line holds a line end";
+    }
+    if (facts.verdict != row->verdict || run.arguments.size() < row->arguments) {
+        return "its command does not end with this verdict";
+    }
+    const bool isStopHalf = ((facts.evidence & c_StopAsked) == 0) != ((facts.evidence & c_StopAnswered) == 0);
+    const unsigned int seen = facts.evidence | ((facts.evidence & c_GainPerhaps) != 0 ? c_GainAccepted : 0);
+    if ((seen & row->required) != row->required || isStopHalf) {
+        return "not all is there that its command prints";
+    }
+    if (!IsAllowed(*row, facts.evidence)) {
+        return "more is there than its command prints";
+    }
+    if (!facts.hasFirmware) {
+        return "its firmware version stands for none";
+    }
+    if (row->samples != 0 && run.samples.values.size() != row->samples) {
+        return "it has not as many samples as its command prints";
+    }
+    return row->objection == nullptr ? nullptr : row->objection(run);
+}
+
+void Decide(Run_T& run, Outcome outcome, std::string_view reason)
+{
+    run.outcome = outcome;
+    run.reason = reason;
+}
+
+/// Whether the report came to its end; decides the run otherwise.
+bool IsWhole(Run_T& run)
+{
+    const Facts_T& facts = run.facts;
+    const bool hasVerdict = facts.verdict != Verdict::None && facts.verdict != Verdict::NotValid;
+    if (hasVerdict && facts.hasReport && (facts.verdict != Verdict::Failed || facts.hasUnitData)) {
+        return true;
+    }
+    const char* const reason = facts.showsUsage ? "the usage was shown, and nothing tested"
+                               : facts.verdict == Verdict::NotValid ? "the program has no valid result"
+                               : !facts.hasReport                   ? "there is no report"
+                               : hasVerdict                         ? "the unit's data is not complete"
+                                                                    : "the report has no verdict";
+    // What ended the program says more than that it ended.
+    Decide(run, Outcome::NotJudged, facts.untested.empty() || hasVerdict ? Bytes_T(reason) : facts.untested);
+    return false;
+}
+
+void Measure(Run_T& run)
+{
+    const CommandText_T* const row = TextOf(run.command);
+    const auto value = DecimalNumber(run.facts.reading);
+    if (row != nullptr && row->measurement != nullptr && value) {
+        // Calculated by the program; what a file holds is shown in the unit of its driver.
+        run.measurements.push_back(
+            {row->measurement, *value, (run.facts.evidence & c_Version) != 0 ? "degC" : ""});
+    }
+}
+} // namespace
+
+void Judge(Run_T& run)
+{
+    const Facts_T& facts = run.facts;
+    Measure(run);
+    if (!IsWhole(run)) {
+        return;
+    }
+    if (!facts.untested.empty()) {
+        return Decide(run, Outcome::NotJudged, facts.untested);
+    }
+    const bool isFailed = facts.verdict == Verdict::Failed;
+    if (isFailed && !facts.fault.empty()) {
+        return Decide(run, Outcome::Failed, facts.fault);
+    }
+    if (facts.isSpoiled) {
+        return Decide(run, Outcome::NotJudged, "it has lines that are not known");
+    }
+    if (isFailed) {
+        return Decide(run, Outcome::NotJudged, "no reason was printed");
+    }
+    for (const Bytes_T* pError : {&facts.fault, &facts.complaint}) {
+        if (!pError->empty()) {
+            return Decide(run, Outcome::NotJudged, *pError);
+        }
+    }
+    if (const char* const objection = Objection(run)) {
+        return Decide(run, Outcome::NotJudged, objection);
+    }
+    Decide(run, facts.verdict == Verdict::Passed ? Outcome::Passed : Outcome::Performed, {});
+}

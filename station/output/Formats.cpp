@@ -1,0 +1,15 @@
+#include "station/output/Formats.h"
+
+namespace
+{
+constexpr Format_T c_Formats[] = {
+    {"summary", "Writes a line for each run, and the counts, for people.", MakeSummaryWriter},
+    {"plot", "Draws the echoes in the terminal, between the lines of the summary.", MakePlotWriter, false},
+    {"html", "Writes a page with a table of the runs and the echoes as pictures.", MakeHtmlWriter},
+    {"json", "Writes the runs as JSON, an object and line each.", MakeJsonWriter},
+    {"junit", "Writes the runs as JUnit XML, a suite each.", MakeJunitWriter},
+    {"csv", "Writes the samples as comma-separated values.", MakeCsvWriter},
+};
+} // namespace
+
+std::span<const Format_T> Formats() { return c_Formats; }

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "station/transcript/Run.h"
+
+#include <QIODevice>
+
+#include <memory>
+#include <span>
+
+/// How pictures are drawn. No transcript says it.
+struct View_T {
+    double sampleClock = 0;   ///< samples that the unit takes in a second; 0: not known, no range is shown
+    double soundSpeed = 1500; ///< of the water, metres a second
+    int width = 80;           ///< columns of the terminal
+    bool isAscii = false;     ///< the terminal gets only ASCII
+};
+
+/// Columns of a plot; a narrower or wider terminal is treated as one of these.
+inline constexpr int c_NarrowestPlot = 30;
+inline constexpr int c_WidestPlot = 1000;
+
+/// Takes runs one by one, in the order of the transcripts. An output format is one.
+class IRunWriter
+{
+public:
+    IRunWriter() = default;
+    IRunWriter(const IRunWriter&) = delete;
+    IRunWriter& operator=(const IRunWriter&) = delete;
+    virtual ~IRunWriter() = default;
+
+    /// Once, before all runs.
+    virtual void Begin() {}
+    /// The run is the caller's and gone afterwards; a writer that keeps runs is not for large batches.
+    virtual void Write(const Run_T& run) = 0;
+    /// Once, after all runs.
+    virtual void End(const Summary_T&) {}
+};
+
+/// An output format of the command line.
+struct Format_T {
+    const char* option;      ///< name of the option, whose value is the file
+    const char* description; ///< for the help
+    std::unique_ptr<IRunWriter> (*make)(QIODevice& output, const View_T& view);
+    bool takesFile = true; ///< false: goes to standard output, and the option has no value
+};
+
+/// All formats; each can be written in one reading.
+std::span<const Format_T> Formats();
+
+// What the rows make, each in a file of its name. The device must outlive the writer.
+std::unique_ptr<IRunWriter> MakeSummaryWriter(QIODevice& output, const View_T& view);
+std::unique_ptr<IRunWriter> MakePlotWriter(QIODevice& output, const View_T& view);
+std::unique_ptr<IRunWriter> MakeHtmlWriter(QIODevice& output, const View_T& view);
+std::unique_ptr<IRunWriter> MakeJsonWriter(QIODevice& output, const View_T& view);
+std::unique_ptr<IRunWriter> MakeJunitWriter(QIODevice& output, const View_T& view);
+std::unique_ptr<IRunWriter> MakeCsvWriter(QIODevice& output, const View_T& view);

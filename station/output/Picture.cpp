@@ -1,0 +1,86 @@
+#include "station/output/Picture.h"
+
+#include "station/output/Text.h"
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+double RoundStep(double atLeast)
+{
+    const double power = std::pow(10, std::floor(std::log10(atLeast)));
+    for (const double factor : {1.0, 2.0, 5.0}) {
+        if (factor * power >= atLeast) {
+            return factor * power;
+        }
+    }
+    return 10 * power;
+}
+
+/// Decimals that distinguish values a step apart.
+int DecimalsOf(double step)
+{
+    // The logarithm of a power of ten may be rounded down.
+    return static_cast<int>(std::max(-std::floor(std::log10(step) + 1e-9), 0.0));
+}
+} // namespace
+
+Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
+{
+    const Samples_T& samples = run.samples;
+    const std::int32_t fullScale = samples.FullScale();
+    const EchoFeatures_T features = FindEchoFeatures(samples.values, fullScale);
+    return {.title = TitleOf(run),
+            .envelope = MakeEnvelope(samples.values, mostColumns),
+            .levels = MeasureLevels(samples.values, fullScale, features.ringDownEnd.value_or(0)),
+            .features = features,
+            .fullScale = fullScale,
+            .step = samples.Step(),
+            .metres = view.sampleClock > 0
+                          ? static_cast<double>(samples.Step()) / view.sampleClock * view.soundSpeed / 2
+                          : 0,
+            .soundSpeed = view.soundSpeed};
+}
+
+QString RangeText(const Ping_T& ping, std::size_t sample)
+{
+    return QString::number(static_cast<double>(sample) * ping.metres, 'f',
+                           std::max(DecimalsOf(ping.metres), 1));
+}
+
+QString PlaceText(const Ping_T& ping, std::size_t sample)
+{
+    QString text = u"sample %1"_s.arg(sample * ping.step);
+    if (ping.metres > 0) {
+        text += u" (%1 m)"_s.arg(RangeText(ping, sample));
+    }
+    return text;
+}
+
+QString LevelsText(const Ping_T& ping)
+{
+    const EchoLevels_T& levels = ping.levels;
+    return u"lowest %1, highest %2, mean %3, %4 clipped%5"_s.arg(levels.lowest)
+        .arg(levels.highest)
+        .arg(levels.mean, 0, 'f', 1)
+        .arg(levels.clipped)
+        .arg(ping.features.ringDownEnd ? u" behind the ring-down"_s : u""_s);
+}
+
+Ticks_T Ticks(double from, double to, int most)
+{
+    if (!(to > from)) {
+        return {{from}};
+    }
+    const double step = RoundStep((to - from) / (most - 1));
+    Ticks_T ticks{{}, DecimalsOf(step)};
+    // A last tick that rounding puts just after the end stays.
+    const auto last = static_cast<long long>(std::floor(to / step + 1e-9));
+    for (auto number = static_cast<long long>(std::ceil(from / step)); number <= last; ++number) {
+        ticks.values.push_back(static_cast<double>(number) * step);
+    }
+    return ticks;
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "station/judge/Echo.h"
+#include "station/output/Formats.h"
+
+#include <QString>
+
+#include <vector>
+
+/// What is kept of a run's echo for a picture; of bounded size.
+struct Ping_T {
+    QString title; ///< transcript and line
+    Envelope_T envelope;
+    EchoLevels_T levels;
+    EchoFeatures_T features;
+    std::int32_t fullScale = 0;
+    std::uint64_t step = 1; ///< samples of the unit from one printed sample to the next
+    double metres = 0;      ///< of range from one printed sample to the next; 0: not known
+    double soundSpeed = 0;  ///< metres a second, for the range
+};
+
+/// @param run          with at least one sample
+/// @param mostColumns  of the envelope, at least 1
+Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns);
+
+/// Metres of range of a printed sample, with the decimals that distinguish it from the next one, at least
+/// one.
+/// @param ping  with a known range
+QString RangeText(const Ping_T& ping, std::size_t sample);
+
+/// "sample 451", or "sample 451 (20.01 m)" where the range is known.
+/// @param sample  index of a printed sample
+QString PlaceText(const Ping_T& ping, std::size_t sample);
+
+/// "lowest 7, highest 65535, mean 3120.4, 12 clipped behind the ring-down"; if the ring-down's end is not
+/// known "12 clipped", of all samples.
+QString LevelsText(const Ping_T& ping);
+
+struct Ticks_T {
+    std::vector<double> values; ///< at least one
+    int decimals = 0;           ///< that they need to be shown
+};
+
+/// Round numbers (1, 2 or 5 times a power of ten apart) from one value to another, at most so many.
+/// @param to    not below from; both finite
+/// @param most  at least 2
+Ticks_T Ticks(double from, double to, int most);

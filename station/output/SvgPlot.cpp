@@ -1,0 +1,201 @@
+#include "station/output/SvgPlot.h"
+
+#include <algorithm>
+#include <cassert>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+// The picture, in its own units; the page scales it.
+constexpr double c_Width = 960;
+constexpr double c_Left = 76;
+constexpr double c_Right = 884;
+constexpr double c_RingDownRow = 16; ///< base lines of what is written above the plot
+constexpr double c_BottomRow = 34;
+constexpr double c_Top = 44;
+constexpr double c_Bottom = 264;
+constexpr double c_SampleRow = 283; ///< base lines of the numbers
+constexpr double c_RangeLine = 298;
+constexpr double c_RangeRow = 317;
+constexpr double c_TickLength = 5;
+constexpr double c_TextGap = 10;
+
+constexpr int c_MostLevels = 6;
+constexpr int c_MostPlaces = 12;
+
+QString Coordinate(double value) { return QString::number(value, 'f', 1); }
+
+/// 65,535
+QString TickText(double value, int decimals)
+{
+    QString text = QString::number(value, 'f', decimals);
+    const qsizetype sign = value < 0 ? 1 : 0;
+    const qsizetype fraction = decimals > 0 ? decimals + 1 : 0;
+    for (qsizetype at = text.size() - fraction - 3; at > sign; at -= 3) {
+        text.insert(at, u',');
+    }
+    return text;
+}
+
+enum class Anchor { Start, Middle, End };
+
+/// Draws echoes of the same number of samples into one frame.
+class CSvgPlot
+{
+public:
+    /// @param ping    for the axes
+    /// @param extent  everything that is to be seen
+    CSvgPlot(const Ping_T& ping, const Envelope_T& extent)
+        : m_Ping(ping), m_Last(static_cast<double>(std::max<std::size_t>(extent.samples, 2) - 1)),
+          m_Low(std::min(*std::ranges::min_element(extent.low), 0)),
+          m_High(std::max(*std::ranges::max_element(extent.high), ping.fullScale)),
+          m_Svg(u"<svg viewBox=\"0 0 %1 %2\" role=\"img\" aria-label=\"Amplitude over the sample\">\n"_s.arg(
+              Coordinate(c_Width), Coordinate((ping.metres > 0 ? c_RangeRow : c_SampleRow) + c_TextGap)))
+    {
+    }
+
+    void Axes()
+    {
+        Text(u"axis", c_Left - c_TextGap, c_BottomRow, Anchor::End, u"amplitude"_s);
+        const Ticks_T levels = Ticks(m_Low, m_High, c_MostLevels);
+        for (const double level : levels.values) {
+            Line(u"grid", c_Left, Y(level), c_Right, Y(level));
+            Text(u"tick", c_Left - c_TextGap, Y(level) + 4, Anchor::End, TickText(level, levels.decimals));
+        }
+        Line(u"limit", c_Left, Y(m_Ping.fullScale), c_Right, Y(m_Ping.fullScale));
+        Text(u"full", c_Right + c_TextGap, Y(m_Ping.fullScale) + 4, Anchor::Start, u"full scale"_s);
+        PlaceAxis(u"sample"_s, c_Bottom, c_SampleRow, static_cast<double>(m_Ping.step));
+        if (m_Ping.metres > 0) {
+            PlaceAxis(u"range, m"_s, c_RangeLine, c_RangeRow, m_Ping.metres);
+        }
+    }
+
+    void Echo(const Envelope_T& echo, QStringView lineClass)
+    {
+        if (echo.IsExact()) {
+            TopLine(echo, lineClass);
+        } else {
+            Band(echo, lineClass);
+        }
+    }
+
+    void Band(const Envelope_T& echo, QStringView bandClass)
+    {
+        QString points = UpperEdge(echo);
+        for (std::size_t column = echo.low.size(); column-- > 0;) {
+            points += Point(echo, column, echo.low[column]);
+        }
+        Shape(u"polygon", bandClass, points);
+    }
+
+    void TopLine(const Envelope_T& echo, QStringView lineClass)
+    {
+        Shape(u"polyline", lineClass, UpperEdge(echo));
+    }
+
+    /// What was found, under the echo.
+    void Marks()
+    {
+        const EchoFeatures_T& found = m_Ping.features;
+        if (found.ringDownEnd) {
+            const double x = X(static_cast<double>(*found.ringDownEnd));
+            m_Svg += u"<rect class=\"ringdown\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"/>\n"_s.arg(
+                Coordinate(c_Left), Coordinate(c_Top), Coordinate(x - c_Left), Coordinate(c_Bottom - c_Top));
+            Text(u"mark", c_Left, c_RingDownRow, Anchor::Start,
+                 u"ring-down to "_s + PlaceText(m_Ping, *found.ringDownEnd));
+        }
+        if (found.bottom) {
+            const double x = X(static_cast<double>(*found.bottom));
+            Line(u"bottom", x, c_Top, x, c_Bottom);
+            const bool isLeft = x < (c_Left + c_Right) / 2;
+            Text(u"mark", x, c_BottomRow, isLeft ? Anchor::Start : Anchor::End,
+                 u"bottom at "_s + PlaceText(m_Ping, *found.bottom));
+        }
+    }
+
+    QString Take() { return m_Svg + u"</svg>\n"_s; }
+
+private:
+    double X(double sample) const { return c_Left + sample / m_Last * (c_Right - c_Left); }
+    double Y(double value) const
+    {
+        return c_Bottom - (value - m_Low) / (static_cast<double>(m_High) - m_Low) * (c_Bottom - c_Top);
+    }
+
+    QString Point(const Envelope_T& echo, std::size_t column, std::int32_t value) const
+    {
+        const double samplesInOne = static_cast<double>(echo.samples) / static_cast<double>(echo.high.size());
+        const double middle = (static_cast<double>(column) + 0.5) * samplesInOne - 0.5;
+        return Coordinate(X(middle)) + u',' + Coordinate(Y(value)) + u' ';
+    }
+
+    QString UpperEdge(const Envelope_T& echo) const
+    {
+        QString points;
+        for (std::size_t column = 0; column < echo.high.size(); ++column) {
+            points += Point(echo, column, echo.high[column]);
+        }
+        return points;
+    }
+
+    /// @param scale  of the axis' numbers, for one printed sample
+    void PlaceAxis(const QString& name, double line, double row, double scale)
+    {
+        Line(u"frame", c_Left, line, c_Right, line);
+        Text(u"axis", c_Left - c_TextGap, row, Anchor::End, name);
+        const Ticks_T places = Ticks(0, m_Last * scale, c_MostPlaces);
+        for (const double place : places.values) {
+            const double x = X(place / scale);
+            Line(u"frame", x, line, x, line + c_TickLength);
+            Text(u"tick", x, row, Anchor::Middle, TickText(place, places.decimals));
+        }
+    }
+
+    void Shape(QStringView element, QStringView name, const QString& points)
+    {
+        m_Svg += u"<%1 class=\"%2\" points=\"%3\"/>\n"_s.arg(element, name, points.trimmed());
+    }
+
+    void Line(QStringView name, double x1, double y1, double x2, double y2)
+    {
+        m_Svg += u"<line class=\"%1\" x1=\"%2\" y1=\"%3\" x2=\"%4\" y2=\"%5\"/>\n"_s.arg(
+            name, Coordinate(x1), Coordinate(y1), Coordinate(x2), Coordinate(y2));
+    }
+
+    void Text(QStringView name, double x, double y, Anchor anchor, const QString& text)
+    {
+        static constexpr QStringView c_Anchors[] = {u"start", u"middle", u"end"};
+        m_Svg += u"<text class=\"%1\" x=\"%2\" y=\"%3\" text-anchor=\"%4\">%5</text>\n"_s.arg(
+            name, Coordinate(x), Coordinate(y), c_Anchors[static_cast<std::size_t>(anchor)],
+            text.toHtmlEscaped());
+    }
+
+    const Ping_T& m_Ping;
+    double m_Last; ///< index of the last printed sample, at least 1
+    std::int32_t m_Low;
+    std::int32_t m_High;
+    QString m_Svg;
+};
+} // namespace
+
+QString PingSvg(const Ping_T& ping)
+{
+    CSvgPlot plot(ping, ping.envelope);
+    plot.Axes();
+    plot.Marks();
+    plot.Echo(ping.envelope, ping.envelope.IsExact() ? u"echo" : u"band");
+    return plot.Take();
+}
+
+QString ComparisonSvg(const std::vector<Ping_T>& pings, const Envelope_T& all)
+{
+    assert(!pings.empty() && pings.size() <= c_ComparedPings);
+    CSvgPlot plot(pings.front(), all);
+    plot.Axes();
+    plot.Band(all, u"spread");
+    for (std::size_t i = 0; i < pings.size(); ++i) {
+        plot.TopLine(pings[i].envelope, u"echo series%1"_s.arg(i + 1));
+    }
+    return plot.Take();
+}

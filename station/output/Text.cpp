@@ -1,0 +1,73 @@
+#include "station/output/Text.h"
+
+#include "station/transcript/Run.h"
+
+#include <QStringDecoder>
+
+#include <cstddef>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+/// Length of the UTF-8 sequence that begins with a byte; 0: none does.
+std::size_t SequenceLength(unsigned char first)
+{
+    return first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
+}
+
+/// As \xNN.
+void AppendEscaped(QString& text, unsigned char byte)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    const char escaped[] = {'\\', 'x', digits[byte >> 4U], digits[byte & 0xFU]};
+    text += QLatin1StringView(escaped, sizeof escaped);
+}
+
+bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
+
+/// False for what XML does not allow or people do not see: C1 controls, U+FFFE and U+FFFF, and characters
+/// that reorder or join others.
+bool IsShown(const QString& text)
+{
+    if (text.isEmpty()) {
+        return false;
+    }
+    const char16_t first = text.front().unicode();
+    return !(first >= 0x80 && first < 0xA0) && first < 0xFFFE &&
+           QChar(first).category() != QChar::Other_Format;
+}
+} // namespace
+
+QString PrintableText(std::string_view bytes)
+{
+    QString text;
+    text.reserve(static_cast<qsizetype>(bytes.size()));
+    while (!bytes.empty()) {
+        const auto first = static_cast<unsigned char>(bytes.front());
+        const std::size_t length = SequenceLength(first);
+        if (length == 1 && !IsControl(first)) {
+            text += QLatin1Char(bytes.front());
+            bytes.remove_prefix(1);
+            continue;
+        }
+        if (length > 1 && length <= bytes.size()) {
+            QStringDecoder decoder(QStringDecoder::Utf8,
+                                   QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+            const QString character =
+                decoder.decode(QByteArrayView(bytes.data(), static_cast<qsizetype>(length)));
+            if (!decoder.hasError() && IsShown(character)) {
+                text += character;
+                bytes.remove_prefix(length);
+                continue;
+            }
+        }
+        AppendEscaped(text, first);
+        bytes.remove_prefix(1);
+    }
+    return text;
+}
+
+QString Plural(std::uint64_t count, const QString& noun) { return count == 1 ? noun : noun + u's'; }
+
+QString TitleOf(const Run_T& run) { return PrintableText(run.transcript) + u":%1"_s.arg(run.firstLine); }

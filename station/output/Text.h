@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+#include <string_view>
+
+struct Run_T;
+
+/// Bytes of a transcript for people: valid UTF-8 as it is, control bytes and all others as \xNN.
+QString PrintableText(std::string_view bytes);
+
+/// "run" for 1, otherwise "runs".
+QString Plural(std::uint64_t count, const QString& noun);
+
+/// Where a run begins: "transcript.txt:12".
+QString TitleOf(const Run_T& run);

@@ -1,0 +1,64 @@
+#include "station/transcript/LineSource.h"
+
+#include <algorithm>
+
+namespace
+{
+constexpr std::size_t c_ChunkSize = std::size_t{256} * 1024;
+} // namespace
+
+bool CDeviceLines::Fill()
+{
+    m_Chunk.resize(c_ChunkSize);
+    m_Used = 0;
+    const qint64 got = m_Device.read(m_Chunk.data(), static_cast<qint64>(m_Chunk.size()));
+    m_HasFailed = got < 0;
+    m_Chunk.resize(static_cast<std::size_t>(std::max<qint64>(got, 0)));
+    return !m_Chunk.empty();
+}
+
+void CDeviceLines::Append(std::string_view piece)
+{
+    const std::size_t room = c_LongestLine - m_Line.size();
+    m_IsCut = m_IsCut || piece.size() > room;
+    m_Line.append(piece.substr(0, room));
+}
+
+bool CDeviceLines::Next(ReadLine_T& line)
+{
+    m_Line.clear();
+    m_IsCut = false;
+    bool isBegun = false;
+    for (;;) {
+        if (m_Used == m_Chunk.size() && !Fill()) {
+            line.text = m_Line;
+            break;
+        }
+        const std::string_view rest = std::string_view(m_Chunk).substr(m_Used);
+        const std::size_t end = rest.find('\n');
+        const std::string_view piece = rest.substr(0, end);
+        m_Used += end == std::string_view::npos ? piece.size() : end + 1;
+        if (end != std::string_view::npos && !isBegun) {
+            line.text = piece; // without a copy
+            isBegun = true;
+            break;
+        }
+        Append(piece);
+        isBegun = true;
+        if (end != std::string_view::npos) {
+            line.text = m_Line;
+            break;
+        }
+    }
+    if (line.text.ends_with('\r')) {
+        line.text.remove_suffix(1);
+    }
+    line.isWhole = !m_IsCut;
+    line.number = isBegun ? ++m_Number : m_Number;
+    return isBegun;
+}
+
+std::string CDeviceLines::Failure() const
+{
+    return m_HasFailed ? m_Device.errorString().toStdString() : std::string();
+}

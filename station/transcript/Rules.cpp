@@ -1,0 +1,398 @@
+#include "station/transcript/Rules.h"
+
+#include <algorithm>
+#include <charconv>
+
+using namespace Evidence;
+
+namespace
+{
+constexpr std::string_view c_NoticeText =
+    "If unit segfaults below (CFPGAIF constructor), check CSonarTestController constructor defines all the "
+    "product ids "
+    "(eg: PRODUCT_ID_Varrow) required by QLSounderType_T SounderInfo::GetSounderType GetSounderType()";
+
+constexpr double c_HertzPerStep = 100;         // centre frequencies are printed in hundreds of hertz
+constexpr std::int64_t c_NoMajorVersion = 255; // as is 0
+
+double ValueOf(std::string_view text) { return DecimalNumber(text).value_or(0); }
+
+void KeepMeasurement(Run_T& run, const Quantity_T& measurement)
+{
+    // The last place is for the reading.
+    if (run.measurements.size() + 1 < c_MostMeasurements) {
+        run.measurements.push_back(measurement);
+    }
+}
+
+using Values_T = std::vector<std::int32_t>;
+constexpr std::size_t c_Digits = 3;
+
+/// The number, if the whole text is one.
+template <class Number>
+std::optional<std::int32_t> Whole(std::string_view text)
+{
+    Number number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end ? std::optional<std::int32_t>(number) : std::nullopt;
+}
+
+/// Numbers of three characters each, without separators; a negative one has two digits.
+bool ReadThreeDigits(std::string_view text, Values_T& values)
+{
+    values.reserve(text.size() / c_Digits);
+    for (; text.size() >= c_Digits; text.remove_prefix(c_Digits)) {
+        const auto value = Whole<std::int16_t>(text.substr(0, c_Digits));
+        if (!value) {
+            return false;
+        }
+        values.push_back(*value);
+    }
+    return text.empty();
+}
+
+/// Numbers with commas between them; there may be one at the end.
+bool ReadDecimals(std::string_view text, Values_T& values)
+{
+    while (!text.empty()) {
+        const std::string_view number = text.substr(0, text.find(','));
+        const auto value = Whole<std::uint16_t>(number);
+        if (!value) {
+            return false;
+        }
+        values.push_back(*value);
+        text.remove_prefix(std::min(number.size() + 1, text.size()));
+    }
+    return true;
+}
+// What lines put into the run. Each takes the placeholders of its rule's pattern, and returns false when the
+// rule does not fit after all.
+
+bool TakeImage(Run_T& run, const Captures_T& captures)
+{
+    const std::string_view path = captures[0];
+    run.unit.firmwareImage = path.substr(path.rfind('/') + 1);
+    return true;
+}
+
+bool TakeParameters(Run_T& run, const Captures_T& captures)
+{
+    static constexpr Quantity_T c_Parameters[] = {{"channel0Period"},          {"channel1Period"},
+                                                  {"startFrequency", 0, "Hz"}, {"endFrequency", 0, "Hz"},
+                                                  {"decimationRate"},          {"samples"}};
+    for (std::size_t index = 0; index < captures.size(); ++index) {
+        Quantity_T parameter = c_Parameters[index];
+        parameter.value = ValueOf(captures[index]);
+        run.parameters.push_back(parameter);
+    }
+    return true;
+}
+
+bool TakeElement(Run_T& run, const Captures_T& captures)
+{
+    Samples_T& samples = run.samples;
+    samples.element = static_cast<int>(LeadingNumber(captures[0]));
+    samples.centreHertz = ValueOf(captures[1]) * c_HertzPerStep;
+    samples.band = captures[2];
+    return true;
+}
+
+bool TakeChannelAndElement(Run_T& run, const Captures_T& captures)
+{
+    run.samples.channel = static_cast<int>(LeadingNumber(captures[0]));
+    return TakeElement(run, {captures[1], captures[2], captures[3]});
+}
+
+bool TakeSampleCount(Run_T& run, const Captures_T& captures)
+{
+    run.samples.taken = static_cast<std::uint64_t>(LeadingNumber(captures[0]));
+    run.facts.bufferBytes = static_cast<std::uint64_t>(LeadingNumber(captures[1]));
+    return true;
+}
+
+bool TakeVersion(Run_T& run, const Captures_T& captures)
+{
+    run.unit.firmwareVersion = Bytes_T(captures[0]) + "." + Bytes_T(captures[1]);
+    const std::int64_t major = LeadingNumber(captures[0]);
+    run.facts.hasFirmware = major > 0 && major < c_NoMajorVersion;
+    return true;
+}
+
+bool TakeTicks(Run_T& run, const Captures_T& captures)
+{
+    ++run.facts.ticks;
+    KeepMeasurement(run, {"speedTicks", ValueOf(captures[0])});
+    return true;
+}
+
+bool TakeAttempt(Run_T& run, const Captures_T& captures)
+{
+    run.samples.channel = static_cast<int>(LeadingNumber(captures[0]));
+    run.parameters.push_back({"startFrequencyWord", ValueOf(captures[2])});
+    return true;
+}
+
+/// The link has no such operation, or the unit no FPGA: the test is not for this product.
+bool TakeCode(Run_T& run, const Captures_T& captures)
+{
+    if ((captures[0] == "-174" || captures[0] == "-177") && run.facts.untested.empty()) {
+        run.facts.untested = "the unit has no such operation: " + Bytes_T(captures[0]);
+    }
+    return true;
+}
+
+bool TakeUsage(Run_T& run, const Captures_T&)
+{
+    run.facts.showsUsage = true;
+    return true;
+}
+
+/// The echo, in either of its two forms.
+bool TakeSamples(Run_T& run, const Captures_T& captures)
+{
+    const std::string_view text = captures[0];
+    Samples_T& samples = run.samples;
+    const bool isThreeDigit = text.size() % c_Digits == 0 && text.find(',') == std::string_view::npos;
+    Values_T values;
+    if (!(isThreeDigit ? ReadThreeDigits(text, values) : ReadDecimals(text, values))) {
+        return false;
+    }
+    samples.isPrinted = true;
+    samples.isThreeDigit = isThreeDigit;
+    samples.values = std::move(values);
+    samples.taken = samples.values.size();
+    return true;
+}
+
+using enum Place;
+using enum Effect;
+
+// In the order in which the program prints them.
+constexpr Rule_T c_Rules[] = {
+    // The identity of the unit.
+    {.place = Before, .pattern = "No valid product ID.", .effect = Untested},
+    {.place = Before, .pattern = "No valid product ID: Check touchscreen.", .effect = Untested},
+    {.place = Before, .pattern = "No Product ID found.", .effect = Untested},
+    {.place = Before, .pattern = "ERROR: No Sonar Board Id.", .effect = Untested},
+    {.place = Before, .pattern = "ERROR: Unknown Product type.", .effect = Untested},
+    {.place = Before,
+     .pattern = "ERROR: PRODUCT_ID environment variable not set. Ping will segfault.",
+     .effect = Untested},
+    // Files that cannot be read.
+    {.place = Before, .pattern = "ERROR: Failed to open file:", .next = Free::Path},
+    {.place = Before, .pattern = "ERROR: Path does not exist: %s", .effect = Untested},
+    // Locks of device nodes, and links that do not take data.
+    {.place = Before, .pattern = "Error in COSSLinuxFile::CheckForLock(%s): %d"},
+    {.place = Before, .pattern = "%d COSSLinuxFile::CheckForLock() %s locked by %d for %d"},
+    {.place = Before, .pattern = "%d: COSSLinuxFile::ApplyLock(%d) locked by %d %s"},
+    {.place = Before, .pattern = "Error in COSSLinuxFile::ApplyLock(%d): %d"},
+    {.place = Before, .pattern = "SetOutputDataToLog", .effect = Fault},
+    // The table file.
+    {.place = Before, .pattern = "ERROR: Size Delimiter not found.", .effect = Untested},
+    {.place = Before, .pattern = "Size Delimiter: \"%s\""},
+    {.place = Before, .pattern = "ERROR: Start/End Delimiter not found.", .effect = Untested},
+    {.place = Before, .pattern = "Start Delimiter: \"%s\""},
+    {.place = Before, .pattern = "End Delimiter: \"%s\""},
+    {.place = Before, .pattern = "ERROR: Data not found.", .effect = Untested},
+    {.place = Before,
+     .pattern = "ERROR: Expected size (%d) does not match actual size (%d)",
+     .effect = Untested},
+    {.place = Before,
+     .pattern = "GetWaterTemp failed with return code: %d",
+     .effect = Fault,
+     .take = TakeCode},
+    {.place = Before, .pattern = "Invalid channel Specified: %d", .effect = Untested},
+    {.place = Before,
+     .pattern = "Call to Lowscan function from CSonarTestController Failed, return value: %d",
+     .effect = Fault,
+     .take = TakeCode},
+    {.place = Before, .pattern = "Wrong size.", .effect = Fault},
+    {.place = Before,
+     .pattern = "ERROR: Sample value expected to be three digits. Actual size: %d.",
+     .effect = Fault},
+
+    {.place = Before,
+     .step = 1,
+     .pattern = "Failed to kill Quenlor Sonar.",
+     .evidence = c_StopAsked | c_StopAnswered},
+    {.place = Before, .step = 1, .pattern = "Command = %s", .evidence = c_StopAsked},
+    {.place = Before, .step = 2, .pattern = "Out: %s", .evidence = c_StopAnswered, .next = Free::Output},
+    {.place = Before, .step = 2, .pattern = "ERROR: File not found:%s", .evidence = c_StopAnswered},
+    {.place = Before, .step = 3, .pattern = "3", .evidence = c_GainAccepted},
+    {.place = Before,
+     .step = 4,
+     .pattern = "cat /corvane/Application/%s > /dev/LSfpga%u",
+     .evidence = c_ImageCopied,
+     .take = TakeImage},
+    {.place = Before, .step = 5, .pattern = c_NoticeText, .evidence = c_EarlyNotice},
+    {.place = Before, .step = 6, .pattern = "Parameters:", .evidence = c_ParametersTitle, .blanks = 1},
+    {.place = Before,
+     .step = 7,
+     .pattern = "Ch0Period = %d; Ch1Period = %d ; Start freq = %f; End freq = %f; Decimation rate = %d ; "
+                "Samples = %d",
+     .evidence = c_Parameters,
+     .take = TakeParameters},
+    {.place = Before, .step = 8, .pattern = "Will need to copy %d bytes into Buffer of size %d bytes"},
+    {.place = Before,
+     .step = 9,
+     .pattern = "<SonarFPGAData>%s<EndSonarFPGAData>",
+     .evidence = c_Samples,
+     .blanks = 1,
+     .take = TakeSamples},
+    {.place = Before,
+     .step = 10,
+     .pattern = "Element: %d Centre Freq: %d & RxBand: %s",
+     .evidence = c_Element,
+     .take = TakeElement},
+    {.place = Before,
+     .step = 10,
+     .pattern = "Channel: %d Element: %d Centre Freq: %d & RxBand: %s",
+     .evidence = c_Element,
+     .take = TakeChannelAndElement},
+    {.place = Before,
+     .step = 11,
+     .pattern = "Samples: %u Buffer Bytes: %u",
+     .evidence = c_SampleCount,
+     .blanks = 1,
+     .take = TakeSampleCount},
+    // Last, because it may begin with anything.
+    {.place = Before, .pattern = "%s is not a valid Analogue Gain level.", .effect = Untested},
+
+    {.place = Report, .step = 1, .pattern = "Loading FPGA...", .evidence = c_Loading},
+    {.place = Report, .step = 2, .pattern = c_NoticeText, .evidence = c_Notice},
+    {.place = Report,
+     .step = 3,
+     .pattern = "Firmware Version: %u.%u",
+     .evidence = c_Version,
+     .take = TakeVersion},
+    {.place = Report,
+     .step = 4,
+     .pattern = "Attempting ping on channel %d (%s) at start frequency of: %d",
+     .evidence = c_Attempt,
+     .take = TakeAttempt},
+    {.place = Report,
+     .step = 5,
+     .pattern = "Speed ticks: %d",
+     .evidence = c_Ticks,
+     .repeats = true,
+     .take = TakeTicks},
+
+    // Wrong command lines.
+    {.place = Report, .pattern = "ERROR: Incorrect Parameter Count.", .effect = Untested},
+    {.place = Report,
+     .pattern = "ERROR: Start freq must be 200, 350, 350long or 200long.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Unknown frequency request.", .effect = Untested},
+    {.place = Report, .pattern = "Channel must be 1 or 0.", .effect = Untested},
+    // The test is not for this product.
+    {.place = Report,
+     .pattern = "ERROR: Do not use ping for Lumet or New QL derivitives. Use lumetping instead.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Use only for xK derivitives.", .effect = Untested},
+    {.place = Report,
+     .pattern = "ERROR: Channel 0 (Sonar) does not exist. Will not ping.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Product not supported.", .effect = Untested},
+    // The sonar cannot be switched on, the firmware not loaded, the table file not read.
+    {.place = Report, .pattern = "ERROR: Cannot enable Sonar.", .effect = Untested},
+    {.place = Report, .pattern = "Non-Varrow platform. Sonar may not be enabled."},
+    {.place = Report, .pattern = "ERROR: Failed to write to file:%s", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Required path does not exist: %s", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to load FPGA with: %s", .effect = Untested},
+    {.place = Report,
+     .pattern = "ERROR: FW major version is suspicious. Ensure firmware has loaded.",
+     .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Ensure file exists: %s ", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to read Chirp Table .", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to read TVG Table .", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: Failed to read Correlation Filter.", .effect = Untested},
+    {.place = Report, .pattern = "ERROR: No valid channel filter byte: %d.", .effect = Untested},
+    // The unit.
+    {.place = Report, .pattern = "ERROR: Failed to open file:", .effect = Fault, .next = Free::Path},
+    {.place = Report, .pattern = "ERROR: Failed to open file:%s", .effect = Fault},
+    {.place = Report, .pattern = "Empty File.", .effect = Fault},
+    {.place = Report, .pattern = "ADCRef is zero. Cannot calculate WaterTemperature", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to get version.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to get version. FW upgrade failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to populate FPGA data.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Failed to populate FPGA data with error code: %d.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: UpdateFPGA failed.", .effect = Fault},
+    {.place = Report,
+     .pattern = "ERROR: UpdateFPGA failed with error code: %d. (Is the Sounder app running?)",
+     .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Ping failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Ping failed with error code: %d.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Get ping failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: Get ping failed with error code: %d.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: OutputAsString failed.", .effect = Fault},
+    {.place = Report, .pattern = "ERROR: OutputAsStringShort failed.", .effect = Fault},
+
+    // The usage.
+    {.place = Report, .step = 6, .pattern = "Test App Build ID: ", .evidence = c_Usage, .blanks = 1},
+    {.place = Report, .step = 7, .pattern = "Test App Version: %d.%d", .evidence = c_Usage},
+    {.place = Report,
+     .step = 8,
+     .pattern = "ERROR: First Parameter not recognized: %s",
+     .evidence = c_Usage,
+     .blanks = 2},
+    {.place = Report,
+     .step = 9,
+     .pattern = "Valid arguments are as follows: ",
+     .evidence = c_Usage,
+     .blanks = 1,
+     .take = TakeUsage},
+    {.place = Report,
+     .step = 10,
+     .pattern = "./sonarbench %s (Example: %s)",
+     .evidence = c_Usage,
+     .blanks = 1},
+    {.place = Report,
+     .step = 11,
+     .pattern = "./sonarbench %s (Example: %s)",
+     .evidence = c_Usage,
+     .repeats = true},
+
+    {.place = Aside, .pattern = "%s: %s:%d: %s: Assertion `%s' failed.", .effect = Untested, .isEnd = true},
+    {.place = Aside,
+     .pattern = "terminate called after throwing an instance of '%s'",
+     .effect = Untested,
+     .isEnd = true},
+    {.place = Aside, .pattern = "  what():  %s", .effect = Untested, .isEnd = true},
+    {.place = Aside, .pattern = "Aborted", .effect = Untested, .isEnd = true},
+    {.place = Aside, .pattern = "Aborted (core dumped)", .effect = Untested, .isEnd = true},
+    {.place = Aside, .pattern = "Segmentation fault", .effect = Untested, .isEnd = true},
+    {.place = Aside, .pattern = "Segmentation fault (core dumped)", .effect = Untested, .isEnd = true},
+    {.place = Aside,
+     .pattern = "sonarbench: standard output took less than the whole report",
+     .effect = Untested},
+    {.place = Aside, .pattern = "%s: nothing came to be read within 5 seconds"},
+    {.place = Aside, .pattern = "%s: not at its end after 30 seconds"},
+    {.place = Aside, .pattern = "%s: larger than %d MiB, which no file of a unit is"},
+    {.place = Aside, .pattern = "Speed ticks: %d", .evidence = c_Ticks},
+    {.place = Aside, .pattern = "sh: %s"},
+    {.place = Aside, .pattern = "cat: %s"},
+};
+
+constexpr VerdictLine_T c_Verdicts[] = {{"Test Result: Test Passed.", Verdict::Passed},
+                                        {"Test Result: Tests Failed.", Verdict::Failed},
+                                        {"Test Result: Operation Performed.", Verdict::Performed},
+                                        {"NO VALID RETURN VALUE", Verdict::NotValid}};
+} // namespace
+
+std::span<const Rule_T> Rules() { return c_Rules; }
+
+std::size_t NextRuleText(std::string_view line)
+{
+    constexpr std::size_t shortest = 4;
+    std::size_t next = line.size();
+    for (const Rule_T& rule : Rules()) {
+        const std::string_view beginning = LiteralBeginning(rule.pattern);
+        if (rule.place == Place::Before && beginning.size() >= shortest) {
+            next = std::min(next, line.find(beginning, 1));
+        }
+    }
+    return next;
+}
+
+std::span<const VerdictLine_T> VerdictLines() { return c_Verdicts; }

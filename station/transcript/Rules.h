@@ -1,0 +1,58 @@
+#pragma once
+
+#include "station/transcript/Commands.h"
+#include "station/transcript/Pattern.h"
+
+#include <span>
+
+/// Where a line can be.
+enum class Place {
+    Before, ///< printed while the test ran, before the report
+    Report, ///< between "Test Output: " and the verdict
+    Aside   ///< standard error, which can be mixed in anywhere
+};
+
+/// What a line says about the test.
+enum class Effect {
+    None,
+    Fault,   ///< something of the unit failed
+    Untested ///< the test was not carried out, so nothing can be said about the unit
+};
+
+/// Text without a rule that may follow a line.
+enum class Free {
+    Nothing,
+    Path,   ///< on the next line, which what is printed next continues
+    Output, ///< of a script: it begins on this line, which what is printed next continues
+    Reading ///< contents of a file of the unit
+};
+
+/// A line that the program can print.
+struct Rule_T {
+    Place place;
+    /// Lines with a step come in its order, each once; those with step 0 anywhere, any number of times.
+    int step = 0;
+    std::string_view pattern; ///< of Match()
+    unsigned int evidence = 0;
+    unsigned int blanks = 0; ///< empty lines before it
+    Effect effect = Effect::None;
+    bool repeats = false; ///< can be there several times in its step
+    bool isEnd = false;   ///< the run ended with it, and not with a verdict
+    Free next = Free::Nothing;
+    /// Puts what the line holds into the run; false: the rule does not fit after all. Null: the line is a
+    /// message.
+    bool (*take)(Run_T&, const Captures_T&) = nullptr;
+};
+
+std::span<const Rule_T> Rules();
+
+/// Where, after its first byte, a line continues with a text that can be printed before a report; otherwise
+/// its length. Nothing marks the end of a file's name.
+std::size_t NextRuleText(std::string_view line);
+
+/// A last line, without its end.
+struct VerdictLine_T {
+    std::string_view text;
+    Verdict verdict;
+};
+std::span<const VerdictLine_T> VerdictLines();

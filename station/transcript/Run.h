@@ -1,0 +1,159 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// The judgement of a run.
+enum class Outcome {
+    Passed,    ///< "Test Passed.", with everything that such a run prints
+    Performed, ///< "Operation Performed.", with the value that was asked for
+    Failed,    ///< "Tests Failed.", and the unit is why
+    NotJudged  ///< nothing can be said about the unit; Run_T::reason says why
+};
+inline constexpr std::size_t c_Outcomes = 4;
+
+/// For people: "passed", "performed", "failed", "not judged".
+const char* NameOf(Outcome outcome);
+
+/// In place of a file's name: standard input or standard output.
+inline constexpr char c_StandardStream[] = "-";
+
+/// Text of a transcript: any bytes, not necessarily UTF-8 or printable. PrintableText() of
+/// station/output/Text.h makes it so.
+using Bytes_T = std::string;
+
+/// A line of a transcript.
+struct Line_T {
+    std::uint64_t number = 0; ///< from 1
+    Bytes_T text;             ///< without its end; at most c_LongestKeptLine bytes of it
+};
+
+/// Where a message was printed.
+enum class Origin {
+    Before,       ///< printed while the test ran
+    Report,       ///< below "Test Output: "
+    StandardError ///< on standard error, mixed in
+};
+
+struct Message_T {
+    Line_T line;
+    Origin origin = Origin::Before;
+    bool isError = false; ///< it reports an error
+};
+
+/// A value with its name.
+struct Quantity_T {
+    const char* name = "";
+    double value = 0;
+    const char* unit = ""; ///< empty: a plain number
+};
+
+/// The echo between the markers.
+struct Samples_T {
+    bool isPrinted = false;           ///< there was a block, which may be empty
+    bool isThreeDigit = false;        ///< three digits each, as opposed to numbers with commas
+    std::vector<std::int32_t> values; ///< -99 to 999 with three digits, otherwise 0 to 65,535
+    std::uint64_t taken = 0; ///< samples that the unit took; a multiple of values.size(); 0: not known
+    int element = -1;        ///< transducer element that fired; -1: not printed
+    int channel = -1;        ///< -1: not printed
+    Bytes_T band;            ///< name of the band in which it was heard; empty: not printed
+    double centreHertz = 0;  ///< centre frequency of the band; 0: not printed
+
+    /// Samples of the unit from one printed sample to the next; 0 without samples.
+    std::uint64_t Step() const
+    {
+        return values.empty() ? 0 : std::max<std::uint64_t>(taken / values.size(), 1);
+    }
+    /// The largest value that a receiver gives.
+    std::int32_t FullScale() const { return isThreeDigit ? 255 : 65535; }
+};
+
+/// What the unit says about itself; a text that was not printed is empty. Only failed runs print all of it.
+struct Unit_T {
+    Bytes_T product; ///< contents of the identity file
+    Bytes_T applicationVersion;
+    Bytes_T platformVersion;
+    Bytes_T serialNumber;
+    Bytes_T firmwareImage;   ///< pattern of the image that was loaded, without its directory
+    Bytes_T firmwareVersion; ///< as the FPGA reports it, MAJOR.MINOR
+};
+
+enum class Verdict { None, Passed, Failed, Performed, NotValid };
+
+/// What was seen while a run was read, for its judgement.
+struct Facts_T {
+    bool hasReport = false;    ///< the line of hyphens, the command line and "Test Output: "
+    bool showsUsage = false;   ///< instead of a verdict
+    bool hasUnitData = false;  ///< the whole block of a failed run
+    bool isSpoiled = false;    ///< a line in the run was not recognised
+    bool hasFirmware = true;   ///< no version was printed that means "no firmware"
+    unsigned int evidence = 0; ///< bits of Evidence, in station/transcript/Commands.h
+    Verdict verdict = Verdict::None;
+    /// First message that something of the unit failed, in the report if there is one there; or empty.
+    Bytes_T fault;
+    bool isFaultReported = false; ///< it is one of the report
+    Bytes_T untested;             ///< first message that the test was not carried out, or empty
+    Bytes_T complaint;            ///< first other error message, or empty
+    std::uint64_t ticks = 0;
+    std::uint64_t bufferBytes = 0; ///< as printed after the number of samples
+    Bytes_T reading;               ///< first line of what a sensor's file holds
+    std::uint64_t readingLines = 0;
+    std::uint64_t readingBlanks = 0;
+};
+
+/// One start of the program, from what it printed. Its size is bounded whatever the transcript holds: of
+/// messages, readings and unrecognised lines the first are kept, and all are counted.
+struct Run_T {
+    Bytes_T transcript;          ///< name of the file, or c_StandardStream
+    std::uint64_t firstLine = 0; ///< lines of the transcript that belong to the run
+    std::uint64_t lastLine = 0;
+
+    Bytes_T commandLine; ///< as printed, without its last blank
+    Bytes_T program;     ///< its first word
+    Bytes_T command;     ///< its second word
+    /// The other words; the rest after the 10,000th word is one. A blank inside an argument looks like one
+    /// between two arguments.
+    std::vector<Bytes_T> arguments;
+
+    Unit_T unit;
+    std::vector<Message_T> messages;
+    std::uint64_t messageCount = 0;
+    std::vector<Quantity_T> parameters;   ///< settings of the test, as printed
+    std::vector<Quantity_T> measurements; ///< what the unit showed or the FPGA reported
+    Samples_T samples;
+
+    Bytes_T verdict; ///< the last line, without its end, or empty
+    Outcome outcome = Outcome::NotJudged;
+    Bytes_T reason; ///< why it failed or is not judged; empty when it passed or performed
+
+    std::vector<Line_T> unrecognised; ///< lines that no rule knows, in the run or after it
+    std::uint64_t unrecognisedCount = 0;
+    std::uint64_t claimedCount = 0; ///< lines that a rule knows
+
+    Facts_T facts;
+
+    /// Count a message or a line, and keep it while there is room.
+    void Keep(Message_T message);
+    void KeepUnrecognised(Line_T line);
+    /// Takes the command line apart into program, command and arguments, without its last blank.
+    /// @return whether there was one: the program prints it after each word
+    bool SplitCommandLine();
+};
+
+/// Bounds of a run's lists and texts.
+inline constexpr std::size_t c_MostKeptLines = 1000;
+inline constexpr std::size_t c_LongestKeptLine = 2000;
+inline constexpr std::size_t c_MostMeasurements = 100'000;
+
+/// What all runs come to.
+struct Summary_T {
+    std::uint64_t runs = 0;
+    std::array<std::uint64_t, c_Outcomes> outcomes = {}; ///< by Outcome
+    std::uint64_t claimed = 0;                           ///< lines that a rule knows
+    std::uint64_t unrecognised = 0;                      ///< lines that no rule knows
+
+    void Add(const Run_T& run);
+};

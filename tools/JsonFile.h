@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QJsonValue>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A value of a JSON file, which knows its place there. Refusals are thrown as std::runtime_error and name
+/// the file, line, column and value: "scene.json:3:14: fish[0].depth: is not a number". A file of which an
+/// object has a key twice is refused.
+class CJsonValue
+{
+public:
+    /// Reads a file of 1 MiB at most.
+    static CJsonValue ReadFile(const std::string& file);
+    /// @param file  for messages
+    static CJsonValue Parse(const std::string& file, const QByteArray& text);
+
+    // Each refuses a value of another type.
+    const std::vector<CJsonValue>& Members() const; ///< of an object, in the file's order
+    const std::vector<CJsonValue>& Elements() const;
+    double Number(double low, double high, bool isWhole = false) const;
+
+    /// Of a member; otherwise empty.
+    const std::string& Key() const { return m_Key; }
+    [[noreturn]] void Refuse(const std::string& why) const;
+
+private:
+    friend class CJsonReader;
+
+    std::shared_ptr<const std::string> m_File;
+    qsizetype m_Line = 0;   ///< from 1
+    qsizetype m_Column = 0; ///< bytes, from 1; of a member its key's
+    std::string m_Path;     ///< from the outermost value; empty for that
+    std::string m_Key;
+    QJsonValue m_Value; ///< of an object or list only the type
+    std::vector<CJsonValue> m_Entries;
+};

@@ -1,0 +1,60 @@
+#include "tools/Program.h"
+
+#include <QCoreApplication>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+void OpenClosedStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", mode) != stream) {
+            return; // nothing can be opened, and nothing will be
+        }
+    }
+}
+} // namespace
+
+CUsageError::CUsageError(const QString& text) : std::runtime_error(BytesOf(text)) {}
+
+std::string BytesOf(const QString& text) { return text.toLatin1().toStdString(); }
+
+void PrintError(const std::string& text)
+{
+    std::fprintf(stderr, "%s: %s\n", qPrintable(QCoreApplication::applicationName()), text.c_str());
+}
+
+void Print(const std::string& text)
+{
+    if (std::fputs(text.c_str(), stdout) == EOF || std::fflush(stdout) != 0) {
+        throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
+    }
+}
+
+int RunProgram(const char* name, int failedStatus, int argc, char** argv,
+               int (*run)(const QStringList& arguments))
+{
+    OpenClosedStreams();
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QString::fromLatin1(name));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(SONARBENCH_VERSION));
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments.append(QString::fromLatin1(argv[i]));
+    }
+    try {
+        return run(arguments);
+    } catch (const CUsageError& error) {
+        PrintError(error.what());
+        return c_WrongUsage;
+    } catch (const std::exception& error) {
+        PrintError(error.what());
+        return failedStatus;
+    }
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QStringList>
+
+#include <stdexcept>
+#include <string>
+
+/// Exit status for a wrong command line.
+inline constexpr int c_WrongUsage = 2;
+
+/// The command line is wrong; the text says what is.
+class CUsageError : public std::runtime_error
+{
+public:
+    /// @param text  made of decoded arguments, or of bytes
+    explicit CUsageError(const QString& text);
+    explicit CUsageError(const std::string& text) : std::runtime_error(text) {}
+};
+
+/// Arguments are decoded as Latin-1, one character a byte, so that any name comes through. This gives the
+/// bytes back.
+std::string BytesOf(const QString& text);
+
+/// Writes a line to standard error: the program's name and the text.
+void PrintError(const std::string& text);
+
+/// Writes to standard output. @throw std::runtime_error when it is full or closed
+void Print(const std::string& text);
+
+/// The whole of a program's main. Opens /dev/null for closed standard streams, so that no other file takes
+/// their place; using such a stream still fails. Prints what is thrown.
+/// @param name          of the program, for messages and help
+/// @param failedStatus  for anything thrown other than CUsageError
+/// @param run           gets all arguments, the program's name first; returns the exit status
+/// @return the exit status
+int RunProgram(const char* name, int failedStatus, int argc, char** argv,
+               int (*run)(const QStringList& arguments));
