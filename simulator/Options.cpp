@@ -1,9 +1,7 @@
 #include "simulator/Options.h"
 
-#include "simulator/Faults.h"
-#include "simulator/ProductList.h"
-#include "simulator/UnitDevices.h"
-#include "simulator/UnitPlaces.h"
+#include "simulator/unit/UnitDevices.h"
+#include "simulator/unit/UnitPlaces.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -11,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
@@ -19,7 +18,67 @@ namespace
 {
 namespace fs = std::filesystem;
 
-/// What stops the reading: wrong usage, told in one line.
+/// Names of the links, in the order of Link.
+constexpr std::array<const char*, 5> c_LinkNames = {"-", "UART", "Lowscan SPI", "Cor SPI", "Lumet SPI"};
+
+/// A command that only some products can carry out.
+struct ProductCommand_T {
+    const char* name;
+    bool (*makesSense)(const Product_T& product);
+};
+
+// A product that is refused at start-up has no link to ask for the version, or to ping.
+bool LoadsFirmware(const Product_T& product)
+{
+    return product.firmware.pattern[0] != '\0' && product.setup != Setup::Refused;
+}
+
+bool HasLumetPing(const Product_T& product)
+{
+    return product.link == Link::LumetSpi && product.setup != Setup::Refused;
+}
+
+bool IsXkModule(const Product_T& product) { return product.link == Link::CorSpi; }
+
+constexpr std::array<ProductCommand_T, 6> c_ProductCommands = {{
+    {"loadfpgabinary", LoadsFirmware},
+    {"ping", [](const Product_T& product) { return product.link == Link::Uart; }},
+    {"lumetping", HasLumetPing},
+    {"lowscanping", HasLumetPing},
+    {"xkping", IsXkModule},
+    {"speed", IsXkModule},
+}};
+
+constexpr char c_CommandsOfAll[] =
+    "Every product: batteryvoltage lcdtemperature sensepin, and watertemperature where the\n"
+    "sensor's file was given with --set.\n";
+
+std::string CommandsOf(const Product_T& product)
+{
+    std::string text;
+    for (const ProductCommand_T& command : c_ProductCommands) {
+        if (command.makesSense(product)) {
+            text.append(text.empty() ? "" : " ").append(command.name);
+        }
+    }
+    return text.empty() ? "-" : text;
+}
+/// The products with their links, part numbers and the commands that make sense for them, a line each.
+std::string ProductList()
+{
+    std::string text = "code  name              link         part number  commands\n";
+    for (const Product_T& product : Products()) {
+        std::array<char, 160> line{};
+        std::snprintf(line.data(), line.size(), "%4u  %-16s  %-11s  %-11s  %s\n", product.code, product.name,
+                      c_LinkNames[static_cast<std::size_t>(product.link)],
+                      product.model != nullptr ? product.model->partNumber : "-",
+                      CommandsOf(product).c_str());
+        text += line.data();
+    }
+    return text + c_CommandsOfAll;
+}
+
+/// Wrong usage, in one line.
 struct UsageError_T {
     QString text;
 };
@@ -43,11 +102,9 @@ const Product_T& ProductNamed(const QString& name, const std::string& place = {}
 /// Refuses a trace of devices that the product's unit has not.
 void CheckDevices(const TraceFile_T& trace, const Product_T& product)
 {
-    CFaultPlan faults;
-    const std::vector<UnitDevice_T> devices =
-        MakeUnitDevices({product, Scene_T{}, 0, [] { return true; }}, faults);
+    const std::vector<std::string> nodes = UnitNodes(product);
     for (const TraceOperation_T& operation : trace.operations) {
-        if (std::ranges::find(devices, operation.device, &UnitDevice_T::node) == devices.end()) {
+        if (std::ranges::find(nodes, operation.device) == nodes.end()) {
             throw UsageError_T{QString::fromLatin1(PlaceIn(trace.name, operation.line) + "the unit " +
                                                    product.name + " has no device " + operation.device)};
         }
@@ -86,16 +143,16 @@ std::uint8_t FirmwareVersion(const QString& text)
     return static_cast<std::uint8_t>(version);
 }
 
-void CheckFaults(const std::vector<std::string>& specifications)
+Fault_T Fault(const QString& text)
 {
     try {
-        const CFaultPlan plan(specifications);
+        return FaultOf(BytesOf(text));
     } catch (const std::invalid_argument& error) {
         throw UsageError_T{QString::fromLatin1(error.what())};
     }
 }
 
-/// The options by name, so that each stands once for the parser and for the reading.
+/// The options by name, each written once for the parser and for the reading.
 struct OptionSet_T {
     QCommandLineOption product{u"product"_s, u"The product that the unit is (default QL4K)."_s, u"NAME"_s,
                                u"QL4K"_s};
@@ -142,7 +199,7 @@ fs::path PathValue(const QCommandLineParser& parser, const QCommandLineOption& o
     return BytesOf(value);
 }
 
-/// The trace that is to be replayed. What decides how a model answers makes no sense beside one.
+/// The trace that is to be replayed. What decides how a model answers makes no sense with it.
 std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const OptionSet_T& set)
 {
     const fs::path file = PathValue(parser, set.replay);
@@ -163,7 +220,7 @@ std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const Op
     }
 }
 
-/// Whether two names are those of one file, which may not exist yet. Devices such as /dev/null are none.
+/// Whether two names are those of one file, which may not exist yet. Devices such as /dev/null do not count.
 bool IsSameFile(const fs::path& one, const fs::path& other)
 {
     std::error_code ignored;
@@ -210,7 +267,7 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
         CheckDevices(*replay, *options.product);
     }
     options.firmwareVersion = FirmwareVersion(parser.value(set.firmwareVersion));
-    // Removals come first, so that what is copied or set stands.
+    // Removals come first, so that what is copied or set stays.
     using Kind = FileChange_T::Kind;
     const std::array<std::pair<const QCommandLineOption&, Kind>, 3> changes = {
         {{set.remove, Kind::Remove}, {set.copy, Kind::Copy}, {set.set, Kind::Text}}};
@@ -223,9 +280,8 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
         options.faults = options.replay->callFaults;
     }
     for (const QString& text : parser.values(set.fault)) {
-        options.faults.push_back(BytesOf(text));
+        options.faults.push_back(Fault(text));
     }
-    CheckFaults(options.faults);
     options.scene = PathValue(parser, set.scene);
     options.trace = PathValue(parser, set.trace);
     options.calls = PathValue(parser, set.calls);
@@ -281,7 +337,7 @@ std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv)
     }
     try {
         Options_T options = Read(parser, set);
-        // Qt decodes arguments; the program gets the bytes, which stand last in argv.
+        // Qt decodes arguments; the program gets the bytes, which are last in argv.
         const auto count = static_cast<int>(parser.positionalArguments().size());
         options.arguments.assign(argv + argc - count, argv + argc);
         return options;

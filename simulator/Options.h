@@ -1,7 +1,7 @@
 #pragma once
 
 #include "framework/Products.h"
-#include "simulator/TraceFile.h"
+#include "simulator/trace/TraceFile.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -26,12 +26,12 @@ struct FileChange_T {
 struct Options_T {
     const Product_T* product = nullptr;
     std::vector<FileChange_T> fileChanges;
-    std::vector<std::string> faults; ///< checked specifications, in the order given
+    std::vector<Fault_T> faults; ///< in the order given
     std::uint8_t firmwareVersion = 1;
     std::filesystem::path scene;        ///< empty: the built-in scene
     std::filesystem::path trace;        ///< empty: no trace
     std::optional<TraceFile_T> replay;  ///< the devices answer from it
-    std::filesystem::path calls;        ///< empty: the operations are not told
+    std::filesystem::path calls;        ///< empty: the operations are not written
     std::filesystem::path report;       ///< empty: no picture of the run
     std::filesystem::path keep;         ///< empty: the unit's files are removed
     std::filesystem::path program;      ///< the program to run on the unit

@@ -1,6 +1,6 @@
 #include "framework/StandardStreams.h"
 #include "simulator/Options.h"
-#include "simulator/VirtualUnit.h"
+#include "simulator/unit/VirtualUnit.h"
 
 #include <QCoreApplication>
 

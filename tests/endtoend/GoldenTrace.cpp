@@ -1,6 +1,6 @@
 #include "tests/endtoend/GoldenTrace.h"
 
-#include "simulator/Replay.h"
+#include "simulator/trace/Replay.h"
 
 #include <utility>
 

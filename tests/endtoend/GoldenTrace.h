@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/TraceFile.h"
+#include "simulator/trace/TraceFile.h"
 
 /// What the first difference is when everything that one trace tells is done again with another one as the
 /// device; empty when there is none.

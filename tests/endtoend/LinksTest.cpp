@@ -87,7 +87,9 @@ TEST(Links, AnEnvironmentCanSelectTheLowscanFpgaOnSpi)
     for (const std::string channel : {"0", "1"}) {
         const auto run = unit.RunScript(script, Ping(channel));
         EXPECT_EQ(run.status, 0) << run.errors;
-        EXPECT_EQ(Printed(run), Sent(run, "LSfpga0", "reply", true));
+        const Samples_T sent = Sent(run, "LSfpga0", "reply", true);
+        EXPECT_EQ(sent.size(), 993U);
+        EXPECT_EQ(Printed(run), sent);
     }
 }
 

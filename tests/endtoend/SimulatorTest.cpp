@@ -3,11 +3,15 @@
 
 #include <future>
 #include <gmock/gmock.h>
+#include <sstream>
 
 using testing::AllOf;
+using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
@@ -80,7 +84,8 @@ TEST(Simulator, ARequestToEndIsNotLostWhileTheUnitIsMade)
             .RunScript("echo started; ulimit -c 0; exec sleep 60");
     };
     const auto unstarted = run("kill -TERM");
-    EXPECT_EQ(std::to_string(unstarted.status) + unstarted.output, "143") << unstarted.errors;
+    EXPECT_EQ(unstarted.status, 128 + 15) << unstarted.errors;
+    EXPECT_EQ(unstarted.output, "");
     // Only when the sandbox is being made, not when its tool is tried.
     EXPECT_EQ(run("[ \"$1\" = --bind ] || kill -QUIT").status, 128 + 3);
     EXPECT_TRUE(std::filesystem::is_empty(left.Path()));
@@ -90,7 +95,8 @@ TEST(Simulator, StreamsAndStatusAreTheProgramsOwn)
 {
     const auto run = CVirtualUnit().RunScript("printf 'out\\n'; printf 'err' >&2; exit 42");
     EXPECT_EQ(run.status, 42);
-    EXPECT_EQ(run.output + "|" + run.errors, "out\n|err");
+    EXPECT_EQ(run.output, "out\n");
+    EXPECT_EQ(run.errors, "err");
     EXPECT_EQ(CVirtualUnit().RunScript("kill -KILL $$").status, 128 + 9);
 }
 
@@ -117,11 +123,12 @@ TEST(Simulator, TheUnitHasItsOwnFilesTheCallersArgumentsAndKeepsWhatIsAskedFor)
                        " sensepin >/dev/null",
                        {directory.Write("argument", "seen\n"), "/tmp/" + std::string(300, 'x')});
     EXPECT_EQ(run.output, "seen\n2.6.1\nQS1000123\n<>\n");
-    EXPECT_FALSE(std::filesystem::exists("/tmp/sonarbench-mark") || std::filesystem::exists("/dev/LSfpga7"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/sonarbench-mark"));
+    EXPECT_FALSE(std::filesystem::exists("/dev/LSfpga7"));
     EXPECT_TRUE(std::filesystem::exists(directory.Path("unit/tmp/stop_sonar")));
-    EXPECT_EQ(directory.Read("unit/sys/devices/platform/varrow/sonar_power") +
-                  directory.Read("unit/tmp/sounder_state") + directory.Read("unit/VERSION"),
-              "1stopped\n2.6.1\n");
+    EXPECT_EQ(directory.Read("unit/sys/devices/platform/varrow/sonar_power"), "1");
+    EXPECT_EQ(directory.Read("unit/tmp/sounder_state"), "stopped\n");
+    EXPECT_EQ(directory.Read("unit/VERSION"), "2.6.1\n");
 }
 
 TEST(Simulator, RunsSideBySideGiveTheSameBytesAnotherSeedOthersAndNoneLeavesAnything)
@@ -134,12 +141,53 @@ TEST(Simulator, RunsSideBySideGiveTheSameBytesAnotherSeedOthersAndNoneLeavesAnyt
         run = std::async(std::launch::async, Ping, unit);
     }
     const auto expected = Ping(unit);
+    EXPECT_THAT(expected.Trace("fill"), Not(IsEmpty()));
     for (std::future<UnitRun_T>& run : runs) {
         EXPECT_EQ(run.get().trace, expected.trace);
     }
     EXPECT_NE(Ping(CVirtualUnit(unit).Option("--scene", scenes.Write("scene", "{\"seed\": 2}"))).trace,
               expected.trace);
+    EXPECT_EQ(unit.RunScript("echo $TMPDIR").output, left.Path() + "\n");
     EXPECT_TRUE(std::filesystem::is_empty(left.Path()));
+}
+
+// Only the library that serves the nodes changes the environment while other threads live: it sets
+// UMOCKDEV_DIR. A thread that read the environment then could crash.
+TEST(Simulator, NothingReadsTheEnvironmentWhileItChanges)
+{
+    const TemporaryDirectory directory;
+    const std::vector<std::string> xkping = {"xkping", "examples/short.txt", "0", "1"};
+    const std::string trace = directory.Write("trace", Ping(CVirtualUnit()).traceText);
+    const std::tuple<CVirtualUnit, std::vector<std::string>> cases[] = {
+        {CVirtualUnit(), xkping},
+        {CVirtualUnit("").Option("--replay", trace), xkping},
+        {CVirtualUnit("QL6M").Option("--report", directory.Path("page")), xkping},
+        {CVirtualUnit("LumetV2").Fault("write:2=EIO"), {"lumetping", "200long"}},
+        {CVirtualUnit("QL1A").Option("--scene", directory.Write("scene", R"({"seed": 2})")),
+         {"ping", "200000", "210000", "27", "45", "0", "medium"}},
+        {CVirtualUnit("HY05"), {"sensepin"}},
+    };
+    for (const auto& [unit, arguments] : cases) {
+        std::filesystem::remove(directory.Path("log"));
+        const auto run = CVirtualUnit(unit)
+                             .In("LC_ALL=C.UTF-8")
+                             .In("ASAN_OPTIONS=verify_asan_link_order=0:$ASAN_OPTIONS")
+                             .In("SONARBENCH_PROBE_LOG=" + directory.Path("log"))
+                             .In("LD_PRELOAD=" SONARBENCH_ENVIRONMENT_PROBE)
+                             .Run(arguments);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        std::istringstream log(directory.Read("log"));
+        std::vector<std::string> changesAlone;
+        std::vector<std::string> otherThreads;
+        for (std::string line; std::getline(log, line);) {
+            (line.starts_with("change 1 ") ? changesAlone : otherThreads).push_back(line);
+        }
+        EXPECT_THAT(changesAlone, Contains("change 1 setenv TMPDIR"));
+        ASSERT_THAT(otherThreads, Not(IsEmpty()));
+        EXPECT_THAT(otherThreads.front(), MatchesRegex("change [0-9]+ setenv UMOCKDEV_DIR"));
+        otherThreads.erase(otherThreads.begin());
+        EXPECT_THAT(otherThreads, Each(StartsWith("read ")));
+    }
 }
 
 TEST(Simulator, ProotServesWhereNamespacesAreRefused)

@@ -41,6 +41,7 @@ Trace_T ReadTrace(const std::string& text)
 void ExpectReadable(const std::string& output)
 {
     const CRuns runs(output);
+    EXPECT_FALSE(runs.All().empty()) << output;
     for (const Run_T& run : runs.All()) {
         EXPECT_EQ(run.unrecognisedCount, 0U) << "first: " << run.unrecognised.front().text << "\n" << output;
     }

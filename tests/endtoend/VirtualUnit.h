@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@ struct TraceLine_T {
 
     bool operator==(const TraceLine_T&) const = default;
 };
+inline void PrintTo(const TraceLine_T& line, std::ostream* out) { *out << line.text; }
 using Trace_T = std::vector<TraceLine_T>;
 
 /// How a run on a virtual unit ended, and what it left.

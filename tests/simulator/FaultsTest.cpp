@@ -1,5 +1,6 @@
-#include "simulator/Faults.h"
-#include "simulator/WireBytes.h"
+#include "simulator/faults/Faults.h"
+
+#include "simulator/ValueText.h"
 
 #include <gmock/gmock.h>
 
@@ -100,39 +101,40 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
     };
     for (const Row_T& row : rows) {
         SoundDevice device;
-        CFaultPlan plan({row.fault});
+        CFaultPlan plan({FaultOf(row.fault)});
         CFaultyDevice faulty(device, plan);
         EXPECT_EQ(Round(device, faulty), sound("01"));
         EXPECT_EQ(Round(device, faulty), Replaced(whole, row.from, row.to) + "fault " + row.fault);
         EXPECT_EQ(Round(device, faulty), sound("03"));
         EXPECT_EQ(faulty.TakeImage({}).faulted, row.explains) << row.fault;
-        EXPECT_TRUE(plan.Unstruck().empty()) << row.fault;
+        EXPECT_THAT(plan.Unstruck(), testing::IsEmpty());
     }
 }
 
 TEST(FaultsTest, AStaleReplyHasTheLengthOfItsOwn)
 {
     SoundDevice device;
-    CFaultPlan plan({"reply:*=stale"});
+    CFaultPlan plan({FaultOf("reply:*=stale")});
     CFaultyDevice faulty(device, plan);
     EXPECT_EQ(faulty.TakeUnasked()->reply, Bytes_T{0}) << "nothing came before the first";
     EXPECT_EQ(faulty.Write({}).reply, (Bytes_T{1, 1, 1, 1}));
 }
 
-TEST(FaultsTest, RepliesThatNobodyAskedForAreBefallenAsWell)
+TEST(FaultsTest, FaultsHitRepliesThatNobodyAskedForAsWell)
 {
     SoundDevice device;
-    CFaultPlan plan({"reply:1=late", "reply:2=bytewise", "reply:3=silent"});
+    CFaultPlan plan({FaultOf("reply:1=late"), FaultOf("reply:2=bytewise"), FaultOf("reply:3=silent")});
     CFaultyDevice faulty(device, plan);
     EXPECT_EQ(faulty.TakeUnasked()->replyDelay, std::chrono::milliseconds(1500));
     EXPECT_TRUE(faulty.Write({}).isBytewise);
-    EXPECT_TRUE(faulty.TakeUnasked()->reply.empty());
+    EXPECT_EQ(faulty.TakeUnasked()->reply, Bytes_T{});
 }
 
 TEST(FaultsTest, DevicesOfAUnitShareTheCountAndTheMark)
 {
     SoundDevice device;
-    CFaultPlan plan({"write:3=EIO", "reply:*=short", "reply:2=short", "ioctl:2=EIO", "fifo:9=1"});
+    CFaultPlan plan({FaultOf("write:3=EIO"), FaultOf("reply:*=short"), FaultOf("reply:2=short"),
+                     FaultOf("ioctl:2=EIO"), FaultOf("fifo:9=1")});
     CFaultyDevice first(device, plan);
     CFaultyDevice second(device, plan);
     first.Ioctl(0, {});
@@ -157,9 +159,7 @@ TEST(FaultsTest, AWrongSpecificationIsToldWhatIsAllowed)
         {"fifo:1=256", "the kind must be a number from 0 to 255"},
     };
     for (const auto& [fault, why] : rows) {
-        EXPECT_THAT(([text = fault] {
-                        CFaultPlan({"write:1=EIO", text});
-                    }),
+        EXPECT_THAT([text = fault] { FaultOf(text); },
                     testing::ThrowsMessage<std::invalid_argument>(HasSubstr(why)));
     }
 }

@@ -1,7 +1,7 @@
-#include "simulator/FirmwareImage.h"
-#include "simulator/LowscanSpiModel.h"
-#include "simulator/LowscanUartModel.h"
-#include "simulator/WireBytes.h"
+#include "simulator/models/FpgaFirmware.h"
+#include "simulator/models/LowscanSpiModel.h"
+#include "simulator/models/LowscanUartModel.h"
+#include "simulator/models/WireBytes.h"
 #include "tests/support/CorWire.h"
 
 #include <gmock/gmock.h>
@@ -92,6 +92,29 @@ TEST_F(LowscanFpgaModelTest, ALineThatWouldAlterBytesIsRefused)
     second.SetLine(line);
     EXPECT_THAT(second.Write(Frame(1, 3)).refusals,
                 ElementsAre("write to a line with wrong settings: speed IXOFF ICRNL"));
+    struct Row_T {
+        tcflag_t termios::*field;
+        tcflag_t flag;
+        const char* name;
+    };
+    const Row_T rows[] = {
+        {&termios::c_cflag, CS6, "CSIZE"},       {&termios::c_cflag, CSTOPB, "CSTOPB"},
+        {&termios::c_cflag, PARENB, "PARENB"},   {&termios::c_iflag, IXON, "IXON"},
+        {&termios::c_iflag, INLCR, "INLCR"},     {&termios::c_iflag, IGNCR, "IGNCR"},
+        {&termios::c_iflag, ISTRIP, "ISTRIP"},   {&termios::c_iflag, INPCK, "INPCK"},
+        {&termios::c_iflag, PARMRK, "PARMRK"},   {&termios::c_iflag, BRKINT, "BRKINT"},
+        {&termios::c_iflag, IUCLC, "IUCLC"},     {&termios::c_oflag, OPOST, "OPOST"},
+        {&termios::c_lflag, ICANON, "ICANON"},   {&termios::c_lflag, ECHO, "ECHO"},
+        {&termios::c_lflag, ECHOE, "ECHOE"},     {&termios::c_lflag, ISIG, "ISIG"},
+        {&termios::c_lflag, EXTPROC, "EXTPROC"},
+    };
+    for (const auto& [field, flag, name] : rows) {
+        line = RawLine();
+        line.*field ^= flag;
+        first.SetLine(line);
+        EXPECT_THAT(first.Write(Frame(1, 3)).refusals,
+                    ElementsAre(std::string("write to a line with wrong settings: ") + name));
+    }
 }
 
 TEST_F(LowscanFpgaModelTest, APingSendsEachActiveChannelsPacketOverItsLine)
@@ -101,7 +124,7 @@ TEST_F(LowscanFpgaModelTest, APingSendsEachActiveChannelsPacketOverItsLine)
     const Bytes_T packet = first.Write(Frame(1, 1)).reply;
     EXPECT_EQ(packet.size(), 1024U);
     EXPECT_EQ(second.TakeUnasked().value().reply.size(), 267U);
-    EXPECT_EQ(second.TakeUnasked(), std::nullopt) << "a packet comes once";
+    EXPECT_FALSE(second.TakeUnasked().has_value()) << "a packet comes once";
     SetChannel(0, 0, 993);
     EXPECT_THAT(first.Write(Frame(1, 1)).reply, IsEmpty());
     // The bottom is in the sixth block; its peak is the block's first value.

@@ -1,6 +1,6 @@
-#include "simulator/CorFpgaModel.h"
-#include "simulator/FirmwareImage.h"
-#include "simulator/LumetFpgaModel.h"
+#include "simulator/models/CorFpgaModel.h"
+#include "simulator/models/FpgaFirmware.h"
+#include "simulator/models/LumetFpgaModel.h"
 #include "tests/support/CorWire.h"
 
 #include <gmock/gmock.h>
@@ -102,7 +102,10 @@ TEST_F(CorFpgaModelTest, TheFifoStatusTellsAnExactReadFromAnyOther)
     EXPECT_THAT(PingRead(64), Contains(0xFF)) << "the transmit pulse must be seen";
     EXPECT_EQ(Register(82), 4);
     EXPECT_THAT(PingRead(2), Each(0));
-    EXPECT_EQ(Register(82), 5);
+    for (const std::uint8_t control : Bytes_T{0, 1, 3, 0xFF}) {
+        model.Write(Packet(81, {control}));
+        EXPECT_EQ(Register(82), 5) << "only 2 clears the FIFO, " << int{control} << " does not";
+    }
     model.Write(Packet(81, {2}));
     EXPECT_EQ(Register(82), 4);
     Ping();

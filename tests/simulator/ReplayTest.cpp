@@ -1,5 +1,5 @@
-#include "simulator/Replay.h"
-#include "simulator/CorFpgaModel.h"
+#include "simulator/trace/Replay.h"
+#include "simulator/models/CorFpgaModel.h"
 
 #include <gtest/gtest.h>
 
@@ -37,9 +37,9 @@ TEST(Replay, AnswersInTheOrderOfTheTraceOverAllDevices)
 {
     Unit_T unit(c_Trace);
     unit.first.TakeImage(c_Image);
-    EXPECT_EQ(unit.second.TakeUnasked(), std::nullopt);
+    EXPECT_FALSE(unit.second.TakeUnasked().has_value());
     EXPECT_EQ(unit.second.Write(Bytes_T{1, 2, 99}).reply, (Bytes_T{3, 4}));
-    EXPECT_EQ(unit.first.TakeUnasked(), std::nullopt);
+    EXPECT_FALSE(unit.first.TakeUnasked().has_value());
     EXPECT_EQ(unit.second.TakeUnasked().value().reply, (Bytes_T{5}));
     EXPECT_EQ(unit.first.Ioctl(0x80047203, {}).error, ETIMEDOUT);
     EXPECT_EQ(unit.replay.Finish(), "");

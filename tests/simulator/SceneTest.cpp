@@ -1,4 +1,4 @@
-#include "simulator/Scene.h"
+#include "simulator/models/Scene.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
-#include "simulator/TraceFile.h"
-#include "simulator/Trace.h"
+#include "simulator/trace/TraceFile.h"
+#include "simulator/trace/TraceWriter.h"
 
 #include <gmock/gmock.h>
 

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "simulator/faults/Faults.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// The calls of the program on nodes and files of the unit: a library that is loaded into the program counts
+/// them and plays the faults of a plan. Plan and log are files of the unit's directory.
+class CCallFaults
+{
+public:
+    /// Writes the plan into an existing directory; the faults must outlive this object. Throws
+    /// std::runtime_error when it cannot, or when the library is missing.
+    CCallFaults(std::filesystem::path directory, CFaultPlan& faults);
+    CCallFaults(const CCallFaults&) = delete;
+    CCallFaults& operator=(const CCallFaults&) = delete;
+    ~CCallFaults();
+
+    /// The library's file.
+    const std::filesystem::path& Library() const { return m_Library; }
+
+    /// Environment that names plan and log to the library, where insideDirectory is the path at which the
+    /// program sees the directory.
+    static std::vector<std::pair<std::string, std::string>>
+    Environment(const std::filesystem::path& insideDirectory);
+
+private:
+    /// Reads new log lines into the plan.
+    void TakeLog();
+
+    const std::filesystem::path m_Directory;
+    const std::filesystem::path m_Library;
+    CFaultPlan& m_Faults;
+    std::ifstream m_Log;
+};

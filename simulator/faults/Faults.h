@@ -1,0 +1,75 @@
+#pragma once
+
+#include "simulator/faults/FaultTable.h"
+
+#include <array>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// The faults of a unit and the count of its operations, shared by all its devices.
+class CFaultPlan
+{
+public:
+    explicit CFaultPlan(std::vector<Fault_T> faults) : m_Faults(std::move(faults)) {}
+
+    /// Counts an operation and returns its faults, in the order given.
+    std::vector<Fault_T> Next(FaultOperation_T operation);
+
+    /// The faults that are played where the program calls the system, in the order given.
+    std::vector<Fault_T> OfCalls() const;
+    /// Counts an operation where the program calls the system.
+    void Count(FaultOperation_T operation) { ++m_Counts[static_cast<std::size_t>(operation)]; }
+    /// Notes that a fault was played, by its specification.
+    void Strike(std::string_view specification);
+    /// Sets what is called before each of the answers below, to pass on by the two functions above what the
+    /// preloaded library has counted and played.
+    void SetCallLog(std::function<void()> read) { m_ReadCallLog = std::move(read); }
+
+    /// Whether a fault came that leaves a device without what the program asked for: it may refuse what
+    /// follows.
+    bool ExplainsRefusals() const;
+
+    /// The specifications of faults whose operation has not come so far.
+    std::vector<std::string> Unstruck() const;
+
+    /// How many operations of each sort there were, as lines "OPERATION COUNT".
+    std::string Counts() const;
+
+private:
+    std::vector<Fault_T> m_Faults;
+    std::array<std::size_t, c_FaultOperationNames.size()> m_Counts{};
+    std::function<void()> m_ReadCallLog = [] {};
+};
+
+/// Any device with the faults of a plan in front of it; both must outlive it. A write or request that a fault
+/// keeps from the device does not reach it. The meaning of the outcome says what faults did, and every
+/// outcome from the first fault on that explains refusals is marked as faulted.
+class CFaultyDevice final : public IDeviceModel
+{
+public:
+    CFaultyDevice(IDeviceModel& device, CFaultPlan& plan) : m_Device(device), m_Plan(plan) {}
+
+    DeviceOutcome_T Write(ByteView_T bytes) override;
+    std::size_t IoctlArgumentSize(unsigned long request) const override
+    {
+        return m_Device.IoctlArgumentSize(request);
+    }
+    DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) override;
+    DeviceOutcome_T TakeImage(ByteView_T bytes) override { return Marked(m_Device.TakeImage(bytes)); }
+    std::optional<DeviceOutcome_T> TakeUnasked() override;
+    bool IsSerialLine() const override { return m_Device.IsSerialLine(); }
+    void SetLine(const termios& settings) override { m_Device.SetLine(settings); }
+
+private:
+    void Play(FaultOperation_T operation, FaultTarget_T& target);
+    void PlayOnBytes(FaultOperation_T operation, DeviceOutcome_T& outcome, Bytes_T& bytes, Bytes_T& previous);
+    DeviceOutcome_T Marked(DeviceOutcome_T outcome);
+
+    IDeviceModel& m_Device;
+    CFaultPlan& m_Plan;
+    Bytes_T m_LastReply;
+    Bytes_T m_LastFill;
+};

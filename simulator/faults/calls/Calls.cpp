@@ -1,0 +1,376 @@
+#include "simulator/faults/calls/CallFiles.h"
+#include "simulator/faults/calls/CallPlan.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <span>
+#include <string_view>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <termios.h>
+#include <unistd.h>
+
+/// Marks the declaration of a function that replaces the C library's function of this name. It has a name of
+/// its own, because headers redefine the real one: 64-bit sizes, checked variants.
+#define SONARBENCH_REPLACES(name) __asm__(name) __attribute__((visibility("default")))
+
+extern "C" {
+int CountedOpen(const char* path, int flags, ...) SONARBENCH_REPLACES("open");
+int CountedOpen64(const char* path, int flags, ...) SONARBENCH_REPLACES("open64");
+int CheckedOpen(const char* path, int flags) SONARBENCH_REPLACES("__open_2");
+int CheckedOpen64(const char* path, int flags) SONARBENCH_REPLACES("__open64_2");
+ssize_t CheckedRead(int descriptor, void* buffer, std::size_t size, std::size_t room)
+    SONARBENCH_REPLACES("__read_chk");
+ssize_t CountedRead(int descriptor, void* buffer, std::size_t size) SONARBENCH_REPLACES("read");
+ssize_t CountedWrite(int descriptor, const void* buffer, std::size_t size) SONARBENCH_REPLACES("write");
+int CountedIoctl(int descriptor, unsigned long request, ...) SONARBENCH_REPLACES("ioctl");
+int CountedPoll(pollfd* entries, nfds_t count, int timeout) SONARBENCH_REPLACES("poll");
+int CheckedPoll(pollfd* entries, nfds_t count, int timeout, std::size_t room)
+    SONARBENCH_REPLACES("__poll_chk");
+int CountedTcSetAttr(int descriptor, int actions, const termios* settings) SONARBENCH_REPLACES("tcsetattr");
+int CountedClose(int descriptor) SONARBENCH_REPLACES("close");
+std::FILE* CountedFdopen(int descriptor, const char* mode) SONARBENCH_REPLACES("fdopen");
+}
+
+namespace
+{
+
+/// The C library's function that was replaced.
+template <class Function_T>
+class CNextCall
+{
+public:
+    constexpr explicit CNextCall(const char* name) : m_Name(name) {}
+
+    template <class... Arguments_T>
+    auto operator()(Arguments_T... arguments)
+    {
+        Function_T* pFunction = m_pFunction;
+        if (pFunction == nullptr) {
+            pFunction = reinterpret_cast<Function_T*>(::dlsym(RTLD_NEXT, m_Name));
+            if (pFunction == nullptr) {
+                std::abort();
+            }
+            m_pFunction = pFunction;
+        }
+        return pFunction(arguments...);
+    }
+
+private:
+    const char* m_Name;
+    std::atomic<Function_T*> m_pFunction{nullptr};
+};
+
+using enum FaultOperation_T;
+
+constinit CNextCall<int(const char*, int, ...)> s_Open{"open"};
+constinit CNextCall<int(const char*, int, ...)> s_Open64{"open64"};
+constinit CNextCall<int(const char*, int)> s_CheckedOpen{"__open_2"};
+constinit CNextCall<int(const char*, int)> s_CheckedOpen64{"__open64_2"};
+constinit CNextCall<ssize_t(int, void*, std::size_t)> s_Read{"read"};
+constinit CNextCall<ssize_t(int, void*, std::size_t, std::size_t)> s_CheckedRead{"__read_chk"};
+constinit CNextCall<ssize_t(int, const void*, std::size_t)> s_Write{"write"};
+constinit CNextCall<int(int, unsigned long, ...)> s_Ioctl{"ioctl"};
+constinit CNextCall<int(pollfd*, nfds_t, int)> s_Poll{"poll"};
+constinit CNextCall<int(pollfd*, nfds_t, int, std::size_t)> s_CheckedPoll{"__poll_chk"};
+constinit CNextCall<int(int, int, const termios*)> s_TcSetAttr{"tcsetattr"};
+constinit CNextCall<int(int)> s_Close{"close"};
+constinit CNextCall<std::FILE*(int, const char*)> s_Fdopen{"fdopen"};
+
+__attribute__((constructor)) void Begin(int count, char** arguments, char**)
+{
+    RememberArguments(count, arguments);
+    BeginCounting();
+}
+
+/// Counts a call on a node. The error of a device that is gone hides every other fault.
+CallEffect_T CountOnDevice()
+{
+    CallEffect_T effect = CountCall(Device);
+    effect.error = effect.Has(CallKind_T::Gone) ? ENODEV : 0;
+    return effect;
+}
+
+CallEffect_T Count(CallTarget_T target, FaultOperation_T onDevice, FaultOperation_T onFile)
+{
+    if (target == CallTarget_T::File) {
+        return CountCall(onFile);
+    }
+    const CallEffect_T ofAll = CountOnDevice();
+    const CallEffect_T own = CountCall(onDevice);
+    return {ofAll.error != 0 ? ofAll.error : own.error, ofAll.kinds | own.kinds};
+}
+
+int Fail(int error)
+{
+    errno = error;
+    return -1;
+}
+
+/// Whether an open has a mode as its last argument.
+bool HasMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
+
+template <class Next_T>
+int OpenWith(const Next_T& next, const char* path)
+{
+    const CallTarget_T target = TargetOf(path);
+    const CallEffect_T effect = target != CallTarget_T::None ? Count(target, Open, FileOpen) : CallEffect_T{};
+    if (effect.error != 0) {
+        return Fail(effect.error);
+    }
+    const int descriptor = next();
+    SetTarget(descriptor, target);
+    return descriptor;
+}
+
+/// Half of the bytes that a read of this size would get.
+std::size_t HalfOfRead(int descriptor, std::size_t size)
+{
+    // Not by ioctl(), which is replaced and would ask the unit's device.
+    int waiting = 0;
+    const bool isKnown = ::syscall(SYS_ioctl, descriptor, FIONREAD, &waiting) == 0 && waiting > 0;
+    return (isKnown ? std::min(size, static_cast<std::size_t>(waiting)) : size) / 2;
+}
+
+bool IsReadable(int descriptor)
+{
+    pollfd entry = {descriptor, POLLIN, 0};
+    return s_Poll(&entry, nfds_t{1}, 0) > 0;
+}
+
+template <class Next_T>
+ssize_t ReadWith(const Next_T& next, int descriptor, void* buffer, std::size_t size)
+{
+    const CallTarget_T target = TargetOf(descriptor);
+    if (target == CallTarget_T::None) {
+        return next(size);
+    }
+    const CallEffect_T effect = Count(target, Read, FileRead);
+    const bool wasDeceived = TakeDeceived(descriptor);
+    if (effect.error != 0) {
+        return Fail(effect.error);
+    }
+    if (effect.Has(CallKind_T::Zero)) {
+        return 0;
+    }
+    if (wasDeceived && !IsReadable(descriptor)) {
+        return Fail(EAGAIN); // a device that said so has no bytes to wait for
+    }
+    const ssize_t count = next(effect.Has(CallKind_T::Short) ? HalfOfRead(descriptor, size) : size);
+    if (effect.Has(CallKind_T::Bit) && count > 0) {
+        static_cast<unsigned char*>(buffer)[count / 2] ^= c_WrongBit;
+    }
+    return count;
+}
+
+template <class Next_T>
+int PollWith(const Next_T& next, std::span<pollfd> entries)
+{
+    const auto isDevice = [](const pollfd& entry) { return TargetOf(entry.fd) == CallTarget_T::Device; };
+    if (std::ranges::none_of(entries, isDevice)) {
+        return next();
+    }
+    const CallEffect_T effect = Count(CallTarget_T::Device, Poll, Poll);
+    const bool isGone = effect.Has(CallKind_T::Gone);
+    if (effect.error != 0 && !isGone) {
+        return Fail(effect.error);
+    }
+    const bool isNever = effect.Has(CallKind_T::Never) && !isGone;
+    if (!isGone && !isNever && !effect.Has(CallKind_T::Lying)) {
+        return next();
+    }
+    int ready = 0;
+    for (pollfd& entry : entries) {
+        entry.revents = 0;
+        if (isDevice(entry) && !isNever) {
+            entry.revents = static_cast<short>(isGone ? (entry.events & POLLIN) | POLLERR | POLLHUP : POLLIN);
+            SetDeceived(entry.fd);
+            ++ready;
+        }
+    }
+    return ready;
+}
+
+// The C library's streams make their calls without the functions that are replaced here. A stream on a
+// counted descriptor therefore becomes one that calls these functions.
+
+/// A stream's cookie is the element with its descriptor's number.
+constinit std::array<char, c_FollowedDescriptors> s_Cookies{};
+
+int DescriptorOf(void* pCookie) { return static_cast<int>(static_cast<char*>(pCookie) - s_Cookies.data()); }
+
+ssize_t ReadStream(void* pCookie, char* buffer, std::size_t size)
+{
+    return CountedRead(DescriptorOf(pCookie), buffer, size);
+}
+
+/// Writes on after a short write, as the C library does, and gives up after an error.
+ssize_t WriteStream(void* pCookie, const char* buffer, std::size_t size)
+{
+    std::size_t written = 0;
+    while (written < size) {
+        const ssize_t count = CountedWrite(DescriptorOf(pCookie), buffer + written, size - written);
+        if (count < 0) {
+            break;
+        }
+        written += static_cast<std::size_t>(count);
+    }
+    return static_cast<ssize_t>(written);
+}
+
+int SeekStream(void* pCookie, off64_t* pPlace, int whence)
+{
+    const off64_t place = ::lseek64(DescriptorOf(pCookie), *pPlace, whence);
+    *pPlace = place < 0 ? *pPlace : place;
+    return place < 0 ? -1 : 0;
+}
+
+int CloseStream(void* pCookie) { return CountedClose(DescriptorOf(pCookie)); }
+
+/// Whether a descriptor of these flags can do what the mode of a stream asks for.
+bool Allows(int flags, std::string_view mode)
+{
+    const bool isBoth = mode.find('+') != mode.npos;
+    const bool reads = isBoth || mode.starts_with('r');
+    const bool writes = isBoth || !mode.starts_with('r');
+    const int access = flags & O_ACCMODE;
+    return !(reads && access == O_WRONLY) && !(writes && access == O_RDONLY);
+}
+
+} // namespace
+
+int CountedOpen(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm after other files
+    const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return OpenWith([&] { return s_Open(path, flags, mode); }, path);
+}
+
+int CountedOpen64(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm after other files
+    const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return OpenWith([&] { return s_Open64(path, flags, mode); }, path);
+}
+
+int CheckedOpen(const char* path, int flags)
+{
+    return OpenWith([&] { return s_CheckedOpen(path, flags); }, path);
+}
+
+int CheckedOpen64(const char* path, int flags)
+{
+    return OpenWith([&] { return s_CheckedOpen64(path, flags); }, path);
+}
+
+ssize_t CountedRead(int descriptor, void* buffer, std::size_t size)
+{
+    return ReadWith([&](std::size_t count) { return s_Read(descriptor, buffer, count); }, descriptor, buffer,
+                    size);
+}
+
+ssize_t CheckedRead(int descriptor, void* buffer, std::size_t size, std::size_t room)
+{
+    return ReadWith([&](std::size_t count) { return s_CheckedRead(descriptor, buffer, count, room); },
+                    descriptor, buffer, size);
+}
+
+ssize_t CountedWrite(int descriptor, const void* buffer, std::size_t size)
+{
+    const CallTarget_T target = TargetOf(descriptor);
+    if (target == CallTarget_T::None) {
+        return s_Write(descriptor, buffer, size);
+    }
+    // What else goes wrong with a write to a device is played in front of the device.
+    const CallEffect_T effect = target == CallTarget_T::Device ? CountOnDevice() : CountCall(FileWrite);
+    if (effect.error != 0) {
+        return Fail(effect.error);
+    }
+    if (effect.Has(CallKind_T::Zero)) {
+        return 0;
+    }
+    if (effect.Has(CallKind_T::Lying)) {
+        return static_cast<ssize_t>(size);
+    }
+    return s_Write(descriptor, buffer, effect.Has(CallKind_T::Short) ? size / 2 : size);
+}
+
+int CountedIoctl(int descriptor, unsigned long request, ...)
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void* const pArgument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (TargetOf(descriptor) == CallTarget_T::Device) {
+        if (const CallEffect_T effect = CountOnDevice(); effect.error != 0) {
+            return Fail(effect.error);
+        }
+    }
+    return s_Ioctl(descriptor, request, pArgument);
+}
+
+int CountedPoll(pollfd* entries, nfds_t count, int timeout)
+{
+    return PollWith([&] { return s_Poll(entries, count, timeout); }, {entries, count});
+}
+
+int CheckedPoll(pollfd* entries, nfds_t count, int timeout, std::size_t room)
+{
+    return PollWith([&] { return s_CheckedPoll(entries, count, timeout, room); }, {entries, count});
+}
+
+int CountedTcSetAttr(int descriptor, int actions, const termios* settings)
+{
+    if (TargetOf(descriptor) == CallTarget_T::Device) {
+        const CallEffect_T effect = Count(CallTarget_T::Device, TcSetAttr, TcSetAttr);
+        if (effect.error != 0) {
+            return Fail(effect.error);
+        }
+        if (effect.Has(CallKind_T::Lying)) {
+            return 0;
+        }
+    }
+    return s_TcSetAttr(descriptor, actions, settings);
+}
+
+int CountedClose(int descriptor)
+{
+    const CallTarget_T target = TargetOf(descriptor);
+    if (target == CallTarget_T::None) {
+        return s_Close(descriptor);
+    }
+    const CallEffect_T effect = Count(target, Close, FileClose);
+    SetTarget(descriptor, CallTarget_T::None);
+    const int result = s_Close(descriptor);
+    return effect.error != 0 && !effect.Has(CallKind_T::Gone) ? Fail(effect.error) : result;
+}
+
+std::FILE* CountedFdopen(int descriptor, const char* mode)
+{
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    // What the C library refuses, it refuses itself.
+    if (TargetOf(descriptor) == CallTarget_T::None || flags < 0 || !Allows(flags, mode)) {
+        return s_Fdopen(descriptor, mode);
+    }
+    if (mode[0] == 'a') {
+        ::fcntl(descriptor, F_SETFL, flags | O_APPEND);
+    }
+    return ::fopencookie(&s_Cookies[static_cast<std::size_t>(descriptor)], mode,
+                         {ReadStream, WriteStream, SeekStream, CloseStream});
+}

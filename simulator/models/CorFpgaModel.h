@@ -1,0 +1,33 @@
+#pragma once
+
+#include "simulator/models/PacketFpgaModel.h"
+
+/// The registers and tables of the xK modules' FPGA.
+const CPacketRegisterMap& CorRegisters();
+
+/// The FPGA clocks there are.
+inline constexpr double c_CorClockHz = 69'248'000;
+inline constexpr double c_CorFastClockHz = 86'560'000;
+
+/// The sounder FPGA of an xK module.
+///
+/// The receiver takes one of 128 clock periods before its own sub-sampling: a sample each 128 x baseband
+/// divisor x sub-sample rate / clock, which is 59 microseconds (4.4 cm of water) for 69.248 MHz, 8 and 4. The
+/// pulse lasts 16 clock periods for each entry of the chirp table. Samples are 16 bits, little-endian.
+///
+/// The speed registers hold the low and the high byte of a count of the paddle wheel's ticks, 20 to the
+/// metre. The wheel turns in the time that bytes need on the link; programs read the low byte once a second,
+/// so each such read counts as another second. The high byte is kept as it was then.
+class CCorFpgaModel final : public CPacketFpgaModel
+{
+public:
+    explicit CCorFpgaModel(const FpgaSetup_T& setup, double clockHz = c_CorClockHz);
+
+private:
+    std::string Command(std::uint8_t command) override;
+    void BeforeRead(std::uint16_t address) override;
+
+    const double m_ClockHz;
+    const double m_WaterSpeed;
+    std::chrono::seconds m_BetweenReadings{};
+};

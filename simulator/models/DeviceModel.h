@@ -1,0 +1,78 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <termios.h>
+#include <vector>
+
+using Bytes_T = std::vector<std::uint8_t>;
+using ByteView_T = std::span<const std::uint8_t>;
+
+/// What one operation on a device did. A model that would not understand an operation says so in refusals; it
+/// never ignores one.
+struct DeviceOutcome_T {
+    int error = 0;      ///< errno that the caller sees; 0: the operation succeeded
+    Bytes_T fill = {};  ///< replaces the caller's bytes of a write (ping read); else empty
+    Bytes_T reply = {}; ///< bytes that become readable for the caller
+    std::vector<std::size_t> fifoStatusAt =
+        {};                        ///< places in reply of FIFO status bytes, each followed by a checksum
+    bool interruptWait = false;    ///< the operation was a wait for the interrupt
+    bool faulted = false;          ///< a planned fault came before or with it: refusals may follow from that
+    std::string meaning = {};      ///< for the trace: registers, tables, requests by name
+    std::string replyMeaning = {}; ///< for the trace: what the reply or the fill says
+    std::vector<std::string> refusals = {}; ///< what the real device would not have understood
+    std::chrono::nanoseconds linkTime{};    ///< time that the bytes need on the link; no clock is read for it
+    std::chrono::milliseconds replyDelay{}; ///< the reply becomes readable so much later
+    bool isBytewise = false;                ///< the reply's next byte comes when the one before was read
+    std::optional<std::size_t> taken = {};  ///< count that a write reports; none: all of its bytes
+};
+
+/// Appends to a meaning of an outcome.
+inline void AppendMeaning(std::string& text, std::string_view more)
+{
+    text.append(text.empty() ? "" : "; ").append(more);
+}
+
+/// One operation on a device, as it was carried out.
+struct DeviceOperation_T {
+    enum class Kind { Image, Ioctl, Write, Unasked };
+    const std::string& device; ///< name of the node below /dev
+    Kind kind;
+    unsigned long request; ///< of an Ioctl
+    ByteView_T bytes;      ///< the image, the request's argument, or what was written; empty for Unasked
+    const DeviceOutcome_T& outcome;
+};
+
+/// A simulated device at one device node, seen from the kernel's boundary: whole writes, device requests,
+/// and what other processes (a shell's "cat image > node") wrote to the node. One thread at a time calls it.
+class IDeviceModel
+{
+public:
+    virtual ~IDeviceModel() = default;
+
+    /// One write() of the program.
+    virtual DeviceOutcome_T Write(ByteView_T bytes) = 0;
+
+    /// Number of bytes that the argument pointer of a request points to; 0 when the request takes none.
+    virtual std::size_t IoctlArgumentSize(unsigned long request) const = 0;
+    /// One ioctl() of the program. An empty argument is a null pointer.
+    virtual DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) = 0;
+
+    /// Everything that child processes wrote to the node since the last operation, in one piece.
+    virtual DeviceOutcome_T TakeImage(ByteView_T bytes) = 0;
+
+    /// What the device sends because of an operation on another node of the unit, as the reply of an outcome.
+    virtual std::optional<DeviceOutcome_T> TakeUnasked() { return std::nullopt; }
+
+    /// Seconds from one sample of the last ping to the next; 0 when there was none.
+    virtual double SampleInterval() const { return 0; }
+
+    /// Whether the node is a serial line, which begins with a terminal's settings for a person.
+    virtual bool IsSerialLine() const { return false; }
+    /// Sets the settings that a serial line has now; called before each operation and before TakeUnasked().
+    virtual void SetLine(const termios&) {}
+};

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "simulator/models/Scene.h"
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+/// A ping and how its echoes are sampled. Each FPGA has its own registers for it.
+struct EchoSettings_T {
+    double interval = 0;     ///< seconds from one sample to the next
+    std::size_t samples = 0; ///< samples to take
+    double frequency = 0;    ///< of the transmitted pulse, Hz
+    double pulse = 0;        ///< seconds that the pulse lasts; 0: nothing is transmitted
+};
+
+/// The water below the transducer: what a ping brings back from a scene, as envelope samples of 16 bits.
+///
+/// An echo from range r arrives after 2r / 1500 m/s at a level of 146 dB + strength - 40 log10(r) - 2 a r, in
+/// dB over one sample unit, where a is the absorption of sea water at the centre frequency after Thorp.
+///
+/// Transmit ring-down: full scale while the pulse lasts, then falling by e every 0.25 ms; it hides what lies
+/// in the first two metres.
+///
+/// Fish: short echoes, weaker and later the further they are off the beam's axis, so that successive pings
+/// draw an arc.
+///
+/// Bottom: a sharp front at its range and a rough tail, the longer the harder the bottom is.
+///
+/// Second bottom: the echo that went up and down twice, from double the depth, weakened by two reflections at
+/// the bottom and one at the surface.
+///
+/// Receiver noise is added as a complex voltage and the magnitude is clipped to 0 to 65,535. The receiver's
+/// gain is constant. All chance comes from one seeded generator by integer arithmetic of our own, so that a
+/// scene and a sequence of pings do not depend on the library's distributions.
+class CEcho
+{
+public:
+    explicit CEcho(Scene_T scene);
+
+    /// The samples of the next ping.
+    std::vector<std::uint16_t> Ping(const EchoSettings_T& settings);
+    /// Seconds from one sample of the last ping to the next; 0 when there was none.
+    double Interval() const { return m_Interval; }
+
+private:
+    /// Shape of an echo in time: seconds of rise and decay, and how much weaker chance may make the tail.
+    struct Shape_T {
+        double attack;
+        double decay;
+        double roughness = 0;
+    };
+
+    void AddTransmit(const EchoSettings_T& settings);
+    void AddTarget(double range, double level, const Shape_T& shape);
+    void AddFish(const Fish_T& fish);
+    void AddBottoms();
+    double Uniform();
+    double Gaussian();
+
+    Scene_T m_Scene;
+    std::mt19937 m_Generator;
+    unsigned int m_Ping = 0;           ///< pings fired before this one
+    double m_Interval = 0;             ///< of the last ping, seconds
+    double m_Absorption = 0;           ///< of this ping, dB a metre
+    std::vector<double> m_Signal = {}; ///< of this ping, sample units
+};
+
+/// A sample as the receivers with 8 bits give it: its square root, so that weak echoes are seen next to
+/// strong ones; full scale is 255.
+std::uint8_t ByteSample(std::uint16_t sample);

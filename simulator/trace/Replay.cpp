@@ -1,0 +1,116 @@
+#include "simulator/trace/Replay.h"
+
+#include "simulator/ValueText.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace
+{
+using Kind = DeviceOperation_T::Kind;
+
+/// "ioctl 0x80047205 with 20 bytes on LSfpga0"
+std::string Text(const std::string& device, Kind kind, unsigned long request, std::size_t count)
+{
+    std::string text(TraceWord::c_Operations[static_cast<std::size_t>(kind)]);
+    if (kind == Kind::Ioctl) {
+        text += " " + HexText(static_cast<std::uint32_t>(request), TraceWord::c_RequestDigits);
+    }
+    return text + (kind == Kind::Ioctl ? " with " : " of ") + std::to_string(count) +
+           (count == 1 ? " byte on " : " bytes on ") + device;
+}
+
+std::string Text(const TraceOperation_T& operation)
+{
+    return Text(operation.device, operation.kind, operation.request,
+                operation.kind == Kind::Unasked ? operation.outcome.reply.size() : operation.bytes.size());
+}
+} // namespace
+
+DeviceOutcome_T CReplay::Answer(const std::string& device, Kind kind, unsigned long request, ByteView_T bytes)
+{
+    if (m_Difference.empty()) {
+        const std::string came = Text(device, kind, request, bytes.size());
+        if (m_Next == m_Trace.operations.size()) {
+            Differ(m_Trace.lastLine, "expected the end, got " + came);
+        } else {
+            const TraceOperation_T& operation = m_Trace.operations[m_Next];
+            const bool isSame = operation.device == device && operation.kind == kind &&
+                                operation.request == static_cast<std::uint32_t>(request);
+            if (!isSame) {
+                Differ(operation.line, "expected " + Text(operation) + ", got " + came);
+            } else if (Compare(operation, bytes)) {
+                ++m_Next;
+                return operation.outcome;
+            }
+        }
+    }
+    return {.error = EIO, .meaning = "departs from the replayed trace"};
+}
+
+bool CReplay::Compare(const TraceOperation_T& operation, ByteView_T bytes)
+{
+    const auto isSame = [](std::optional<std::uint8_t> expected, std::uint8_t byte) {
+        return expected.value_or(byte) == byte;
+    };
+    const auto [expected, actual] = std::ranges::mismatch(operation.bytes, bytes, isSame);
+    if (expected == operation.bytes.end() && actual == bytes.end()) {
+        return true;
+    }
+    const auto offset = static_cast<std::size_t>(actual - bytes.begin());
+    const std::string expectedText = expected == operation.bytes.end() ? "the end"
+                                     : *expected                       ? HexText(**expected, 2)
+                                                                       : "a byte";
+    Differ(operation.LineOf(offset), Text(operation) + ", byte " + std::to_string(offset) + ": expected " +
+                                         expectedText + ", got " +
+                                         (actual == bytes.end() ? "the end" : HexText(*actual, 2)));
+    return false;
+}
+
+std::optional<DeviceOutcome_T> CReplay::AnswerUnasked(const std::string& device)
+{
+    if (!m_Difference.empty() || m_Next == m_Trace.operations.size()) {
+        return std::nullopt;
+    }
+    const TraceOperation_T& operation = m_Trace.operations[m_Next];
+    if (operation.kind != Kind::Unasked || operation.device != device) {
+        return std::nullopt;
+    }
+    ++m_Next;
+    return operation.outcome;
+}
+
+std::string CReplay::Finish()
+{
+    if (m_Difference.empty() && m_Next < m_Trace.operations.size()) {
+        const TraceOperation_T& operation = m_Trace.operations[m_Next];
+        Differ(operation.line, "expected " + Text(operation) + ", got the end; operations left over: " +
+                                   std::to_string(m_Trace.operations.size() - m_Next));
+    }
+    return m_Difference;
+}
+
+void CReplay::Differ(std::size_t line, const std::string& what)
+{
+    m_Difference = PlaceIn(m_Trace.name, line) + "operation " + std::to_string(m_Next + 1) + ": " + what;
+}
+
+DeviceOutcome_T CReplayDevice::Write(ByteView_T bytes)
+{
+    return m_Replay.Answer(m_Node, Kind::Write, 0, bytes);
+}
+
+std::size_t CReplayDevice::IoctlArgumentSize(unsigned long request) const
+{
+    return m_Model.IoctlArgumentSize(request);
+}
+
+DeviceOutcome_T CReplayDevice::Ioctl(unsigned long request, ByteView_T argument)
+{
+    return m_Replay.Answer(m_Node, Kind::Ioctl, request, argument);
+}
+
+DeviceOutcome_T CReplayDevice::TakeImage(ByteView_T bytes)
+{
+    return m_Replay.Answer(m_Node, Kind::Image, 0, bytes);
+}

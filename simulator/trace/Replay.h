@@ -1,0 +1,56 @@
+#pragma once
+
+#include "simulator/trace/TraceFile.h"
+
+/// A trace that answers in the place of a unit's devices, in the order of its operations over all of them.
+/// From the first operation on that is not the one that the trace has, everything fails with EIO.
+class CReplay
+{
+public:
+    explicit CReplay(TraceFile_T trace) : m_Trace(std::move(trace)) {}
+
+    /// What the trace's next operation led to, when it is this one.
+    DeviceOutcome_T Answer(const std::string& device, DeviceOperation_T::Kind kind, unsigned long request,
+                           ByteView_T bytes);
+    /// What the trace has the device send now without being asked.
+    std::optional<DeviceOutcome_T> AnswerUnasked(const std::string& device);
+
+    /// To be called when no more operations come; those that are left over are a difference, too.
+    /// @return the first difference in one line "FILE:LINE: ...", empty when there is none
+    std::string Finish();
+
+private:
+    void Differ(std::size_t line, const std::string& what);
+    /// Whether the bytes are those of the operation; if not, keeps the first difference.
+    bool Compare(const TraceOperation_T& operation, ByteView_T bytes);
+
+    TraceFile_T m_Trace;
+    std::size_t m_Next = 0; ///< index of the operation that is expected
+    std::string m_Difference;
+};
+
+/// A device of a unit that is replayed.
+class CReplayDevice final : public IDeviceModel
+{
+public:
+    /// @param replay  must outlive the device
+    /// @param node    name of the node below /dev
+    /// @param model   the product's own device, which must outlive this one; it says what kind of node this
+    /// is
+    CReplayDevice(CReplay& replay, std::string node, const IDeviceModel& model)
+        : m_Replay(replay), m_Node(std::move(node)), m_Model(model)
+    {
+    }
+
+    DeviceOutcome_T Write(ByteView_T bytes) override;
+    std::size_t IoctlArgumentSize(unsigned long request) const override;
+    DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) override;
+    DeviceOutcome_T TakeImage(ByteView_T bytes) override;
+    std::optional<DeviceOutcome_T> TakeUnasked() override { return m_Replay.AnswerUnasked(m_Node); }
+    bool IsSerialLine() const override { return m_Model.IsSerialLine(); }
+
+private:
+    CReplay& m_Replay;
+    const std::string m_Node;
+    const IDeviceModel& m_Model;
+};

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "simulator/models/DeviceModel.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the words of a trace are; docs/trace.md says what they mean.
+namespace TraceWord
+{
+constexpr std::string_view c_Header = "sonarbench trace 2";
+constexpr std::string_view c_Unit = "unit";
+constexpr std::string_view c_Fault = "fault ";
+/// By DeviceOperation_T::Kind.
+constexpr std::array<std::string_view, 4> c_Operations = {"image", "ioctl", "write", "unasked"};
+constexpr std::string_view c_Fill = "fill";
+constexpr std::string_view c_Reply = "reply";
+constexpr std::string_view c_Refused = "refused";
+constexpr std::string_view c_Excused = "excused";
+constexpr char c_Nothing[] = "-";
+constexpr char c_Comment = '#';
+constexpr std::size_t c_Decimals = 9; ///< of a time in seconds
+constexpr std::size_t c_RequestDigits = 8;
+constexpr char c_RequestEnd = '+';
+constexpr char c_Error = '!';
+constexpr char c_Taken = '=';
+constexpr char c_Checksum = '~';
+constexpr std::size_t c_ChecksumDigits = 4;
+constexpr char c_Delay = '+';
+constexpr std::string_view c_DelayUnit = "ms";
+constexpr std::string_view c_Bytewise = "bytewise";
+constexpr std::string_view c_Blanks = " \t\r";
+} // namespace TraceWord
+
+/// Bytes of which some may be anything.
+using BytePattern_T = std::vector<std::optional<std::uint8_t>>;
+
+/// The line of the file that bytes are on, from an offset to that of the next place.
+struct TracePlace_T {
+    std::size_t offset;
+    std::size_t line;
+};
+
+/// One entry of a trace: a line with the lines that continue it.
+struct TraceEntry_T {
+    std::size_t number = 0; ///< 1-based, of its first line
+    std::optional<std::chrono::nanoseconds> time{};
+    std::string device{};
+    std::string direction{};
+    std::optional<std::size_t> count{};
+    std::optional<std::uint32_t> request{};
+    BytePattern_T bytes{};
+    std::vector<TracePlace_T> places{};
+    int error = 0;
+    std::optional<std::size_t> taken{};
+    std::string checksum{}; ///< that its bytes should have, as ChecksumText gives it; empty: not given
+    std::chrono::milliseconds delay{};
+    bool isBytewise = false;
+    std::string text{}; ///< the meaning, or why something was refused
+
+    bool IsRefusal() const { return direction == TraceWord::c_Refused || direction == TraceWord::c_Excused; }
+};
+
+/// "~1a2b", the checksum of what a device sent: the 16-bit CRC of ISO/IEC 3309, which no change within two
+/// neighbouring bytes leaves as it is.
+std::string ChecksumText(ByteView_T bytes);
+
+/// Reads the first line of an entry; whether its direction exists is left to the caller. Throws
+/// std::runtime_error, which says what is wrong, for any other line.
+TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number);
+
+/// Adds the line with this number, which continues the entry; throws in the same way.
+void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number);

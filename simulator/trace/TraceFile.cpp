@@ -1,0 +1,299 @@
+#include "simulator/trace/TraceFile.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+namespace
+{
+using Kind = DeviceOperation_T::Kind;
+
+[[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
+
+[[noreturn]] void RefuseFile(const std::string& name) { Refuse("cannot read the trace " + name); }
+
+/// Reads lines into operations.
+class CReader
+{
+public:
+    explicit CReader(const std::string& name) : m_Trace{name, {}, 0, {}, {}, 0} {}
+
+    /// These throw std::runtime_error, which says what is wrong with the line At().
+    void Take(const std::string& text);
+    TraceFile_T Finish();
+    std::size_t At() const { return m_At; }
+
+private:
+    struct Direction_T;
+    static const Direction_T* FindDirection(std::string_view name);
+
+    void TakeUnit(const std::string& text);
+    void TakeFault(const std::string& specification);
+    /// Puts the entry, when there is one, into its operation.
+    void Complete();
+    void AddOperation();
+    void AddFill();
+    void AddReply();
+    void AddRefusal();
+    void Append(TraceOperation_T operation);
+    void PutReply(DeviceOutcome_T& outcome) const;
+    /// The operation that the entry belongs to.
+    TraceOperation_T& Above();
+    /// The entry's bytes as a device sends them.
+    Bytes_T Sent() const;
+
+    TraceFile_T m_Trace; ///< its last line is the one that was read last
+    std::optional<TraceEntry_T> m_Entry;
+    std::size_t m_At = 0; ///< number of the line that is judged
+};
+
+struct CReader::Direction_T {
+    std::string_view name;
+    void (CReader::*add)();
+    bool mayFail = false;
+    bool isOfDevice = false; ///< so that only a checksum shows that its bytes were changed
+    bool mayBeLate = false;
+};
+
+const CReader::Direction_T* CReader::FindDirection(std::string_view name)
+{
+    static constexpr auto& c_Names = TraceWord::c_Operations;
+    static constexpr std::array<Direction_T, 8> directions{{
+        {.name = c_Names[0], .add = &CReader::AddOperation, .mayFail = true},
+        {.name = c_Names[1], .add = &CReader::AddOperation, .mayFail = true},
+        {.name = c_Names[2], .add = &CReader::AddOperation, .mayFail = true},
+        {.name = c_Names[3], .add = &CReader::AddOperation, .isOfDevice = true, .mayBeLate = true},
+        {.name = TraceWord::c_Fill, .add = &CReader::AddFill, .isOfDevice = true},
+        {.name = TraceWord::c_Reply, .add = &CReader::AddReply, .isOfDevice = true, .mayBeLate = true},
+        {.name = TraceWord::c_Refused, .add = &CReader::AddRefusal},
+        {.name = TraceWord::c_Excused, .add = &CReader::AddRefusal},
+    }};
+    const auto found = std::ranges::find(directions, name, &Direction_T::name);
+    return found == directions.end() ? nullptr : &*found;
+}
+
+void CReader::Take(const std::string& text)
+{
+    const std::size_t number = m_At = ++m_Trace.lastLine;
+    const std::size_t first = text.find_first_not_of(TraceWord::c_Blanks);
+    if (number == 1) {
+        if (text.substr(0, text.find_last_not_of(TraceWord::c_Blanks) + 1) != TraceWord::c_Header) {
+            Refuse("a trace begins with the line \"" + std::string(TraceWord::c_Header) + "\"");
+        }
+    } else if (first == text.npos || text[first] == TraceWord::c_Comment) {
+        return;
+    } else if (m_Trace.unit.empty()) {
+        TakeUnit(text);
+    } else if (text.starts_with(TraceWord::c_Fault)) {
+        TakeFault(text.substr(TraceWord::c_Fault.size()));
+    } else if (first == 0) {
+        Complete();
+        m_At = number;
+        m_Entry = BeginTraceEntry(text, number);
+        if (FindDirection(m_Entry->direction) == nullptr) {
+            Refuse("there is no direction \"" + m_Entry->direction + "\"");
+        }
+    } else if (m_Entry) {
+        ContinueTraceEntry(*m_Entry, text, number);
+    } else {
+        Refuse("this line begins with a blank, but nothing stands above it");
+    }
+}
+
+void CReader::TakeUnit(const std::string& text)
+{
+    std::istringstream words(text);
+    std::string word;
+    std::string rest;
+    if (!(words >> word >> m_Trace.unit) || word != TraceWord::c_Unit || words >> rest) {
+        Refuse("before the operations stands a line \"unit PRODUCT\"");
+    }
+    m_Trace.unitLine = m_At;
+}
+
+void CReader::TakeFault(const std::string& specification)
+{
+    if (m_Entry) {
+        Refuse("faults stand before the operations");
+    }
+    try {
+        m_Trace.callFaults.push_back(FaultOf(specification));
+    } catch (const std::invalid_argument& error) {
+        Refuse(error.what());
+    }
+    if (!m_Trace.callFaults.back().kind->IsAtCall()) {
+        Refuse("fault \"" + specification + "\": only those in the program's calls stand here");
+    }
+}
+
+void CReader::Complete()
+{
+    if (!m_Entry) {
+        return;
+    }
+    m_At = m_Entry->number;
+    const Direction_T& direction = *FindDirection(m_Entry->direction);
+    if (m_Entry->count.value_or(m_Entry->bytes.size()) != m_Entry->bytes.size()) {
+        Refuse("the count is " + std::to_string(*m_Entry->count) + ", but there are " +
+               std::to_string(m_Entry->bytes.size()) + " bytes");
+    }
+    if (m_Entry->error != 0 && !direction.mayFail) {
+        Refuse("only an image, ioctl or write can fail");
+    }
+    if ((m_Entry->delay.count() != 0 || m_Entry->isBytewise) && !direction.mayBeLate) {
+        Refuse("only what becomes readable, a reply or unasked, can come late or bytewise");
+    }
+    if (!m_Entry->checksum.empty() && !direction.isOfDevice) {
+        Refuse("only what a device sends, a fill, reply or unasked, has a checksum");
+    }
+    (this->*direction.add)();
+    m_Entry.reset();
+}
+
+void CReader::AddOperation()
+{
+    const auto kind = static_cast<Kind>(std::ranges::find(TraceWord::c_Operations, m_Entry->direction) -
+                                        TraceWord::c_Operations.begin());
+    if (kind == Kind::Ioctl && !m_Entry->request) {
+        Refuse("an ioctl without a request");
+    }
+    if (kind != Kind::Unasked && m_Entry->taken &&
+        (kind != Kind::Write || *m_Entry->taken > m_Entry->bytes.size())) {
+        Refuse("only a write reports a count, which is at most that of its bytes");
+    }
+    TraceOperation_T operation{.line = m_Entry->number,
+                               .device = m_Entry->device,
+                               .kind = kind,
+                               .request = m_Entry->request.value_or(0),
+                               .time = m_Entry->time};
+    if (kind == Kind::Unasked) {
+        PutReply(operation.outcome);
+    } else {
+        operation.bytes = std::move(m_Entry->bytes);
+        operation.places = std::move(m_Entry->places);
+        operation.outcome = {.error = m_Entry->error, .meaning = m_Entry->text, .taken = m_Entry->taken};
+    }
+    Append(std::move(operation));
+}
+
+void CReader::Append(TraceOperation_T operation)
+{
+    if (!m_Trace.operations.empty()) {
+        TraceOperation_T& before = m_Trace.operations.back();
+        if (operation.time && before.time) {
+            before.outcome.linkTime = *operation.time - *before.time;
+        }
+        if (before.outcome.linkTime.count() < 0) {
+            Refuse("the time is earlier than that of the operation above");
+        }
+    }
+    m_Trace.operations.push_back(std::move(operation));
+}
+
+void CReader::AddFill()
+{
+    TraceOperation_T& above = Above();
+    above.outcome.fill = Sent();
+    above.outcome.replyMeaning = m_Entry->text;
+    if (above.outcome.fill.size() > above.bytes.size() || above.kind != Kind::Write) {
+        Refuse("a fill stands below a write of at least as many bytes");
+    }
+}
+
+void CReader::AddReply()
+{
+    TraceOperation_T& above = Above();
+    if (above.kind == Kind::Unasked || !above.outcome.reply.empty()) {
+        Refuse("a second reply to one operation");
+    }
+    PutReply(above.outcome);
+}
+
+void CReader::AddRefusal()
+{
+    TraceOperation_T& above = Above();
+    above.outcome.refusals.push_back(m_Entry->text);
+    above.outcome.faulted = m_Entry->direction == TraceWord::c_Excused;
+}
+
+void CReader::PutReply(DeviceOutcome_T& outcome) const
+{
+    outcome.reply = Sent();
+    outcome.replyMeaning = m_Entry->text;
+    outcome.replyDelay = m_Entry->delay;
+    outcome.isBytewise = m_Entry->isBytewise;
+}
+
+TraceOperation_T& CReader::Above()
+{
+    if (m_Trace.operations.empty() || m_Trace.operations.back().device != m_Entry->device) {
+        Refuse(m_Entry->direction + " without an operation on " + m_Entry->device + " above it");
+    }
+    return m_Trace.operations.back();
+}
+
+Bytes_T CReader::Sent() const
+{
+    Bytes_T bytes;
+    bytes.reserve(m_Entry->bytes.size());
+    for (const std::optional<std::uint8_t> byte : m_Entry->bytes) {
+        if (!byte) {
+            Refuse("what a device sends cannot be left open");
+        }
+        bytes.push_back(*byte);
+    }
+    if (const std::string has = ChecksumText(bytes); !m_Entry->checksum.empty() && m_Entry->checksum != has) {
+        Refuse("the checksum is " + m_Entry->checksum + ", but the bytes have " + has +
+               ": they were changed");
+    }
+    return bytes;
+}
+
+TraceFile_T CReader::Finish()
+{
+    Complete();
+    if (m_Trace.unit.empty()) {
+        m_At = m_Trace.lastLine + 1;
+        Refuse("the trace ends before it names its unit");
+    }
+    return std::move(m_Trace);
+}
+} // namespace
+
+std::size_t TraceOperation_T::LineOf(std::size_t offset) const
+{
+    const auto behind = std::ranges::upper_bound(places, offset, {}, &TracePlace_T::offset);
+    return behind == places.begin() ? line : std::prev(behind)->line;
+}
+
+std::string PlaceIn(const std::string& name, std::size_t line)
+{
+    return name + ":" + std::to_string(line) + ": ";
+}
+
+TraceFile_T ReadTrace(std::istream& stream, const std::string& name)
+{
+    CReader reader(name);
+    try {
+        for (std::string line; std::getline(stream, line);) {
+            reader.Take(line);
+        }
+        if (!stream.bad()) {
+            return reader.Finish();
+        }
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(PlaceIn(name, reader.At()) + error.what());
+    }
+    RefuseFile(name);
+}
+
+TraceFile_T ReadTraceFile(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        RefuseFile(file.string());
+    }
+    return ReadTrace(stream, file.string());
+}

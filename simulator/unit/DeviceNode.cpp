@@ -1,0 +1,257 @@
+#include "simulator/unit/DeviceNode.h"
+
+#include "simulator/unit/ProgramRun.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/ioctl.h>
+#include <system_error>
+#include <utility>
+
+namespace
+{
+[[noreturn]] void ThrowMessage(const std::string& what, GError* pError)
+{
+    const std::string message = what + ": " + (pError != nullptr ? pError->message : "unknown failure");
+    g_clear_error(&pError);
+    throw std::runtime_error(message);
+}
+
+[[noreturn]] void ThrowErrno(const std::string& what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// What the argument pointer of a request points to; empty for a null pointer.
+Bytes_T ArgumentOf(UMockdevIoctlClient* pClient, std::size_t size)
+{
+    UMockdevIoctlData* const pPointer = umockdev_ioctl_client_get_arg(pClient);
+    const Object_T<UMockdevIoctlData> data(size > 0 ? umockdev_ioctl_data_resolve(pPointer, 0, size, nullptr)
+                                                    : nullptr);
+    return data ? Bytes_T(data->data, data->data + size) : Bytes_T();
+}
+} // namespace
+
+bool CReplySender::Send(const DeviceOutcome_T& outcome)
+{
+    const std::scoped_lock guard(m_Lock);
+    const bool isPlain = outcome.replyDelay.count() == 0 && !outcome.isBytewise;
+    if (isPlain && m_Waiting.empty()) {
+        return Put(outcome.reply);
+    }
+    m_Waiting.push_back(
+        {outcome.reply, std::chrono::steady_clock::now() + outcome.replyDelay, outcome.isBytewise});
+    if (!m_Thread) {
+        m_Thread.emplace([this](const std::stop_token& stop) { Run(stop); });
+    }
+    m_Wake.notify_one();
+    return true;
+}
+
+bool CReplySender::Put(ByteView_T bytes) const
+{
+    return ::write(m_Master, bytes.data(), bytes.size()) == std::ssize(bytes);
+}
+
+bool CReplySender::IsUnread() const
+{
+    int count = 0;
+    return ::ioctl(m_Slave, FIONREAD, &count) == 0 && count > 0;
+}
+
+void CReplySender::Run(const std::stop_token& stop)
+{
+    std::unique_lock guard(m_Lock);
+    while (m_Wake.wait(guard, stop, [this] { return !m_Waiting.empty(); })) {
+        const Reply_T reply = m_Waiting.front();
+        m_Wake.wait_until(guard, stop, reply.due, [] { return false; });
+        guard.unlock();
+        if (!stop.stop_requested() && reply.isBytewise) {
+            PutBytewise(stop, reply.bytes);
+        } else if (!stop.stop_requested()) {
+            Put(reply.bytes);
+        }
+        guard.lock();
+        m_Waiting.pop_front();
+    }
+}
+
+void CReplySender::PutBytewise(const std::stop_token& stop, const Bytes_T& bytes) const
+{
+    // The terminal hands a byte over a moment after it was put in; before that it does not count as unread.
+    constexpr std::chrono::microseconds c_Moment(100);
+    for (const std::uint8_t byte : bytes) {
+        if (!Put({&byte, 1})) {
+            return;
+        }
+        do {
+            std::this_thread::sleep_for(c_Moment);
+        } while (IsUnread() && !stop.stop_requested());
+        if (stop.stop_requested()) {
+            return;
+        }
+    }
+}
+
+CDeviceNode::CDeviceNode(CDeviceHost::Implementation& host, std::string name, IDeviceModel& model)
+    : m_Host(host), m_Name(std::move(name)), m_Node("/dev/" + m_Name), m_IsEmulated(IsEmulated()),
+      m_Model(model), m_Master(MakeTerminal()), m_Slave(OpenSlave()), m_Sender(m_Master, m_Slave.Get()),
+      m_pHandler(umockdev_ioctl_base_new())
+{
+    if (m_Model.IsSerialLine()) {
+        MakeSerialLine();
+    }
+    g_signal_connect(m_pHandler.get(), "handle-ioctl", G_CALLBACK(&CDeviceNode::OnIoctl), this);
+    g_signal_connect(m_pHandler.get(), "handle-write", G_CALLBACK(&CDeviceNode::OnWrite), this);
+    GError* pError = nullptr;
+    if (!umockdev_testbed_attach_ioctl(m_Host.pTestbed.get(), m_Node.c_str(), m_pHandler.get(), &pError)) {
+        ThrowMessage("cannot serve " + m_Node, pError);
+    }
+}
+
+/// The library makes a raw pseudo-terminal of a node with a terminal's major number and no contents.
+int CDeviceNode::MakeTerminal() const
+{
+    const std::string description = "P: /devices/platform/" + m_Name + "\nN: " + m_Name +
+                                    "\nE: SUBSYSTEM=tty\nE: MAJOR=4\nE: MINOR=64\nE: DEVNAME=" + m_Node +
+                                    "\n";
+    GError* pError = nullptr;
+    if (!umockdev_testbed_add_from_string(m_Host.pTestbed.get(), description.c_str(), &pError)) {
+        ThrowMessage("cannot make " + m_Node, pError);
+    }
+    const int master = umockdev_testbed_get_dev_fd(m_Host.pTestbed.get(), m_Node.c_str());
+    if (::fcntl(master, F_SETFL, O_NONBLOCK) != 0 || ::fcntl(master, F_SETFD, FD_CLOEXEC) != 0) {
+        ThrowErrno("cannot set up " + m_Node);
+    }
+    return master;
+}
+
+/// Kept open, because a terminal whose last user closes it hangs up.
+int CDeviceNode::OpenSlave() const
+{
+    const int slave = ::open((m_Host.root / m_Node.substr(1)).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (slave < 0) {
+        ThrowErrno("cannot open " + m_Node);
+    }
+    return slave;
+}
+
+/// What a serial line is like before a program sets it up.
+void CDeviceNode::MakeSerialLine() const
+{
+    termios settings{};
+    settings.c_iflag = ICRNL | IXON;
+    settings.c_oflag = OPOST | ONLCR;
+    settings.c_cflag = CS8 | CREAD | CLOCAL;
+    settings.c_lflag = ISIG | ICANON | ECHO | ECHOE | ECHOK | IEXTEN;
+    ::cfsetispeed(&settings, B9600);
+    ::cfsetospeed(&settings, B9600);
+    if (::tcsetattr(m_Slave.Get(), TCSANOW, &settings) != 0) {
+        ThrowErrno("cannot set up " + m_Node);
+    }
+}
+
+void CDeviceNode::TellLine()
+{
+    if (!m_Model.IsSerialLine()) {
+        return;
+    }
+    termios settings{};
+    ::tcgetattr(m_Master, &settings);
+    // An emulator shows the speeds above 460,800 baud, which it does not know, as none.
+    if (m_IsEmulated && ::cfgetospeed(&settings) == B0) {
+        ::cfsetspeed(&settings, B3000000);
+    }
+    m_Model.SetLine(settings);
+}
+
+void CDeviceNode::Drain()
+{
+    std::array<std::uint8_t, 4096> chunk{};
+    for (;;) {
+        const ssize_t count = ::read(m_Master, chunk.data(), chunk.size());
+        if (count <= 0) {
+            return;
+        }
+        m_Image.insert(m_Image.end(), chunk.begin(), chunk.begin() + count);
+    }
+}
+
+void CDeviceNode::TakeImage()
+{
+    Drain();
+    if (m_Image.empty()) {
+        return;
+    }
+    const Bytes_T image = std::exchange(m_Image, {});
+    Finish(DeviceOperation_T::Kind::Image, 0, image, m_Model.TakeImage(image));
+}
+
+/// Reports the operation and lets its reply become readable.
+void CDeviceNode::Finish(DeviceOperation_T::Kind kind, unsigned long request, ByteView_T bytes,
+                         DeviceOutcome_T outcome)
+{
+    if (!outcome.reply.empty() && !m_Sender.Send(outcome)) {
+        outcome.refusals.push_back("the reply of " + std::to_string(outcome.reply.size()) +
+                                   " bytes does not fit into the node's buffer");
+    }
+    m_Host.observer({m_Name, kind, request, bytes, outcome});
+}
+
+void CDeviceNode::PassOnUnasked()
+{
+    TellLine();
+    if (auto outcome = m_Model.TakeUnasked()) {
+        Finish(DeviceOperation_T::Kind::Unasked, 0, {}, std::move(*outcome));
+    }
+}
+
+void CDeviceNode::Operate(UMockdevIoctlClient* pClient, bool isWrite)
+{
+    const std::scoped_lock guard(m_Host.lock);
+    if (m_Host.isFinished) {
+        umockdev_ioctl_client_complete(pClient, -1, ENODEV);
+        return;
+    }
+    // What was written to one node can change what answers on another.
+    for (const auto& node : m_Host.nodes) {
+        node->TakeImage();
+    }
+    TellLine();
+    const auto kind = isWrite ? DeviceOperation_T::Kind::Write : DeviceOperation_T::Kind::Ioctl;
+    const unsigned long request = isWrite ? 0 : umockdev_ioctl_client_get_request(pClient);
+    Bytes_T bytes;
+    DeviceOutcome_T outcome;
+    if (isWrite) {
+        UMockdevIoctlData* const pData = umockdev_ioctl_client_get_arg(pClient);
+        bytes.assign(pData->data, pData->data + pData->data_len);
+        outcome = m_Model.Write(bytes);
+        if (!outcome.fill.empty()) {
+            umockdev_ioctl_data_update(pData, 0, outcome.fill.data(), static_cast<gint>(outcome.fill.size()));
+        }
+    } else {
+        bytes = ArgumentOf(pClient, m_Model.IoctlArgumentSize(request));
+        outcome = m_Model.Ioctl(request, bytes);
+    }
+    const int error = outcome.error;
+    const std::size_t done = isWrite ? outcome.taken.value_or(bytes.size()) : 0;
+    Finish(kind, request, bytes, std::move(outcome));
+    for (const auto& node : m_Host.nodes) {
+        node->PassOnUnasked();
+    }
+    umockdev_ioctl_client_complete(pClient, error != 0 ? -1 : static_cast<glong>(done), error);
+}
+
+gboolean CDeviceNode::OnIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode)
+{
+    static_cast<CDeviceNode*>(pNode)->Operate(pClient, false);
+    return TRUE;
+}
+
+gboolean CDeviceNode::OnWrite(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode)
+{
+    static_cast<CDeviceNode*>(pNode)->Operate(pClient, true);
+    return TRUE;
+}

@@ -1,0 +1,118 @@
+#pragma once
+
+#include "simulator/unit/DeviceHost.h"
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <umockdev.h>
+#include <unistd.h>
+
+struct ObjectRelease {
+    void operator()(void* pObject) const { g_object_unref(pObject); }
+};
+/// A reference to one of the library's objects.
+template <class T>
+using Object_T = std::unique_ptr<T, ObjectRelease>;
+
+class CDescriptor
+{
+public:
+    explicit CDescriptor(int descriptor) : m_Descriptor(descriptor) {}
+    CDescriptor(const CDescriptor&) = delete;
+    CDescriptor& operator=(const CDescriptor&) = delete;
+    ~CDescriptor() { ::close(m_Descriptor); }
+    int Get() const { return m_Descriptor; }
+
+private:
+    int m_Descriptor;
+};
+
+/// Puts replies into a node's terminal in their order: at once, or later and byte by byte where a fault wants
+/// it so.
+class CReplySender
+{
+public:
+    /// @param master  descriptor of the terminal's device side
+    /// @param slave   descriptor of the program's side, on which bytes that are not read yet are counted
+    CReplySender(int master, int slave) : m_Master(master), m_Slave(slave) {}
+
+    /// Sends the reply of an outcome; false when it does not fit into the terminal's buffer.
+    bool Send(const DeviceOutcome_T& outcome);
+
+private:
+    struct Reply_T {
+        Bytes_T bytes;
+        std::chrono::steady_clock::time_point due;
+        bool isBytewise;
+    };
+
+    bool Put(ByteView_T bytes) const;
+    /// Whether the program has left bytes unread.
+    bool IsUnread() const;
+    void Run(const std::stop_token& stop);
+    void PutBytewise(const std::stop_token& stop, const Bytes_T& bytes) const;
+
+    const int m_Master;
+    const int m_Slave;
+    std::mutex m_Lock;
+    std::condition_variable_any m_Wake;
+    std::deque<Reply_T> m_Waiting; ///< the first stays until it was sent
+    std::optional<std::jthread>
+        m_Thread; ///< last, so that it ends before what it uses; from the first delay on
+};
+
+/// One node of a CDeviceHost, which keeps it until the process ends. The handlers run in the library's own
+/// thread, the draining in the caller's.
+class CDeviceNode
+{
+public:
+    CDeviceNode(CDeviceHost::Implementation& host, std::string name, IDeviceModel& model);
+    CDeviceNode(const CDeviceNode&) = delete;
+    CDeviceNode& operator=(const CDeviceNode&) = delete;
+
+    int Master() const { return m_Master; }
+    /// Takes what child processes wrote; the lock must be held.
+    void Drain();
+    /// Drains and hands the model a complete image; the lock must be held.
+    void TakeImage();
+
+private:
+    int MakeTerminal() const;
+    int OpenSlave() const;
+    void MakeSerialLine() const;
+    void TellLine();
+    void PassOnUnasked();
+    void Finish(DeviceOperation_T::Kind kind, unsigned long request, ByteView_T bytes,
+                DeviceOutcome_T outcome);
+
+    /// One operation of the program, with everything before and after it.
+    void Operate(UMockdevIoctlClient* pClient, bool isWrite);
+    static gboolean OnIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode);
+    static gboolean OnWrite(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode);
+
+    CDeviceHost::Implementation& m_Host;
+    const std::string m_Name;
+    const std::string m_Node;
+    const bool m_IsEmulated; ///< looked up by the first thread
+    IDeviceModel& m_Model;
+    const int m_Master; ///< owned by the testbed
+    const CDescriptor m_Slave;
+    CReplySender m_Sender;
+    const Object_T<UMockdevIoctlBase> m_pHandler;
+    Bytes_T m_Image;
+};
+
+struct CDeviceHost::Implementation {
+    explicit Implementation(Observer_T operationObserver) : observer(std::move(operationObserver)) {}
+
+    const Observer_T observer;
+    std::mutex lock;         ///< makes operations happen one at a time
+    bool isFinished = false; ///< no more operations happen
+    Object_T<UMockdevTestbed> pTestbed;
+    std::filesystem::path root;
+    std::vector<std::unique_ptr<CDeviceNode>> nodes;
+};

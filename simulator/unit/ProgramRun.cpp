@@ -1,0 +1,182 @@
+#include "simulator/unit/ProgramRun.h"
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <elf.h>
+#include <fstream>
+#include <optional>
+#include <poll.h>
+#include <spawn.h>
+#include <sstream>
+#include <stdexcept>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace
+{
+constexpr char c_EmulatorVariable[] = "SONARBENCH_EMULATOR";
+
+/// The processor that a program's file is built for: format, width, byte order and machine.
+std::string ProcessorOf(const std::filesystem::path& program)
+{
+    // The machine is at the same offset in files of both widths.
+    std::array<char, offsetof(Elf32_Ehdr, e_version)> head{};
+    std::ifstream(program, std::ios::binary).read(head.data(), head.size());
+    return std::string(head.data(), EI_VERSION)
+        .append(head.begin() + offsetof(Elf32_Ehdr, e_machine), head.end());
+}
+
+constexpr std::array<int, 5> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+/// How soon a signal is tried again that nobody could be given yet.
+constexpr int c_RetryMilliseconds = 10;
+
+pid_t Start(const std::vector<std::string>& command, const sigset_t& signalMask)
+{
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (const std::string& word : command) {
+        arguments.push_back(const_cast<char*>(word.c_str())); // posix_spawn does not change them
+    }
+    arguments.push_back(nullptr);
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setsigmask(&attributes, &signalMask);
+    // Of its own, so that the keyboard's interrupt comes once: from here.
+    ::posix_spawnattr_setpgroup(&attributes, 0);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+    pid_t child = -1;
+    const int error = ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
+    ::posix_spawnattr_destroy(&attributes);
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(), "cannot start " + command[0]);
+    }
+    return child;
+}
+
+/// A program that was started. It goes with the object, unless its end was seen.
+class CChild
+{
+public:
+    explicit CChild(pid_t id) : m_Id(id) {}
+    CChild(const CChild&) = delete;
+    CChild& operator=(const CChild&) = delete;
+    ~CChild()
+    {
+        if (!m_HasEnded) {
+            ::kill(-m_Id, SIGKILL);
+            ::waitpid(m_Id, nullptr, 0);
+        }
+    }
+
+    /// Its exit status, nothing while it runs.
+    std::optional<int> Ended()
+    {
+        int status = 0;
+        const pid_t ended = ::waitpid(m_Id, &status, WNOHANG);
+        if (ended < 0) {
+            throw std::system_error(errno, std::generic_category(), "waitpid");
+        }
+        m_HasEnded = ended == m_Id;
+        return m_HasEnded ? std::optional(WIFSIGNALED(status) ? StatusOfSignal(WTERMSIG(status))
+                                                              : WEXITSTATUS(status))
+                          : std::nullopt;
+    }
+
+private:
+    const pid_t m_Id;
+    bool m_HasEnded = false;
+};
+
+} // namespace
+
+std::filesystem::path Companion(const char* name)
+{
+    constexpr std::array<const char*, 2> c_Places = {".", SONARBENCH_LIBRARY_FROM_PROGRAMS};
+    const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    for (const char* place : c_Places) {
+        if (std::filesystem::path file = (here / place / name).lexically_normal();
+            std::filesystem::exists(file)) {
+            return file;
+        }
+    }
+    throw std::runtime_error(std::string(name) + " is missing; it belongs into " + here.string());
+}
+
+bool IsEmulated() { return std::getenv(c_EmulatorVariable) != nullptr; }
+
+std::vector<std::string> EmulatorOf(const std::filesystem::path& program)
+{
+    std::vector<std::string> words;
+    const char* const pEmulator = std::getenv(c_EmulatorVariable);
+    if (pEmulator != nullptr && ProcessorOf(program) == ProcessorOf("/proc/self/exe")) {
+        std::istringstream text(pEmulator);
+        for (std::string word; text >> word;) {
+            words.push_back(word);
+        }
+    }
+    return words;
+}
+
+CSignals::CSignals()
+{
+    sigset_t handled;
+    ::sigemptyset(&handled);
+    for (const int signal : c_HandledSignals) {
+        ::sigaddset(&handled, signal);
+    }
+    // If the signal is ignored, no end of a child is reported.
+    ::signal(SIGCHLD, SIG_DFL);
+    ::sigprocmask(SIG_BLOCK, &handled, &m_Before);
+    m_Descriptor = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (m_Descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+}
+
+CSignals::~CSignals()
+{
+    ::close(m_Descriptor);
+    ::sigprocmask(SIG_SETMASK, &m_Before, nullptr);
+}
+
+int CSignals::TakeRequest() const
+{
+    signalfd_siginfo information{};
+    while (::read(m_Descriptor, &information, sizeof information) == sizeof information) {
+        if (const auto signal = static_cast<int>(information.ssi_signo); signal != SIGCHLD) {
+            return signal;
+        }
+    }
+    return 0;
+}
+
+int RunProgram(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
+{
+    const pid_t id = Start(command, signals.Before());
+    CChild child(id);
+    const auto onSignal =
+        watch.onSignal ? watch.onSignal : [id](int signal) { return ::kill(id, signal) == 0; };
+    std::vector<int> requests; // that nobody was given yet
+    std::vector<pollfd> watched = {{signals.Descriptor(), POLLIN, 0}};
+    for (const int descriptor : watch.descriptors) {
+        watched.push_back({descriptor, POLLIN, 0});
+    }
+    for (;;) {
+        const int timeout = requests.empty() ? -1 : c_RetryMilliseconds;
+        if (::poll(watched.data(), static_cast<nfds_t>(watched.size()), timeout) < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "poll");
+        }
+        watch.onReadable();
+        for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
+            requests.push_back(signal);
+        }
+        if (const std::optional<int> status = child.Ended()) {
+            return *status;
+        }
+        std::erase_if(requests, onSignal);
+    }
+}

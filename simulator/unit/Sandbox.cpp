@@ -1,0 +1,167 @@
+#include "simulator/unit/Sandbox.h"
+
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+namespace fs = std::filesystem;
+using Command_T = std::vector<std::string>;
+
+constexpr char c_RootDirectory[] = "root";
+constexpr char c_Supervisor[] = "supervisor";
+constexpr char c_SupervisorFile[] = "sonarbench-sim-supervisor";
+constexpr char c_IdFile[] = "supervisor-id";
+constexpr char c_StatusFile[] = "status";
+
+bool IsInstalled(const QString& tool) { return !QStandardPaths::findExecutable(tool).isEmpty(); }
+
+/// Where namespaces are refused, bubblewrap is installed and fails.
+bool BubblewrapWorks()
+{
+    if (!IsInstalled(u"bwrap"_s)) {
+        return false;
+    }
+    QProcess trial;
+    trial.start(u"bwrap"_s, {u"--bind"_s, u"/"_s, u"/"_s, u"true"_s});
+    return trial.waitForFinished() && trial.exitStatus() == QProcess::NormalExit && trial.exitCode() == 0;
+}
+
+struct RootEntry_T {
+    fs::path path;
+    fs::path target; ///< empty when it is no link
+};
+
+/// The entries of this machine's root directory that no binding replaces. The sandbox has a root of its own
+/// made of them, because directories such as /corvane cannot, or should not, be made in the real one.
+std::vector<RootEntry_T> RootEntries(const Sandbox_T& sandbox)
+{
+    std::vector<RootEntry_T> entries;
+    // By this name, because an emulator shows a program another "/".
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/root")) {
+        const fs::path path = "/" / entry.path().filename();
+        const auto replaces = [&](const Binding_T& binding) { return binding.inside == path; };
+        if (std::ranges::none_of(sandbox.bindings, replaces)) {
+            entries.push_back({path, entry.is_symlink() ? fs::read_symlink(entry.path()) : ""});
+        }
+    }
+    return entries;
+}
+
+void Append(Command_T& command, const Command_T& words)
+{
+    command.insert(command.end(), words.begin(), words.end());
+}
+
+Command_T BubblewrapCommand(const Sandbox_T& sandbox)
+{
+    Command_T command = {"bwrap", "--die-with-parent"};
+    for (const RootEntry_T& entry : RootEntries(sandbox)) {
+        if (entry.target.empty()) {
+            Append(command, {"--bind-try", entry.path, entry.path});
+        } else {
+            Append(command, {"--symlink", entry.target, entry.path});
+        }
+    }
+    for (const Binding_T& binding : sandbox.bindings) {
+        Append(command, {binding.isDevice ? "--dev-bind-try" : "--bind-try", binding.host, binding.inside});
+    }
+    Append(command, {"--chdir", sandbox.workingDirectory, "--"});
+    return command;
+}
+
+Command_T ProotCommand(const Sandbox_T& sandbox)
+{
+    const fs::path root = sandbox.directory / c_RootDirectory;
+    // proot traces the program, and a leak checker cannot trace it as well.
+    Command_T command = {"env", "LSAN_OPTIONS=detect_leaks=0", "proot", "-v", "-1", "-r", root};
+    const auto bind = [&](const fs::path& host, const fs::path& inside) {
+        if (host.string().find(':') != std::string::npos || inside.string().find(':') != std::string::npos) {
+            throw std::runtime_error("proot, which serves here in place of bubblewrap, cannot use the path " +
+                                     host.string() + ", because of its colon");
+        }
+        if (fs::exists(host)) {
+            Append(command, {"-b", host.string() + ":" + inside.string()});
+        }
+    };
+    fs::create_directory(root);
+    for (const RootEntry_T& entry : RootEntries(sandbox)) {
+        if (entry.target.empty()) {
+            bind(entry.path, entry.path);
+        } else {
+            fs::create_symlink(entry.target, root / entry.path.filename());
+        }
+    }
+    for (const Binding_T& binding : sandbox.bindings) {
+        bind(binding.host, binding.inside);
+    }
+    Append(command, {"-w", sandbox.workingDirectory});
+    return command;
+}
+
+Command_T ToolCommand(const Sandbox_T& sandbox)
+{
+    if (BubblewrapWorks()) {
+        return BubblewrapCommand(sandbox);
+    }
+    if (IsInstalled(u"proot"_s)) {
+        return ProotCommand(sandbox);
+    }
+    throw std::runtime_error(
+        "neither bwrap (with namespaces) nor proot can be used here; install bubblewrap or "
+        "proot");
+}
+
+/// The number that a file begins with, -1 when there is none.
+int NumberIn(const fs::path& file)
+{
+    int number = -1;
+    std::ifstream(file) >> number;
+    return number;
+}
+} // namespace
+
+int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
+                 const std::vector<int>& descriptors, const std::function<void()>& onReadable)
+{
+    Sandbox_T whole = sandbox;
+    // Neither tool passes signals on, nor does each give the exit status of a program that a signal ended, so
+    // the program's parent inside is the simulator's.
+    const fs::path supervisor = sandbox.inside / c_Supervisor;
+    whole.bindings.insert(whole.bindings.begin(), {sandbox.directory, sandbox.inside});
+    whole.bindings.push_back({Companion(c_SupervisorFile), supervisor});
+    Command_T command = ToolCommand(whole);
+    Append(command, EmulatorOf(whole.bindings.back().host));
+    Append(command, {supervisor, sandbox.inside / c_IdFile, sandbox.inside / c_StatusFile});
+    // Set inside, so that the sandbox's own tool runs without the preloaded library.
+    command.emplace_back("env");
+    for (const std::string& name : sandbox.unsetEnvironment) {
+        Append(command, {"-u", name});
+    }
+    for (const auto& [name, value] : sandbox.environment) {
+        command.push_back(std::string(name).append("=").append(value));
+    }
+    Append(command, program);
+
+    const auto passOn = [&](int signal) {
+        // There is none while the sandbox is still being made.
+        const int id = NumberIn(sandbox.directory / c_IdFile);
+        return id > 0 && ::kill(id, signal) == 0;
+    };
+    if (const int signal = signals.TakeRequest(); signal != 0) {
+        return StatusOfSignal(signal);
+    }
+    RunProgram(command, signals, {descriptors, onReadable, passOn});
+    const int status = NumberIn(sandbox.directory / c_StatusFile);
+    if (status < 0) {
+        throw std::runtime_error("the program could not be run in the unit's file system; " + command[0] +
+                                 " said why above, if it did");
+    }
+    return status;
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "framework/Products.h"
+#include "simulator/faults/Faults.h"
+#include "simulator/models/FpgaFirmware.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A device node of a unit and what answers there.
+struct UnitDevice_T {
+    std::string node;                     ///< name below /dev
+    std::unique_ptr<IDeviceModel> device; ///< the device itself
+    std::unique_ptr<IDeviceModel>
+        front; ///< what is in front of it, such as the unit's faults: the one to use
+};
+
+/// Names below /dev of the device nodes that a product's unit has.
+std::vector<std::string> UnitNodes(const Product_T& product);
+
+/// The devices that a product's unit has, with the faults in front of them. The plan must outlive them.
+/// @param fpga  what each FPGA of the unit is made from
+std::vector<UnitDevice_T> MakeUnitDevices(const Product_T& product, const FpgaSetup_T& fpga,
+                                          CFaultPlan& faults);

@@ -1,0 +1,129 @@
+// Loaded into the simulator, it logs each change of the environment with the number of threads that live, and
+// what threads other than the first read of it.
+
+#include <chrono>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+namespace
+{
+/// How often in a row all other threads must be seen asleep, before they are taken to have nothing to do.
+constexpr int c_Looks = 5;
+
+template <class Function_T>
+Function_T Next(Function_T, const char* name)
+{
+    return reinterpret_cast<Function_T>(::dlsym(RTLD_NEXT, name));
+}
+
+void Log(const std::string& line)
+{
+    const char* const pFile = Next(::getenv, "getenv")("SONARBENCH_PROBE_LOG");
+    // What the simulator starts is loaded with this library as well.
+    if (pFile == nullptr || std::strcmp(program_invocation_short_name, "sonarbench-sim") != 0) {
+        return;
+    }
+    if (FILE* const pLog = std::fopen(pFile, "ae")) {
+        std::fprintf(pLog, "%s\n", line.c_str());
+        std::fclose(pLog);
+    }
+}
+
+bool IsAsleep(const std::string& thread)
+{
+    // One that has ended is as good as asleep.
+    bool isAwake = false;
+    if (FILE* const pStatus = std::fopen(("/proc/self/task/" + thread + "/stat").c_str(), "re")) {
+        char state = 0;
+        isAwake = std::fscanf(pStatus, "%*d (%*[^)]) %c", &state) == 1 && state != 'S';
+        std::fclose(pStatus);
+    }
+    return !isAwake;
+}
+
+/// Returns how many threads live, and whether all but this one are asleep.
+std::pair<int, bool> LookAtThreads()
+{
+    std::pair<int, bool> seen = {0, true};
+    DIR* const pTasks = ::opendir("/proc/self/task");
+    while (const dirent* const pEntry = ::readdir(pTasks)) {
+        if (pEntry->d_name[0] != '.') {
+            ++seen.first;
+            seen.second &= std::to_string(::gettid()) == pEntry->d_name || IsAsleep(pEntry->d_name);
+        }
+    }
+    ::closedir(pTasks);
+    return seen;
+}
+
+/// Lets the other threads read what they would read about now, so that it is logged before the change.
+void LogChange(const char* function, const char* variable)
+{
+    auto [count, areAsleep] = LookAtThreads();
+    for (int looks = 0; count > 1 && looks < c_Looks; looks = areAsleep ? looks + 1 : 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        areAsleep = LookAtThreads().second;
+    }
+    Log("change " + std::to_string(count) + " " + function + " " + variable);
+}
+
+void LogRead(const char* what)
+{
+    if (::gettid() != ::getpid()) {
+        Log(std::string("read ") + what);
+    }
+}
+
+/// A translation reads the user's languages, but for the locale C.
+void LogTranslation(const char* text)
+{
+    if (std::strcmp(std::setlocale(LC_MESSAGES, nullptr), "C") != 0) {
+        LogRead(text);
+    }
+}
+} // namespace
+
+extern "C" {
+int setenv(const char* name, const char* value, int isReplaced) noexcept
+{
+    LogChange("setenv", name);
+    return Next(::setenv, "setenv")(name, value, isReplaced);
+}
+
+int unsetenv(const char* name) noexcept
+{
+    LogChange("unsetenv", name);
+    return Next(::unsetenv, "unsetenv")(name);
+}
+
+int putenv(char* variable) noexcept
+{
+    LogChange("putenv", variable);
+    return Next(::putenv, "putenv")(variable);
+}
+
+int clearenv() noexcept
+{
+    LogChange("clearenv", "");
+    return Next(::clearenv, "clearenv")();
+}
+
+char* getenv(const char* name) noexcept
+{
+    LogRead(name);
+    return Next(::getenv, "getenv")(name);
+}
+
+char* dcgettext(const char* domain, const char* text, int category) noexcept
+{
+    LogTranslation(text);
+    return Next(::dcgettext, "dcgettext")(domain, text, category);
+}
+}
