@@ -27,9 +27,9 @@ with a verdict for the test station.")
 if(SONARBENCH_SIMULATOR)
   sonarbench_package(
     tools sonarbench-tools "sonarbench (= ${PROJECT_VERSION}), bubblewrap, proot, umockdev"
-    "virtual sonar unit and report reader for sonarbench"
+    "virtual sonar unit and test station program for sonarbench"
     "sonarbench-sim runs the unmodified sonarbench on a simulated product, with\n\
-faults on demand, traces and their replay; sonarbench-report judges what the\n\
+faults on demand, traces and their replay; sonarbench-station judges what the\n\
 program printed. With them come table files, scripts and programs as\n\
 examples, the documentation, and completion for bash.")
 endif()

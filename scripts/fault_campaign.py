@@ -3,79 +3,33 @@
 import argparse
 import collections
 import concurrent.futures
-import dataclasses
 import itertools
 import os
 import pathlib
 import random
-import signal
 import subprocess
 import sys
 import tempfile
 
-from outcomes import FINDINGS, NOT_REACHED, OUTCOMES, Run, is_misread, outcome_of
+from outcomes import FINDINGS, NOT_REACHED, OUTCOMES, is_misread, outcome_of
+from runs import COMMANDS, Case, mixed, play, products, run
 
+# Only the program is sanitized; the simulator is on trial elsewhere.
 SIMULATOR = "build/release/bin/sonarbench-sim"
-# The program, which the sanitizers watch; the simulator is on trial elsewhere.
-PROGRAM = "build/asan/bin/sonarbench"
 TABLE = pathlib.Path("docs/faults.md")
 BEGIN, END = "<!-- written by scripts/fault-campaign: begin -->\n", "<!-- written by scripts/fault-campaign: end -->\n"
 
-COMMANDS = {
-    "batteryvoltage": [],
-    "lcdtemperature": [],
-    "loadfpgabinary": [],
-    "lowscanping": ["350long"],
-    "lumetping": ["200long"],
-    "ping": ["200000", "210000", "27", "45", "0", "medium"],
-    "sensepin": [],
-    "speed": ["1"],
-    "watertemperature": [],
-    "xkping": ["examples/full.txt", "0", "128"],
-}
 # What kinds that stand for a value are played with.
 VALUES = {"ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"], "VALUE": ["0", "255"]}
 # One product a link and firmware habit, for the slice.
 SLICE_PRODUCTS = ["QL4K", "QL6M", "QL1A", "Varrow", "LumetV2", "HY05"]
 SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]}
-# Far above the longest waits of one run: a second a reply that does not come.
-HANG_SECONDS = 60
-
-
-@dataclasses.dataclass(frozen=True)
-class Case:
-    """A command on a product."""
-
-    product: str
-    command: str
-
-    def arguments(self, *options):
-        words = [self.command, *COMMANDS[self.command]]
-        return [SIMULATOR, "--program", PROGRAM, "--product", self.product, *options, "--", *words]
-
-
-def run(arguments):
-    process = subprocess.Popen(
-        arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True
-    )
-    try:
-        output, errors = process.communicate(timeout=HANG_SECONDS)
-        return Run(process.returncode, output, errors.decode("latin-1"))
-    except subprocess.TimeoutExpired:
-        # The simulator ends its program at a request to end, and would leave it behind at once.
-        process.send_signal(signal.SIGTERM)
-        try:
-            process.communicate(timeout=5)
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            process.communicate()
-        return Run(None, b"", "")
 
 
 def clean_run(case):
     """Returns the run of a case without a fault, and how many operations of each sort it made."""
     with tempfile.NamedTemporaryFile("r") as calls:
-        clean = run(case.arguments("--calls", calls.name))
+        clean = run(case.arguments(SIMULATOR, "--calls", calls.name))
         counts = {operation: int(count) for operation, count in map(str.split, calls)}
     if clean.status != 0 or is_misread(case.command, clean, clean):
         sys.exit(f"{case} does not run without a fault, or is misread: status {clean.status}\n{clean.errors}")
@@ -100,11 +54,6 @@ def single_faults(counts, table, values, everywhere):
                 yield operation, value if kind in values else kind, f"{operation}:{number}={value}"
 
 
-def products():
-    listed = subprocess.run([SIMULATOR, "--list-products"], check=True, capture_output=True, text=True)
-    return [line.split()[1] for line in listed.stdout.splitlines()[1:] if line[:4].strip().isdigit()]
-
-
 class Tally:
     """Counts outcomes by row, keeps the findings."""
 
@@ -125,21 +74,16 @@ class Tally:
         return sum(self.rows.values(), collections.Counter())
 
 
-def play(jobs, plays, tally):
-    """Plays (row, case, clean, specifications) side by side, in mixed order: a run that waits costs nothing, so that
-    those that wait must not come together."""
-    plays = random.Random(0).sample(plays, len(plays))
+def play_faults(jobs, plays, tally):
+    """Plays (row, case, clean, specifications) side by side."""
 
     def one(item):
         row, case, clean, specifications = item
-        arguments = case.arguments(*itertools.chain(*(("--fault", text) for text in specifications)))
+        arguments = case.arguments(SIMULATOR, *itertools.chain(*(("--fault", text) for text in specifications)))
         return row, arguments, outcome_of(case.command, clean, run(arguments))
 
-    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        for number, (row, arguments, (outcome, text)) in enumerate(pool.map(one, plays), 1):
-            tally.add(row, outcome, text, arguments)
-            if number % 500 == 0:
-                print(f"{number} of {len(plays)} runs, {len(tally.findings)} findings", file=sys.stderr, flush=True)
+    for row, arguments, (outcome, text) in play(jobs, one, mixed(plays), tally.findings):
+        tally.add(row, outcome, text, arguments)
 
 
 def table_text(head, rows):
@@ -204,7 +148,7 @@ def main():
     _, _, after = rest.partition(END)
     table = kinds()
     values = SLICE_VALUES if chosen.slice else VALUES
-    names = SLICE_PRODUCTS if chosen.slice else products()
+    names = SLICE_PRODUCTS if chosen.slice else products(SIMULATOR)
     cases = [Case(name, command) for name, command in itertools.product(names, COMMANDS)]
     with concurrent.futures.ThreadPoolExecutor(chosen.jobs) as pool:
         cleans = dict(zip(cases, pool.map(clean_run, cases)))
@@ -215,9 +159,9 @@ def main():
         faults[case] = clean, [specification for *_, specification in found]
         plays += [((case.command, operation, kind), case, clean, [text]) for operation, kind, text in found]
     singles, pairs = Tally(set(FINDINGS)), Tally(set(FINDINGS) - {NOT_REACHED})
-    play(chosen.jobs, plays, singles)
+    play_faults(chosen.jobs, plays, singles)
     if not chosen.slice:
-        play(chosen.jobs, random_pairs(faults, chosen.pairs, chosen.seed), pairs)
+        play_faults(chosen.jobs, random_pairs(faults, chosen.pairs, chosen.seed), pairs)
         TABLE.write_text(before + BEGIN + "\n" + document(singles, pairs, chosen.seed) + END + after)
 
     findings = sorted(singles.findings + pairs.findings)

@@ -1,4 +1,4 @@
-"""What a run of the fault campaign came to: judged by what the program printed, and by what sonarbench-report makes of
+"""What a run of the fault campaign came to: judged by what the program printed, and by what sonarbench-station makes of
 that."""
 
 import dataclasses
@@ -6,7 +6,7 @@ import pathlib
 import re
 import subprocess
 
-READER = "build/release/bin/sonarbench-report"
+READER = ("build/release/bin/sonarbench-station", "report")
 READER_GOOD, READER_BAD, READER_NOT_JUDGED = 0, 1, 3
 
 # The assertions that a failing device or file may end in; any other is a finding.
@@ -43,7 +43,7 @@ FINDINGS = {
     "no verdict": "no report at all, and no assertion",
     "refused": "the device did not understand what the program sent, and no fault explains it",
     "exit status": "neither 0 nor one that the outcomes above explain",
-    "misread": "`sonarbench-report` does not know each line, or its exit status does not fit the outcome",
+    "misread": "`sonarbench-station` does not know each line, or its exit status does not fit the outcome",
     NOT_REACHED: "the fault's operation never came",
 }
 
@@ -108,7 +108,7 @@ def is_misread(command, clean, run):
     """Has the reader read what the program printed, with its own words on standard error behind."""
     own = "".join(line for line in run.errors.splitlines(True) if line.startswith("sonarbench: "))
     text = run.output + own.encode("latin-1")
-    read = subprocess.run([READER, "--strict"], input=text, capture_output=True, check=False)
+    read = subprocess.run([*READER, "--strict"], input=text, capture_output=True, check=False)
     return read.returncode not in fitting_statuses(command, clean, run)
 
 

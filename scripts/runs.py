@@ -1,0 +1,82 @@
+"""Runs of the sanitized program on virtual units, for the scripts that make many of them."""
+
+import concurrent.futures
+import dataclasses
+import os
+import random
+import signal
+import subprocess
+import sys
+import time
+
+from outcomes import Run
+
+PROGRAM = "build/asan/bin/sonarbench"
+COMMANDS = {
+    "batteryvoltage": [],
+    "lcdtemperature": [],
+    "loadfpgabinary": [],
+    "lowscanping": ["350long"],
+    "lumetping": ["200long"],
+    "ping": ["200000", "210000", "27", "45", "0", "medium"],
+    "sensepin": [],
+    "speed": ["1"],
+    "watertemperature": [],
+    "xkping": ["examples/full.txt", "0", "128"],
+}
+# Far above the longest waits of one run: a second a reply that does not come.
+HANG_SECONDS = 60
+# How often a log gets a line of progress.
+PROGRESS_SECONDS = 10
+
+
+@dataclasses.dataclass(frozen=True)
+class Case:
+    """A command on a product."""
+
+    product: str
+    command: str
+
+    def arguments(self, simulator, *options):
+        words = [self.command, *COMMANDS[self.command]]
+        return [simulator, "--program", PROGRAM, "--product", self.product, *options, "--", *words]
+
+
+def products(simulator):
+    listed = subprocess.run([simulator, "--list-products"], check=True, capture_output=True, text=True)
+    return [line.split()[1] for line in listed.stdout.splitlines()[1:] if line[:4].strip().isdigit()]
+
+
+def run(arguments):
+    process = subprocess.Popen(
+        arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True
+    )
+    try:
+        output, errors = process.communicate(timeout=HANG_SECONDS)
+        return Run(process.returncode, output, errors.decode("latin-1"))
+    except subprocess.TimeoutExpired:
+        # The simulator ends its program at a request to end, and would leave it behind at once.
+        process.send_signal(signal.SIGTERM)
+        try:
+            process.communicate(timeout=5)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.communicate()
+        return Run(None, b"", "")
+
+
+def mixed(items):
+    """Returns the items in an order that is always the same: a run that waits costs nothing, so that those that wait
+    must not come together."""
+    return random.Random(0).sample(items, len(items))
+
+
+def play(jobs, one, items, findings):
+    """Yields one(item) of each item, played side by side, and prints how many there were and how many findings."""
+    printed = time.monotonic()
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        for number, result in enumerate(pool.map(one, items), 1):
+            yield result
+            if time.monotonic() - printed >= PROGRESS_SECONDS or number == len(items):
+                printed = time.monotonic()
+                print(f"{number} of {len(items)} runs, {len(findings)} findings", file=sys.stderr, flush=True)
