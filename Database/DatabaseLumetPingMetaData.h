@@ -1,12 +1,12 @@
 #pragma once
 
-#include "Database/PingMetaDataFields.h"
+#include "Database/PingMetaDataRecord.h"
 #include "Utilities/FPGATypes.h"
 
-/// Frequency setting that nobody has set yet.
+/// A frequency that is not set.
 inline constexpr std::uint16_t c_FrequencyUnset = 0xFFFF;
 
-/// Settings of one channel of a Lumet FPGA, from the number of samples to the correlation table.
+/// Settings of one channel of a Lumet FPGA, from the number of samples up to the correlation table.
 struct [[gnu::packed]] LumetCoefs_T {
     std::uint32_t numberOfSamples = 2048;
     std::uint8_t steppedAnalogueGain = 0;
@@ -14,12 +14,12 @@ struct [[gnu::packed]] LumetCoefs_T {
 };
 static_assert(sizeof(PingState_T) + sizeof(LumetCoefs_T) == 12);
 
-/// The one part that is not packed, because a table cannot be.
+/// The correlation table is not packed: it keeps its own alignment.
 struct LumetCorrelation_T {
     CorrelationFilterSettings_T correlationTable;
 };
 
-/// Settings of one channel of a Lumet FPGA behind the correlation table.
+/// Settings of one channel of a Lumet FPGA after the correlation table.
 struct [[gnu::packed]] LumetPulse_T {
     std::uint32_t subSampleRate = 0;
     std::uint16_t startFreq = c_FrequencyUnset;
@@ -45,9 +45,9 @@ static_assert(sizeof(LumetPulse_T) == 94);
 struct LumetSettings_T : PingState_T, LumetCoefs_T, LumetCorrelation_T, LumetPulse_T {
 };
 
-/// Everything known about one ping of one channel of a Lumet FPGA. The settings are kept as a text file
-/// (CPingMetaDataFile) that is written, never read back, and that has the name of the CDatabasePingMetaData
-/// of the same index.
+/// Everything known about one ping of one channel of a Lumet FPGA. The settings are written to a text file
+/// (CPingMetaDataFile) and never read back. The CDatabasePingMetaData of the same index has the same file
+/// name.
 class CDatabaseLumetPingMetaData final : public CPingMetaDataFields<LumetSettings_T, 2048>
 {
 public:
@@ -58,11 +58,11 @@ public:
 
     /// Not supported: an assertion.
     TSQEventCode_T readDB();
-    /// Size of the record's data from the active flag to the last processed sample, as its users count it;
-    /// the record in memory is another size.
+    /// Size of the record's data from the active flag to the last processed sample. Part of the contract; the
+    /// record in memory has another size.
     std::size_t MessageSize_Bytes() const { return c_MessageSize; }
 
-    /// Tuning word, as the chirp's start and end are.
+    /// Tuning word, like the chirp's start and end.
     void SetBasebandCentreFreq(std::uint32_t value) { Settings().basebandCentreFreq = value; }
     std::uint32_t GetBasebandCentreFreq() const { return Settings().basebandCentreFreq; }
     /// Copied whole. The FPGA takes at most Sizeof_CorrelationFilter pairs.
@@ -73,7 +73,7 @@ public:
     const CorrelationFilterSettings_T& GetCorrelationTable() const { return Settings().correlationTable; }
     void SetSubSampleRate(std::uint32_t value) { Settings().subSampleRate = value; }
     std::uint32_t GetSubSampleRate() const { return Settings().subSampleRate; }
-    /// The ping's nominal frequencies; c_FrequencyUnset until set. The FPGA gets the chirp's.
+    /// The ping's nominal frequencies; c_FrequencyUnset until set. The FPGA uses those of the chirp.
     void SetStartFreq(std::uint16_t value) { Settings().startFreq = value; }
     std::uint16_t GetStartFreq() const { return Settings().startFreq; }
     void SetEndFreq(std::uint16_t value) { Settings().endFreq = value; }
@@ -92,8 +92,8 @@ public:
     void SetFPGAInterface(CFPGAIF* value) { m_Record.pInterface = value; }
     CFPGAIF* GetFPGAInterface() const { return m_Record.pInterface; }
 
-    /// The settings from the number of samples on, as long as the record lives. Behind those that the type
-    /// names lie the correlation table and the settings of the pulse.
+    /// The settings from the number of samples on, valid as long as the record lives. The correlation table
+    /// and the settings of the pulse follow those of the type.
     const LumetCoefs_T* GetLumetCoefs() const { return &Settings(); }
 
 private:

@@ -17,7 +17,7 @@ TSQEventCode_T CDatabasePingMetaData::readDB()
 bool CDatabasePingMetaData::Print(const CPieceWriter& write) const
 {
     const LowscanSettings_T& s = Settings();
-    // The colour gain comes before the gain, unlike in memory, on purpose.
+    // Part of the contract: in the file the colour gain comes before the gain, in memory after it.
     return write("%d\n%d\n%zu\n%f\n%f\n%d\n%d\n%d\n%d\n%f\n%d\n%f\n%f\n%zu\n%d\n%f\n%d\n%f\n%d\n%f\n%d\n%f\n"
                  "%d\n%d\n%d\n%zu\n%zu\n%f\n%f\n%f\n%d\n",
                  s.active, s.channel, AsSize(s.numberOfSamples), s.startFreq, s.endFreq,

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Database/PingMetaDataFields.h"
+#include "Database/PingMetaDataRecord.h"
 
-/// Decimation rate that nobody has set yet.
+/// A decimation rate that is not set.
 inline constexpr std::uint32_t c_DecimationRateUnset = 0xFFFFFFFF;
 
 /// Settings of one channel of a Lowscan FPGA, from the number of samples on.
@@ -32,9 +32,9 @@ struct LowscanSettings_T : PingState_T, LowscanCoefs_T {
 };
 static_assert(sizeof(LowscanSettings_T) == 118);
 
-/// Everything known about one ping of one channel of a Lowscan FPGA. The scalar settings are kept as a text
-/// file (CPingMetaDataFile) that is written, never read back. A file's text has at most 1,023 characters,
-/// which only real numbers of several hundred digits exceed: writing those is an assertion.
+/// Everything known about one ping of one channel of a Lowscan FPGA. The scalar settings are written to a
+/// text file (CPingMetaDataFile) and never read back. A text of more than 1,023 characters, which takes real
+/// numbers of several hundred digits, is an assertion.
 class CDatabasePingMetaData final : public CPingMetaDataFields<LowscanSettings_T, 1024>
 {
 public:

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// A view on bytes that somebody else owns: where they are, how many the storage can hold, and how many of
-/// them mean something now. The storage must outlive the view; the destructor releases nothing.
+/// A view on the caller's bytes: their address, the capacity of the storage, and the number of bytes that are
+/// valid now. The storage must outlive the view; the destructor releases nothing.
 class Buffer_Bytes_T
 {
 public:
@@ -19,10 +19,10 @@ public:
     /// Capacity in bytes, fixed at construction.
     std::size_t capacity() const { return m_Original_Size_Bytes; }
 
-    /// Number of meaningful bytes: what a write sends, what a read asks for and then has got.
+    /// Number of valid bytes: what a write sends, what a read asks for and, after it, what it received.
     std::size_t size() const { return m_CurrentSize; }
 
-    /// Sets the number of meaningful bytes; more than the capacity is an assertion. Const, so that a sender
+    /// Sets the number of valid bytes; more than the capacity is an assertion. Const, so that a sender
     /// given a const buffer can say how many bytes went out.
     void size(size_t NewSize) const;
 

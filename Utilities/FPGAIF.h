@@ -4,9 +4,8 @@
 #include "Utilities/EventCodes.h"
 #include "Utilities/FPGATypes.h"
 
-#include <concepts>
+#include <initializer_list>
 #include <optional>
-#include <string>
 #include <vector>
 
 class CFPGAIFCorSpi;
@@ -29,16 +28,16 @@ enum FpgaInterfaceType_T : std::uint32_t {
     eFpgaIfQL6MSpi = 9
 };
 
-/// The one object through which everybody talks to the sonar's FPGA. It reads in the environment which unit
-/// this is, opens the unit's link (on UART products one for each channel, of which the first answers unless
-/// the operation names a channel), and passes each operation to it. An operation returns -177 when the unit
-/// has no FPGA interface, 0 when its FPGA lacks the operation, and otherwise what the transport answers;
-/// exceptions are stated at the operation. The transports outlive the facade: they stay until the process
+/// The one object through which the program talks to the sonar's FPGA. It reads from the environment which
+/// unit this is, opens the unit's link and passes each operation to it. UART products have one link for each
+/// channel; an operation without a channel uses that of channel 0. An operation returns -177 when the unit
+/// has no FPGA interface, 0 when its FPGA lacks the operation, and otherwise the transport's result;
+/// exceptions are stated at the operation. The transports outlive the facade: they live until the process
 /// ends.
 class CFPGAIF
 {
 public:
-    /// A device that does not open shows in GetErrorCode().
+    /// If the device does not open, GetErrorCode() says so.
     /// @param pFactory  not owned, not null; must live as long as the facade is used
     /// @param element   transducer element; selects the FPGA on the QL6M
     CFPGAIF(IOSSFactory* pFactory, XdcrElementIndex_T element);
@@ -55,18 +54,19 @@ public:
     /// The transport's last error code.
     TSQEventCode_T GetErrorCode() const;
     TSQEventCode_T GetVersion(SWVersion_T* version);
-    /// -174 on every unit but those with a Lowscan SPI link.
+    /// -174 on units without a Lowscan SPI link.
     TSQEventCode_T GetADCReadings(LSADCReadings_T* readings);
 
-    /// Fire a ping: on Lowscan units; on Lumet units; on Cor units. The last two only if the command says so.
+    /// Fire a ping: on Lowscan units; on Lumet units; on Cor units. The last two only if the command's bit 0
+    /// is set.
     TSQEventCode_T PingNow();
     TSQEventCode_T PingNow(bLumetCommandByte command);
     TSQEventCode_T PingNow(bFpgaCommandByte command);
     /// Waits for the ping's data on units with a Lowscan SPI link.
     void WaitForData();
-    /// Read the samples of a ping: on Lowscan units, as floats, with the values that go with them; on Lumet
-    /// units, where the storage must hold a float for each byte that the buffer says of itself; on Cor units,
-    /// where the number of bytes received is returned.
+    /// Read the samples of a ping: on Lowscan units, samples and values as floats; on Lumet units, as floats
+    /// (the storage must hold four times the buffer's size); on Cor units, as bytes (the result is their
+    /// number).
     TSQEventCode_T GetPing(unsigned char channel, Buffer_Bytes_T* data, Buffer_Bytes_T* values);
     TSQEventCode_T GetPing(unsigned char channel, Buffer_Bytes_T* data, int interruptMode);
     TSQEventCode_T GetPing(Buffer_Bytes_T* data);
@@ -111,7 +111,7 @@ public:
     TSQEventCode_T HasPingDataTransferCompleted();
     TSQEventCode_T TestFPGAAccess(Buffer_Bytes_T* buffer, unsigned short address, bool read, bool block);
 
-    /// A flag for those who share the link; false on units without a Cor link.
+    /// A flag for callers that share the link; false on units without a Cor link.
     bool IsSpiBusy() const;
     TSQEventCode_T SetFree();
     TSQEventCode_T SetBusy();
@@ -134,38 +134,15 @@ public:
     TSQEventCode_T GetWaterTemp(unsigned int* value);
 
 private:
-    /// What a family's transport answered; empty when the unit is of another family.
-    using Answer_T = std::optional<TSQEventCode_T>;
-
-    template <class Transport, class Operation, class... Arguments>
-    static Answer_T Ask(Transport* pTransport, Operation operation, Arguments&&... arguments);
-    template <class Operation, class... Arguments>
-    Answer_T Cor(Operation operation, Arguments&&... arguments) const;
-    template <class Operation, class... Arguments>
-    Answer_T Lumet(Operation operation, Arguments&&... arguments) const;
-    template <class Operation, class... Arguments>
-    Answer_T LSSpi(Operation operation, Arguments&&... arguments) const;
-    template <class Operation, class... Arguments>
-    Answer_T Uart(LSChannel_T channel, Operation operation, Arguments&&... arguments) const;
-
-    /// The answer of an ADC that only one Lumet variant has.
-    template <class Operation>
-    TSQEventCode_T ReadAdc(Operation operation, unsigned int* value) const;
-
-    /// The answer of the family that the unit belongs to, or what an FPGA without the operation answers.
-    template <std::same_as<std::optional<TSQEventCode_T>>... Answers>
-    TSQEventCode_T ForwardOr(TSQEventCode_T otherwise, Answers... answers) const;
-    template <std::same_as<std::optional<TSQEventCode_T>>... Answers>
-    TSQEventCode_T Forward(Answers... answers) const;
-
     void CreateTransport(XdcrElementIndex_T element);
-    void CreateLumet(XdcrElementIndex_T element);
-    void CreateLSSpi(XdcrElementIndex_T element);
-    void CreateUarts(XdcrElementIndex_T element);
-    void CreateCor(XdcrElementIndex_T element);
-    std::string DevicePath(LSChannel_T channel) const;
-    CFPGAIFLSUart* CreateUart(LSChannel_T channel) const;
-    void Inform(TSQEventCode_T code, const char* text);
+    /// The channel's transport; null on units without UARTs.
+    CFPGAIFLSUart* Uart(LSChannel_T channel) const;
+    /// The transport of the Lumet variant that has ADCs; null on every other unit.
+    CFPGAIFLumetSPI* LumetWithAdcs() const;
+    /// The answer of the unit's transport. When no transport has answered: -177 if the unit has no FPGA
+    /// interface, else `otherwise`.
+    TSQEventCode_T Forward(std::initializer_list<std::optional<TSQEventCode_T>> answers,
+                           TSQEventCode_T otherwise = c_Success) const;
 
     IOSSFactory* m_pFactory;
     FpgaInterfaceType_T m_InterfaceType = eFpgaIfNone;

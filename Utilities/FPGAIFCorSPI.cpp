@@ -1,20 +1,47 @@
 #include "Utilities/FPGAIFCorSPI.h"
 
-#include "Utilities/CorRegisterMap.h"
 #include "Utilities/IOSSFactory.h"
 
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
 
-using namespace CorRegisters;
 using namespace PacketRegisters;
 
 namespace
 {
+// The registers and tables that this FPGA has in addition to PacketRegisters.
+constexpr RegisterRow_T c_AdcFrequency{.address = 4};
+constexpr RegisterRow_T c_SampleCount{.address = 16, .width = 2, .packets = Packets::OnePerByte};
+constexpr RegisterRow_T c_ChannelFilter{.address = 18};
+constexpr RegisterRow_T c_FilterSelection{.address = 18}; ///< the same register, by band, on the QL6M
+constexpr RegisterRow_T c_OutputDataToLog{.address = 24, .delivery = Delivery::Sent};
+constexpr RegisterRow_T c_BaseBandCentre{.address = 32, .width = 4, .packets = Packets::OnePerByte};
+constexpr RegisterRow_T c_BaseBandSelection{.address = 36};
+constexpr RegisterRow_T c_BaseBandScaling{.address = 37};
+constexpr RegisterRow_T c_BaseBandSubSample{.address = 38};
+constexpr RegisterRow_T c_CorrelationLength{.address = 48};
+constexpr RegisterRow_T c_CorrelationScaling{.address = 50};
+constexpr RegisterRow_T c_CorrelationDownShift{.address = 51};
+constexpr RegisterRow_T c_SubSampleRate{.address = 52};
+constexpr RegisterRow_T c_SubSampleMode{.address = 53};
+constexpr RegisterRow_T c_SubSampleThreshold{.address = 56, .width = 2};
+constexpr RegisterRow_T c_SpeedA{.address = 64};
+constexpr RegisterRow_T c_SpeedB{.address = 65};
+constexpr RegisterRow_T c_TransducerRead{.address = 66};
+constexpr RegisterRow_T c_TransducerWrite{.address = 67, .delivery = Delivery::Sent};
+constexpr RegisterRow_T c_PingFifo{.address = 80};
+constexpr RegisterRow_T c_FifoControl{.address = 81, .delivery = Delivery::Sent};
+constexpr RegisterRow_T c_FifoStatus{.address = 82};
+constexpr RegisterRow_T c_TvgLength{.address = 256, .width = 2, .packets = Packets::OnePerByte};
+constexpr RegisterRow_T c_ChirpLength{.address = 512, .width = 2, .packets = Packets::OnePerByte};
+constexpr RegisterRow_T c_TvgTable{.address = 0x3000, .block = true};
+constexpr RegisterRow_T c_ChirpTable{.address = 0x4000, .block = true};
+constexpr RegisterRow_T c_CorrelationTable{.address = 0x8000, .block = true};
+
 constexpr std::uint32_t c_ClockHz = 69'248'000;
 constexpr std::uint32_t c_LargeFpgaClockHz = 86'560'000;
-/// The FPGA's whole correlation table, in units of 2,048 bytes less one.
+/// Length code of the FPGA's whole correlation table: units of 2,048 bytes, minus one.
 constexpr std::uint8_t c_WholeCorrelationLength =
     Sizeof_CorrelationFilter * sizeof(CorrelationFilterCoefficientSet_T) / 2048 - 1;
 constexpr std::uint8_t c_FifoNormal = 4;
@@ -49,7 +76,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetCommandRegister(bFpgaCommandByte Command)
         return queued;
     }
     const TSQEventCode_T result = TransmitNow(queued);
-    // The command itself went out, so a missing interrupt is only left for those who ask.
+    // Part of the contract: a missing interrupt is in the error code only, not in the result.
     if (interrupts && WaitOnInterrupt() == 0) {
         m_ErrorCode = c_NoTransducerInterrupt;
         ReportError(m_ErrorCode, "SetCommandRegister", "FPGA Transducer ID Interrupt never occurred");
@@ -125,7 +152,8 @@ TSQEventCode_T CFPGAIFCorSpi::GetSpeedReading(FPGASpeedReading_T* SpeedReading)
     }
     SpeedReading->ticks = ticks;
     ticks = 0;
-    // Both bytes count into the same eight bits, and a failed second request leaves the first byte's reading.
+    // Part of the contract: both bytes are combined bit by bit, without a shift. If the second request fails,
+    // the first byte remains.
     ReadRegister(c_SpeedB, &ticks);
     SpeedReading->ticks |= ticks;
     return c_Success;
@@ -151,7 +179,6 @@ TSQEventCode_T CFPGAIFCorSpi::SetChannelFilterRegister(const FpgaChnlFltByte_T* 
 
 TSQEventCode_T CFPGAIFCorSpi::SetFilterSelectionRegister(PingConfigRxBand_T Band)
 {
-    // The register counts the bands from high to low.
     if (Band < PingConfigRxBand_LF || Band > PingConfigRxBand_HF) {
         assert(false && "Auto is not a valid selection for the filter");
     }
@@ -231,8 +258,8 @@ TSQEventCode_T CFPGAIFCorSpi::SetChirpLength(unsigned short Entries)
 TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilter(const CorrelationFilterCoefficients_T& CorrelationFilter)
 {
     assert((CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long");
-    // The whole table is always written, so that nothing of a longer filter stays behind; its length code
-    // says so too, however short the caller's filter.
+    // Part of the contract: the whole table is always written and its length code sent, however short the
+    // caller's filter.
     const TSQEventCode_T result = SetCorrelationFilterLength(c_WholeCorrelationLength);
     return result == c_Success ? WriteTable(c_CorrelationTable, CorrelationFilter, Sizeof_CorrelationFilter)
                                : result;

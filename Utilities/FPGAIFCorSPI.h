@@ -4,10 +4,10 @@
 
 #include <string>
 
-/// The sounder FPGA of the QL4K, QL5K and QL6M. Setters queue their register until the next transmit unless a
-/// line says that they send; both return 0, or -109 when something should have gone out and did not. Getters
-/// return 0, or -109 when the request did not go out; a silent device leaves the caller's value alone. Null
-/// arguments are programming errors.
+/// The sounder FPGA of the QL4K, QL5K and QL6M. Setters queue their register until the next transmit; those
+/// whose comment says so send it at once. Both return 0, or -109 when something should have gone out and did
+/// not. Getters return 0, or -109 when the request did not go out; if the device does not answer, the
+/// caller's value is unchanged. Null arguments are assertions.
 class CFPGAIFCorSpi : public CFPGAPacketLink
 {
 public:
@@ -31,7 +31,7 @@ public:
     unsigned int ReceivePingDataFromFPGA(Buffer_Bytes_T* Buffer);
     /// Clears the ping FIFO, and reports it, unless it is in its normal state. Returns 0.
     TSQEventCode_T ValidateDataCollection();
-    /// Pings are read in one go, so this is always 0.
+    /// Always 0: a ping is read in one transfer.
     TSQEventCode_T HasPingDataTransferCompleted() { return c_Success; }
 
     TSQEventCode_T GetVersion(SWVersion_T* SwVersion);
@@ -56,13 +56,13 @@ public:
     TSQEventCode_T SetSubSampleMode(FpgaSubSampleMode_T Mode);
     TSQEventCode_T SetSubSampleThreshold(unsigned short Threshold);
 
-    /// At most Sizeof_TVGTable entries; the length goes with them.
+    /// At most Sizeof_TVGTable entries; sets the length, too.
     TSQEventCode_T SetTVGTable(const TVGTable_T& TvgTable);
     TSQEventCode_T SetTVGLength(unsigned short Entries);
-    /// Any number of entries; the length, kept to 16 bits, goes with them.
+    /// Any number of entries; sets the length, of which 16 bits count, too.
     TSQEventCode_T SetChirpTable(const ChirpTable_T& ChirpTable);
     TSQEventCode_T SetChirpLength(unsigned short Entries);
-    /// At most Sizeof_CorrelationFilter entries; the FPGA's whole table is written, zeros after them.
+    /// At most Sizeof_CorrelationFilter entries; the rest of the FPGA's table is filled with zeros.
     TSQEventCode_T SetCorrelationFilter(const CorrelationFilterCoefficients_T& CorrelationFilter);
     /// @param LengthCode  length of the table in units of 2,048 bytes, minus one
     TSQEventCode_T SetCorrelationFilterLength(unsigned char LengthCode);

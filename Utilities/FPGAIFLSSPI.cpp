@@ -1,6 +1,6 @@
 #include "Utilities/FPGAIFLSSPI.h"
 
-#include "Utilities/BigEndian.h"
+#include "Utilities/Endian.h"
 #include "Utilities/IOSSFile.h"
 
 #include <cassert>
@@ -83,17 +83,20 @@ TSQEventCode_T CFPGAIFLSSPI::SendRequest(std::vector<std::uint8_t> request)
     return SendData(&buffer);
 }
 
+TSQEventCode_T CFPGAIFLSSPI::SetRegisters(std::span<const LSRegisterValue_T> registers)
+{
+    for (const LSRegisterValue_T& next : registers) {
+        const SetRegisterData_T record = RegisterRecord(next.address, next.value);
+        m_SetUp.insert(m_SetUp.end(), record.begin(), record.end());
+    }
+    return c_Success;
+}
+
 TSQEventCode_T CFPGAIFLSSPI::setUpForPing(LSFpgaCompleteConfigure_T config)
 {
-    std::vector<std::uint8_t> request{c_RegisterBlock};
-    SetConfiguration(config, [&request](auto registers) {
-        for (const LSRegisterValue_T& next : registers) {
-            const SetRegisterData_T record = RegisterRecord(next.address, next.value);
-            request.insert(request.end(), record.begin(), record.end());
-        }
-        return c_Success;
-    });
-    return SendRequest(std::move(request));
+    m_SetUp = {c_RegisterBlock};
+    SetConfiguration(config);
+    return SendRequest(m_SetUp);
 }
 
 TSQEventCode_T CFPGAIFLSSPI::PingNow() { return SendRequest({c_PingNow}); }

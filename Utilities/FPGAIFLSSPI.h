@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-/// The Lowscan FPGA of the Pk displays on an SPI device. The register setters send nothing: they fill records
-/// of the caller's, and return 0. The other operations return 0 or what they say; a failed write gives its
-/// errno.
+/// The Lowscan FPGA of the Pk displays on an SPI device. The register setters send nothing: they fill the
+/// caller's records and return 0. The other operations return 0, the errno of a failed write, or what they
+/// say.
 class CFPGAIFLSSPI : public CLowscan
 {
 public:
@@ -37,10 +37,10 @@ public:
     TSQEventCode_T PingNow();
     /// Waits until the FPGA interrupts. Returns 1, or 0 when it did not.
     TSQEventCode_T WaitForData();
-    /// Reads what the last ping gave. Returns 0 or -171; a failed request shows as silence.
+    /// Reads the samples of the last ping. Returns 0 or -171; a failed request counts as a missing reply.
     /// @param Channel  1 for the second channel, anything else for the first
     /// @param Samples  room for at most 1,024 floats, all of which are filled
-    /// @param Values   room for two floats for every 128 samples or rest of them
+    /// @param Values   room for two floats for each full or partial block of 128 samples
     TSQEventCode_T GetPing(LSChannel_T Channel, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values);
     /// Returns 0, or -171 when no whole reply came; the readings, 24 bits each, are then left alone.
     TSQEventCode_T GetADCReadings(LSADCReadings_T* Readings);
@@ -50,4 +50,8 @@ public:
 private:
     TSQEventCode_T SendRequest(std::vector<std::uint8_t> request);
     TSQEventCode_T FillRecords(SetRegisterData_T* pRecords, std::span<const LSRegisterValue_T> registers);
+    /// Appends the registers' records to m_SetUp. Returns 0.
+    TSQEventCode_T SetRegisters(std::span<const LSRegisterValue_T> registers) override;
+
+    std::vector<std::uint8_t> m_SetUp; ///< the request that setUpForPing() builds
 };

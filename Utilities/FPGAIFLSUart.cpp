@@ -21,7 +21,7 @@ constexpr std::size_t c_FrameSize = 1 + sizeof(SetRegisterData_T) + 1;
 constexpr std::size_t c_VersionReplySize = 1024;
 
 constexpr tcflag_t c_ControlFlagsOff = CSIZE | CSTOPB | PARENB;
-/// Besides the flow control, whatever would alter a sample on its way.
+/// Output flow control, and everything that alters received bytes.
 constexpr tcflag_t c_InputFlagsOff = IXON | ICRNL | INLCR | IGNCR | ISTRIP | INPCK | PARMRK | BRKINT | IUCLC;
 constexpr tcflag_t c_LocalFlagsOff = ICANON | ECHO | ECHOE | ISIG;
 } // namespace
@@ -76,10 +76,11 @@ TSQEventCode_T CFPGAIFLSUart::ConfigureSerialPort(int descriptor)
         return SerialPortFailure("Get Attributes failed on UART " + m_DevicePath);
     }
     attributes.c_cflag = (attributes.c_cflag & ~c_ControlFlagsOff) | CS8;
-    // The driver may still ask the FPGA to pause, though the FPGA may not ask the driver.
     attributes.c_iflag = (attributes.c_iflag & ~c_InputFlagsOff) | IXOFF;
     attributes.c_lflag &= ~c_LocalFlagsOff;
     attributes.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    attributes.c_cc[VMIN] = 1; // a read waits for one byte, however long
+    attributes.c_cc[VTIME] = 0;
     tcflush(descriptor, TCOFLUSH);
     if (tcsetattr(descriptor, TCSANOW, &attributes) != 0) {
         return SerialPortFailure("Final Set Attributes failed on UART " + m_DevicePath);
@@ -92,7 +93,7 @@ TSQEventCode_T CFPGAIFLSUart::SetRegister(unsigned short address, unsigned int v
     std::array<std::uint8_t, c_FrameSize> frame{c_FrameStart};
     const SetRegisterData_T record = RegisterRecord(address, value);
     std::copy(record.begin(), record.end(), frame.begin() + 1);
-    frame.back() = Checksum(frame); // over a last byte that is still 0
+    frame.back() = Checksum(frame); // its own byte is still 0
     Buffer_Bytes_T buffer(frame.data(), frame.size());
     return SendData(&buffer);
 }
@@ -160,5 +161,5 @@ TSQEventCode_T CFPGAIFLSUart::SetBoostLevel(unsigned char level, bool enable)
 
 TSQEventCode_T CFPGAIFLSUart::setUpForPing(LSFpgaCompleteConfigure_T config)
 {
-    return SetConfiguration(config, [this](auto registers) { return SetRegisters(registers); });
+    return SetConfiguration(config);
 }

@@ -16,18 +16,18 @@ public:
     /// @param pFactory          not owned, not null
     CFPGAIFLSUart(const std::string& SerialDevicePath, IOSSFactory* pFactory);
 
-    /// Device node of a channel's line on units that do not name one.
+    /// Device node of a channel's line if the environment names none.
     static const char* DefaultDevice(LSChannel_T channel);
 
     TSQEventCode_T SetRegister(unsigned short address, unsigned int value);
-    /// Drops what was received and not read. Returns 0 or -173.
+    /// Discards bytes that were received and not read. Returns 0 or -173.
     TSQEventCode_T Flush();
     TSQEventCode_T PingNow();
     /// Returns 0, or -171 when no whole reply came; the version is then left alone.
     TSQEventCode_T GetVersion(SWVersion_T* Version);
-    /// Reads what the last ping gave; the FPGA knows on which channel that was. Returns 0 or -171.
+    /// Reads the samples of the last ping. The channel is not used. Returns 0 or -171.
     /// @param Samples  room for at most 1,024 floats, all of which are filled
-    /// @param Values   room for two floats for every 128 samples or rest of them
+    /// @param Values   room for two floats for each full or partial block of 128 samples
     TSQEventCode_T GetPing(LSChannel_T Channel, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values);
 
     /// The setters of several registers end at the first failure.
@@ -44,5 +44,5 @@ public:
 private:
     TSQEventCode_T ConfigureSerialPort(int descriptor);
     TSQEventCode_T SerialPortFailure(const std::string& text);
-    TSQEventCode_T SetRegisters(std::span<const LSRegisterValue_T> registers);
+    TSQEventCode_T SetRegisters(std::span<const LSRegisterValue_T> registers) override;
 };

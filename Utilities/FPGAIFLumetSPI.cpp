@@ -1,17 +1,47 @@
 #include "Utilities/FPGAIFLumetSPI.h"
 
-#include "Utilities/LumetRegisterMap.h"
-
 #include <array>
 #include <cassert>
 #include <cstring>
 
-using namespace LumetRegisters;
 using namespace PacketRegisters;
 
 namespace
 {
-/// The FPGA takes correlation filters in pieces of so many entries.
+/// A register or table that each receive channel has. The row's address is the offset in the channel's block.
+struct ChannelRegister_T {
+    RegisterRow_T row;
+
+    constexpr RegisterRow_T Of(FPGAChannel_T channel) const
+    {
+        RegisterRow_T own = row;
+        own.address = static_cast<CorFPGAAddress_T>(row.address + (channel == 1 ? 0x8000 : 0x4000));
+        return own;
+    }
+};
+
+// The registers and tables that this FPGA has in addition to PacketRegisters.
+constexpr RegisterRow_T c_WifiLed{.address = 113, .width = 2, .block = true, .delivery = Delivery::Sent};
+/// The first of the three bytes of an ADC's value.
+constexpr CorFPGAAddress_T c_AdcReference = 128;
+constexpr CorFPGAAddress_T c_AdcWaterTemp = 132;
+constexpr CorFPGAAddress_T c_AdcSenseResistor = 136;
+
+constexpr ChannelRegister_T c_SampleCount{{.address = 0x10, .width = 2, .packets = Packets::OnePerByte}};
+constexpr ChannelRegister_T c_SteppedGain{{.address = 0x12}};
+constexpr ChannelRegister_T c_BaseBandCentre{{.address = 0x20, .width = 4, .packets = Packets::OnePerByte}};
+constexpr ChannelRegister_T c_CorrelationScaling{{.address = 0x40}};
+constexpr ChannelRegister_T c_CorrelationDownShift{{.address = 0x41}};
+constexpr ChannelRegister_T c_SubSampleRate{{.address = 0x42}};
+constexpr ChannelRegister_T c_PingFifo{{.address = 0x50}};
+constexpr ChannelRegister_T c_FifoControl{{.address = 0x51}};
+constexpr ChannelRegister_T c_FifoStatus{{.address = 0x52}};
+constexpr ChannelRegister_T c_StartFreq{{.address = 0x200, .width = 4, .packets = Packets::OnePerByte}};
+constexpr ChannelRegister_T c_ChirpIncrement{{.address = 0x204, .width = 4, .packets = Packets::OnePerByte}};
+constexpr ChannelRegister_T c_BurstLength{{.address = 0x208, .width = 2, .packets = Packets::OnePerByte}};
+constexpr ChannelRegister_T c_CorrelationTable{{.address = 0x2000, .block = true}};
+
+/// A correlation filter is padded to a multiple of this number of entries.
 constexpr std::size_t c_CorrelationPiece = 512;
 } // namespace
 
@@ -83,26 +113,25 @@ TSQEventCode_T CFPGAIFLumetSPI::GetFifoStatusRegister(bCorFifoStatusByte* Status
 
 TSQEventCode_T CFPGAIFLumetSPI::GetADCReference(CorFPGA24BitADCValue_T* AdcValue)
 {
-    return GetADCValue(c_AdcReference.address, AdcValue);
+    return GetADCValue(c_AdcReference, AdcValue);
 }
 
 TSQEventCode_T CFPGAIFLumetSPI::GetSenseResistor(CorFPGA24BitADCValue_T* AdcValue)
 {
-    return GetADCValue(c_AdcSenseResistor.address, AdcValue);
+    return GetADCValue(c_AdcSenseResistor, AdcValue);
 }
 
 TSQEventCode_T CFPGAIFLumetSPI::GetWaterTemp(CorFPGA24BitADCValue_T* AdcValue)
 {
-    return GetADCValue(c_AdcWaterTemp.address, AdcValue);
+    return GetADCValue(c_AdcWaterTemp, AdcValue);
 }
 
 TSQEventCode_T CFPGAIFLumetSPI::GetADCValue(CorFPGAAddress_T Address, CorFPGA24BitADCValue_T* AdcValue)
 {
     assert(AdcValue && "no location to store ADC Value");
-    RegisterRow_T adc = c_AdcReference; // whose shape they all have
-    adc.address = Address;
-    std::array<std::uint8_t, c_AdcReference.width> bytes{};
-    const TSQEventCode_T result = ReadRegister(adc, bytes.data());
+    std::array<std::uint8_t, 3> bytes{};
+    const TSQEventCode_T result =
+        ReadRegister({.address = Address, .width = bytes.size(), .block = true}, bytes.data());
     if (result == c_Success) {
         *AdcValue = GetLittleEndian(bytes.data(), bytes.size());
     }
@@ -178,7 +207,7 @@ TSQEventCode_T CFPGAIFLumetSPI::SetWifiLEDRegister(FpgaWifiLEDRegister_T Leds)
 TSQEventCode_T CFPGAIFLumetSPI::SetDebugRegister(bLumetStatusByte Value, CorFPGAAddress_T Address)
 {
     const TSQEventCode_T queued = WriteRegister({.address = Address}, Value.value);
-    // Unlike the QL modules' FPGA, this one answers the write.
+    // Other than CFPGAIFCorSpi, this waits for a reply to the write.
     Buffer_Bytes_T answer(&Value.value, sizeof Value.value);
     return ReceiveNow(queued, &answer);
 }

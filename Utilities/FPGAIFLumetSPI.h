@@ -8,10 +8,10 @@
 inline constexpr std::size_t c_MaxSamplesFromLumetFPGA = 2048;
 
 /// The sonar FPGA of the Lumet family: two receive channels with a block of registers each, and a few
-/// registers for both. Setters queue their register until the next transmit unless a line says that they
-/// send; both return 0, or -109 when something should have gone out and did not. Getters return 0, or -109
-/// when the request did not go out; a silent device leaves the caller's value alone unless a line says
-/// otherwise. Null arguments are programming errors.
+/// registers for both. Setters queue their register until the next transmit; those whose comment says so send
+/// it at once. Both return 0, or -109 when something should have gone out and did not. Getters return 0, or
+/// -109 when the request did not go out; if the device does not answer, the caller's value is unchanged,
+/// except where a comment says otherwise. Null arguments are assertions.
 class CFPGAIFLumetSPI : public CFPGAPacketLink
 {
 public:

@@ -19,16 +19,13 @@ CFPGALink::CFPGALink(const char* ClassName, const char* Medium, const std::strin
 {
 }
 
-std::unique_ptr<IOSSFile> CFPGALink::CreateDevice()
-{
-    return std::unique_ptr<IOSSFile>(m_pFactory->CreateFile(m_DevicePath.c_str(), O_RDWR, 0));
-}
+void CFPGALink::OpenDevice() { m_SerialPort = m_pFactory->CreateFile(m_DevicePath.c_str(), O_RDWR, 0); }
 
 void CFPGALink::ConfigureSpi()
 {
     m_ErrorCode = m_SerialPort->GetErrorCode();
     if (m_ErrorCode == c_Success) {
-        // A refusal is no failure of the link: a device that cannot work says so at the first transfer.
+        // Part of the contract: whether the request succeeds does not count.
         std::ignore = m_SerialPort->Ioctl(c_ConfigureSpi, nullptr);
     }
 }

@@ -4,15 +4,14 @@
 #include "Utilities/EventCodes.h"
 
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string>
 
 class IOSSFactory;
 class IOSSFile;
 
-/// The device node that leads to an FPGA, with what every transport does on it, whatever its protocol. Device
-/// failures stay in the error code and are reported as events.
+/// The device node of an FPGA, and what every transport does with it. A failed device operation leaves its
+/// error code and is reported as an event.
 class CFPGALink
 {
 public:
@@ -28,14 +27,14 @@ public:
 
 protected:
     /// @param ClassName  origin of the transport's events; must live as long as the object
-    /// @param Medium     how messages call the link; must live as long as the object
+    /// @param Medium     name of the link in messages; must live as long as the object
     /// @param pFactory   not owned
     CFPGALink(const char* ClassName, const char* Medium, const std::string& SerialDevicePath,
               IOSSFactory* pFactory);
 
-    /// Opens the device for reading and writing. Null when the factory makes no file.
-    std::unique_ptr<IOSSFile> CreateDevice();
-    /// Takes the opened device's error code; without an error, prepares the SPI driver.
+    /// Opens the device for reading and writing. m_SerialPort is then what the factory made.
+    void OpenDevice();
+    /// Takes the opened device's error code. If that is 0, configures the SPI driver.
     void ConfigureSpi();
     /// Waits until the FPGA interrupts the SPI driver. Returns 1, or 0 when it did not.
     TSQEventCode_T WaitForInterrupt();
@@ -46,7 +45,7 @@ protected:
     static std::uint8_t Checksum(std::span<const std::uint8_t> bytes);
 
     TSQEventCode_T m_ErrorCode = c_Success;
-    IOSSFile* m_SerialPort = nullptr; ///< the opened device; the class that opens it sees to its end
+    IOSSFile* m_SerialPort = nullptr; ///< the opened device; derived classes release it
     IOSSFactory* m_pFactory;
     std::string m_DevicePath;
 

@@ -25,7 +25,7 @@ constexpr std::uint8_t c_FlagBlock = 0x02;
 static_assert(sizeof(CorFPGADataHeader_T) == c_HeaderSize);
 static_assert(c_LengthOffset + c_WordWidth == c_HeaderSize);
 
-// What the driver moves in one transfer.
+// Bounds of a packet and of a transfer.
 constexpr std::size_t c_SplitThreshold = 5056; ///< header and payload
 constexpr std::size_t c_LargestPayload = 5049;
 constexpr std::size_t c_TransferBound = 5057;
@@ -39,7 +39,7 @@ static_assert(sizeof(int) == 4, "the ping-read descriptor has 32-bit words");
 
 constexpr int c_ReplyTimeoutMs = 1000;
 
-/// What the registers count samples in.
+/// Registers count samples in units of 16.
 constexpr std::uint32_t c_SamplesPerUnit = 16;
 } // namespace
 
@@ -49,7 +49,11 @@ CFPGAPacketLink::CFPGAPacketLink(const char* ClassName, const std::string& Seria
 {
 }
 
-void CFPGAPacketLink::OpenDevice() { m_SerialPort = KeepUntilExit(CreateDevice()); }
+void CFPGAPacketLink::OpenDevice()
+{
+    CFPGALink::OpenDevice();
+    KeepUntilExit(std::unique_ptr<IOSSFile>(m_SerialPort));
+}
 
 TSQEventCode_T CFPGAPacketLink::ReceiveData(Buffer_Bytes_T* Buffer)
 {
@@ -85,7 +89,7 @@ TSQEventCode_T CFPGAPacketLink::CreateCommandPacket(Buffer_Bytes_T* Data, unsign
     TSQEventCode_T result = c_Success;
     for (std::size_t taken = 0; taken < total; taken += c_LargestPayload) {
         Buffer_Bytes_T chunk(Data->data() + taken, std::min(c_LargestPayload, total - taken));
-        // The FPGA's addresses have 16 bits and wrap.
+        // Addresses have 16 bits and wrap.
         result =
             PopulateCommandPacket(&chunk, static_cast<unsigned short>(address + taken), read, block, false);
     }
@@ -229,7 +233,7 @@ TSQEventCode_T CFPGAPacketLink::ReadPingFifo(const RegisterRow_T& fifo, int inte
                                              Buffer_Bytes_T* Buffer)
 {
     std::array<int, 5> descriptor{static_cast<int>(c_SyncWord), fifo.address, interruptMode, 1, 1};
-    // Between the two requests the driver turns a write round: it fills the writer's buffer.
+    // Between the two requests a write does the opposite: the driver fills the buffer.
     std::ignore = m_SerialPort->Ioctl(c_StartPingRead, descriptor.data());
     const TSQEventCode_T result = SendData(Buffer);
     std::ignore = m_SerialPort->Ioctl(c_EndPingRead, nullptr);

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "Utilities/Endian.h"
 #include "Utilities/FPGALink.h"
 #include "Utilities/FPGATypes.h"
-#include "Utilities/LittleEndian.h"
-#include "Utilities/RegisterMap.h"
 
 #include <array>
 #include <cstddef>
@@ -12,13 +11,46 @@
 #include <string>
 #include <vector>
 
+/// Address of an FPGA register, or of the first byte of a table.
+using CorFPGAAddress_T = std::uint16_t;
+
+/// How many packets carry a register that is wider than a byte.
+enum class Packets {
+    One,       ///< all bytes in one packet
+    OnePerByte ///< each byte in a packet of its own, at consecutive addresses from the low byte up
+};
+
+/// When a written register leaves.
+enum class Delivery {
+    Queued, ///< with the next transmit
+    Sent    ///< at once, with everything queued before it
+};
+
+/// One row of a register map; the constant's name is the register's. Values are little-endian on the wire.
+struct RegisterRow_T {
+    CorFPGAAddress_T address;
+    std::size_t width = 1; ///< bytes, 1 to 4; without meaning for a table
+    Packets packets = Packets::One;
+    bool block = false; ///< the packets carry the block flag, as those of every table do
+    Delivery delivery = Delivery::Queued;
+};
+
+/// Registers that every FPGA on a packet link has.
+namespace PacketRegisters
+{
+inline constexpr RegisterRow_T c_Command{.address = 0};
+inline constexpr RegisterRow_T c_Status{.address = 1};
+inline constexpr RegisterRow_T c_Version{.address = 2};
+inline constexpr RegisterRow_T c_BoostLevel{.address = 8};
+inline constexpr RegisterRow_T c_Sync{.address = 96, .delivery = Delivery::Sent};
+} // namespace PacketRegisters
+
 /// Header of a command packet as it travels: sync word, address, flags, payload length minus one.
 using CorFPGADataHeader_T = std::array<std::uint8_t, 7>;
 
 /// The packet protocol of the SPI-linked FPGAs: packets are queued into transfers, one device write each, and
 /// a read is one packet that clocks its own reply out. A transport derives from it and adds its registers.
-/// The device stays open beyond the object: others may hold its descriptor, and it is kept until the process
-/// ends.
+/// The device stays open until the process ends, even if the object is destroyed.
 class CFPGAPacketLink : public CFPGALink
 {
 public:
@@ -42,10 +74,10 @@ public:
     /// Closes the current transfer; the next packet starts another.
     void TransferToDataToGoArray();
 
-    /// Writes everything queued, in order, past failures, and empties the queue. Returns the bytes that went
-    /// out.
+    /// Writes everything queued, in order, and empties the queue. A failed write does not stop the next one.
+    /// Returns the bytes that went out.
     unsigned int TransmitDataToFPGA();
-    /// Transmits. Returns 0, or -109 when nothing went out, be it a failure or an empty queue.
+    /// Transmits. Returns 0, or -109 when nothing went out: the queue was empty or every write failed.
     TSQEventCode_T UpdateFPGA();
     /// Sends the current transfer, which ends in a read, and receives the reply into the buffer. Returns the
     /// bytes of the request that went out; closed transfers stay queued.
@@ -53,7 +85,7 @@ public:
 
     /// Waits until the FPGA interrupts. Returns 1, or 0 when it did not.
     TSQEventCode_T WaitOnInterrupt() { return WaitForInterrupt(); }
-    /// Reads or writes any span of registers at once. Returns 0, or -109 when nothing went out.
+    /// Reads or writes registers at consecutive addresses. Returns 0, or -109 when nothing went out.
     TSQEventCode_T TestFPGAAccess(Buffer_Bytes_T* Buffer, unsigned short address, bool read, bool block);
 
     /// Queues the register.
@@ -61,7 +93,7 @@ public:
     /// Sends. Returns 0, or -109 when nothing went out.
     TSQEventCode_T SetSyncRegister(bFpgaPSUSyncRegister Sync);
 
-    /// A flag for callers that share the transport. It gives no mutual exclusion.
+    /// A flag for callers that share the transport. The transport itself ignores it.
     bool IsSpiBusy() const { return m_bBusy; }
     void SetBusy() { m_bBusy = true; }
     void SetFree() { m_bBusy = false; }
@@ -71,7 +103,7 @@ protected:
     /// @param pFactory   not owned
     CFPGAPacketLink(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory);
 
-    /// Opens the device; m_SerialPort is then what the factory gave.
+    /// As CFPGALink::OpenDevice(), and keeps the device open until the process ends.
     void OpenDevice();
 
     /// Writes a register as its row says. Returns 0, or -109 when it should have gone out and did not.

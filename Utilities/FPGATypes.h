@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-/// One register image as it travels to or from the FPGA. Each register has a type of its own, so that a byte
-/// meant for one cannot be handed to another.
+/// One register image as it travels to or from the FPGA. Each register has its own type, so that a byte for
+/// one register cannot be passed to another.
 template <class Tag, class Image>
 struct FpgaRegister_T {
     Image value{};

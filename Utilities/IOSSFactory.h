@@ -9,7 +9,7 @@
 #include <string>
 #include <sys/types.h>
 
-/// Where a task's error status would be published; only ever stored on this platform.
+/// Receives a task's error status; this platform only stores the pointer.
 class IDatabaseErrorStatusMessage;
 /// File-change notifier; this platform has none.
 class IOSSNotify;
@@ -17,8 +17,8 @@ class IOSSNotify;
 /// How CopyFile copies: 0 returns before the copy ends, any other value waits for it.
 enum BackGroundCopy_T { BACKGROUND_COPY = 0, FOREGROUND_COPY = 1 };
 
-/// The one door to the operating system. Null arguments are assertions. The shell chores return 0, or -101
-/// when no shell could be started; the exit status of the command itself is not examined.
+/// The operating-system services. Null arguments are assertions. The operations that run a shell command
+/// return 0, or -101 when no shell could be started; the exit status of the command itself does not count.
 class IOSSFactory
 {
 public:

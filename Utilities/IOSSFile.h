@@ -10,7 +10,7 @@ using UINT8 = std::uint8_t;
 using UINT16 = std::uint16_t;
 using UINT32 = std::uint32_t;
 
-/// One entry of IOSSFile::MultiPoll: a descriptor and the poll() events wanted of it.
+/// One entry of IOSSFile::MultiPoll: a descriptor and the poll() events to wait for.
 struct PollMember_T {
     int descriptor;
     short events;
@@ -34,7 +34,7 @@ public:
     virtual bool Ioctl(unsigned long request, int* argument) = 0;
 
     /// Reads the next number of the file's text. Reading from a file that is not open is an assertion. Text
-    /// that is no number counts as success and gives 0; at the end of the file the error code decides.
+    /// that is no number counts as success and gives 0; at the end of the file the result is that of errno.
     virtual bool ReadStream(UINT8* Data) = 0;
     virtual bool ReadStream(UINT16* Data) = 0;
     virtual bool ReadStream(UINT32* Data) = 0;

@@ -1,7 +1,8 @@
 #include "Utilities/Lowscan.h"
 
-#include "Utilities/BigEndian.h"
+#include "Utilities/Endian.h"
 #include "Utilities/IOSSFile.h"
+#include "Utilities/Saturate.h"
 
 #include <algorithm>
 #include <cassert>
@@ -29,8 +30,8 @@ constexpr std::uint32_t c_PeriodMask = 0x3FF;
 constexpr std::uint32_t c_TopBit = 0x80000000;
 constexpr std::uint32_t c_LargestGainWord = 4095;
 
-// Units of frequency and sweep. The last two are what single precision makes of 0.0131072 and 1.6777; the
-// digits beyond those count.
+// Units of frequency and sweep. The last two are the single-precision values nearest 0.0131072 and 1.6777;
+// all their digits count.
 constexpr double c_ClockCorrection = 1.051682297;
 constexpr double c_StartUnitsPerHz = 0.013107200153172016;
 constexpr double c_SweepUnitsPerHz = 1.6777000427246094;
@@ -58,7 +59,7 @@ void PutFloat(const Buffer_Bytes_T& buffer, std::size_t index, std::uint32_t who
     std::memcpy(buffer.data() + index * sizeof(value), &value, sizeof(value));
 }
 
-/// All six registers of a channel, in the order in which the FPGA takes them.
+/// All six registers of a channel, in the order of a set-up.
 std::array<LSRegisterValue_T, 6> ChannelRegisters(const LSChannelConfigure_T& block)
 {
     const auto pulse = PulseRegisters(block.channel, block.period, block.startFrequency, block.endFrequency);
@@ -114,30 +115,23 @@ LSRegisterValue_T BoostRegister(unsigned char level, bool enable)
     return {c_Boost, level | (enable ? c_TopBit : 0)};
 }
 
-TSQEventCode_T SetConfiguration(const LSFpgaCompleteConfigure_T& config, const LSSetRegisters_T& set)
-{
-    TSQEventCode_T result = c_Success;
-    for (const LSChannelConfigure_T* pBlock : {&config.channel0, &config.channel1}) {
-        if (result == c_Success) {
-            result = set(ChannelRegisters(*pBlock));
-        }
-    }
-    return result == c_Success ? set(std::array{AnalogueGainRegister(config.analogueGainLevel),
-                                                BoostRegister(config.boostLevel, config.boostEnable != 0)})
-                               : result;
-}
-
 CLowscan::CLowscan(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory)
     : CFPGALink(ClassName, "UART", SerialDevicePath, pFactory) // in messages, on either link
 {
 }
 
-CLowscan::~CLowscan() = default;
+// The factory hands its files over by raw pointer.
+CLowscan::~CLowscan() { delete m_SerialPort; }
 
-void CLowscan::OpenDevice()
+TSQEventCode_T CLowscan::SetConfiguration(const LSFpgaCompleteConfigure_T& config)
 {
-    m_pDevice = CreateDevice();
-    m_SerialPort = m_pDevice.get();
+    for (const LSChannelConfigure_T* pChannel : {&config.channel0, &config.channel1}) {
+        if (const TSQEventCode_T result = SetRegisters(ChannelRegisters(*pChannel)); result != c_Success) {
+            return result;
+        }
+    }
+    return SetRegisters(std::array{AnalogueGainRegister(config.analogueGainLevel),
+                                   BoostRegister(config.boostLevel, config.boostEnable != 0)});
 }
 
 TSQEventCode_T CLowscan::Echo(const std::string& text)
@@ -165,8 +159,8 @@ TSQEventCode_T CLowscan::ReceiveData(Buffer_Bytes_T* Buffer)
                             std::to_string(bytesWanted) + " after " + std::to_string(reads) + " reads");
             break;
         }
-        // A read leaves its count as the size that the next one asks for: pieces of a reply never grow. A
-        // line that hung up is always ready and gives nothing, which must not go on for ever.
+        // A read sets the buffer's size to its count, so the next read asks for no more than that. A line
+        // that hung up is always ready and gives nothing: it counts as a failed read.
         bArrives = m_SerialPort->Read(&staging) && staging.size() != 0;
         const std::size_t count = bArrives ? staging.size() : 0;
         std::copy_n(storage.data(), std::min(count, Buffer->capacity() - got), Buffer->data() + got);
@@ -200,7 +194,9 @@ std::size_t CLowscan::PingPacketSize(const Buffer_Bytes_T& samples)
 TSQEventCode_T CLowscan::ReceivePing(Buffer_Bytes_T* pSamples, Buffer_Bytes_T* pValues)
 {
     LSPingReturnPacket_T packet{};
-    Buffer_Bytes_T reply(packet.data(), PingPacketSize(*pSamples));
+    Buffer_Bytes_T reply(packet.data(), packet.size());
+    // A burst may bring more than the packet that was asked for; the room is that of the largest packet.
+    reply.size(PingPacketSize(*pSamples));
     if (ReceiveData(&reply) != c_Success) {
         return m_ErrorCode;
     }
@@ -210,7 +206,7 @@ TSQEventCode_T CLowscan::ReceivePing(Buffer_Bytes_T* pSamples, Buffer_Bytes_T* p
         for (std::size_t at = 0; at < std::min(samples - done, c_BlockSamples); ++at) {
             PutFloat(*pSamples, done + at, pBlock[at]);
         }
-        // A rest of samples has its values where a whole block has them, also beyond the packet's end.
+        // A partial block keeps its value pair at the offset of a full block, even beyond the packet's end.
         for (std::size_t at = c_BlockSamples; at < c_BlockSize; at += c_ValueSize) {
             PutFloat(*pValues, value++, GetBigEndian(pBlock + at, c_ValueSize) >> c_ValueShift);
         }

@@ -2,13 +2,10 @@
 
 #include "Utilities/FPGALink.h"
 #include "Utilities/FPGATypes.h"
-#include "Utilities/Saturate.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <span>
 #include <string>
 
@@ -20,7 +17,7 @@ inline constexpr std::size_t c_MaxSamplesFromLowscanFPGA = 1024;
 /// The largest packet that answers a ping.
 using LSPingReturnPacket_T = std::array<std::uint8_t, 1059>;
 
-/// A register of the Lowscan FPGA and what it should hold.
+/// A register of the Lowscan FPGA and the value to set.
 struct LSRegisterValue_T {
     std::uint16_t address;
     std::uint32_t value;
@@ -43,15 +40,8 @@ LSRegisterPair_T GainRegisters(LSChannel_T Channel, LSGain_T Gain, LSColourGain_
 LSRegisterValue_T AnalogueGainRegister(unsigned char level);
 LSRegisterValue_T BoostRegister(unsigned char level, bool enable);
 
-/// Sets registers in this order; returns 0 when it has.
-using LSSetRegisters_T = std::function<TSQEventCode_T(std::span<const LSRegisterValue_T>)>;
-/// Has all registers of a whole ping set-up set, in the order in which the FPGA takes them, up to the first
-/// result that is not 0, which is returned. A setting that is not allowed is an assertion when its channel's
-/// turn comes.
-TSQEventCode_T SetConfiguration(const LSFpgaCompleteConfigure_T& config, const LSSetRegisters_T& set);
-
-/// What the UART and the SPI link of a Lowscan FPGA have in common: receiving, and what the replies mean. A
-/// transport derives from it and says how register values and requests travel.
+/// What the UART and the SPI link of a Lowscan FPGA have in common: the order of a ping set-up, receiving,
+/// and decoding replies. A transport derives from it and sends register values and requests.
 class CLowscan : public CFPGALink
 {
 public:
@@ -69,8 +59,12 @@ protected:
     /// @param pFactory   not owned
     CLowscan(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory);
 
-    /// Opens the device; m_SerialPort is then what the factory gave, open until this object ends.
-    void OpenDevice();
+    /// Sets registers in this order, up to the first failure. Returns 0 or that failure.
+    virtual TSQEventCode_T SetRegisters(std::span<const LSRegisterValue_T> registers) = 0;
+    /// Calls SetRegisters() for channel 0, for channel 1 and for the settings that both share, up to the
+    /// first result that is not 0, which is returned. A setting that is not allowed is an assertion when it
+    /// is its channel's turn.
+    TSQEventCode_T SetConfiguration(const LSFpgaCompleteConfigure_T& config);
 
     /// Receives a reply of so many bytes that carries the version. A failure leaves the version alone.
     TSQEventCode_T ReceiveVersion(std::size_t replySize, SWVersion_T* pVersion);
@@ -79,9 +73,6 @@ protected:
     static std::size_t PingPacketSize(const Buffer_Bytes_T& samples);
     /// Receives a ping's packet and unpacks it into floats.
     /// @param pSamples  filled to its current size; a sample is 0 to 255
-    /// @param pValues   takes two values, 0 to 4,095, for every 128 samples and two more for a rest
+    /// @param pValues   takes two values, 0 to 4,095, for each full or partial block of 128 samples
     TSQEventCode_T ReceivePing(Buffer_Bytes_T* pSamples, Buffer_Bytes_T* pValues);
-
-private:
-    std::unique_ptr<IOSSFile> m_pDevice;
 };

@@ -14,23 +14,21 @@
 
 namespace
 {
-/// Runs a shell command. What the command itself makes of it is its own affair: chores such as removing what
-/// is not there are not failures of this layer.
+/// Runs a shell command, whose exit status does not count.
 TSQEventCode_T Shell(std::initializer_list<const char*> Pieces)
 {
     std::string command;
     for (const char* piece : Pieces) {
         command += piece;
     }
-    // Chores are done by the unit's own tools, as the sounder's software does them.
+    // That these jobs are shell commands is part of the contract.
     // NOLINTNEXTLINE(cert-env33-c)
     return std::system(command.c_str()) < 0 ? c_ShellNotStarted : c_Success;
 }
 
 TSQEventCode_T ErrnoUnlessZero(int Result) { return Result == 0 ? c_Success : errno; }
 
-/// pthread calls report failure by positive numbers, which count as done here: callers look at the thread
-/// itself.
+/// Part of the contract: only a negative result is a failure, although pthread calls fail with positive ones.
 TSQEventCode_T ThreadCall(int Result) { return Result < 0 ? c_ThreadCallFailed : c_Success; }
 
 void CloseDirectory(DIR* pDirectory)
@@ -150,10 +148,11 @@ bool COSSLinuxFactory::CheckForFile(const char* FullPath, const char* FileName)
     if (pDirectory == nullptr) {
         return false;
     }
-    bool found = false;
-    while (const dirent* pEntry = found ? nullptr : readdir(pDirectory)) {
-        found = pEntry->d_type == DT_REG && std::strcmp(pEntry->d_name, FileName) == 0;
+    const dirent* pEntry = readdir(pDirectory);
+    while (pEntry != nullptr && !(pEntry->d_type == DT_REG && std::strcmp(pEntry->d_name, FileName) == 0)) {
+        pEntry = readdir(pDirectory);
     }
+    const bool found = pEntry != nullptr;
     CloseDirectory(pDirectory);
     return found;
 }
@@ -199,5 +198,5 @@ std::uint32_t COSSLinuxFactory::GetFileSize(const char* file)
         SendEvent(c_EventInformation, errno, "COSSLinuxFactory::GetFileSize", file);
         return 0;
     }
-    return static_cast<std::uint32_t>(status.st_size); // callers keep sizes in 32 bits
+    return static_cast<std::uint32_t>(status.st_size);
 }

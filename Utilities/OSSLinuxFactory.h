@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// The operating system's door on Linux. File chores are shell commands, given to the shell as the names
-/// come: nothing is quoted, so blanks split a name and wildcards match.
+/// The operating-system services on Linux. Jobs on files are shell commands, and names are not quoted: blanks
+/// split a name and wildcards match.
 class COSSLinuxFactory : public IOSSFactory
 {
 public:

@@ -2,23 +2,55 @@
 
 #include "Utilities/EventCodes.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <type_traits>
 #include <unistd.h>
+
+// The errno constants. Their numbers are the platform's.
+// clang-format off
+#define SONARBENCH_ERRNO_NAMES(X) \
+    X(EPERM) X(ENOENT) X(ESRCH) X(EINTR) X(EIO) X(ENXIO) X(E2BIG) X(ENOEXEC) X(EBADF) X(ECHILD) X(EAGAIN) \
+    X(ENOMEM) X(EACCES) X(EFAULT) X(ENOTBLK) X(EBUSY) X(EEXIST) X(EXDEV) X(ENODEV) X(ENOTDIR) X(EISDIR) \
+    X(EINVAL) X(ENFILE) X(EMFILE) X(ENOTTY) X(ETXTBSY) X(EFBIG) X(ENOSPC) X(ESPIPE) X(EROFS) X(EMLINK) \
+    X(EPIPE) X(EDOM) X(ERANGE) X(EDEADLK) X(EDEADLOCK) X(ENAMETOOLONG) X(ENOLCK) X(ENOSYS) X(ENOTEMPTY) \
+    X(ELOOP) X(ENOMSG) X(EIDRM) X(ECHRNG) X(EL2NSYNC) X(EL3HLT) X(EL3RST) X(ELNRNG) X(EUNATCH) X(ENOCSI) \
+    X(EL2HLT) X(EBADE) X(EBADR) X(EXFULL) X(ENOANO) X(EBADRQC) X(EBADSLT) X(EBFONT) X(ENOSTR) X(ENODATA) \
+    X(ETIME) X(ENOSR) X(ENONET) X(ENOPKG) X(EREMOTE) X(ENOLINK) X(EADV) X(ESRMNT) X(ECOMM) X(EPROTO) \
+    X(EMULTIHOP) X(EDOTDOT) X(EBADMSG) X(EOVERFLOW) X(ENOTUNIQ) X(EBADFD) X(EREMCHG) X(ELIBACC) X(ELIBBAD) \
+    X(ELIBSCN) X(ELIBMAX) X(ELIBEXEC) X(EILSEQ) X(ERESTART) X(ESTRPIPE) X(EUSERS) X(ENOTSOCK) \
+    X(EDESTADDRREQ) X(EMSGSIZE) X(EPROTOTYPE) X(ENOPROTOOPT) X(EPROTONOSUPPORT) X(ESOCKTNOSUPPORT) \
+    X(EOPNOTSUPP) X(EPFNOSUPPORT) X(EAFNOSUPPORT) X(EADDRINUSE) X(EADDRNOTAVAIL) X(ENETDOWN) \
+    X(ENETUNREACH) X(ENETRESET) X(ECONNABORTED) X(ECONNRESET) X(ENOBUFS) X(EISCONN) X(ENOTCONN) \
+    X(ESHUTDOWN) X(ETOOMANYREFS) X(ETIMEDOUT) X(ECONNREFUSED) X(EHOSTDOWN) X(EHOSTUNREACH) X(EALREADY) \
+    X(EINPROGRESS) X(ESTALE) X(EUCLEAN) X(ENOTNAM) X(ENAVAIL) X(EISNAM) X(EREMOTEIO) X(EDQUOT) \
+    X(ENOMEDIUM) X(EMEDIUMTYPE) X(ECANCELED) X(ENOKEY) X(EKEYEXPIRED) X(EKEYREVOKED) X(EKEYREJECTED) \
+    X(EOWNERDEAD) X(ENOTRECOVERABLE)
+// clang-format on
 
 namespace
 {
-// A process id that no process has: it stays in the record when nobody holds a lock.
+struct ErrnoRow_T {
+    int number;
+    const char* name;
+};
+
+#define SONARBENCH_ERRNO_ROW(name) {name, #name},
+constexpr ErrnoRow_T c_ErrnoRows[] = {SONARBENCH_ERRNO_NAMES(SONARBENCH_ERRNO_ROW)};
+
+// In a lock query: still there afterwards if no process holds a lock.
 constexpr pid_t c_NoProcess = -1;
 
-// The bits of open() flags that tell reading from writing.
+// The bits of open() flags that select reading or writing.
 constexpr int c_AccessBits = 3;
 
-/// A record lock from the first byte to whatever the end of the file becomes.
+/// A record lock on the whole file, also if it grows.
 struct flock WholeFile(short Type)
 {
     struct flock lock = {};
@@ -27,7 +59,56 @@ struct flock WholeFile(short Type)
     lock.l_pid = c_NoProcess;
     return lock;
 }
+
+// The format that a number is scanned with, and the type that this format fills.
+struct UnsignedText_T {
+    using Filled_T = unsigned int;
+    static constexpr char c_Format[] = "%u ";
+};
+struct SizeText_T {
+    using Filled_T = std::size_t;
+    static constexpr char c_Format[] = "%zu ";
+};
+struct SignedText_T {
+    using Filled_T = int;
+    static constexpr char c_Format[] = "%d ";
+};
+// Without the blank, the white space after the number is left to the next read.
+struct SignedTextOnly_T {
+    using Filled_T = int;
+    static constexpr char c_Format[] = "%d";
+};
+struct RealText_T {
+    using Filled_T = float;
+    static constexpr char c_Format[] = "%f ";
+};
+struct RealTextOnly_T {
+    using Filled_T = float;
+    static constexpr char c_Format[] = "%f";
+};
+
+/// A scanned number before it is converted to its destination. Part of the contract: whole numbers pass
+/// through int, so a size beyond its range wraps, and a real number's four bytes become the first four of a
+/// double.
+template <typename Filled_T>
+auto Scanned(Filled_T Filled)
+{
+    if constexpr (std::is_floating_point_v<Filled_T>) {
+        double scanned = 0;
+        static_assert(sizeof(Filled) == 4 && sizeof(scanned) == 8);
+        std::memcpy(&scanned, &Filled, sizeof(Filled));
+        return scanned;
+    } else {
+        return static_cast<int>(Filled);
+    }
+}
 } // namespace
+
+const char* ErrnoName(int Number)
+{
+    const auto* const pRow = std::ranges::find(c_ErrnoRows, Number, &ErrnoRow_T::number);
+    return pRow == std::end(c_ErrnoRows) ? nullptr : pRow->name;
+}
 
 COSSLinuxFile::COSSLinuxFile(const char* Name, int flags, int mode)
 {
@@ -54,7 +135,7 @@ bool COSSLinuxFile::Open(int flags, int mode)
         return false;
     }
 
-    // The descriptor stays open: a device node that somebody else holds can still be driven through it.
+    // The descriptor stays open: a device node that another process has locked can still be used.
     const pid_t holder = CheckForLock();
     if (m_ErrorCode != 0 || holder != c_NoProcess) {
         m_ErrorCode = c_FileLocked;
@@ -72,8 +153,7 @@ bool COSSLinuxFile::Open(int flags, int mode)
 
 const char* COSSLinuxFile::GetFileAccess(int flags)
 {
-    // stdio goes by the first letter: the stream of a read-write open reads, writing is left to the
-    // descriptor.
+    // stdio takes the first letter: the stream of a read-write open can only read.
     static constexpr const char* c_Modes[] = {"r", "w", "rw", "r"};
     return c_Modes[flags & c_AccessBits];
 }
@@ -103,7 +183,7 @@ pid_t COSSLinuxFile::CheckForLock()
 void COSSLinuxFile::ApplyLock(int flags)
 {
     m_ErrorCode = 0;
-    // A read-write open takes no lock: device nodes are opened so, and several programs may drive one.
+    // A read-write open takes no lock. Part of the contract.
     if ((flags & c_AccessBits) != O_WRONLY) {
         return;
     }
@@ -130,7 +210,7 @@ bool COSSLinuxFile::Close()
         }
         m_pStream = nullptr;
     }
-    // Also after a failed fclose, which need not have come as far as the descriptor.
+    // Also after a failed fclose().
     if (m_FileDescriptor != -1) {
         close(m_FileDescriptor);
     }
@@ -179,10 +259,82 @@ bool COSSLinuxFile::Ioctl(unsigned long request, int* argument)
     if (m_FileDescriptor == -1) {
         return false;
     }
-    // The driver's answer itself is the error code: callers tell its values apart, errno would hide them.
+    // Part of the contract: the error code is what ioctl() returned, not errno.
     m_ErrorCode = ioctl(m_FileDescriptor, request, argument);
     return m_ErrorCode == 0;
 }
+
+/// Reads Count numbers. At the end of the input an element keeps its value and errno is the error code: the
+/// end of a text is no failure, a file that cannot be read is one.
+template <typename Text_T, typename Destination_T>
+bool COSSLinuxFile::ReadNumbers(Destination_T* Data, std::size_t Count)
+{
+    std::FILE* const pFile = m_pStream;
+    assert(Data);
+    assert(pFile);
+    for (std::size_t place = 0; place < Count; ++place) {
+        typename Text_T::Filled_T filled = 0;
+        if (std::fscanf(pFile, Text_T::c_Format, &filled) != EOF) {
+            Data[place] = static_cast<Destination_T>(Scanned(filled));
+            m_ErrorCode = 0;
+        } else {
+            m_ErrorCode = errno;
+        }
+    }
+    return Count == 0 || m_ErrorCode == 0;
+}
+
+bool COSSLinuxFile::ReadStream(UINT8* Data) { return ReadNumbers<UnsignedText_T>(Data); }
+bool COSSLinuxFile::ReadStream(UINT16* Data) { return ReadNumbers<UnsignedText_T>(Data); }
+bool COSSLinuxFile::ReadStream(UINT32* Data) { return ReadNumbers<UnsignedText_T>(Data); }
+bool COSSLinuxFile::ReadStream(unsigned long* Data) { return ReadNumbers<SizeText_T>(Data); }
+bool COSSLinuxFile::ReadStream(int* Data) { return ReadNumbers<SignedText_T>(Data); }
+bool COSSLinuxFile::ReadStream(int* Data, std::size_t count)
+{
+    return ReadNumbers<SignedText_T>(Data, count);
+}
+bool COSSLinuxFile::ReadStream(short* Data) { return ReadNumbers<SignedTextOnly_T>(Data); }
+bool COSSLinuxFile::ReadStream(short* Data, std::size_t count)
+{
+    return ReadNumbers<SignedText_T>(Data, count);
+}
+bool COSSLinuxFile::ReadStream(char* Data) { return ReadNumbers<SignedText_T>(Data); }
+bool COSSLinuxFile::ReadStream(bool* Data) { return ReadNumbers<SignedTextOnly_T>(Data); }
+bool COSSLinuxFile::ReadStream(double* Data) { return ReadNumbers<RealTextOnly_T>(Data); }
+bool COSSLinuxFile::ReadStream(float* Data) { return ReadNumbers<RealTextOnly_T>(Data); }
+bool COSSLinuxFile::ReadStream(float* Data, std::size_t count)
+{
+    return ReadNumbers<RealText_T>(Data, count);
+}
+
+bool COSSLinuxFile::ReadStream(char* Data, const char* Format)
+{
+    assert(Data);
+    assert(Format);
+    return m_pStream != nullptr && Record(std::fscanf(m_pStream, Format, Data) != EOF);
+}
+
+bool COSSLinuxFile::WriteStream(const char* Data)
+{
+    assert(Data);
+    if (m_pStream != nullptr) {
+        m_ErrorCode = 0;
+        Record(std::fputs(Data, m_pStream) != EOF);
+        Record(std::fflush(m_pStream) == 0);
+    }
+    return m_ErrorCode == 0;
+}
+
+bool COSSLinuxFile::Fseek(int offset, int whence)
+{
+    if (m_pStream == nullptr) {
+        return false;
+    }
+    m_ErrorCode = 0;
+    return Record(std::fseek(m_pStream, offset, whence) != -1);
+}
+
+long COSSLinuxFile::Ftell() { return m_pStream == nullptr ? -1 : std::ftell(m_pStream); }
 
 int COSSLinuxFile::Poll(short events, int timeout)
 {

@@ -5,12 +5,16 @@
 #include <cstdio>
 #include <sys/types.h>
 
+/// The symbolic name of an errno number, such as "ENOENT" for 2; null for a number that has none. EAGAIN and
+/// EDEADLK have a second name (EWOULDBLOCK, EDEADLOCK), which is never returned.
+const char* ErrnoName(int Number);
+
 /// A Linux file, device node or pipe: one descriptor with a stdio stream on it. A write-only open holds a
 /// record lock on the whole file until it is closed, which keeps two writing processes apart.
 class COSSLinuxFile : public IOSSFile
 {
 public:
-    /// Opens the file; whether that worked is seen by GetErrorCode() or GetFileDescriptor().
+    /// Opens the file; GetErrorCode() or GetFileDescriptor() says whether that worked.
     /// @param Name  path of at most 255 characters; a longer one is an assertion
     /// @param flags, mode  as open() takes them
     COSSLinuxFile(const char* Name, int flags, int mode);
@@ -56,7 +60,7 @@ public:
     static const char* GetFileAccess(int flags);
     /// Process that holds a record lock on the file, -1 for none; the holder is printed.
     pid_t CheckForLock();
-    /// Takes the lock when the flags are write-only; the error code tells how that went.
+    /// Takes the lock when the flags are write-only; a failure is in the error code.
     void ApplyLock(int flags);
 
 private:

@@ -12,7 +12,7 @@
 
 namespace
 {
-// The prefixes of each kind of network stand together, so a kind is a stretch of this list.
+// Each kind of network has consecutive prefixes of this list.
 constexpr std::string_view c_Prefixes[] = {"127.", "10.", "192.", "172."};
 constexpr struct {
     std::size_t first;
@@ -54,7 +54,7 @@ COSSLinuxNetwork::COSSLinuxNetwork(int domain, int type, int protocol, NetworkIn
     FindSystemAddress(Interface);
 }
 
-// A socket that never opened ends the program here at the latest: its owner did not look at the error code.
+// Part of the contract: a socket that did not open is an assertion here.
 COSSLinuxNetwork::~COSSLinuxNetwork() { Close(); }
 
 void COSSLinuxNetwork::Open(int domain, int type, int protocol)
@@ -125,7 +125,7 @@ bool COSSLinuxNetwork::SetSockOpt(int level, int name, const void* value, std::s
 bool COSSLinuxNetwork::EnableTxMulticast()
 {
     Begin();
-    // Set twice on purpose; either failure counts.
+    // Part of the contract: the option is set twice, and either failure counts.
     for (int round = 0; round < 2; ++round) {
         Record(setsockopt(m_Socket, IPPROTO_IP, IP_MULTICAST_IF, &m_SystemIPAddress,
                           sizeof(m_SystemIPAddress)) != -1);

@@ -11,8 +11,8 @@ class COSSLinuxNetwork : public IOSSNetwork
 {
 public:
     /// Opens the socket, as socket() takes the first three, and looks up the unit's own address.
-    /// GetErrorCode() tells a failure; a socket that did not open is an assertion in every later use, its end
-    /// included.
+    /// GetErrorCode() says whether that failed; every later use of a socket that did not open, its
+    /// destruction included, is an assertion.
     COSSLinuxNetwork(int domain, int type, int protocol, NetworkInterface_T Interface);
     ~COSSLinuxNetwork() override;
     COSSLinuxNetwork(const COSSLinuxNetwork&) = delete;
@@ -30,8 +30,8 @@ public:
     int GetErrorCode() const override;
     int GetFileDescriptor() const override;
 
-    /// Which of a host's dotted addresses, in listing order, is the unit's own: the last that counts for this
-    /// kind of network; empty when none does.
+    /// The unit's own address among the host's dotted addresses: the last one of this kind of network; empty
+    /// when there is none.
     static std::string ChooseAddress(NetworkInterface_T Interface, const std::vector<std::string>& Addresses);
 
 private:
@@ -42,11 +42,11 @@ private:
     bool SetFlags(int Flags);
     /// Keeps errno as the error code when a call has failed. Returns whether the error code is 0.
     bool Record(bool Succeeded);
-    /// Every operation on the socket begins so.
+    /// The first step of every operation on the socket.
     void Begin();
 
     int m_Socket = -1;
     int m_ErrorCode = 0;
-    sockaddr_in m_Address = {}; // bound to, then the sender of what was last received
+    sockaddr_in m_Address = {}; // the bound address, later the sender of the last datagram
     AUINT32 m_SystemIPAddress = 0;
 };

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <limits>
 
-/// The whole part of a value as the target's processor converts it, on every host: what is below zero or not
-/// a number gives 0, what is beyond the range its largest value.
+/// The whole part of a value, converted as on the target's processor: a negative value or NaN gives 0, a
+/// value beyond the range gives the largest.
 constexpr std::uint32_t SaturateToUnsigned(double value)
 {
     constexpr std::uint32_t largest = std::numeric_limits<std::uint32_t>::max();

@@ -70,6 +70,7 @@ BENCHMARK(QueueConfiguration);
 struct CZeroLink : CLowscan {
     explicit CZeroLink(IOSSFactory* pFactory) : CLowscan("CZeroLink", "/dev/zero", pFactory) { OpenDevice(); }
     using CLowscan::ReceivePing;
+    TSQEventCode_T SetRegisters(std::span<const LSRegisterValue_T>) override { return c_Success; }
 };
 
 void UnpackPing(State_T& state)

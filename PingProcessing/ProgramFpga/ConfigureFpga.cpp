@@ -8,7 +8,7 @@
 
 namespace
 {
-/// Whose settings a channel gets: an idle one still receives, as its neighbour does.
+/// The record with a channel's settings: an inactive channel receives with the other channel's.
 const CDatabasePingMetaData& SourceOf(const CDatabasePingMetaData& own,
                                       const CDatabasePingMetaData& neighbour)
 {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 
-/// A file that asks after each piece that was written whether it is to have succeeded.
+/// A file that calls a function after each written piece; the write fails if that returns false.
 struct WatchedFile : COSSLinuxFile {
     WatchedFile(const std::function<bool()>& ask, const char* Name, int flags, int mode)
         : COSSLinuxFile(Name, flags, mode), m_Ask(ask)
@@ -18,7 +18,7 @@ private:
     const std::function<bool()>& m_Ask;
 };
 
-/// An operating system with real files, a database directory, and recorded events.
+/// A factory with real files and a database directory, which records events.
 struct RecordFactory : ScriptedFactory {
     std::function<bool()> afterPiece = [] { return true; };
 

@@ -19,7 +19,7 @@ void Put(Record& record, void (Class::*set)(Value), Value (Class::*get)() const,
     EXPECT_EQ((record.*get)(), value);
 }
 
-/// Gives the settings that both records have values of their own.
+/// Gives each setting that both records have a different value.
 template <class R>
 void PutShared(R& r)
 {
@@ -88,7 +88,7 @@ TEST(RecordFile, EverySettingHasItsLine)
                    c_Levels + "223 224 " + c_Corrections));
     EXPECT_EQ(r.GetLowscanCoefs()->numberOfSamples, 4000000003U);
     EXPECT_EQ(r.GetLowscanCoefs()->corrections.previousDepth, 31);
-    // Another record of the same index leaves the file alone until it is told to write.
+    // Another record of the same index leaves the file alone until writeDB() is called.
     R other(&factory, 0);
     EXPECT_THAT(directory.Read("PingMetaData0.txt"), testing::StartsWith("1\n254\n"));
     EXPECT_EQ(other.writeDB(), 0);
@@ -135,10 +135,10 @@ TEST(RecordFile, LumetSettingsHaveTheirLinesAndTheTableFollowsPieceByPiece)
         EXPECT_EQ(r.writeDB(), 0);
         EXPECT_EQ(directory.Read("PingMetaData12.txt"), text);
         EXPECT_EQ(pieces, 2 + pairs.size()) << "the lines, the header, each pair";
-        EXPECT_EQ(uncut, text + old.substr(std::min(old.size(), text.size()))) << "the tail stays to the end";
+        EXPECT_EQ(uncut, text + old.substr(std::min(old.size(), text.size()))) << "the tail is cut last";
         old = text;
     }
-    // What follows a piece that does not go out is not written, and nothing is cut.
+    // After a piece that could not be written, nothing more is written and nothing is cut.
     r.SetCorrelationTable({.coefficients = {{1, 2}, {3, 4}}});
     for (last = 1; last <= 4; ++last) {
         pieces = 0;
@@ -148,7 +148,7 @@ TEST(RecordFile, LumetSettingsHaveTheirLinesAndTheTableFollowsPieceByPiece)
     }
 }
 
-TEST(RecordFile, WhatCannotBeWrittenIsNotReportedAsWritten)
+TEST(RecordFile, AFileThatCannotBeWrittenIsAnError)
 {
     const TemporaryDirectory directory;
     const std::tuple<std::string, TSQEventCode_T, int> cases[] = {
@@ -171,7 +171,7 @@ TEST(RecordFile, WhatCannotBeWrittenIsNotReportedAsWritten)
     }
 }
 
-TEST(RecordFile, WithoutARootItLiesInTheWorkingDirectory)
+TEST(RecordFile, WithoutARootTheFileIsInTheWorkingDirectory)
 {
     struct : ScriptedFactory {
         IOSSFile* CreateFile(const char*, int flags, int mode) override
@@ -186,7 +186,7 @@ TEST(RecordFile, WithoutARootItLiesInTheWorkingDirectory)
     EXPECT_EQ(fileless.events, Lines{"841 640"});
 }
 
-TEST(RecordFileDeathTest, AProgrammingFaultNamesItsCondition)
+TEST(RecordFileDeathTest, AProgrammingFaultIsAnAssertion)
 {
     ScriptedFactory factory;
     factory.environment["NONPERSISTED_DATABASE_ROOT"] = std::string(239, 'x');
@@ -195,7 +195,8 @@ TEST(RecordFileDeathTest, AProgrammingFaultNamesItsCondition)
     CFPGAIF fpga(&factory, 0);
     CConfigureFpga configure;
     const CDatabaseQL6MPingMetaData* const ql6m = nullptr;
-    EXPECT_EQ(configure.Configure(nullptr, nullptr, &fpga, true) + configure.Configure(ql6m, &fpga, true), 0);
+    EXPECT_EQ(configure.Configure(nullptr, nullptr, &fpga, true), 0);
+    EXPECT_EQ(configure.Configure(ql6m, &fpga, true), 0);
     record.SetStartFreq(1e308);
     record.SetGain(1e308);
     record.SetColourGain(1e308);

@@ -15,7 +15,7 @@ TEST(RecordSharing, AWriterIsRefusedWhileAnotherProcessHoldsTheFile)
     record.SetCorrelationTable({.coefficients = {{1, 2}}});
     const std::string path = record.GetDBFilePath();
     const auto write = [&] {
-        // Stops behind the last of three pieces, before the old tail is cut off.
+        // Stops after the last of three pieces, before the old tail is cut off.
         factory.afterPiece = [piece = 0]() mutable { return ++piece < 3 || raise(SIGSTOP) == 0; };
         return record.writeDB() == 0;
     };
@@ -30,14 +30,17 @@ TEST(RecordSharing, AWriterIsRefusedWhileAnotherProcessHoldsTheFile)
             _exit(hold() ? 0 : 1);
         }
         int status = 0;
-        ASSERT_TRUE(waitpid(holder, &status, WUNTRACED) == holder && WIFSTOPPED(status));
+        ASSERT_EQ(waitpid(holder, &status, WUNTRACED), holder);
+        ASSERT_TRUE(WIFSTOPPED(status)) << status;
         testing::internal::CaptureStdout();
         EXPECT_EQ(record.writeDB(), -140);
-        EXPECT_EQ(COSSLinuxFile(path.c_str(), O_RDONLY, 0).GetErrorCode(), -140) << "readers are, too";
+        EXPECT_EQ(COSSLinuxFile(path.c_str(), O_RDONLY, 0).GetErrorCode(), -140)
+            << "readers are refused, too";
         EXPECT_THAT(testing::internal::GetCapturedStdout(),
                     testing::HasSubstr("locked by " + std::to_string(holder)));
         kill(holder, SIGCONT);
-        EXPECT_TRUE(waitpid(holder, &status, 0) == holder && status == 0);
+        EXPECT_EQ(waitpid(holder, &status, 0), holder);
+        EXPECT_EQ(status, 0);
         EXPECT_EQ(record.writeDB(), 0);
         EXPECT_EQ(factory.events, Lines{});
     }

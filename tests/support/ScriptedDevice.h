@@ -23,12 +23,13 @@ std::string Line(const char* format, Values... values)
     return text;
 }
 
-/// A device node whose answers a test writes down, and whose traffic the test reads afterwards.
+/// A device node with answers that a test sets, and with the traffic for the test to read afterwards.
 struct ScriptedDevice {
     int openError = 0;
     std::set<std::size_t> failingWrites; ///< numbers, from 1, of the writes that fail with errno 5
     std::deque<WireBytes> replies;       ///< one a read, empty: errno 5; when none is left, polls time out
     bool hungUp = false;                 ///< when no reply is left, reads give nothing and polls are ready
+    bool pollFails = false;              ///< polls return -1, even when a reply is there
     unsigned long refusedRequest = 0;    ///< device request that fails
     WireBytes samples;                   ///< what a write in ping-read mode is filled with
 
@@ -36,7 +37,8 @@ struct ScriptedDevice {
     Lines operations;              ///< all operations in order: "write 9", "ioctl 80047202", ...
 };
 
-/// The file object on a scripted device. To what no transport needs it is a file that did not open.
+/// The file object of a scripted device. Operations that no transport uses fail as on a file that did not
+/// open.
 struct ScriptedFile : COSSLinuxFile {
     explicit ScriptedFile(ScriptedDevice& device) : COSSLinuxFile("", 0, 0), m_Device(device) {}
 
@@ -69,6 +71,9 @@ struct ScriptedFile : COSSLinuxFile {
     int Poll(short events, int timeout) override
     {
         m_Device.operations.push_back(Line("poll %d %d", events, timeout));
+        if (m_Device.pollFails) {
+            return -1;
+        }
         return m_Device.replies.empty() && !m_Device.hungUp ? 0 : 1;
     }
     int GetErrorCode() const override { return m_Error; }
@@ -87,10 +92,10 @@ private:
     bool m_ReadsPing = false;
 };
 
-/// An operating system whose environment and devices are scripted, and which records events.
+/// A factory with scripted environment and devices, which records events.
 struct ScriptedFactory : COSSLinuxFactory {
     std::map<std::string, std::string> environment;
-    std::map<std::string, ScriptedDevice> devices; ///< by path; a path opened for the first time joins
+    std::map<std::string, ScriptedDevice> devices; ///< by path; opening a new path adds one
     Lines events;                                  ///< "level code origin: text"
 
     IOSSFile* CreateFile(const char* Name, int flags, int mode) override

@@ -9,19 +9,19 @@
 
 #include <fcntl.h>
 
-// What would overrun a buffer or mislead the hardware; of null pointers one each floor.
-TEST(AssertionsDeathTest, WhatGoesBeyondALimitEndsTheProgram)
+// Arguments that would overrun a buffer or give the hardware wrong values. Null pointers: one for each layer.
+TEST(AssertionsDeathTest, AnArgumentBeyondALimitEndsTheProgram)
 {
     ScriptedFactory factory;
     CFPGAIFCorSpi cor(true, "x", &factory);
     CFPGAIFLumetSPI lumet("x", &factory);
     CFPGAIFLSUart uart("u", &factory);
     CFPGAIFLSSPI spi("s", &factory);
-    cor.SetNumberOfSamplesToReceive(1'048'560); // the limits themselves are in order
+    cor.SetNumberOfSamplesToReceive(1'048'560); // the limits themselves are allowed
     cor.SetTVGTable(TVGTable_T(1024));
     WireBytes storage(5000);
     Buffer_Bytes_T ping(storage.data(), 2049), packet(storage.data(), 4 * 1028), exact(&storage[4994], 6);
-    factory.devices["u"].replies = {{1, 2, 3, 4}, {5, 6, 7, 8}}; // more than there is room for
+    factory.devices["u"].replies = {{1, 2, 3, 4}, {5, 6, 7, 8}}; // more than the buffer holds
     const std::string longest = "/tmp" + std::string(250, '/') + ".";
     COSSLinuxFile file(longest.c_str(), O_RDONLY, 0), closed("", O_RDWR, 0);
     PollMembers_T bad = {{-1, 1}};
@@ -56,4 +56,5 @@ TEST(AssertionsDeathTest, WhatGoesBeyondALimitEndsTheProgram)
     });
     EXPECT_DEATH(ping.size(2050),
                  "Utilities/ByteBuffer.cpp:[0-9]+: void Buffer_Bytes_T::size\\(size_t\\) const: ");
+    EXPECT_DEATH(CFPGAIF(nullptr, 0), "Utilities/FPGAIF.cpp:[0-9]+: ");
 }

@@ -10,7 +10,7 @@ namespace
 using testing::Each;
 using testing::ElementsAre;
 
-/// The FPGA devices and part number of one model.
+/// The environment of a unit: its FPGA devices, its identity and the part number of one model.
 struct ModelFactory : ScriptedFactory {
     explicit ModelFactory(const std::string& model, const char* identity = "N41005-B") // six characters count
     {
@@ -21,9 +21,9 @@ struct ModelFactory : ScriptedFactory {
     }
 };
 
-TEST(Facade, KnowsModelsByTheirPartNumber)
+TEST(Facade, RecognizesModelsByTheirPartNumber)
 {
-    // What no command's own products tell apart.
+    // The models that no command tells apart.
     const std::tuple<const char*, unsigned, unsigned> cases[] = {{"LUMETV3", 1, 4},   {"LUMETV4", 1, 3},
                                                                  {"LUMETV5", 1, 0},   {"LUMETV7", 1, 6},
                                                                  {"TESSFINV1", 1, 7}, {"Pk4", 2, 0}};
@@ -35,10 +35,11 @@ TEST(Facade, KnowsModelsByTheirPartNumber)
     }
     ModelFactory shorter("QL4K", "N4100");
     ScriptedFactory unset;
-    EXPECT_EQ(CFPGAIF(&shorter, 0).GetInterfaceType() | CFPGAIF(&unset, 0).GetInterfaceType(), 0U);
+    EXPECT_EQ(CFPGAIF(&shorter, 0).GetInterfaceType(), 0U);
+    EXPECT_EQ(CFPGAIF(&unset, 0).GetInterfaceType(), 0U);
 }
 
-TEST(Facade, OpensTheDeviceOfTheElementAndSaysSo)
+TEST(Facade, OpensTheDeviceOfTheElementAndReportsIt)
 {
     const Lines waits{"open 2 0", "write 9", "ioctl 80047203"}, opens{"open 2 0"};
     const std::tuple<const char*, XdcrElementIndex_T, const char*, Lines, std::string, std::string> cases[] =
@@ -49,7 +50,7 @@ TEST(Facade, OpensTheDeviceOfTheElementAndSaysSo)
          {"QL1A", 0, "first", opens, "ql_sounder 1A , 2A or VRRW - Creating 2 UART Interfaces", "UART"}};
     for (const auto& [model, element, opened, operations, link, kind] : cases) {
         ModelFactory factory(model);
-        // Locked elsewhere: used, but not configured.
+        // Locked by another process: used, but not configured.
         factory.devices["first"].openError = factory.devices["second"].openError = -140;
         CFPGAIF unit(&factory, element);
         EXPECT_EQ(unit.GetErrorCode(), -140);
@@ -60,32 +61,41 @@ TEST(Facade, OpensTheDeviceOfTheElementAndSaysSo)
     }
 }
 
-TEST(Facade, WhatNoCommandUsesReachesItsRegister)
+TEST(Facade, OperationsThatNoCommandUsesReachTheirRegisters)
 {
     ModelFactory ql4k("QL4K"), nr2("Nr2");
     ScriptedDevice &cor = ql4k.devices["first"], &lumet = nr2.devices["first"];
     CFPGAIF corUnit(&ql4k, 0), lumetUnit(&nr2, 0);
-    cor.replies = {{0x23, 0x23}, {0x50, 0x50}, {0x0A, 0x0A}};
+    cor.replies = {{0x23, 0x23}, {0x58, 0x58}, {0x1A, 0x1A}, {5, 6, 11}};
     lumet.replies = {{1, 0, 0, 1}, {0, 2, 0, 2}, {0, 0, 0x83, 0x83}};
     unsigned char transducer = 0;
     FPGASpeedReading_T speed{0xFFFFFFFF};
     unsigned adc[3] = {};
-    const TSQEventCode_T results[]{
-        corUnit.GetTransducerData(&transducer), corUnit.GetSpeedReading(&speed),
-        corUnit.SetTransducerData(0x67),        corUnit.SetSyncRegister({0x96}),
-        lumetUnit.SetWifiLEDRegister({0x1234}), lumetUnit.GetADCReference(&adc[0]),
-        lumetUnit.GetWaterTemp(&adc[1]),        lumetUnit.GetSenseResistor(&adc[2])};
+    WireBytes read(2), written{0x11, 0x22};
+    Buffer_Bytes_T in(read.data(), read.size()), out(written.data(), written.size());
+    const TSQEventCode_T results[]{corUnit.GetTransducerData(&transducer),
+                                   corUnit.GetSpeedReading(&speed),
+                                   corUnit.SetTransducerData(0x67),
+                                   corUnit.SetSyncRegister({0x96}),
+                                   corUnit.TestFPGAAccess(&in, 0x3000, true, true),
+                                   corUnit.TestFPGAAccess(&out, 0x38, false, false),
+                                   lumetUnit.SetWifiLEDRegister({0x1234}),
+                                   lumetUnit.GetADCReference(&adc[0]),
+                                   lumetUnit.GetWaterTemp(&adc[1]),
+                                   lumetUnit.GetSenseResistor(&adc[2])};
     EXPECT_THAT(results, Each(0));
     EXPECT_EQ(transducer, 0x23);
-    EXPECT_EQ(speed.ticks, 0x5AU) << "both bytes count into the low bits";
+    EXPECT_EQ(speed.ticks, 0x5AU) << "the bits of both bytes together, not their sum";
+    EXPECT_THAT(read, ElementsAre(5, 6));
     EXPECT_THAT(adc, ElementsAre(1, 0x200, 0x830000));
-    EXPECT_THAT(cor.writes, ElementsAre(Packet(66, {0}, 1), Packet(64, {0}, 1), Packet(65, {0}, 1),
-                                        Packet(67, {0x67}), Packet(96, {0x96})));
+    EXPECT_THAT(cor.writes,
+                ElementsAre(Packet(66, {0}, 1), Packet(64, {0}, 1), Packet(65, {0}, 1), Packet(67, {0x67}),
+                            Packet(96, {0x96}), Packet(0x3000, {0, 0}, 3), Packet(0x38, {0x11, 0x22})));
     EXPECT_THAT(lumet.writes, ElementsAre(Packet(113, {0x34, 0x12}, 2), Packet(128, {0, 0, 0}, 3),
                                           Packet(132, {0, 0, 0}, 3), Packet(136, {0, 0, 0}, 3)));
 }
 
-TEST(Facade, SaysWhatTheUnitCannotDo)
+TEST(Facade, AnOperationThatTheUnitLacksHasItsOwnResult)
 {
     const FpgaChnlFltByte_T filter{0xDE};
     LSADCReadings_T readings{};

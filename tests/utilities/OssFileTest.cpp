@@ -4,15 +4,17 @@
 
 #include <bit>
 #include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
 {
-TEST(OssFile, OnlyAWriterLocksAndALockedNodeCanStillBeDriven)
+TEST(OssFile, OnlyAWriterLocksAndALockedNodeCanStillBeUsed)
 {
     const TemporaryDirectory directory;
     const std::string path = directory.Write("node", "abc");
@@ -23,11 +25,15 @@ TEST(OssFile, OnlyAWriterLocksAndALockedNodeCanStillBeDriven)
         Buffer_Bytes_T buffer(storage, sizeof(storage));
         int unread = 0;
         COSSLinuxFile file(path.c_str(), O_RDWR, 0);
-        const bool asExpected = file.GetErrorCode() == expectedCode && file.Poll(POLLIN, 0) == 1 &&
-                                file.Ioctl(FIONREAD, &unread) && unread == 3 && file.Read(&buffer) &&
-                                file.Lseek(0, SEEK_SET) && file.Write(&buffer);
+        EXPECT_EQ(file.GetErrorCode(), expectedCode);
+        EXPECT_EQ(file.Poll(POLLIN, 0), 1);
+        EXPECT_TRUE(file.Ioctl(FIONREAD, &unread));
+        EXPECT_EQ(unread, 3);
+        EXPECT_TRUE(file.Read(&buffer));
+        EXPECT_TRUE(file.Lseek(0, SEEK_SET));
+        EXPECT_TRUE(file.Write(&buffer));
         std::fflush(stdout);
-        _exit(asExpected ? 0 : 1);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
     };
     const COSSLinuxFile neighbour(path.c_str(), O_RDWR, 0);
     EXPECT_EXIT(useElsewhere(0), testing::ExitedWithCode(0), "^$");
@@ -37,7 +43,7 @@ TEST(OssFile, OnlyAWriterLocksAndALockedNodeCanStillBeDriven)
                     std::to_string(getpid()) + " for 1\n$");
 }
 
-TEST(OssFile, WhatCannotBeLockedOrCutIsTold)
+TEST(OssFile, AFileThatCannotBeLockedOrCutIsReported)
 {
     COSSLinuxFile reader("/dev/null", O_RDONLY, 0);
     testing::internal::CaptureStdout();
@@ -58,48 +64,92 @@ TEST(OssFile, RawTransfersReportWhatMoved)
     UINT8 storage[8] = {'p', 'i', 'n', 'g'};
     Buffer_Bytes_T buffer(storage, sizeof(storage));
     COSSLinuxFile closed(directory.Path("none").c_str(), O_RDWR, 0);
-    EXPECT_FALSE(closed.Ioctl(FIONREAD, nullptr) || closed.Read(&buffer) || closed.WriteStream("x"));
-    EXPECT_EQ(closed.GetErrorCode(), ENOENT) << "using a closed file keeps the reason";
+    EXPECT_FALSE(closed.Ioctl(FIONREAD, nullptr));
+    EXPECT_FALSE(closed.Read(&buffer));
+    EXPECT_FALSE(closed.WriteStream("x"));
+    EXPECT_EQ(closed.GetErrorCode(), ENOENT) << "using a closed file keeps the error code";
 
     COSSLinuxFile file(directory.Path("new").c_str(), O_RDWR | O_CREAT, 0640);
-    EXPECT_TRUE(file.Read(&buffer) && buffer.size() == 0) << "an empty file is no failure";
+    EXPECT_TRUE(file.Read(&buffer)) << "an empty file is no failure";
+    EXPECT_EQ(buffer.size(), 0U);
     buffer.size(4);
-    EXPECT_TRUE(file.Write(&buffer) && file.Lseek(1, SEEK_SET));
+    EXPECT_TRUE(file.Write(&buffer));
+    EXPECT_TRUE(file.Lseek(1, SEEK_SET));
     buffer.size(buffer.capacity());
-    EXPECT_TRUE(file.Read(&buffer) && buffer.size() == 3 && storage[2] == 'g');
+    EXPECT_TRUE(file.Read(&buffer));
+    EXPECT_EQ(std::string(storage, storage + buffer.size()), "ing");
     EXPECT_FALSE(file.Ioctl(TIOCEXCL, nullptr));
-    EXPECT_EQ(file.GetErrorCode(), -1) << "the driver's answer, not errno";
+    EXPECT_EQ(file.GetErrorCode(), -1) << "what ioctl() returned, not errno";
 }
 
-template <typename Destination_T>
-Destination_T Next(COSSLinuxFile& file)
+/// The number that a destination gets from a text, and the stream's position after it.
+template <typename Destination_T, typename... Count_T>
+std::pair<Destination_T, long> Scanned(const std::string& text, Count_T... count)
 {
+    const TemporaryDirectory directory;
+    COSSLinuxFile file(directory.Write("text", text).c_str(), O_RDONLY, 0);
     Destination_T value = 1;
-    EXPECT_TRUE(file.ReadStream(&value));
-    return value;
+    EXPECT_TRUE(file.ReadStream(&value, count...));
+    return {value, file.Ftell()};
 }
 
-TEST(OssFile, NumbersArriveInEveryDestination)
+template <typename Destination_T, typename Value_T>
+std::pair<Destination_T, long> Number(Value_T value, long position)
+{
+    return {static_cast<Destination_T>(value), position};
+}
+
+TEST(OssFile, EveryDestinationHasItsOwnFormat)
+{
+    // A signed and an unsigned format make different numbers of this, and only some take the blank after it.
+    const std::string wide = "9223372036854775808 1";
+    const auto asSigned = static_cast<int>(std::strtol(wide.c_str(), nullptr, 10));
+    const auto asUnsigned = static_cast<int>(std::strtoul(wide.c_str(), nullptr, 10));
+    EXPECT_EQ(Scanned<UINT8>(wide), Number<UINT8>(asUnsigned, 20));
+    EXPECT_EQ(Scanned<UINT16>(wide), Number<UINT16>(asUnsigned, 20));
+    EXPECT_EQ(Scanned<UINT32>(wide), Number<UINT32>(asUnsigned, 20));
+    EXPECT_EQ(Scanned<unsigned long>(wide), Number<unsigned long>(asUnsigned, 20));
+    EXPECT_EQ(Scanned<int>(wide), Number<int>(asSigned, 20));
+    EXPECT_EQ(Scanned<int>(wide, 1U), Number<int>(asSigned, 20));
+    EXPECT_EQ(Scanned<short>(wide), Number<short>(asSigned, 19));
+    EXPECT_EQ(Scanned<short>(wide, 1U), Number<short>(asSigned, 20));
+    EXPECT_EQ(Scanned<char>(wide), Number<char>(asSigned, 20));
+    EXPECT_EQ(Scanned<bool>(wide), Number<bool>(asSigned, 19));
+    EXPECT_EQ(Scanned<bool>("0 1"), Number<bool>(0, 1));
+    EXPECT_EQ(Scanned<unsigned long>("3000000000"), Number<unsigned long>(-1294967296, 10)) << "through int";
+    // A float's four bytes become the first four of a double.
+    EXPECT_EQ(Scanned<double>("0.5 1"), Number<double>(std::bit_cast<double>(UINT64_C(0x3F000000)), 3));
+    EXPECT_EQ(Scanned<float>("0.5 1"), Number<float>(0, 3));
+    EXPECT_EQ(Scanned<float>("0.5 1", 1U), Number<float>(0, 4));
+}
+
+TEST(OssFile, ATextIsReadNumberByNumber)
 {
     const TemporaryDirectory directory;
     COSSLinuxFile unreadable(directory.Path().c_str(), O_RDONLY, 0);
-    COSSLinuxFile file(directory.Write("text", "300 4000000000 3000000000 40000 0 0.5\n-1 2 word").c_str(),
-                       O_RDONLY, 0);
-    EXPECT_EQ(Next<UINT8>(file), 300 - 256);
-    EXPECT_EQ(Next<UINT32>(file), 4000000000U);
-    EXPECT_EQ(Next<unsigned long>(file), static_cast<unsigned long>(-1294967296)) << "passes through int";
-    EXPECT_EQ(Next<short>(file), 40000 - 65536);
-    EXPECT_FALSE(Next<bool>(file));
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(Next<double>(file)), 0x3F000000U) << "the float's bytes lead";
+    COSSLinuxFile file(directory.Write("text", "12\n-1 2 word").c_str(), O_RDONLY, 0);
     int wholes[2] = {};
-    EXPECT_TRUE(file.ReadStream(wholes, 2) && wholes[0] == -1 && wholes[1] == 2);
-    EXPECT_EQ(Next<int>(file), 0) << "no number counts as 0";
-    EXPECT_TRUE(file.Fseek(0, SEEK_END) && Next<int>(file) == 1) << "an end changes nothing";
+    int next = 1;
+    EXPECT_TRUE(file.ReadStream(&next));
+    EXPECT_EQ(next, 12);
+    EXPECT_TRUE(file.ReadStream(wholes, 2));
+    EXPECT_THAT(wholes, testing::ElementsAre(-1, 2));
+    EXPECT_TRUE(file.ReadStream(&next));
+    EXPECT_EQ(next, 0) << "a word counts as 0";
+    char word[5] = {};
+    EXPECT_TRUE(file.ReadStream(word, "%4s"));
+    EXPECT_STREQ(word, "word");
+    EXPECT_FALSE(file.ReadStream(word, "%4s")) << "the end of the text";
+    EXPECT_TRUE(file.ReadStream(&next));
+    EXPECT_EQ(next, 0) << "the end of the text changes nothing";
+    EXPECT_TRUE(file.Fseek(0, SEEK_SET));
+    EXPECT_TRUE(file.ReadStream(&next));
+    EXPECT_EQ(next, 12);
     EXPECT_FALSE(unreadable.ReadStream(wholes, 2));
     EXPECT_EQ(unreadable.GetErrorCode(), EISDIR);
 }
 
-TEST(OssFile, MultiPollNamesTheFirstReadyMember)
+TEST(OssFile, MultiPollReturnsTheFirstReadyMember)
 {
     COSSLinuxFile file("/dev/null", O_RDONLY, 0);
     const int ready = file.GetFileDescriptor();
@@ -107,5 +157,30 @@ TEST(OssFile, MultiPollNamesTheFirstReadyMember)
     EXPECT_EQ(file.MultiPoll(&members, 1000), 3);
     members.pop_back();
     EXPECT_EQ(file.MultiPoll(&members, 0), 0);
+    // Two lines that hung up: no event that was asked for, so the count of poll() is returned.
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[1]);
+    members = {{ends[0], POLLIN}, {ends[0], POLLIN}};
+    EXPECT_EQ(file.MultiPoll(&members, 0), 2);
+    members.push_back({ready, POLLIN});
+    EXPECT_EQ(file.MultiPoll(&members, 0), 3);
+    close(ends[0]);
+}
+
+TEST(OssFile, APollThatFailsReturnsItsErrorCode)
+{
+    COSSLinuxFile file("/dev/null", O_RDONLY, 0), other("/dev/null", O_RDONLY, 0);
+    PollMembers_T members = {{file.GetFileDescriptor(), POLLIN}};
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max}; // poll() then refuses even one descriptor
+    setrlimit(RLIMIT_NOFILE, &none);
+    const int one = file.Poll(POLLIN, 0), several = other.MultiPoll(&members, 0);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(one, -1);
+    EXPECT_EQ(file.GetErrorCode(), EINVAL);
+    EXPECT_EQ(several, -1);
+    EXPECT_EQ(other.GetErrorCode(), EINVAL);
 }
 } // namespace

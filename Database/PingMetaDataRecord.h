@@ -1,25 +1,99 @@
 #pragma once
 
-#include "Database/PingMetaDataFile.h"
+#include "Utilities/EventCodes.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string>
 
 class CDatabaseQL1APingStatistics;
 class CFPGAIF;
+class IOSSFactory;
+class IOSSFile;
 
-/// Depth settings that nobody has set yet.
+/// Longest path of a ping metadata file.
+inline constexpr std::size_t MAX_DATABASE_PATH_LENGTH = 256;
+
+/// Formats pieces of text and writes them to an open file.
+class CPieceWriter
+{
+public:
+    /// @param file  must live as long as the writer
+    explicit CPieceWriter(IOSSFile& file) : m_File(file) {}
+
+    /// Formats a piece and writes it in one call. A piece of 1,024 characters or more is an assertion.
+    /// Returns false when the write failed; the file's error code says why.
+    [[gnu::format(printf, 2, 3)]] bool operator()(const char* format, ...) const;
+
+private:
+    IOSSFile& m_File;
+};
+
+/// 32-bit numbers in the types of the files' formats. A line that is signed shows a value above 2,147,483,647
+/// as a negative number.
+constexpr std::size_t AsSize(std::uint32_t value) { return value; }
+constexpr int AsSigned(std::uint32_t value) { return static_cast<int>(value); }
+
+/// The text file of a ping metadata record: its path, when it is made, and how it is replaced while other
+/// processes read it. A record derives from this and prints the text. docs/metadata.md describes the files
+/// for those who read them.
+class CPingMetaDataFile
+{
+public:
+    CPingMetaDataFile(const CPingMetaDataFile&) = delete;
+    CPingMetaDataFile& operator=(const CPingMetaDataFile&) = delete;
+    virtual ~CPingMetaDataFile() = default;
+
+    /// Replaces the file's text by the record's, in place, and makes the file when it is missing.
+    /// @return 0 when the file holds exactly the record's text, or when the factory makes no files;
+    ///   -140 while another process has the file locked, also for reading, and the errno of a file that does
+    ///   not open: then the file is as it was;
+    ///   -142 when a write failed or the old text's tail could not be cut off: the file may be a mixture of
+    ///   both texts until a later call succeeds, and an event reports the reason
+    TSQEventCode_T writeDB();
+
+    /// The result of writeDB() at construction; 0 if the file existed then. Later writes do not change it.
+    TSQEventCode_T GetErrorCode() const { return m_ErrorCode; }
+    const std::string& GetDBFilePath() const { return m_DatabaseFilePath; }
+
+protected:
+    /// The path is the value of NONPERSISTED_DATABASE_ROOT (unset: nothing), which has to end with a
+    /// separator, followed by "PingMetaData", the index and ".txt". A path beyond MAX_DATABASE_PATH_LENGTH is
+    /// an assertion.
+    /// @param ClassName  origin of the record's events; must live as long as the object
+    /// @param pFactory   not owned, not null; must live as long as the object
+    CPingMetaDataFile(const char* ClassName, IOSSFactory* pFactory, std::size_t index);
+
+    /// Writes the file unless the root directory holds a regular file of its name. The last step of a
+    /// record's construction. With an empty root the file is always written.
+    void CreateIfMissing();
+
+private:
+    /// Writes the record's text, stopping at the first piece that fails. Returns whether all went out.
+    virtual bool Print(const CPieceWriter& write) const = 0;
+
+    void ReportError(TSQEventCode_T code, const char* origin, const char* text);
+
+    const char* m_ClassName;
+    IOSSFactory* m_pFactory;
+    std::string m_RootDirectory;
+    std::string m_FileName;
+    std::string m_DatabaseFilePath;
+    TSQEventCode_T m_ErrorCode = c_Success;
+};
+
+/// A depth that is not set.
 inline constexpr std::int32_t c_DepthUnset = std::numeric_limits<std::int32_t>::min();
 
-/// Ping parameters of the sonar protocol, which this side only carries.
+/// Ping parameters of the sonar protocol, which a record only stores.
 struct Sonar4PingParameters_T {
     std::array<std::uint8_t, 78> bytes{};
 };
 static_assert(sizeof(Sonar4PingParameters_T) == 78);
 
-/// What every record's settings begin with.
+/// The first settings of every record.
 struct [[gnu::packed]] PingState_T {
     bool active = false;
     std::uint8_t rawPingDataState = 0;
@@ -27,7 +101,7 @@ struct [[gnu::packed]] PingState_T {
 };
 static_assert(sizeof(PingState_T) == 3);
 
-/// Levels of a ping, as both records hold them one behind the other.
+/// Levels of a ping, in the order of both records.
 struct [[gnu::packed]] PingLevels_T {
     std::uint8_t gainPercent = 0;
     float gain = 0;
@@ -40,7 +114,7 @@ struct [[gnu::packed]] PingLevels_T {
 };
 static_assert(sizeof(PingLevels_T) == 20);
 
-/// What both records' settings end with.
+/// The last settings of both records.
 struct [[gnu::packed]] PingCorrections_T {
     std::uint32_t sampleDelay = 0;
     float factor = 0;
@@ -50,7 +124,7 @@ struct [[gnu::packed]] PingCorrections_T {
 };
 static_assert(sizeof(PingCorrections_T) == 20);
 
-/// A record's data as other processes of the sounder know it: settings, links and sample buffers.
+/// A record's data: settings, links and sample buffers.
 template <class Settings_T, std::size_t Capacity>
 struct PingRecord_T {
     Settings_T settings;
@@ -61,15 +135,16 @@ struct PingRecord_T {
     std::uint8_t processedPingData[Capacity] = {};
 };
 
-/// The settings that all ping metadata records have, on settings of which Settings_T says how they are packed
-/// and what they begin as. Any value of a type may be set; limits that a ping has are those of the FPGA's
-/// registers (Utilities/FPGAIF.h). Packed settings have no alignment, so they are only handed out by value.
-/// @tparam Capacity  samples that the buffers hold
+/// Setters and getters of the settings that both records have. Any value of a setting's type is accepted; the
+/// FPGA's registers limit a ping (Utilities/FPGAIF.h). Packed settings have no alignment, so getters return
+/// them by value.
+/// @tparam Settings_T  the record's settings, with their packing and defaults
+/// @tparam Capacity    samples that the buffers hold
 template <class Settings_T, std::size_t Capacity>
 class CPingMetaDataFields : public CPingMetaDataFile
 {
 public:
-    /// Whether the channel takes part in the ping.
+    /// Whether the channel pings.
     void SetActive(bool value) { Settings().active = value; }
     bool GetActive() const { return Settings().active; }
     /// Not in the file.
@@ -79,8 +154,8 @@ public:
     void SetChannel(std::uint8_t value) { Settings().channel = value; }
     std::uint8_t GetChannel() const { return Settings().channel; }
 
-    // Samples: how many are received, left out at the beginning, processed and displayed, from which on, and
-    // what a sample stands for.
+    // Samples: the number received, the delay, the first one processed, the numbers processed and displayed,
+    // and the distance of one sample.
     void SetNumberOfSamples(std::uint32_t value) { Settings().numberOfSamples = value; }
     std::uint32_t GetNumberOfSamples() const { return Settings().numberOfSamples; }
     void SetSampleDelay(std::uint32_t value) { Settings().corrections.sampleDelay = value; }
@@ -102,8 +177,8 @@ public:
     void SetPreviousDepth(std::int32_t value) { Settings().corrections.previousDepth = value; }
     std::int32_t GetPreviousDepth() const { return Settings().corrections.previousDepth; }
 
-    // What the user set: percentages, and the levels that follow from them. The levels are for the file's
-    // readers only.
+    // The user's settings: percentages, and the levels that follow from them. The levels are write-only here;
+    // the file has them.
     void SetCurrentGainLevelPercentage(std::uint8_t value) { Settings().levels.gainPercent = value; }
     std::uint8_t GetCurrentGainLevelPercent() const { return Settings().levels.gainPercent; }
     void SetCurrentGainLevel(float value) { Settings().levels.gain = value; }
@@ -124,7 +199,7 @@ public:
     void SetCurrentBurstLengthValueInSec(float value) { Settings().levels.burstLengthSeconds = value; }
     float GetCurrentBurstLengthValueInSec() const { return Settings().levels.burstLengthSeconds; }
 
-    // Register values that were calculated from the settings, and factors that correct them.
+    // Calculated register values, and correction factors.
     void SetCalculatedSteppedAnalogueGain(std::uint8_t value) { Settings().steppedAnalogueGain = value; }
     std::uint8_t GetCalculatedSteppedAnalogueGain() const { return Settings().steppedAnalogueGain; }
     void SetCalculatedBoostLevel(std::uint8_t value) { Settings().boostLevel = value; }
@@ -136,7 +211,7 @@ public:
     void SetSteppedGainCorrectionFactor(float value) { Settings().corrections.steppedGainFactor = value; }
     float GetSteppedGainCorrectionFactor() const { return Settings().corrections.steppedGainFactor; }
 
-    // What goes with a ping in memory and is not in the file.
+    // These are not in the file.
     void SetPingParams(const Sonar4PingParameters_T& value) { m_Record.pingParameters = value; }
     const Sonar4PingParameters_T& GetPingParams() const { return m_Record.pingParameters; }
     /// Not owned.

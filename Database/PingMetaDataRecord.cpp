@@ -1,4 +1,4 @@
-#include "Database/PingMetaDataFile.h"
+#include "Database/PingMetaDataRecord.h"
 
 #include "Utilities/IOSSFactory.h"
 #include "Utilities/IOSSFile.h"
@@ -13,12 +13,11 @@ namespace
 {
 constexpr char c_RootVariable[] = "NONPERSISTED_DATABASE_ROOT";
 
-// Not truncated, so that no reader finds an empty file where there was a text; not blocking, so that a pipe
-// of the file's name does not hold up a ping.
+// The old text stays until the new one replaces it: the file is not truncated here but cut after the write.
 constexpr int c_OpenFlags = O_WRONLY | O_CREAT | O_NONBLOCK;
 constexpr int c_FileMode = 0640;
 
-constexpr std::size_t c_LongestPiece = 1024; ///< with its terminating zero
+constexpr std::size_t c_LongestPiece = 1024; ///< including the terminating zero
 } // namespace
 
 // The compiler checks the values against the format, as it does for printf().
@@ -28,7 +27,7 @@ bool CPieceWriter::operator()(const char* format, ...) const
     char writeBuffer[c_LongestPiece] = {};
     std::va_list values;
     va_start(values, format);
-    // A check of several sources at once takes the values for uninitialised; of this one alone, it does not.
+    // A false finding: it appears only when several sources are checked in one run.
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int bytesWritten = std::vsnprintf(writeBuffer, sizeof(writeBuffer), format, values);
     va_end(values);
