@@ -87,6 +87,7 @@ TEST(Facade, OperationsThatNoCommandUsesReachTheirRegisters)
     EXPECT_EQ(transducer, 0x23);
     EXPECT_EQ(speed.ticks, 0x5AU) << "the bits of both bytes together, not their sum";
     EXPECT_THAT(read, ElementsAre(5, 6));
+    EXPECT_EQ(cor.operations.back(), "write 10") << "a write has no reply";
     EXPECT_THAT(adc, ElementsAre(1, 0x200, 0x830000));
     EXPECT_THAT(cor.writes,
                 ElementsAre(Packet(66, {0}, 1), Packet(64, {0}, 1), Packet(65, {0}, 1), Packet(67, {0x67}),

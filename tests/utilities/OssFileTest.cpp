@@ -116,6 +116,8 @@ TEST(OssFile, EveryDestinationHasItsOwnFormat)
     EXPECT_EQ(Scanned<char>(wide), Number<char>(asSigned, 20));
     EXPECT_EQ(Scanned<bool>(wide), Number<bool>(asSigned, 19));
     EXPECT_EQ(Scanned<bool>("0 1"), Number<bool>(0, 1));
+    EXPECT_EQ(Scanned<int>("010"), Number<int>(10, 3)) << "decimal";
+    EXPECT_EQ(Scanned<short>("010"), Number<short>(10, 3)) << "decimal";
     EXPECT_EQ(Scanned<unsigned long>("3000000000"), Number<unsigned long>(-1294967296, 10)) << "through int";
     // A float's four bytes become the first four of a double.
     EXPECT_EQ(Scanned<double>("0.5 1"), Number<double>(std::bit_cast<double>(UINT64_C(0x3F000000)), 3));
