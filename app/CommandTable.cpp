@@ -8,14 +8,14 @@
 namespace
 {
 
-using Arguments_T = const char* const*; ///< argv, the program's name and the command word included
+using Arguments_T = const char* const*; ///< argv, including the program's name and the command word
 
 struct Command_T {
     std::string_view word;
-    int argumentCount = 0;                          ///< argc that the command takes; 0: any
+    int argumentCount = 0;                          ///< argc that the command needs; 0: any
     std::span<const std::string_view> choices = {}; ///< words that the last argument may be; empty: any
-    TestResult_T wrongCount = TEST_FAILED;          ///< result when argc is another
-    /// Judges the arguments and reports what is wrong with them; null: all are accepted.
+    TestResult_T wrongCount = TEST_FAILED;          ///< result when argc is different
+    /// Checks the arguments and reports the first wrong one; null: all are accepted.
     bool (*accepts)(CSonarTestController&, Arguments_T, std::string& output) = nullptr;
     /// The test, returns its TestResult_T.
     int (*run)(CSonarTestController&, Arguments_T, std::string& output);
@@ -31,9 +31,10 @@ bool IsFrequencyWord(CSonarTestController& controller, Arguments_T arguments, st
     if (std::ranges::find(c_FrequencyWords, arguments[2]) != std::end(c_FrequencyWords)) {
         return true;
     }
-    // Stations look for this text; that it leaves out 50long is known.
-    return !controller.Message(std::string("ERROR: Start freq must be 200, 350, 350long or 200long."),
-                               &output, false, true);
+    // That the text leaves out 50long is part of the printed contract.
+    controller.Message(std::string("ERROR: Start freq must be 200, 350, 350long or 200long."), &output, false,
+                       true);
+    return false;
 }
 
 bool IsGainWord(CSonarTestController& controller, Arguments_T arguments, std::string&)
@@ -49,7 +50,7 @@ bool IsGainWord(CSonarTestController& controller, Arguments_T arguments, std::st
     return isGain;
 }
 
-/// A test that takes no arguments but the output text.
+/// Runs a test that needs no arguments.
 template <int (CSonarTestController::*Test)(std::string&)>
 int Show(CSonarTestController& controller, Arguments_T, std::string& output)
 {
@@ -101,7 +102,7 @@ constexpr Command_T c_Commands[] = {
     {.word = "lcdtemperature", .run = Show<&CSonarTestController::LCDTemperature>},
     {.word = "watertemperature", .run = Show<&CSonarTestController::WaterTemperature>},
     {.word = "loadfpgabinary", .run = LoadFpgaBinary},
-    // A wrong count shows the usage, unlike everywhere else; kept on purpose.
+    // A wrong count shows the usage, unlike with the other commands, on purpose.
     {.word = "speed", .argumentCount = 3, .wrongCount = NOT_RECOGNIZED, .run = Speed},
     {.word = "sensepin", .run = Show<&CSonarTestController::SensePin>},
 };

@@ -12,11 +12,11 @@ class CSonarTestController;
 /// How a command is written.
 struct CommandForm_T {
     std::string_view word;
-    int arguments;                             ///< behind the word; 0: none are needed, any are accepted
+    int arguments;                             ///< after the word; 0: none are needed, any are accepted
     std::span<const std::string_view> choices; ///< words that the last argument may be; empty: any word
 };
 
-/// All commands. The manual and the completion are held against them.
+/// All commands. Tests compare the manual and the completion with them.
 std::vector<CommandForm_T> CommandForms();
 
 /// Runs the command that argv[1] names.

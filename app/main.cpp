@@ -28,7 +28,7 @@ int main(int argc, char* argv[])
 
     controller.ReportResult(output, commandLine, result);
     if (std::ferror(stdout) != 0) {
-        std::fputs("sonarbench: standard output took less than the whole report\n", stderr);
+        std::fputs("sonarbench: could not write the whole report to standard output\n", stderr);
     }
     return 0;
 }

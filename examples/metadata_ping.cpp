@@ -2,7 +2,6 @@
 #include "PingProcessing/ProgramFpga/ConfigureFpga.h"
 #include "Utilities/FPGAIF.h"
 #include "Utilities/OSSLinuxFactory.h"
-#include "sonar/LumetSettings.h"
 #include "sonar/PingMetaData.h"
 #include "sonar/SampleBlock.h"
 #include "sonar/SonarTestController.h"

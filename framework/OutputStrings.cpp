@@ -11,7 +11,7 @@ struct Row_T {
     std::string_view text;
 };
 
-// The header of the usage exists under two keys, because the programs of the family use one or the other.
+// The header of the usage has two keys, on purpose.
 constexpr std::string_view c_ValidArguments = "\n\nValid arguments are as follows: \n\n";
 
 constexpr Row_T c_Rows[] = {

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-/// Keys of the messages that all test programs of the family share. The numbers are fixed: the programs'
-/// documentation quotes them. 48 and 49 were never given out.
+/// Keys of the messages that all test programs of the family share. The numbers are fixed. 48 and 49 are not
+/// used.
 enum OutputStrings_T : int {
     OUT_TEST_PASSED = 0,
     OUT_TESTS_FAILED = 1,
@@ -77,11 +77,11 @@ enum OutputStrings_T : int {
     OUT_NO_TOUCHSCREEN_INITIALISATION = 71,
 };
 
-/// The shared messages, as the stations' scripts match them: wording and spelling are part of the contract.
+/// The shared messages. Wording and spelling are part of the printed contract.
 class COutputStringTable
 {
 public:
-    /// Text of a key; empty when the table has none (the OUT_OTHER_PROGRAM keys, numbers that are no key).
-    /// The text lives as long as the program.
+    /// Text of a key; empty for the OUT_OTHER_PROGRAM keys and for numbers that are not a key. The text lives
+    /// as long as the program.
     std::string_view operator[](OutputStrings_T key) const;
 };

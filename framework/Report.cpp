@@ -8,13 +8,13 @@ namespace
 
 void Print(const std::string& text)
 {
-    // As a C string: what follows a zero byte does not reach the station's log.
+    // As a C string: what follows a zero byte is not printed.
     std::fputs(text.c_str(), stdout);
     std::fflush(stdout);
 }
 
-// Stations rely on "%%" coming out as one "%" in these reports. No other conversion is carried out, so that
-// an argument of the command line cannot steer the print.
+// These reports print "%%" as one "%", as if they were a format; that is part of the printed contract. There
+// is no other conversion, so that an argument of the command line cannot do harm.
 void PrintAsFormat(const std::string& text)
 {
     std::string shown;

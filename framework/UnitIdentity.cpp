@@ -6,16 +6,16 @@
 namespace
 {
 
-// Delivered in place of the type when the touchscreen could not be asked for it.
+// The touchscreen's type could not be read.
 constexpr char c_TqPlaceholder[] = "Tqxx\n";
 
 QString Path(const char* path) { return QString::fromLatin1(path); }
 
 bool IsNamed(const Product_T& product, IdentityFile file, const QByteArray& contents)
 {
-    // With its length, because what follows a zero byte makes it another file.
+    // Compared with its length: bytes after a zero byte count as well.
     const std::string_view identity(contents.constData(), static_cast<std::size_t>(contents.size()));
-    return product.identityFile == file &&
+    return product.identityFile == file && !identity.empty() &&
            std::ranges::find(product.identities, identity) != product.identities.end();
 }
 
@@ -55,7 +55,7 @@ unsigned int TestControllerBase::GetProductId()
 
 QString TestControllerBase::VersionText()
 {
-    // Builds of the bench carry neither an identifier nor a version.
+    // The build has neither an identifier nor a version; the lines are part of the printed contract.
     return QStringLiteral("Test App Build ID: \nTest App Version: 0.0");
 }
 
@@ -65,7 +65,7 @@ QString TestControllerBase::GetUnitData(const QString& command)
         QByteArray contents;
         std::string messages;
         const bool isRead = GetFileContents(Path(path), contents, &messages) == OPERATION_PERFORMED;
-        // Up to a zero byte: the block is printed as a C string, and the verdict stands behind it.
+        // Up to a zero byte, because the block is printed as a C string and the verdict follows it.
         return isRead ? contents.constData() : messages;
     };
     const std::string line = std::string(34, '/') + "\n";
@@ -73,7 +73,7 @@ QString TestControllerBase::GetUnitData(const QString& command)
 
     std::string block = "\n\n\n" + line + "Unit Data for bug reports: \n";
     block += "Command:\t\t\t" + command.toLatin1().toStdString() + "\n";
-    // The misspelt label is the one that the stations' reports are searched for.
+    // The misspelt label is part of the printed contract.
     block += "Platfrom: \t\t\t" +
              shown(isVarrow ? UnitPaths::c_VarrowProductId : UnitPaths::c_PelionProductId) + "\n";
     block += VersionText().replace(QLatin1String(": "), QLatin1String(":\t\t")).toStdString() + "\n";

@@ -10,13 +10,12 @@ inline constexpr char c_PelionSonarPower[] = "/sys/devices/platform/pelion/sonar
 
 // Analogue inputs. Channel 1 carries the LCD temperature on displays and the board identification on the
 // sounder modules.
-inline constexpr char c_BatteryVoltage[] =
-    "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw";
-inline constexpr char c_LcdTemperature[] =
-    "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage1_raw";
-inline constexpr char c_SonarBoardId[] =
-    "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage1_raw";
-inline constexpr char c_SensePin[] = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage4_raw";
+#define ADC_DIRECTORY "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/"
+inline constexpr char c_BatteryVoltage[] = ADC_DIRECTORY "in_voltage0_raw";
+inline constexpr char c_LcdTemperature[] = ADC_DIRECTORY "in_voltage1_raw";
+inline constexpr char c_SonarBoardId[] = ADC_DIRECTORY "in_voltage1_raw";
+inline constexpr char c_SensePin[] = ADC_DIRECTORY "in_voltage4_raw";
+#undef ADC_DIRECTORY
 // Only on units with a temperature sensor of their own.
 inline constexpr char c_WaterTemperature[] = "/sys/devices/platform/varrow/water_temperature";
 
@@ -30,7 +29,6 @@ inline constexpr char c_SerialNumber[] = "/corvane/Config/SerialNumber";
 inline constexpr char c_ModuleFirmware[] = "/corvane/Application/QuenlorSounder/FPGAFirmware";
 inline constexpr char c_DisplayFirmware[] = "/corvane/Application/FPGAFirmware";
 
-inline constexpr char c_SounderRoot[] = "/corvane/Application";
 inline constexpr char c_SounderKillScript[] = "/corvane/Application/KillQLSounder";
 inline constexpr char c_ModuleSounderKillScript[] = "/corvane/Application/QuenlorSounder/KillQLSounder";
 inline constexpr char c_StopSonarMarker[] = "/tmp/stop_sonar";

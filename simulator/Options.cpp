@@ -71,7 +71,7 @@ std::string ProductList()
         std::array<char, 160> line{};
         std::snprintf(line.data(), line.size(), "%4u  %-16s  %-11s  %-11s  %s\n", product.code, product.name,
                       c_LinkNames[static_cast<std::size_t>(product.link)],
-                      product.model != nullptr ? product.model->partNumber : "-",
+                      product.productId != nullptr ? product.PartNumber() : "-",
                       CommandsOf(product).c_str());
         text += line.data();
     }

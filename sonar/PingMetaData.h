@@ -2,6 +2,9 @@
 
 #include "Utilities/FPGATypes.h"
 
+#include <optional>
+#include <string_view>
+
 /// One ping on one channel of a two-channel FPGA. Frequencies marked as words are register values, not hertz.
 class CPingMetaData
 {
@@ -23,3 +26,7 @@ public:
     std::uint32_t m_BoostLevel = 0;           ///< low 8 bits count
     CorrelationFilterCoefficients_T m_CorrelationFilter = {};
 };
+
+/// The built-in ping of a name, "200long" (sonar channel) or "350long" (lowscan channel), with its
+/// correlation filter; empty for any other name.
+std::optional<CPingMetaData> LumetSetting(std::string_view name);

@@ -61,7 +61,7 @@ LSFpgaCompleteConfigure_T Configuration(const PingChannels_T& channels, double s
 
 std::string WrongSize(int) { return "Wrong size.\n"; }
 
-/// Queues the whole configuration, as far as the first operation that fails.
+/// Queues the whole configuration, up to the first operation that fails.
 bool Populate(CFPGAIF& fpga, const CPingMetaData& meta)
 {
     const auto channel = static_cast<unsigned char>(meta.m_Channel);
@@ -90,7 +90,7 @@ bLumetCommandByte FireOn(std::uint32_t channel)
 
 unsigned char CSonarTestController::GetAppropriateAnalogueGainLevel(const QString& word)
 {
-    // By case, unlike the command line: "Medium" of the usage text is level 0.
+    // Case-sensitive, unlike the command line: "Medium", as the usage writes it, is level 0.
     const auto* const gain = std::ranges::find(c_GainLevels, word, &GainLevel_T::word);
     return gain == std::end(c_GainLevels) ? 0 : gain->level;
 }
@@ -105,7 +105,7 @@ int CSonarTestController::Ping(std::string* out, double startFreq, double endFre
     COSSLinuxFactory factory;
     Message(m_InterfaceNotice, nullptr, true, false);
     CFPGAIF fpga(&factory, c_FirstElement);
-    if (ReadSonarVersionEnsureValid(*out, &fpga, c_FirstChannel) != TEST_PASSED) {
+    if (ReadSonarVersionEnsureValid(out, &fpga, c_FirstChannel) != TEST_PASSED) {
         return TEST_FAILED;
     }
 
@@ -115,9 +115,10 @@ int CSonarTestController::Ping(std::string* out, double startFreq, double endFre
         channels = {channel == 0 ? period : 0, channel == 1 ? period : 0,
                     static_cast<unsigned char>(channel)};
     } else {
-        // The ping is fired all the same, on purpose.
+        // The ping is fired anyway, on purpose.
         print("Invalid channel Specified: " + std::to_string(static_cast<int>(channel)) + "\n");
-        result = static_cast<TestResult_T>(Fail("Channel must be 1 or 0.\n", out));
+        Message(std::string("Channel must be 1 or 0.\n"), out, false, true);
+        result = TEST_FAILED;
     }
     const LSDecimationRate_T decimationRate = SaturateToUnsigned(depth / c_DepthOfSample / c_Samples);
 
@@ -126,7 +127,7 @@ int CSonarTestController::Ping(std::string* out, double startFreq, double endFre
     Buffer_Bytes_T sampleBytes(reinterpret_cast<std::uint8_t*>(samples.data()),
                                samples.size() * sizeof(float));
     Buffer_Bytes_T valueBytes(reinterpret_cast<std::uint8_t*>(values.data()), values.size() * sizeof(float));
-    // A step that fails is told, and the sequence goes on.
+    // A failed step is reported, and the sequence continues.
     HandleReturn(fpga.Flush(channels.active), result);
     HandleReturn(fpga.setUpForPing(Configuration(channels, startFreq, endFreq, decimationRate,
                                                  GetAppropriateAnalogueGainLevel(gain))),
@@ -149,7 +150,7 @@ int CSonarTestController::Ping(std::string* out, const CPingMetaData& meta)
     COSSLinuxFactory factory;
     Message(m_InterfaceNotice, out, false, true);
     CFPGAIF fpga(&factory, c_FirstElement);
-    if (ReadSonarVersionEnsureValid(*out, &fpga, c_FirstChannel) != TEST_PASSED || !Populate(fpga, meta)) {
+    if (ReadSonarVersionEnsureValid(out, &fpga, c_FirstChannel) != TEST_PASSED || !Populate(fpga, meta)) {
         return Fail("ERROR: Failed to populate FPGA data.\n", out);
     }
     if (fpga.UpdateFPGA() != c_Success) {
@@ -164,7 +165,7 @@ int CSonarTestController::Ping(std::string* out, const CPingMetaData& meta)
     }
 
     std::vector<float> samples(meta.m_SampleSlots);
-    // Its size is the count of samples that the FPGA sends, a byte each; they come back as floats.
+    // The size is the number of samples: the FPGA sends a byte for each, the facade makes it a float.
     Buffer_Bytes_T buffer(reinterpret_cast<std::uint8_t*>(samples.data()), meta.m_NumberOfSamples);
     if (fpga.GetPing(static_cast<unsigned char>(meta.m_Channel), &buffer, c_InterruptMode) != c_Success) {
         return Fail("ERROR: Get ping failed.\n", out);

@@ -1,27 +1,17 @@
-#include "framework/ConstantText.h"
 #include "framework/UnitPaths.h"
 #include "sonar/SonarTestController.h"
-#include "sonar/TableFile.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <iterator>
-#include <memory>
 #include <unistd.h>
 
 namespace
 {
 
-// Variables of the environment.
-constexpr const char* c_FirstChannel =
-    c_Joined<"FPGA_CHANNEL_0_COMMS=", UnitPaths::c_FirstLowscanFpga>.data();
-constexpr const char* c_SecondChannel =
-    c_Joined<"FPGA_CHANNEL_1_COMMS=", UnitPaths::c_SecondLowscanFpga>.data();
-constexpr const char* c_SounderRoot = c_Joined<"SOUNDER_ROOT_DIR=", UnitPaths::c_SounderRoot>.data();
-// Empty: the UART transport falls back to device names of its own.
-constexpr const char* c_FirstUart = "FPGA_CHANNEL_0_COMMS=";
-constexpr const char* c_SecondUart = "FPGA_CHANNEL_1_COMMS=";
+constexpr char c_FirstChannel[] = "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0";
+constexpr char c_SecondChannel[] = "FPGA_CHANNEL_1_COMMS=/dev/LSfpga1";
 
 constexpr char c_UnknownProduct[] = "ERROR: Unknown Product type.\n";
 constexpr unsigned int c_NoTimeLimit = 0;
@@ -34,7 +24,7 @@ struct PowerSwitch_T {
 constexpr PowerSwitch_T c_PowerSwitches[] = {{SonarPower::Varrow, UnitPaths::c_VarrowSonarPower},
                                              {SonarPower::Pelion, UnitPaths::c_PelionSonarPower}};
 
-/// Puts NAME=value, a constant or null for nothing, into the environment, which keeps the text itself.
+/// Puts NAME=value into the environment, which keeps the text itself. Null: nothing.
 void Put(const char* variable)
 {
     if (variable != nullptr) {
@@ -42,9 +32,9 @@ void Put(const char* variable)
     }
 }
 
-/// Leaves an empty file at the path, in a directory in which everybody may write: a link or a pipe that
-/// somebody put there is replaced and neither followed nor waited for. The sounder's monitor looks for the
-/// marker; one that cannot be made is no reason to stop.
+/// Leaves an empty file at the path, in a directory in which everybody may write. A link or a pipe that is
+/// already there is replaced: a link is not followed, and nobody waits for a pipe's reader. A failure is
+/// ignored.
 void MakeMarker(const char* path)
 {
     constexpr mode_t mode = 0666;
@@ -57,56 +47,51 @@ void MakeMarker(const char* path)
 
 } // namespace
 
-CSonarTestController::CSonarTestController()
-    : m_InterfaceNotice(QStringLiteral(
-          "If unit segfaults below (CFPGAIF constructor), check CSonarTestController constructor defines all "
-          "the product ids (eg: PRODUCT_ID_Varrow) required by QLSounderType_T SounderInfo::GetSounderType "
-          "GetSounderType()\n"))
+void CSonarTestController::SetProductEnvironment()
 {
     const Product_T& identity = GetProduct();
-    for (const ModelPartNumber_T& model : ModelPartNumbers()) {
-        Put(model.variable);
+    for (const char* variable : ModelVariables()) {
+        Put(variable);
     }
-    Put(c_SounderRoot);
+    Put("SOUNDER_ROOT_DIR=/corvane/Application");
     Put("KILL_MON_QLSOUNDER=0");
-    SetProductEnvironment(identity);
-    if (std::getenv("PRODUCT_ID") == nullptr) {
-        Message(std::string("ERROR: PRODUCT_ID environment variable not set. Ping will segfault.\n"), nullptr,
-                true, false);
+
+    const Product_T& product = GetProduct();
+    switch (product.setup) {
+    case Setup::Refused:
+        Message(std::string(c_UnknownProduct), nullptr, true, false);
+        break;
+    case Setup::Display:
+        Put(c_FirstChannel);
+        Put(product.productId);
+        break;
+    case Setup::Full:
+        Put("PLATFORM_TYPE=1");
+        if (product.link == Link::Uart) {
+            // Empty: the UART transport has device names of its own.
+            Put("FPGA_CHANNEL_0_COMMS=");
+            Put("FPGA_CHANNEL_1_COMMS=");
+        } else {
+            Put(c_FirstChannel);
+        }
+        SetProductIdentity(identity);
     }
 }
 
-CSonarTestController::~CSonarTestController() = default;
-
-void CSonarTestController::SetProductEnvironment(const Product_T& identity)
+void CSonarTestController::SetProductIdentity(const Product_T& identity)
 {
-    const Product_T& product = GetProduct();
-    if (product.setup == Setup::Refused) {
+    if (identity.link == Link::None) {
         Message(std::string(c_UnknownProduct), nullptr, true, false);
         return;
     }
-    if (product.setup == Setup::Full) {
-        Put("PLATFORM_TYPE=1");
-    }
-    if (product.link == Link::Uart) {
-        Put(c_FirstUart);
-        Put(c_SecondUart);
-    } else {
+    Put(identity.productId);
+    Put(identity.sonarBoard);
+    Put(identity.fpgaSize);
+    if (identity.twoFpgas) {
         Put(c_FirstChannel);
-    }
-    // On the modules that was read first counts, even where the unit answers otherwise by now.
-    const Product_T& named = product.setup == Setup::Full ? identity : product;
-    if (named.model == nullptr) {
-        Message(std::string(c_UnknownProduct), nullptr, true, false);
-        return;
-    }
-    Put(named.model->identity);
-    Put(named.sonarBoard);
-    Put(named.fpgaSize);
-    if (named.twoFpgas) {
         Put(c_SecondChannel);
     }
-    if (named.stopsSounder) {
+    if (identity.stopsSounder) {
         StopSounder();
     }
 }
@@ -122,25 +107,6 @@ void CSonarTestController::StopSounder()
         }
     }
     Message(std::string("Failed to kill Quenlor Sonar.\n"), nullptr, true, false);
-}
-
-char* CSonarTestController::StringFromQString(const QString& text)
-{
-    const QByteArray bytes = text.toLatin1();
-    const auto withTerminator = static_cast<std::size_t>(bytes.size()) + 1;
-    auto array = std::make_unique<char[]>(withTerminator);
-    std::copy_n(bytes.constData(), withTerminator, array.get());
-    return array.release();
-}
-
-void CSonarTestController::HandleReturn(int code, TestResult_T& result)
-{
-    if (code != 0) {
-        result = TEST_FAILED;
-        Message("Call to Lowscan function from CSonarTestController Failed, return value: " +
-                    std::to_string(code) + "\n",
-                nullptr, false, true);
-    }
 }
 
 int CSonarTestController::EnableSonar(std::string* output)
@@ -160,19 +126,4 @@ int CSonarTestController::EnableSonar(std::string* output)
         return TEST_FAILED;
     }
     return WriteToFile(path, QByteArrayLiteral("1"), output) ? OPERATION_PERFORMED : TEST_FAILED;
-}
-
-int CSonarTestController::BatteryVoltage(std::string& output)
-{
-    return ShowFileContents(QString::fromLatin1(UnitPaths::c_BatteryVoltage), &output);
-}
-
-int CSonarTestController::LCDTemperature(std::string& output)
-{
-    return ShowFileContents(QString::fromLatin1(UnitPaths::c_LcdTemperature), &output);
-}
-
-int CSonarTestController::SensePin(std::string& output)
-{
-    return ShowFileContents(QString::fromLatin1(UnitPaths::c_SensePin), &output);
 }

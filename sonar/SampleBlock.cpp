@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <memory>
 #include <span>
 #include <string_view>
 
@@ -15,24 +16,30 @@ namespace
 constexpr std::string_view c_Begin = "\n<SonarFPGAData>";
 constexpr std::string_view c_End = "<EndSonarFPGAData>\n";
 
-/// A block whose samples take at most so many characters, all zero yet.
-std::string BlockFor(std::size_t characters)
+/// The text of a block, printed in one piece so that nothing comes between.
+class CBlock
 {
-    std::string block(c_Begin);
-    block.resize(c_Begin.size() + characters + c_End.size());
-    return block;
-}
+public:
+    /// @param room  most characters of the samples
+    explicit CBlock(std::size_t room)
+        : m_Text(std::make_unique_for_overwrite<char[]>(c_Begin.size() + room + c_End.size()))
+    {
+        std::ranges::copy(c_Begin, m_Text.get());
+    }
 
-/// Prints the block, in which the samples end at pEnd, and complaints before it: all in one piece, so that
-/// nothing comes between.
-void PrintBlock(const std::string& complaints, std::string& block, const char* pEnd)
-{
-    block.resize(static_cast<std::size_t>(pEnd - block.data()));
-    block += c_End;
-    block.insert(0, complaints);
-    std::fwrite(block.data(), 1, block.size(), stdout);
-    std::fflush(stdout);
-}
+    /// Where the samples go.
+    char* Samples() { return m_Text.get() + c_Begin.size(); }
+    /// @param pEnd  end of the samples
+    void Print(char* pEnd)
+    {
+        pEnd = std::ranges::copy(c_End, pEnd).out;
+        std::fwrite(m_Text.get(), 1, static_cast<std::size_t>(pEnd - m_Text.get()), stdout);
+        std::fflush(stdout);
+    }
+
+private:
+    std::unique_ptr<char[]> m_Text;
+};
 
 int WholePart(float sample)
 {
@@ -40,14 +47,6 @@ int WholePart(float sample)
     const int magnitude = static_cast<int>(std::min(SaturateToUnsigned(std::fabs(sample)), largest));
     return sample < 0 ? -magnitude : magnitude;
 }
-
-/// Digits of the longest sample. Behind the samples there is room for that many: the end of the block.
-constexpr std::size_t c_LongestSample = std::numeric_limits<unsigned short>::digits10 + 1;
-static_assert(c_LongestSample <= c_End.size());
-
-/// Room for a sample and the comma behind it: exact enough, because most of an echo has one or two digits,
-/// and quicker than its exact length.
-constexpr std::size_t RoomFor(unsigned short sample) { return 3U + (c_LongestSample - 2) * (sample > 99); }
 } // namespace
 
 std::string NotThreeDigits(int characters)
@@ -60,8 +59,8 @@ int OutputAsString(const float* samples, int count, WrongSize_T* wrongSize)
 {
     constexpr int characters = 3;
     std::string complaints;
-    std::string block = BlockFor(static_cast<std::size_t>(count) * characters);
-    char* pTo = block.data() + c_Begin.size();
+    CBlock block(static_cast<std::size_t>(count) * characters);
+    char* pTo = block.Samples();
     for (const float sample : std::span(samples, static_cast<std::size_t>(count))) {
         if (sample >= 0 && sample < 1000) {
             const auto number = static_cast<unsigned int>(sample);
@@ -78,7 +77,8 @@ int OutputAsString(const float* samples, int count, WrongSize_T* wrongSize)
             complaints += wrongSize(size);
         }
     }
-    PrintBlock(complaints, block, pTo);
+    std::fputs(complaints.c_str(), stdout);
+    block.Print(pTo);
     return complaints.empty() ? 0 : 1;
 }
 
@@ -89,19 +89,14 @@ int OutputAsStringShort(const unsigned short* samples, int count, int incrementB
         --step;
     }
 
-    // Looked through first, because room for five digits each would be twice what an echo needs.
-    const unsigned short* const pBehind = samples + count;
-    std::size_t characters = 0;
-    for (const unsigned short* pSample = samples; pSample != pBehind; pSample += step) {
-        characters += RoomFor(*pSample);
-    }
-    std::string block = BlockFor(characters);
-    char* pTo = block.data() + c_Begin.size();
-    for (const unsigned short* pSample = samples; pSample != pBehind; pSample += step) {
-        pTo = std::to_chars(pTo, pTo + c_LongestSample, *pSample).ptr;
+    constexpr std::size_t digits = std::numeric_limits<unsigned short>::digits10 + 1;
+    CBlock block(static_cast<std::size_t>(count / step) * (digits + 1)); // a comma after each
+    char* pTo = block.Samples();
+    for (const unsigned short* pSample = samples; pSample != samples + count; pSample += step) {
+        pTo = std::to_chars(pTo, pTo + digits, *pSample).ptr;
         *pTo++ = ',';
     }
-    // Nothing follows the last of all samples.
-    PrintBlock({}, block, step == 1 && count > 0 ? pTo - 1 : pTo);
+    // No comma follows the last of all samples.
+    block.Print(step == 1 && count > 0 ? pTo - 1 : pTo);
     return 0;
 }

@@ -13,8 +13,8 @@ namespace
 constexpr XdcrElementIndex_T c_FirstElement = 0;
 constexpr unsigned char c_FirstChannel = 0;
 
-/// Degrees Celsius. The sensor's resistance, here relative to that at 0 degrees, falls by the factor e every
-/// 25 degrees. At a tenth of the reference or less it is no resistance, and the result infinite or no number.
+/// Temperature in degrees Celsius. The sensor's resistance falls by the factor e every 25 degrees. For a
+/// reading of a tenth of the reference or less, the result is infinite or not a number.
 double Temperature(const LSADCReadings_T& readings)
 {
     const double ratio = static_cast<double>(readings.waterTemperature) / readings.reference;
@@ -28,7 +28,7 @@ std::string InGeneralForm(double value)
     return text;
 }
 
-/// For the operator of a run that takes long: the station's log on standard output gets the report alone.
+/// Shows the operator of a long run how it goes. Standard output only gets the report.
 void ShowAtTerminal(const std::string& line)
 {
     if (isatty(STDERR_FILENO) == 1) {
@@ -36,6 +36,21 @@ void ShowAtTerminal(const std::string& line)
     }
 }
 } // namespace
+
+int CSonarTestController::BatteryVoltage(std::string& output)
+{
+    return ShowFileContents(QString::fromLatin1(UnitPaths::c_BatteryVoltage), &output);
+}
+
+int CSonarTestController::LCDTemperature(std::string& output)
+{
+    return ShowFileContents(QString::fromLatin1(UnitPaths::c_LcdTemperature), &output);
+}
+
+int CSonarTestController::SensePin(std::string& output)
+{
+    return ShowFileContents(QString::fromLatin1(UnitPaths::c_SensePin), &output);
+}
 
 int CSonarTestController::WaterTemperature(std::string& out)
 {
@@ -48,7 +63,7 @@ int CSonarTestController::WaterTemperature(std::string& out)
     COSSLinuxFactory factory;
     CFPGAIF fpga(&factory, c_FirstElement);
     if (ReadSonarVersionEnsureValid(out, &fpga, c_FirstChannel) != TEST_PASSED) {
-        return OPERATION_PERFORMED; // not a failure of this test, on purpose
+        return OPERATION_PERFORMED; // not TEST_FAILED, on purpose
     }
     LSADCReadings_T readings = {};
     if (const TSQEventCode_T code = fpga.GetADCReadings(&readings); code != c_Success) {
@@ -74,9 +89,9 @@ int CSonarTestController::GetWaterSpeed(std::string& out, int duration)
     const bool isEndless = duration == 0;
     CStopSignals signals;
     bool goesOn = true;
-    // One reading more than seconds: at their beginning and at their end.
+    // One reading more than there are seconds: one at the beginning of each and one at the end.
     for (std::int64_t second = 0; goesOn && second <= duration; second += isEndless ? 0 : 1) {
-        fpga.GetSpeedReading(&reading); // a reading that fails repeats the last one
+        fpga.GetSpeedReading(&reading); // a failed reading is shown as the last good one
         const std::string line = "Speed ticks: " + std::to_string(reading.ticks) + "\n";
         Message(line, &out, false, true);
         ShowAtTerminal(line);

@@ -8,7 +8,7 @@ CStopSignals::CStopSignals()
     sigemptyset(&m_Signals);
     for (const int number : {SIGINT, SIGTERM}) {
         sigaddset(&m_Signals, number);
-        // A script that starts the program in the background has them ignored.
+        // A shell script that starts the program in the background sets them to be ignored.
         std::signal(number, SIG_DFL);
     }
     pthread_sigmask(SIG_BLOCK, &m_Signals, &m_BlockedBefore);

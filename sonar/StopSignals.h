@@ -3,8 +3,8 @@
 #include <chrono>
 #include <csignal>
 
-/// While it lives, SIGINT and SIGTERM ask the program to finish what it is doing instead of ending it. They
-/// reach the program only in Wait(), so that they disturb no device transfer. One at a time, in a program of
+/// While an object of this class lives, SIGINT and SIGTERM do not end the program but ask it to finish. They
+/// arrive only in Wait(), so that they disturb no device transfer. One object at a time, in a program with
 /// one thread.
 class CStopSignals
 {
@@ -14,8 +14,8 @@ public:
     CStopSignals(const CStopSignals&) = delete;
     CStopSignals& operator=(const CStopSignals&) = delete;
 
-    /// Waits for the whole time, whatever arrives. Returns false when a signal has asked the program to stop;
-    /// from then on a further one ends the program at once.
+    /// Waits for the whole time, even when a signal arrives. Returns false once a signal has asked the
+    /// program to stop; the next one ends the program at once.
     bool Wait(std::chrono::nanoseconds time);
 
 private:

@@ -1,16 +1,17 @@
 #include "sonar/TableFile.h"
 
-#include "framework/TestControllerBase.h"
+#include "sonar/SonarTestController.h"
 
 #include <QString>
 
 #include <algorithm>
 #include <charconv>
+#include <sys/stat.h>
 #include <utility>
 
 namespace
 {
-/// The number that a text is, 0 when it is none.
+/// The number in a text, 0 when the text is not a number.
 int ToInt(std::string_view text, int base)
 {
     const char* const pEnd = text.data() + text.size();
@@ -19,18 +20,18 @@ int ToInt(std::string_view text, int base)
     if (read.ec == std::errc() && read.ptr == pEnd) {
         return number;
     }
-    // White space, a plus sign and what is no number are left to QString.
+    // QString decides about white space, a plus sign and text that is not a number.
     return QString::fromLatin1(text).toInt(nullptr, base);
 }
 
-/// Gives visit() each number's text, without "0x" and blanks, however the lines are laid out: up to four
-/// separators are one, and the last number may have one behind it. What is left of a wider gap counts as
-/// numbers, so that a damaged table fails its size check. Returns how many there were.
+/// Calls visit() with each number's text, without "0x" and blanks. Separators are commas and line ends. Up to
+/// four in a row count as one, and every four more as an empty number, so that a damaged table fails its size
+/// check. The last number may have up to four after it. Returns the count of numbers.
 template <class Visit>
 std::int64_t ForEachNumber(std::string_view text, Visit visit)
 {
     constexpr int widestGap = 4;
-    std::string number(text.size(), '\0'); // room for the longest that there can be
+    std::string number(text.size(), '\0'); // room for the longest possible one
     char* const pNumber = number.data();
     char* pTo = pNumber;
     std::int64_t count = 0;
@@ -62,10 +63,17 @@ std::string DelimiterLine(const char* name, std::string_view key)
 {
     return std::string(name) + " Delimiter: \"" + std::string(key) + "\"\n";
 }
+
+/// View on the bytes, which the caller keeps.
+std::string_view ViewOf(const QByteArray& bytes)
+{
+    return {bytes.constData(), static_cast<std::size_t>(bytes.size())};
+}
 } // namespace
 
-CTableFile::CTableFile(TestControllerBase& framework, std::string text, const QString& fileName)
-    : m_Framework(framework), m_FileName(fileName), m_Text(std::move(text))
+CTableFile::CTableFile(TestControllerBase& framework, std::string text, const QString& fileName,
+                       Version_T version)
+    : m_Framework(framework), m_FileName(fileName), m_Version(version), m_Text(std::move(text))
 {
     if (m_Text.find('\r') != c_Missing) {
         std::erase(m_Text, '\r');
@@ -73,15 +81,32 @@ CTableFile::CTableFile(TestControllerBase& framework, std::string text, const QS
 }
 
 CTableFile::CTableFile(TestControllerBase& framework, const QString& text, const QString& fileName)
-    : CTableFile(framework, text.toLatin1().toStdString(), fileName)
+    : CTableFile(framework, text.toLatin1().toStdString(), fileName, std::nullopt)
 {
 }
 
 CTableFile CTableFile::Open(TestControllerBase& framework, const QString& fileName)
 {
+    // Before the file is read, so that a change in between counts as a change.
+    const Version_T version = VersionOf(fileName);
     QByteArray contents;
     framework.GetFileContents(fileName, contents, nullptr, FileOwner::Station);
-    return {framework, std::string(contents.constData()), fileName}; // up to the first zero byte
+    return {framework, std::string(contents.constData()), fileName, version}; // up to the first zero byte
+}
+
+CTableFile::Version_T CTableFile::VersionOf(const QString& fileName)
+{
+    struct stat status = {};
+    if (::stat(fileName.toLatin1().constData(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    return std::tuple{status.st_dev, status.st_ino, status.st_size,
+                      static_cast<std::int64_t>(status.st_mtim.tv_sec), status.st_mtim.tv_nsec};
+}
+
+bool CTableFile::IsStill(const QString& fileName) const
+{
+    return m_FileName == fileName && m_Version == VersionOf(fileName);
 }
 
 int CTableFile::GetValue(const ScalarKey_T& key) const
@@ -91,7 +116,7 @@ int CTableFile::GetValue(const ScalarKey_T& key) const
     if (start == c_Missing || end == c_Missing) {
         return -1;
     }
-    // The log puts a blank after the parenthesis; whatever stands there is not part of the number.
+    // The log has a blank after the parenthesis. Any character in its place is skipped, too.
     std::string value(Between(start + key.start.size() + 1, end));
     std::erase(value, ' ');
     return ToInt(value, 10);
@@ -161,7 +186,7 @@ bool CTableFile::Load(const TableKey_T& key, std::vector<Entry>& table, std::str
     bool isFirst = true;
     const bool isWhole = VisitNumbers(key.header, key.end, [&](std::string_view text) {
         const int number = ToInt(text, key.base);
-        // The FPGA's tables are as wide as their fields: higher bits of a number are cut.
+        // Higher bits than the field has are cut.
         if (isFirst) {
             table.push_back({static_cast<decltype(Entry::first)>(number), 0});
         } else {
@@ -176,7 +201,7 @@ bool CTableFile::Load(const TableKey_T& key, std::vector<Entry>& table, std::str
     return isWhole;
 }
 
-/// First place of the key in the text. The text may be long: each key is looked for once.
+/// First place of the key in the text. The text may be long, so each key is searched once.
 std::size_t CTableFile::Find(std::string_view key) const
 {
     const auto known = std::ranges::find(m_Places, key, &Place_T::first);
@@ -189,3 +214,42 @@ std::string_view CTableFile::Between(std::size_t from, std::size_t to) const
 }
 
 void CTableFile::Print(const std::string& text) const { m_Framework.Message(text, nullptr, false, true); }
+
+int CSonarTestController::GetValue(const QString& fileName, const QString& startKey, const QString& endKey)
+{
+    const QByteArray start = startKey.toLatin1();
+    const QByteArray end = endKey.toLatin1();
+    return TableFile(fileName).GetValue({ViewOf(start), ViewOf(end)});
+}
+
+const CTableFile& CSonarTestController::TableFile(const QString& fileName)
+{
+    if (m_pTableFile == nullptr || !m_pTableFile->IsStill(fileName)) {
+        m_pTableFile = std::make_unique<CTableFile>(CTableFile::Open(*this, fileName));
+    }
+    return *m_pTableFile;
+}
+
+int CSonarTestController::GetSize(const QString& text, const QString& headerKey)
+{
+    return CTableFile(*this, text, QString()).GetSize(ViewOf(headerKey.toLatin1()));
+}
+
+QList<QString> CSonarTestController::GetPairs(const QString& text, const QString& headerKey,
+                                              const QString& endKey)
+{
+    const CTableFile table(*this, text, QString());
+    QList<QString> parts;
+    for (const std::string& part : table.GetPairs(ViewOf(headerKey.toLatin1()), ViewOf(endKey.toLatin1()))) {
+        parts.append(QString::fromLatin1(part));
+    }
+    return parts;
+}
+
+int CSonarTestController::LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg,
+                                     CorrelationFilterCoefficients_T& correlation, std::string* out,
+                                     const QString& fileName)
+{
+    m_pTableFile = std::make_unique<CTableFile>(CTableFile::Open(*this, fileName));
+    return m_pTableFile->LoadTables(chirp, tvg, correlation, out);
+}

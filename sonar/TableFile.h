@@ -5,8 +5,12 @@
 #include <QString>
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -18,16 +22,15 @@ struct ScalarKey_T {
     std::string_view end;
 };
 
-/// A table of the log: its size follows the header on the same line, its numbers follow that line.
+/// A table of the log: its size follows the header on the same line, its numbers follow on the next lines.
 struct TableKey_T {
     std::string_view header;
     std::string_view end;
-    int base; ///< of its numbers
+    int base; ///< of the numbers
     std::string_view failure;
 };
 
-/// The texts by which the log's values are found. Blanks and spellings are those of the application that
-/// logs.
+/// The texts before and after the log's values. Blanks and spellings are those of the log.
 namespace TableKeys
 {
 inline constexpr ScalarKey_T c_ChannelFilter{"FpgaInterface->SetChannelFilterRegister(",
@@ -50,7 +53,7 @@ inline constexpr ScalarKey_T c_FilterCentreFrequency{"FpgaInterface->SetBaseBand
                                                      ");\nFpgaInterface->SetCorrelationFilter"};
 inline constexpr ScalarKey_T c_CorrelationDownShift{"FpgaInterface->SetCorralationDownShift(",
                                                     ");\nFpgaInterface->SetCorralationScaling"};
-// The log holds this line twice: the plain one ends the value before it, the indented one holds the value.
+// The log has this line twice: the first ends the value before it, the second, indented one holds the value.
 inline constexpr ScalarKey_T c_CorrelationScaling{
     "  FpgaInterface->SetCorralationScaling(",
     ");\n-------------------CONFIGURE FPGA VALUES  END ----------------"};
@@ -70,41 +73,48 @@ inline constexpr TableKey_T c_Correlation{.header = "FpgaInterface->SetCorrelati
 } // namespace TableKeys
 
 /// A saved copy of the log that the sonar application writes when it configures the FPGA. Carriage returns
-/// mean nothing in it, and it ends at the first zero byte. A number that is none reads as 0.
+/// are ignored, and the text ends at the first zero byte. Text that is not a number reads as 0.
 class CTableFile
 {
 public:
-    /// Reads the file, once; a file that cannot be opened is reported on standard output and counts as empty.
+    /// Reads the file. A file that cannot be opened is reported on standard output and counts as empty.
     static CTableFile Open(TestControllerBase& framework, const QString& fileName);
-    /// The log's text itself, and the name by which messages call it.
+    /// Takes the log's text, and a file name for the messages.
     CTableFile(TestControllerBase& framework, const QString& text, const QString& fileName);
 
-    const QString& FileName() const { return m_FileName; }
+    /// Whether this is the file of that name, unchanged since it was read. Only a regular file is looked at
+    /// again, because a pipe can be read only once.
+    bool IsStill(const QString& fileName) const;
 
-    /// The decimal number between the two texts, each at its first place in the file; -1 when one is missing.
+    /// The decimal number between the two texts, each at its first place in the file; -1 when a text is
+    /// missing.
     int GetValue(const ScalarKey_T& key) const;
 
     /// The number of entries that the header's line announces; 0, printed as an error, when there is no such
     /// line.
     int GetSize(std::string_view headerKey) const;
 
-    /// The texts of a table's numbers, two an entry. Empty, with the reason printed, when the table is not
-    /// found or does not hold as many numbers as announced.
+    /// The texts of a table's numbers, two for each entry. Empty, with the reason printed, when the table is
+    /// not found or does not hold as many numbers as the header says.
     std::vector<std::string> GetPairs(std::string_view headerKey, std::string_view endKey) const;
 
     /// Appends the entries of the three tables to the lists. Returns 2, or 1 at the first table that cannot
-    /// be read, which is reported in *out; the lists before it keep what they got.
+    /// be read, which is reported in *out; the lists before it keep their entries.
     int LoadTables(ChirpTable_T& chirp, TVGTable_T& tvg, CorrelationFilterCoefficients_T& correlation,
                    std::string* out) const;
 
 private:
     using Place_T = std::pair<std::string, std::size_t>;
+    /// What changes when a file is replaced or written: device, inode, size, modification time.
+    using Version_T = std::optional<std::tuple<dev_t, ino_t, off_t, std::int64_t, long>>;
     static constexpr std::size_t c_Missing = std::string::npos;
 
-    CTableFile(TestControllerBase& framework, std::string text, const QString& fileName);
+    CTableFile(TestControllerBase& framework, std::string text, const QString& fileName, Version_T version);
+    /// Empty for anything but a regular file.
+    static Version_T VersionOf(const QString& fileName);
 
-    /// Gives visit() the text of each of a table's numbers. Returns false, with the reason printed, when the
-    /// table is not found or does not hold as many numbers as announced.
+    /// Calls visit() with the text of each number of a table. Returns false, with the reason printed, when
+    /// the table is not found or does not hold as many numbers as the header says.
     template <class Visit>
     bool VisitNumbers(std::string_view headerKey, std::string_view endKey, Visit visit) const;
     template <class Entry>
@@ -115,6 +125,7 @@ private:
 
     TestControllerBase& m_Framework;
     QString m_FileName;
+    Version_T m_Version;
     std::string m_Text;
     mutable std::vector<Place_T> m_Places;
 };

@@ -31,7 +31,7 @@ void ExpectUsage(const Words_T& arguments, const std::string& error = "")
     EXPECT_THAT(run.output, EndsWith("\n./sonarbench 6mping <channel> (Example: ./sonarbench 6mping 0 )\n"));
 }
 
-/// The block of a failed run on a unit as it leaves the factory.
+/// The unit data block of a failed run on an unchanged QL4K.
 std::string UnitData(const std::string& argumentsWithBlanks)
 {
     return "\n\n\n//////////////////////////////////\nUnit Data for bug reports: "
@@ -48,7 +48,7 @@ TEST(FrontEnd, AnUnknownCommandShowsTheUsageAndNoVerdict)
 {
     ExpectUsage({"6mping", "0"});
     ExpectUsage({"BatteryVoltage"});
-    // Bytes that are no text in any encoding come out as they went in.
+    // Bytes that are not valid text in any encoding come out as they went in.
     ExpectUsage({"\xff\xfe\xc3\x28\xa0"});
 }
 
@@ -64,11 +64,11 @@ TEST(FrontEnd, AWrongNumberOfArgumentsFailsTheRun)
                                                             "ERROR: Incorrect Parameter Count.\n" +
                                                             UnitData(Joined(arguments)));
     }
-    // Alone among the commands, speed shows the usage.
+    // Only speed shows the usage.
     ExpectUsage({"speed"}, "ERROR: Incorrect Parameter Count.\n");
 }
 
-TEST(FrontEnd, WrongWordsAreNamed)
+TEST(FrontEnd, AWrongWordIsReported)
 {
     EXPECT_THAT(CVirtualUnit().Run({"lowscanping", "400"}).output,
                 HasSubstr("Test Output: \nERROR: Start freq must be 200, 350, 350long or 200long.\n\n\n//"));
@@ -79,9 +79,9 @@ TEST(FrontEnd, WrongWordsAreNamed)
                 StartsWith("3\n---"));
 }
 
-TEST(FrontEnd, ArgumentsCannotSteerTheReport)
+TEST(FrontEnd, ArgumentsAreNotUsedAsAFormat)
 {
-    // Percent signs stay, except that two of them are one, as where this text is a format.
+    // Percent signs are printed as they are, except that two of them become one, as in a format.
     const auto percent = CVirtualUnit().Run({"%n%s%100000d", "100%%"});
     EXPECT_EQ(percent.status, 0);
     EXPECT_THAT(percent.output, HasSubstr("\nsonarbench %n%s%100000d 100% \n\nTest Output: \n"));
@@ -93,13 +93,13 @@ TEST(FrontEnd, ASonarThatCannotBeEnabledFailsEveryCommand)
     EXPECT_EQ(CVirtualUnit().Remove(path).Run({"nonsense"}).output,
               "ERROR: Path does not exist: " + path + "\n" + ReportHead({"nonsense"}) +
                   "ERROR: Cannot enable Sonar.\n" + UnitData("nonsense "));
-    // A directory cannot be written, whoever tries.
+    // Not even root can write to a directory.
     const auto run = CVirtualUnit().Remove(path).Set(path + "/x", "").Run({"batteryvoltage"});
     EXPECT_THAT(run.output,
                 HasSubstr("ERROR: Cannot enable Sonar.\nERROR: Failed to open file:" + path + "\n\n\n\n//"));
 }
 
-TEST(FrontEnd, MissingVersionFilesStandInTheUnitDataAsMessages)
+TEST(FrontEnd, TheUnitDataShowsAMessageForAMissingVersionFile)
 {
     const auto run = CVirtualUnit().Remove("/VERSION").Remove("/corvane/Config/SerialNumber").Run({"xkping"});
     const std::string missing = "ERROR: Failed to open file:\n";

@@ -2,6 +2,6 @@
 
 #include "simulator/trace/TraceFile.h"
 
-/// What the first difference is when everything that one trace tells is done again with another one as the
-/// device; empty when there is none.
+/// Repeats all operations of one trace with another one as the device. Returns the first difference; empty
+/// when there is no difference.
 std::string DifferenceOf(const TraceFile_T& done, TraceFile_T device);

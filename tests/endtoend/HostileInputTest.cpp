@@ -6,13 +6,13 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-// What docs/hostile-inputs.md tells of is done to the unit by a script, which then runs the program.
+// A script does to the unit what docs/hostile-inputs.md describes, then runs the program.
 namespace
 {
 constexpr char c_Failed[] = "\nTest Result: Tests Failed.\n";
 constexpr char c_Identity[] = "$UMOCKDEV_DIR/sys/devices/platform/varrow/product_id";
 
-/// A run that would hang is ended, and has no verdict then.
+/// A run that hangs is killed, so it has no verdict.
 UnitRun_T RunAfter(const std::string& preparation, const std::string& arguments,
                    const std::string& product = "QL4K")
 {
@@ -21,12 +21,12 @@ UnitRun_T RunAfter(const std::string& preparation, const std::string& arguments,
 }
 } // namespace
 
-TEST(HostileInput, ATableFileThatIsNoneFailsTheRun)
+TEST(HostileInput, ATableFileThatCannotBeReadFailsTheRun)
 {
     const std::pair<std::string, std::string> cases[] = {
-        {"mkfifo /tmp/table", "/tmp/table: nothing came to be read within 5 seconds\n"},
-        {"ln -s /dev/zero /tmp/table", "/tmp/table: larger than 32 MiB, which no file of a unit is\n"},
-        {"truncate -s 8T /tmp/table", "/tmp/table: larger than [0-9]* MiB, which no file of a unit is\n"},
+        {"mkfifo /tmp/table", "/tmp/table: no data within 5 seconds\n"},
+        {"ln -s /dev/zero /tmp/table", "/tmp/table: larger than 32 MiB, the most that is read\n"},
+        {"truncate -s 8T /tmp/table", "/tmp/table: larger than [0-9]* MiB, the most that is read\n"},
         {"mkdir /tmp/table", ""},
         {"ln -s table /tmp/table", ""},
     };
@@ -49,7 +49,7 @@ TEST(HostileInput, ATableFileThatIsNoneFailsTheRun)
         << "a pipe may begin late";
 }
 
-TEST(HostileInput, AnIdentityThatCannotBeReadIsNoProduct)
+TEST(HostileInput, AnIdentityThatCannotBeReadNamesNoProduct)
 {
     const std::string unknown = "ERROR: Unknown Product type.\n";
     const std::pair<std::string, std::string> cases[] = {
@@ -68,7 +68,7 @@ TEST(HostileInput, AnIdentityThatCannotBeReadIsNoProduct)
     }
 }
 
-TEST(HostileInput, TheStopMarkerReplacesWhatWasPlanted)
+TEST(HostileInput, TheStopMarkerReplacesALinkOrAPipe)
 {
     const std::string look = "\ntest -f /tmp/stop_sonar -a ! -L /tmp/stop_sonar -a ! -s /tmp/stop_sonar && "
                              "echo \"marker, $(cat /tmp/victim)\"";
@@ -93,7 +93,7 @@ TEST(HostileInput, AStreamTheCallerClosedIsNotTheFpga)
         EXPECT_EQ(RunAfter("", ping + stream).trace, usual.trace) << stream;
     }
     EXPECT_EQ(RunAfter("", ping + " >/dev/full").errors,
-              "sonarbench: standard output took less than the whole report\n");
+              "sonarbench: could not write the whole report to standard output\n");
 }
 
 TEST(HostileInput, TheCallersEnvironmentChangesNothing)

@@ -18,7 +18,7 @@ Words_T Ping(const std::string& channel)
     return {"ping", "200000", "210000", "27", "45", channel, "medium"};
 }
 
-/// The samples that were printed.
+/// The printed samples.
 Samples_T Printed(const UnitRun_T& run)
 {
     const std::string begin = "<SonarFPGAData>";
@@ -29,7 +29,7 @@ Samples_T Printed(const UnitRun_T& run)
     return samples;
 }
 
-/// The samples in what a device sent last: bytes, or those of a ping return packet with its framing.
+/// The samples that a device sent last: its bytes, without the framing when they are a ping packet.
 Samples_T Sent(const UnitRun_T& run, const std::string& device, const std::string& direction, bool isPacket)
 {
     const auto line = std::find_if(run.trace.rbegin(), run.trace.rend(), [&](const TraceLine_T& sent) {
@@ -68,7 +68,7 @@ TEST(Links, EverySampleIsPrintedAsTheDeviceSentIt)
         EXPECT_EQ(run.status, 0) << run.errors;
         EXPECT_EQ(sent.size(), row.isPacket ? 993U : 1024U) << row.product;
         EXPECT_EQ(Printed(run), sent) << row.product;
-        // Bytes that a line could swallow or change.
+        // Bytes that a terminal line could drop or change.
         for (const int control : {10, 13, 17, 19}) {
             EXPECT_THAT(sent, testing::Contains(control)) << row.product;
         }
@@ -93,7 +93,7 @@ TEST(Links, AnEnvironmentCanSelectTheLowscanFpgaOnSpi)
     }
 }
 
-TEST(Links, FaultsOfASerialLineAreNoticedAndSlownessIsNot)
+TEST(Links, FaultsOfASerialLineAreReportedAndSlownessDoesNoHarm)
 {
     const std::string version = "ERROR: Failed to get version.\n", passed = "Test Result: Test Passed.\n",
                       failed =
@@ -112,7 +112,7 @@ TEST(Links, FaultsOfASerialLineAreNoticedAndSlownessIsNot)
     EXPECT_EQ(run.output, CVirtualUnit("Varrow").Run(Ping("0")).output);
 }
 
-TEST(Links, AChannelThatDoesNotExistIsPingedAndFails)
+TEST(Links, APingOnAChannelThatDoesNotExistIsFiredAndFails)
 {
     const auto run = CVirtualUnit("Varrow").Run(Ping("2"));
     EXPECT_THAT(run.output, HasSubstr("Invalid channel Specified: 2\n"));
@@ -124,7 +124,7 @@ TEST(Links, AChannelThatDoesNotExistIsPingedAndFails)
     EXPECT_EQ(run.Calls().back(), "write f5000100000001f7");
 }
 
-TEST(Links, WhatALinkCannotDoIsNamed)
+TEST(Links, WhatALinkCannotDoIsReported)
 {
     const Words_T lumetping = {"lumetping", "200long"};
     const std::tuple<CVirtualUnit, Words_T, std::string> cases[] = {
@@ -149,10 +149,18 @@ TEST(Links, WhatALinkCannotDoIsNamed)
          {"watertemperature"},
          "Test Output: \n17.5\n\nTest Result: Operation Performed.\n"},
         {CVirtualUnit("Varrow"), {"watertemperature"}, "GetWaterTemp failed with return code: -174\n"},
-        // 2.5 m/s turn the wheel by 50 ticks a second.
+        // At 2.5 m/s the wheel gives 50 ticks a second.
         {CVirtualUnit("QL4K"),
          {"speed", "1"},
          "GetSounderType()\nSpeed ticks: 50\nSpeed ticks: 100\nTest Result: Test Passed.\n"},
+        // A reading takes two requests. Without the second, the first one's ticks are shown.
+        {CVirtualUnit("QL4K").Fault("write:2=EIO"),
+         {"speed", "1"},
+         "GetSounderType()\nSpeed ticks: 50\nSpeed ticks: 100\nTest Result: Test Passed.\n"},
+        // Without the first, the last good reading is shown again.
+        {CVirtualUnit("QL4K").Fault("write:3=EIO"),
+         {"speed", "1"},
+         "GetSounderType()\nSpeed ticks: 50\nSpeed ticks: 50\nTest Result: Test Passed.\n"},
     };
     for (const auto& [unit, arguments, text] : cases) {
         EXPECT_THAT(unit.Run(arguments).output, HasSubstr(text));

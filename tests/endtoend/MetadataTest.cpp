@@ -12,8 +12,8 @@ UnitRun_T RunExample(const std::string& product, const std::vector<std::string>&
     return CVirtualUnit(product).Option("--program", SONARBENCH_METADATA_PING).Run(arguments);
 }
 
-/// What lumetping sends to configure a channel, which the golden traces hold byte for byte, then the FIFO's
-/// control; and the samples that it prints.
+/// The bytes with which lumetping configures a channel (the golden traces check them), followed by the FIFO's
+/// control, and the samples that it prints.
 std::pair<std::string, std::string> Lumetping(const std::string& setting, const std::string& fifoControl)
 {
     const auto run = CVirtualUnit("LumetV2").Run({"lumetping", setting});
@@ -53,7 +53,7 @@ TEST(Metadata, LowscanRecordsBecomeARegisterSetInWhichIdleChannelsListenLikeThei
     using Words_T = std::vector<unsigned>;
     const Words_T first{0x01880AC5, 45 << 16, 0x05050001, 0x03030101, 16, 256},
         second{0x45D, 7 << 16, 0x06060001, 0x04040202, 32, 512},
-        // Without a period; a sweep in no time is the steepest.
+        // Without a period; a sweep that takes no time has the highest rate.
         quietFirst{0xFFFF0AC5, 0, 0x05050001, 0x03030101, 16, 256},
         quietSecond{0x45D, 0, 0x06060001, 0x04040202, 32, 512};
     const std::tuple<std::string, Words_T, Words_T, Words_T> cases[] = {

@@ -20,14 +20,20 @@ const std::string c_Refused = "ERROR: Unknown Product type.\n"
 const std::string c_Stopped = "Command = /corvane/Application/KillQLSounder\nOut: ";
 const std::string c_Passed = "Test Result: Test Passed.\n";
 
-/// Products that look alike from outside.
+/// Products that behave alike.
 struct Group_T {
     std::vector<std::string> products;
     std::string before;   ///< what is printed first
-    std::string image;    ///< pattern of the firmware, below /corvane/Application; none: not supported
+    std::string image;    ///< pattern of the firmware, below /corvane/Application; empty: not supported
     std::string verdicts; ///< of the commands, in their order: Passed, Failed, Operation performed
-    std::string device;   ///< that the program writes to; none: no FPGA is reached
+    std::string device;   ///< that the program writes to; empty: no FPGA is reached
 };
+void PrintTo(const Group_T& group, std::ostream* out)
+{
+    for (const std::string& product : group.products) {
+        *out << product << ' ';
+    }
+}
 
 const std::vector<std::string> c_Commands[] = {{"batteryvoltage"},
                                                {"lcdtemperature"},
@@ -40,9 +46,9 @@ const std::vector<std::string> c_Commands[] = {{"batteryvoltage"},
                                                {"lowscanping", "350long"},
                                                {"xkping", "examples/short.txt", "0", "8"}};
 
-// Where an FPGA answers, it has no ADC readings on these links, which fails "watertemperature"; the QL4K and
-// QL5K hold no firmware before a load, which does not. Operations that a link lacks count as done, so that a
-// built-in ping passes with samples of nothing there.
+// "watertemperature" fails where an FPGA answers, because these links have no ADC readings. It does not fail
+// on the QL4K and QL5K, which have no firmware before a load. Operations that a link lacks count as done, so
+// a built-in ping passes there, and its samples mean nothing.
 const Group_T c_Groups[] = {
     {{"none", "HY05", "HX10", "HX05", "HY10", "HY20", "HY03", "Tq", "Keyboard"},
      c_Refused,
@@ -76,11 +82,19 @@ void ExpectOwnFirmware(const UnitRun_T& load, const Group_T& group)
                                         (isSupported ? group.image : "FPGAFirmware/") + " > /dev/LSfpga0\n"));
     EXPECT_THAT(load.Report(), StartsWith((isSupported ? "" : "ERROR: Product not supported.\n") +
                                           std::string("Loading FPGA...\nIf unit segfaults")));
-    // The Lumet images want a reset first, which the first bytes to the node are.
+    // A Lumet FPGA is reset first: the first bytes written to the node.
     EXPECT_EQ(
         std::ranges::any_of(load.trace, [](const auto& line) { return line.bytes.starts_with("310a"); }),
         group.image.find("Lumet") != std::string::npos);
 }
+
+/// Loads the firmware and shows on standard error what the loading shell inherits, except the models'
+/// variables.
+const std::string c_LoadAndShowEnvironment =
+    "mkdir /tmp/bin; echo 'env | grep -E "
+    "\"^(PRODUCT_ID=|FPGA_|QL3B_|SONAR_|PLATF|SOUND|KILL_)\" | LC_ALL=C sort |"
+    " tr \"\\n\" \" \" >&2' > /tmp/bin/cat; chmod +x /tmp/bin/cat; "
+    "PATH=/tmp/bin:$PATH exec " SONARBENCH_PROGRAM " loadfpgabinary";
 
 UnitRun_T Load(const CVirtualUnit& unit) { return unit.Run({"loadfpgabinary"}); }
 } // namespace
@@ -104,6 +118,7 @@ TEST_P(ProductMatrix, EveryCommandEndsAsItShouldOverTheProductsOwnLink)
                 EXPECT_THAT(write, HasSubstr(" " + GetParam().device + " write "));
             }
             if (c_Commands[i][0] == "loadfpgabinary") {
+                EXPECT_EQ(run.Trace("write").empty(), GetParam().device.empty());
                 ExpectOwnFirmware(run, GetParam());
             }
         }
@@ -112,11 +127,6 @@ TEST_P(ProductMatrix, EveryCommandEndsAsItShouldOverTheProductsOwnLink)
 
 TEST(Products, TheFpgaLayerFindsTheUnitInTheEnvironment)
 {
-    // What the shell that loads the firmware inherits, less the table of all models.
-    const std::string script = "mkdir /tmp/bin; echo 'env | grep -E "
-                               "\"^(PRODUCT_ID=|FPGA_|QL3B_|SONAR_|PLATF|SOUND|KILL_)\" | LC_ALL=C sort |"
-                               " tr \"\\n\" \" \" >&2' > /tmp/bin/cat; chmod +x /tmp/bin/cat; "
-                               "PATH=/tmp/bin:$PATH exec " SONARBENCH_PROGRAM " loadfpgabinary";
     const std::string first = "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0 ",
                       second = "FPGA_CHANNEL_1_COMMS=/dev/LSfpga1 ";
     const std::string kill = "KILL_MON_QLSOUNDER=0 ", full = kill + "PLATFORM_TYPE=1 PRODUCT_ID=";
@@ -132,7 +142,43 @@ TEST(Products, TheFpgaLayerFindsTheUnitInTheEnvironment)
          first + full + "N41005 QL3B_FPGA_SIZE=0 SONAR_BOARD_ID=QL4K_SONAR_BOARD " + root},
         {CVirtualUnit("QL6M"), first + second + full + "N41007 QL3B_FPGA_SIZE=1 " + root}};
     for (const auto& [unit, expected] : cases) {
-        EXPECT_EQ(unit.RunScript(script).errors, expected);
+        EXPECT_EQ(unit.RunScript(c_LoadAndShowEnvironment).errors, expected);
+    }
+}
+
+TEST(Products, OnAFullSetUpTheFirstIdentityNamesTheUnitEvenIfItNowAnswersDifferently)
+{
+    struct Row_T {
+        const char* firstFile; ///< where the first identity is read
+        const char* first;
+        const char* second; ///< always in the Varrow file, which decides when it is there
+        std::string printed;
+        std::string environment;
+    };
+    const std::string channel0 = "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0 ";
+    const std::string uarts = "FPGA_CHANNEL_0_COMMS= FPGA_CHANNEL_1_COMMS= ";
+    const std::string full = "KILL_MON_QLSOUNDER=0 PLATFORM_TYPE=1 ",
+                      root = "SOUNDER_ROOT_DIR=/corvane/Application ";
+    const Row_T rows[] = {
+        {"pelion", "HZ02", "QL1A", c_Refused, uarts + full + root},
+        {"pelion", "HY05", "QL1A", c_Refused, uarts + full + root},
+        {"varrow", "LumetV3", "QL3B", "cat ", channel0 + full + "PRODUCT_ID=N41011 " + root},
+        {"pelion", "NR1", "QL3B", "cat ", channel0 + full + "PRODUCT_ID=N41016 " + root},
+        {"varrow", "QL3B", "QL1A", "cat ",
+         channel0 + "FPGA_CHANNEL_1_COMMS=/dev/LSfpga1 " + full + "PRODUCT_ID=N41007 QL3B_FPGA_SIZE=1 " +
+             root},
+    };
+    for (const Row_T& row : rows) {
+        // The first identity comes out of a pipe, whose writer changes the unit before it writes.
+        const std::string script = std::string("places=$UMOCKDEV_DIR/sys/devices/platform; first=$places/") +
+                                   row.firstFile + "/product_id; mkdir -p $places/" + row.firstFile +
+                                   "; rm -f $places/*/product_id; mkfifo $first\n"
+                                   "(exec 3>$first; rm $first; echo " +
+                                   row.second + " >$places/varrow/product_id; echo " + row.first +
+                                   " >&3) &\n";
+        const auto run = CVirtualUnit("QL6M").RunScript(script + c_LoadAndShowEnvironment);
+        EXPECT_THAT(run.output, StartsWith(row.printed)) << row.first;
+        EXPECT_THAT(run.errors, StartsWith(row.environment)) << row.first;
     }
 }
 
@@ -150,7 +196,7 @@ TEST(Products, ImplausibleFirmwareVersionsFailTheLoad)
                 HasSubstr("Firmware Version: 0.0\n"));
     EXPECT_THAT(Load(CVirtualUnit().Remove(c_Module)).Report(),
                 StartsWith("ERROR: Required path does not exist: " + c_Module + "\n\n\n\n//"));
-    // A shell whose end nobody keeps counts as one that did not start.
+    // The shell's end is lost, which counts as a shell that did not start.
     const auto unshelled = CVirtualUnit().RunScript(
         "exec env --ignore-signal=CHLD " SONARBENCH_PROGRAM " \"$@\"", {"loadfpgabinary"});
     EXPECT_THAT(unshelled.Report(), StartsWith("Loading FPGA...\nERROR: Failed to load FPGA with: cat " +
@@ -168,23 +214,26 @@ TEST(Products, TheBoardReadingTellsTheModulesApart)
     }
 }
 
-TEST(Products, WhatTheUnitLacksIsToldBeforeTheReport)
+TEST(Products, WhatTheUnitLacksIsPrintedBeforeTheReport)
 {
     const TemporaryDirectory directory;
     const std::string invalid = "No valid product ID.\n", script = "/corvane/Application/KillQLSounder",
                       moduleScript = "/corvane/Application/QuenlorSounder/KillQLSounder";
     const std::pair<CVirtualUnit, std::string> cases[] = {
-        // Only exact identity files are recognised, and of two the first one decides even when it names
-        // nothing.
+        // Only exact identity files are recognised. If there are two, the Varrow file decides, even when it
+        // names no product.
         {CVirtualUnit("LumetV1").Copy(c_VarrowId, directory.Write("id", "LumetV1")),
          invalid + invalid + c_Refused},
         {CVirtualUnit("HY05").Set(c_PelionId, "HY99"), "No Product ID found.\n"},
         {CVirtualUnit("Tq").Set(c_PelionId, "Tqxx"), "No valid product ID: Check touchscreen.\n"},
         {CVirtualUnit("LumetV2").Set(c_VarrowId, "VarrowV2"), "-----"},
         {CVirtualUnit("Nr1").Set(c_VarrowId, "HY05"), invalid},
-        // A display is what it is when its turn comes.
+        // An empty identity file names no product.
+        {CVirtualUnit("LumetV1").Copy(c_VarrowId, directory.Write("empty", "")),
+         invalid + invalid + c_Refused},
+        // A display is set up by the second identity, whatever the first was.
         {CVirtualUnit("HZ02").Fault("file-open:1=EIO"), "No Product ID found.\n-----"},
-        // The sounder is stopped by the first script there is.
+        // The first script that exists stops the sounder.
         {CVirtualUnit("QL2A").Remove(script), "Command = " + moduleScript + "\nOut: -----"},
         {CVirtualUnit("QL2A").Remove(script).Remove(moduleScript), "Failed to kill Quenlor Sonar.\n------"},
         {CVirtualUnit("QL1A").Remove(script).Copy(script, directory.Write("x", "no program")),

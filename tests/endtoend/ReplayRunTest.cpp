@@ -34,7 +34,7 @@ UnitRun_T Replay(const std::string& trace, const Words_T& arguments)
     return CVirtualUnit("").Option("--replay", trace).Run(arguments);
 }
 
-/// The first thing that is wrong when what one trace tells is done with another, as text, as the device.
+/// Replays the operations of one trace on another one, given as text. Returns the first difference.
 std::string WhatIsWrong(const TraceFile_T& done, const std::string& device)
 {
     std::istringstream text(device);
@@ -98,7 +98,7 @@ TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceOnEveryLink)
         {CVirtualUnit("QL4K").Fault("ioctl:1=EIO"), {"xkping", "examples/short.txt", "0", "1"}},
         {CVirtualUnit("VarrowX").Fault("reply:*=bytewise").Fault("write:4=ENODEV"), ping},
         {CVirtualUnit("QL4K").Fault("write:2=short"), {"xkping", "examples/short.txt", "0", "1"}},
-        // So are those that no device sees.
+        // Also faults that no device sees.
         {CVirtualUnit("QL4K").Fault("read:1=zero"), {"loadfpgabinary"}},
         {CVirtualUnit("QL4K").Fault("device:9=gone"), {"xkping", "examples/short.txt", "0", "1"}},
     };
@@ -153,7 +153,7 @@ TEST(ReplayRun, NoChangedByteOfATraceIsTakenForTheDevice)
         for (std::string line; std::getline(lines, line); begin += line.size() + 1) {
             entry = line.starts_with("- ") ? number + 1 : entry;
             ++number;
-            // Digits of bytes that stand in lines of their own, not of how often they stand there.
+            // The digits of bytes in lines of their own, not of their repeat count.
             const std::size_t end = std::min(line.find_first_of("#*"), line.size());
             for (std::size_t at = 4; line.starts_with("    ") && at < end; at += 9) {
                 if (line.find_first_of("0123456789abcdef", at) == at) {

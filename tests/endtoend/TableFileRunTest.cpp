@@ -10,7 +10,7 @@ namespace
 {
 const std::string c_Passed = "Test Result: Test Passed.\n";
 
-/// A valid file with one place changed. Nothing for nothing leaves it as it is.
+/// A valid file with the first occurrence of a text replaced; unchanged without arguments.
 std::string Edited(const std::string& from = "", const std::string& to = "")
 {
     std::string text = Source("tests/golden/xkping_ql4k.txt");
@@ -29,11 +29,11 @@ TEST(TableFileRun, AFileIsOpenedByTheBytesOfItsName)
     const auto run = RunWith(Edited(), "t\xc3\xa4 \xff.txt");
     EXPECT_THAT(run.output, HasSubstr("/t\xc3\xa4 \xff.txt 0 1 \n"));
     EXPECT_THAT(run.output, EndsWith(c_Passed));
-    // A name that holds the letters of a placeholder is shown as it is.
+    // A name with the letters of a placeholder is shown as it is.
     const auto missing = CVirtualUnit("QL4K").Run({"xkping", "/nowhere/%1 %s", "0", "1"});
     EXPECT_THAT(missing.output, HasSubstr("ERROR: Failed to open file:\n/nowhere/%1 %s"));
     EXPECT_THAT(missing.output, HasSubstr("ERROR: Ensure file exists: /nowhere/%1 %s \n"));
-    // A value that is missing goes out as -1 in its width.
+    // A missing value is sent as -1 in its register's width.
     EXPECT_THAT(RunWith(Edited("  FpgaInterface->", "FpgaInterface->")).Trace("write"),
                 testing::Contains(HasSubstr("CorrelationScaling=0xff")));
 }

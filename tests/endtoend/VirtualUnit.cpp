@@ -37,7 +37,7 @@ Trace_T ReadTrace(const std::string& text)
     return trace;
 }
 
-/// A station's reader knows every line, and takes the run for good only when the program does.
+/// The station recognises every line, and its verdict is good only if the program's is.
 void ExpectReadable(const std::string& output)
 {
     const CRuns runs(output);
@@ -115,7 +115,7 @@ UnitRun_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
     command += " </dev/null >" + directory.Path("out") + " 2>" + directory.Path("err");
     const int status = std::system(command.c_str());
     const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    if (exitStatus != 0) { // what a test that fails for it does not show
+    if (exitStatus != 0) { // a failing test does not show it
         std::cerr << "status " << exitStatus << "\n" << directory.Read("err");
     }
     if (std::ranges::find(m_Options, "--program") == m_Options.end()) {

@@ -16,27 +16,27 @@ struct TraceLine_T {
 inline void PrintTo(const TraceLine_T& line, std::ostream* out) { *out << line.text; }
 using Trace_T = std::vector<TraceLine_T>;
 
-/// How a run on a virtual unit ended, and what it left.
+/// The result of a run on a virtual unit.
 struct UnitRun_T {
     int status;         ///< exit status of the simulator
     std::string output; ///< standard output
     std::string errors; ///< standard error
     Trace_T trace;
-    std::string traceText; ///< the trace as it was written
+    std::string traceText; ///< the trace file's text
 
     /// The trace's lines of one direction, whole.
     std::vector<std::string> Trace(const std::string& direction) const;
     /// The program's requests and writes in their order: "ioctl REQUEST+ARGUMENT" or "write BYTES".
     std::vector<std::string> Calls() const;
-    /// What the report holds between its head and the end.
+    /// The report without its head.
     std::string Report() const;
 };
 
-/// A virtual unit in the making: a product, changes to its files, faults; then runs on it.
+/// Builds a virtual unit from a product, changes to its files and faults, and runs programs on it.
 class CVirtualUnit
 {
 public:
-    /// @param product  empty: as the simulator finds it
+    /// @param product  empty: the simulator chooses it
     explicit CVirtualUnit(const std::string& product = "QL4K")
     {
         if (!product.empty()) {
@@ -54,7 +54,7 @@ public:
         return Option("--copy", file + "=" + from);
     }
     CVirtualUnit& Remove(const std::string& file) { return Option("--remove", file); }
-    /// The simulator runs with this variable, NAME=value as a shell reads it.
+    /// Adds a variable to the simulator's environment: NAME=value, as a shell reads it.
     CVirtualUnit& In(const std::string& variable)
     {
         m_Environment += variable + " ";
@@ -62,9 +62,9 @@ public:
     }
     CVirtualUnit& Fault(const std::string& specification) { return Option("--fault", specification); }
 
-    /// Runs sonarbench on the unit; a byte of an argument may be anything but zero.
+    /// Runs sonarbench on the unit. Arguments may hold any byte but zero.
     UnitRun_T Run(const std::vector<std::string>& arguments) const;
-    /// Runs a program written in shell on it.
+    /// Runs a shell script on the unit.
     UnitRun_T RunScript(const std::string& script, const std::vector<std::string>& arguments = {}) const;
 
 private:
@@ -72,8 +72,8 @@ private:
     std::string m_Environment;
 };
 
-/// Contents of a file of the repository, by its path there.
+/// Contents of a file of the repository.
 std::string Source(const std::string& path);
 
-/// What the report begins with for these arguments.
+/// The beginning of the report for these arguments.
 std::string ReportHead(const std::vector<std::string>& arguments);

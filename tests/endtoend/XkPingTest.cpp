@@ -48,7 +48,7 @@ TEST(XkPing, PrintsTheSamplesAndTheVerdict)
                   "<EndSonarFPGAData>\nElement: 1 Centre Freq: 2000 & RxBand: PingConfigRxBand_HF\n"
                   "\nSamples: 1024 Buffer Bytes: 2048\n" +
                   ReportHead({"xkping", c_ShortTable, "0", "1"}) + c_Loaded + c_Passed);
-    // 1000 does not divide 1024, and the next number below that does is 512.
+    // 1000 does not divide 1024; the next lower number that does is 512.
     const std::string first = block.substr(0, block.find(',') + 1);
     EXPECT_THAT(BlockOf(Ping(CVirtualUnit("QL5K"), "1000")), testing::MatchesRegex(first + "[0-9]+,"));
 }
@@ -65,8 +65,8 @@ TEST(XkPing, ElementsOfTheQl6mUseItsFpgasCrosswise)
             EXPECT_THAT(run.Trace(direction), Not(testing::IsEmpty()));
             EXPECT_THAT(run.Trace(direction), Each(HasSubstr(" " + device + " ")));
         }
-        // The band goes to the filter register, and no channel filter byte follows; 200000 x 2^32 / 86560000
-        // = 0x976C5C, because the larger FPGA has a faster clock.
+        // The band goes to the filter register, and no channel filter byte follows. The larger FPGA has a
+        // faster clock: 200000 x 2^32 / 86560000 = 0x976C5C.
         const auto writes = run.Trace("write");
         EXPECT_THAT(writes, Not(Contains(HasSubstr("ChannelFilter=0xde"))));
         for (const char* sent : {"ChannelFilter=0x00", "AdcFrequency=0x03",
@@ -76,17 +76,17 @@ TEST(XkPing, ElementsOfTheQl6mUseItsFpgasCrosswise)
     }
 }
 
-TEST(XkPing, DeviceFailuresAreNamed)
+TEST(XkPing, DeviceFailuresAreReported)
 {
     // Writes 1 and 2 are the log requests, 3 to 7 the configuration, 8 the ping, 9 the samples, 10 the FIFO
     // status.
     const std::pair<std::vector<std::string>, std::string> cases[] = {
         {{"write:*=EIO"},
          "ERROR: UpdateFPGA failed with error code: 5. (Is the Sounder app running?)\n\n\n\n//"},
-        // One transfer that got through is enough for the configuration to count as sent.
+        // The configuration counts as sent if one transfer succeeds.
         {{"write:3=EIO", "write:4=EIO", "write:5=EIO", "write:6=EIO"}, c_Passed},
         {{"write:8=ENODEV"}, "ERROR: Ping failed with error code: 19.\n\n\n\n//"},
-        // The code is that of the FIFO check afterwards, which clears the FIFO when it gets no status.
+        // The code comes from the FIFO check afterwards, which clears the FIFO when it gets no status.
         {{"write:9=EIO", "write:10=EIO", "write:11=ENODEV"},
          "ERROR: Get ping failed with error code: 19.\n" + c_Passed},
         {{"ioctl:1=EIO"}, c_Passed},
@@ -100,7 +100,7 @@ TEST(XkPing, DeviceFailuresAreNamed)
         EXPECT_EQ(run.status, 0) << run.errors;
         EXPECT_THAT(run.Report(), StartsWith(c_Loaded + text)) << faults[0];
     }
-    // A log request that does not go out is told where it happens; a FIFO that is not in order is cleared.
+    // A failed log request is printed at once. A FIFO with a wrong status is cleared.
     EXPECT_THAT(Ping(CVirtualUnit("QL4K").Fault("write:1=EIO")).output,
                 StartsWith(c_LoadQl4k + "SetOutputDataToLog\n\n<SonarFPGAData>"));
     EXPECT_EQ(Ping(CVirtualUnit("QL4K").Fault("fifo:1=5")).Calls().back(), "write 435351000000000202");

@@ -14,7 +14,7 @@ constexpr unsigned long c_ConfigureSpi = 0x80047202;
 constexpr unsigned char c_ReadVersion[] = {'C', 'S', 2, 0, 1, 0, 0, 0, 0};
 constexpr int c_ReplyTimeoutMs = 1000;
 
-/// Prints what a call returned, an error by its name.
+/// Prints a call's result, an error by its name.
 template <class Result_T>
 Result_T Tell(const char* call, Result_T result)
 {
@@ -79,7 +79,7 @@ void Write(int descriptor)
 int Open(const char* name, int flags)
 {
     const int descriptor = open(name, flags | O_CLOEXEC, 0600);
-    Tell("open", descriptor < 0 ? -1 : 0); // the number says nothing
+    Tell("open", descriptor < 0 ? -1 : 0); // the number has no meaning
     return descriptor;
 }
 
@@ -94,8 +94,8 @@ void Use(const char* name, int flags, void (*use)(int))
 }
 } // namespace
 
-/// Usage: call_probe FILE. Makes each sort of call on a node, on the file and on files that it makes,
-/// and prints one line of what the calls said.
+/// Usage: call_probe FILE. Makes each kind of call on a node, on the file and on files that it creates, and
+/// prints their results in one line.
 int main(int, char** argv)
 {
     Use("/dev/LSfpga0", O_RDWR | O_NOCTTY, UseDevice);

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 /// Usage: device_call NODE TEXT. Writes the text to the node in one write, as sonarbench never would; exits
-/// with 0 when the write was taken.
+/// with 0 when the write succeeded.
 int main(int, char** argv)
 {
     const int descriptor = ::open(argv[1], O_RDWR | O_CLOEXEC);

@@ -19,10 +19,10 @@ protected:
     }
     QString FileWith(const std::string& contents) const
     {
-        m_Directory.Write("\xb5\xff.txt", contents); // a name that is no UTF-8 text
+        m_Directory.Write("\xb5\xff.txt", contents); // a name that is not valid UTF-8
         return PathOf("\xb5\xff.txt");
     }
-    /// Runs the call and returns what it printed.
+    /// Runs the call and returns the printed text.
     template <typename Call>
     std::string Printed(Call call)
     {
@@ -59,7 +59,7 @@ TEST_F(FileHelpers, ShowAndCompareReadings)
     EXPECT_EQ(m_Output, "ERROR: Failed to open file:");
 }
 
-TEST_F(FileHelpers, WriteWhatIsReadBackAndReportRefusals)
+TEST_F(FileHelpers, WriteWholeFilesAndReportFailures)
 {
     const QString path = FileWith("something longer");
     const QByteArray bytes("a\0b\xff", 4);

@@ -14,9 +14,9 @@ struct Program : TestControllerBase {
     }
 };
 
-TEST(Message, GoesToTheReportTheConsoleOrBothAndNeverTwice)
+TEST(Message, IsAppendedPrintedOrBothButNeverPrintedTwice)
 {
-    // Whether there is an output text, the two flags, what is appended, what is printed.
+    // Whether there is an output text, printNow, addToOutput, the appended text, the printed text.
     const std::tuple<bool, bool, bool, const char*, const char*> cases[] = {
         {true, false, true, "\xe9", ""}, {true, true, true, "\xe9", "\xe9"}, {true, true, false, "", "\xe9"},
         {false, true, true, "", "\xe9"}, {false, false, true, "", "\xe9"},   {true, false, false, "", ""}};

@@ -1,14 +1,21 @@
+#include "Utilities/FPGAIF.h"
+#include "Utilities/OSSLinuxFactory.h"
+#include "sonar/PingMetaData.h"
 #include "sonar/SonarTestController.h"
 #include "sonar/StopSignals.h"
+#include "tests/support/TemporaryDirectory.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
-#include <gtest/gtest.h>
+#include <filesystem>
+#include <gmock/gmock.h>
 #include <pty.h>
 #include <unistd.h>
 
 namespace
 {
-TEST(Controller, OffAUnitWhatFailsIsTold)
+TEST(Controller, FailuresAreReportedOnAMachineThatIsNoUnit)
 {
     testing::internal::CaptureStdout();
     CSonarTestController controller; // on a machine that is no unit
@@ -28,15 +35,108 @@ TEST(Controller, OffAUnitWhatFailsIsTold)
               "ERROR: Size Delimiter not found.\nSize Delimiter: \"size \"\n");
 }
 
+TEST(Controller, EveryTestTakesANullOutputTextAndPrints)
+{
+    testing::internal::CaptureStdout();
+    CSonarTestController controller; // on a machine that is no unit
+    testing::internal::GetCapturedStdout();
+    const auto printed = [](auto test) {
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(test(), TEST_FAILED);
+        return testing::internal::GetCapturedStdout();
+    };
+    const std::string notice = "GetSounderType()\n", noVersion = "ERROR: Failed to get version.\n",
+                      noLoad = "ERROR: Product not supported.\n"
+                               "ERROR: Required path does not exist: /corvane/Application/FPGAFirmware\n";
+    EXPECT_EQ(printed([&] { return controller.xKPing(nullptr, QStringLiteral("none"), 0, 1); }), noLoad);
+    EXPECT_THAT(printed([&] { return controller.Ping(nullptr, 1, 2, 3, 4, 0, QStringLiteral("low")); }),
+                testing::EndsWith(notice + noVersion));
+    EXPECT_THAT(printed([&] { return controller.Ping(nullptr, CPingMetaData()); }),
+                testing::EndsWith(notice + noVersion + "ERROR: Failed to populate FPGA data.\n"));
+    EXPECT_THAT(printed([&] { return controller.LumetPing(nullptr, QStringLiteral("200")); }),
+                testing::EndsWith("ERROR: Unknown frequency request.\n"));
+    EXPECT_EQ(printed([&] {
+                  ChirpTable_T chirp;
+                  TVGTable_T tvg;
+                  CorrelationFilterCoefficients_T correlation;
+                  return controller.LoadTables(chirp, tvg, correlation, nullptr, QStringLiteral("/dev/null"));
+              }),
+              "ERROR: Ensure file exists: /dev/null \n");
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(controller.EnableSonar(nullptr), OPERATION_PERFORMED);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Non-Varrow platform. Sonar may not be enabled.\n");
+}
+
+TEST(Controller, AValueComesFromTheTableFileAsItIsNow)
+{
+    const TemporaryDirectory directory;
+    const std::string table = directory.Path("table");
+    testing::internal::CaptureStdout();
+    CSonarTestController controller; // on a machine that is no unit
+    const auto value = [&] {
+        return controller.GetValue(QString::fromStdString(table), QStringLiteral("a("), QStringLiteral(");"));
+    };
+    directory.Write("table", "a( 1);");
+    EXPECT_EQ(value(), 1);
+    const auto time = std::filesystem::last_write_time(table);
+    directory.Write("table", "a( 2);");
+    std::filesystem::last_write_time(table, time + std::chrono::nanoseconds(1));
+    EXPECT_EQ(value(), 2) << "another modification time";
+    directory.Write("table", "a( 17);");
+    std::filesystem::last_write_time(table, time + std::chrono::nanoseconds(1));
+    EXPECT_EQ(value(), 17) << "another size";
+    std::filesystem::last_write_time(directory.Write("other", "a( 18);"), time + std::chrono::nanoseconds(1));
+    std::filesystem::rename(directory.Path("other"), table);
+    EXPECT_EQ(value(), 18) << "another inode";
+    std::filesystem::remove(table);
+    EXPECT_EQ(value(), -1);
+    directory.Write("table", "a( 19);");
+    EXPECT_EQ(value(), 19);
+    testing::internal::GetCapturedStdout();
+}
+
+/// The link that the facade chooses.
+Link LinkOf(FpgaInterfaceType_T type)
+{
+    return type == eFpgaIfNone       ? Link::None
+           : type == eFpgaIfLumetSpi ? Link::LumetSpi
+           : type == eFpgaIfLSSpi    ? Link::LowscanSpi
+           : type <= eFpgaIfQL2AUart ? Link::Uart
+                                     : Link::CorSpi;
+}
+
+TEST(Products, TheFacadeChoosesTheLinkOfTheProductTable)
+{
+    setenv("FPGA_CHANNEL_0_COMMS", "/nowhere/fpga0", 1);
+    setenv("FPGA_CHANNEL_1_COMMS", "/nowhere/fpga1", 1);
+    const auto put = [](std::string_view variable) {
+        const std::size_t equals = variable.find('=');
+        setenv(std::string(variable.substr(0, equals)).c_str(),
+               std::string(variable.substr(equals + 1)).c_str(), 1);
+    };
+    std::ranges::for_each(ModelVariables(), put);
+    for (const Product_T& product : Products()) {
+        unsetenv("PRODUCT_ID");
+        if (product.productId != nullptr) {
+            put(product.productId);
+        }
+        COSSLinuxFactory factory;
+        const FpgaInterfaceType_T type = CFPGAIF(&factory, 0).GetInterfaceType();
+        EXPECT_EQ(LinkOf(type), product.link) << product.name;
+        EXPECT_EQ(type == eFpgaIfQL6MSpi, product.twoFpgas) << product.name;
+    }
+    unsetenv("PRODUCT_ID");
+}
+
 TEST(WaterTemperature, FollowsFromTheReadingsOfALowscanFpgaOnSpi)
 {
-    // What the FPGA replies: reference, water temperature and a third reading.
+    // The FPGA's replies: reference, water temperature and a third reading.
     const std::pair<std::string, std::string> cases[] = {
         {std::string("\1\2\3\1\2\3\xff\xff\xff", 9), "27.7727\n"},
         {std::string("\0\x03\xe8\0\0\x64\0\0\0", 9), "inf\n"},
         {std::string("\0\0\0\0\0\x64\0\0\0", 9), "ADCRef is zero. Cannot calculate WaterTemperature\n"}};
     for (const auto& [readings, shown] : cases) {
-        // The replies lie ready at the other end of a terminal, and the requests stay there.
+        // The replies are written to the other end of a terminal beforehand. Nobody reads the requests.
         termios raw = {};
         cfmakeraw(&raw);
         int fpga = -1;
@@ -57,7 +157,7 @@ TEST(WaterTemperature, FollowsFromTheReadingsOfALowscanFpgaOnSpi)
     }
 }
 
-TEST(StopSignals, TheFirstIsAnsweredAfterTheWaitAndTheSecondEndsTheProgram)
+TEST(StopSignals, TheFirstEndsTheTestAfterTheWaitAndTheSecondEndsTheProgram)
 {
     using namespace std::chrono_literals;
     for (const int number : {SIGINT, SIGTERM}) {
@@ -72,7 +172,7 @@ TEST(StopSignals, TheFirstIsAnsweredAfterTheWaitAndTheSecondEndsTheProgram)
         raise(SIGINT);
         raise(SIGTERM);
         signals.Wait(10s);
-        _exit(0); // before the mask of old is back
+        _exit(0); // before the old signal mask is restored
     };
     EXPECT_EXIT(twice(), testing::KilledBySignal(SIGTERM), "");
 }

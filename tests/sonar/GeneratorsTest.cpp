@@ -1,4 +1,4 @@
-#include "sonar/LumetSettings.h"
+#include "sonar/PingMetaData.h"
 
 #include <QFile>
 #include <QProcess>

@@ -8,7 +8,7 @@ namespace
 {
 using testing::HasSubstr;
 
-/// A valid file with one place changed. Nothing for nothing leaves it as it is.
+/// A valid file with the first occurrence of a text replaced; unchanged with empty texts.
 std::string Edited(const std::string& from, const std::string& to)
 {
     std::ifstream file("tests/golden/xkping_ql4k.txt");
@@ -24,7 +24,7 @@ protected:
         return CTableFile::Open(m_Framework, QString::fromLatin1(m_Directory.Write("table", text)));
     }
 
-    /// Result and entries of the three tables, what was appended, what was printed.
+    /// The result, the entries of the three tables, the appended text and the printed text.
     std::string Load(const std::string& text)
     {
         testing::internal::CaptureStdout();
@@ -47,7 +47,7 @@ protected:
     TestControllerBase m_Framework;
 };
 
-TEST_F(TableFiles, EveryLayoutLoadsAndEveryDamageIsNamed)
+TEST_F(TableFiles, EveryLayoutLoadsAndEveryDamageIsReported)
 {
     const std::string valid = "2 16,512 17,513 43981,32513 | 10,20 255,1 | -12,7 5,-3 |";
     const std::string noChirp = "1 | | |ERROR: Failed to read Chirp Table .\n";
@@ -61,6 +61,13 @@ TEST_F(TableFiles, EveryLayoutLoadsAndEveryDamageIsNamed)
          "2 16,1298 0,513 43981,32513 | 10,20 255,1 | -12,7 5,-3 |"},
         {Edited("10, 20\n255", "266, 0x20\n-1"), valid},
         {Edited("-12, 7", "65524, x"), "2 16,512 17,513 43981,32513 | 10,20 255,1 | -12,0 5,-3 |"},
+        // Up to four separators are one; each four more are an empty number.
+        {Edited("10, 20", "10,\n,\n20"), valid},
+        {Edited("10, 20", "10,\n,,\n20"), mismatch + "2) does not match actual size (5)\n"},
+        {Edited("10, 20", "10,,,,,,,,20"), mismatch + "2) does not match actual size (5)\n"},
+        {Edited("10, 20", "10,,,,,,,,,20"), mismatch + "2) does not match actual size (6)\n"},
+        {Edited("255, 1", "255, 1,,,"), valid},
+        {Edited("255, 1", "255, 1,,,,"), mismatch + "2) does not match actual size (5)\n"},
         {Edited("255, 1", "255"), mismatch + "2) does not match actual size (3)\n"},
         {Edited("size: 2", "size: 900"), mismatch + "900) does not match actual size (4)\n"},
         {Edited("size: 2", "size: two"), mismatch + "0) does not match actual size (4)\n"},
@@ -92,7 +99,7 @@ TEST_F(TableFiles, AValueIsReadAsTheLogWritesIt)
     for (const auto& [text, value] : cases) {
         EXPECT_EQ(Open(Edited("( 91);\n", text)).GetValue(TableKeys::c_BoostLevel), value) << text;
     }
-    // The scaling is the indented line's; an end that stands before its start leaves nothing to read.
+    // Only the indented line gives the scaling. Nothing lies between a start and an end before it.
     const CTableFile file = Open(Edited("  Fpga", "Fpga"));
     EXPECT_EQ(file.GetValue(TableKeys::c_CorrelationScaling), -1);
     EXPECT_EQ(file.GetValue({TableKeys::c_BoostLevel.start, TableKeys::c_SubSampleRate.end}), 0);
