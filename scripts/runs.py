@@ -6,7 +6,6 @@ import os
 import random
 import signal
 import subprocess
-import sys
 import time
 
 from outcomes import Run
@@ -26,8 +25,8 @@ COMMANDS = {
 }
 # Far above the longest waits of one run: a second a reply that does not come.
 HANG_SECONDS = 60
-# How often a log gets a line of progress.
-PROGRESS_SECONDS = 10
+# How often the shell script is shown the progress.
+PROGRESS_SECONDS = 1
 
 
 @dataclasses.dataclass(frozen=True)
@@ -55,7 +54,7 @@ def run(arguments):
         output, errors = process.communicate(timeout=HANG_SECONDS)
         return Run(process.returncode, output, errors.decode("latin-1"))
     except subprocess.TimeoutExpired:
-        # The simulator ends its program at a request to end, and would leave it behind at once.
+        # At SIGTERM the simulator ends its program; SIGKILL would leave the program running.
         process.send_signal(signal.SIGTERM)
         try:
             process.communicate(timeout=5)
@@ -66,17 +65,16 @@ def run(arguments):
 
 
 def mixed(items):
-    """Returns the items in an order that is always the same: a run that waits costs nothing, so that those that wait
-    must not come together."""
+    """Returns the items shuffled, always in the same way. Runs that wait cost nothing, so they must not come together."""
     return random.Random(0).sample(items, len(items))
 
 
-def play(jobs, one, items, findings):
-    """Yields one(item) of each item, played side by side, and prints how many there were and how many findings."""
+def play(jobs, one, items):
+    """Yields one(item) of each item, played side by side, and prints the progress."""
     printed = time.monotonic()
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         for number, result in enumerate(pool.map(one, items), 1):
             yield result
             if time.monotonic() - printed >= PROGRESS_SECONDS or number == len(items):
                 printed = time.monotonic()
-                print(f"{number} of {len(items)} runs, {len(findings)} findings", file=sys.stderr, flush=True)
+                print(f"[{number}/{len(items)}]", flush=True)

@@ -12,7 +12,7 @@ from outcomes import FINDINGS, NOT_REACHED, classify
 from runs import COMMANDS, Case, mixed, play, products, run
 
 SIMULATOR = "build/asan/bin/sonarbench-sim"
-# What a run is started with besides its product and command; FILE is one that the simulator writes.
+# The options of a run besides its product and command; FILE is one that the simulator writes.
 FILE = "FILE"
 OPTIONS = [
     [],
@@ -27,7 +27,7 @@ SHOWN_RUNS, SHOWN_LINES = 5, 60
 
 
 def play_once(arguments):
-    """Returns the run, and what tells the file that it wrote from another."""
+    """Returns the run, and a hash of the file that it wrote."""
     with tempfile.TemporaryDirectory() as directory:
         file = pathlib.Path(directory, "file")
         result = run([str(file) if word == FILE else word for word in arguments])
@@ -35,7 +35,7 @@ def play_once(arguments):
 
 
 def what_is_bad(result, file, firsts, arguments):
-    """Returns what is wrong with a run, or nothing; the others of a command line must equal its first good one."""
+    """Returns what is wrong with a run, or nothing. Runs of a command line must equal the first good one."""
     outcome, text = classify(result, result)
     if outcome in FINDINGS and outcome != NOT_REACHED:
         return f"{outcome}{': ' if text else ''}{text} (exit status {result.status})"
@@ -46,15 +46,10 @@ def what_is_bad(result, file, firsts, arguments):
 
 
 def main():
-    options = argparse.ArgumentParser(prog="soak", description="Runs commands on virtual units again and again.")
-    options.add_argument("runs", type=int, metavar="RUNS", help="how many runs")
-    options.add_argument("--load", type=int, default=4, metavar="N", help="runs at a time for each core (default 4)")
-    options.add_argument("--check-options", action="store_true", help=argparse.SUPPRESS)
+    options = argparse.ArgumentParser()
+    options.add_argument("runs", type=int)
+    options.add_argument("--load", type=int, default=4)
     chosen = options.parse_args()
-    if chosen.runs < 1 or chosen.load < 1:
-        options.error("RUNS and N are at least 1")
-    if chosen.check_options:
-        return
 
     lines = [
         Case(product, command).arguments(SIMULATOR, *extra)
@@ -62,13 +57,13 @@ def main():
     ]
     items = list(itertools.islice(itertools.cycle(mixed(lines)), chosen.runs))
     firsts, bad = {}, []
-    for arguments, result, file in play(chosen.load * os.cpu_count(), play_once, items, bad):
+    for arguments, result, file in play(chosen.load * os.cpu_count(), play_once, items):
         if reason := what_is_bad(result, file, firsts, arguments):
             bad.append(reason)
             if len(bad) <= SHOWN_RUNS:
                 shown = result.errors.splitlines()[:SHOWN_LINES]
                 print("\n".join([f"{reason}: {' '.join(arguments)}", *shown]), flush=True)
-    print(f"{len(items)} runs, {len(bad)} ended badly")
+    print(f"{len(items)} runs, {len(bad)} ended badly", flush=True)
     sys.exit(1 if bad else 0)
 
 

@@ -1,5 +1,4 @@
-"""The clang-tidy of scripts/check: looks at the sources that standard input lists, but for those about whose very text
-it had nothing to say before."""
+"""The clang-tidy of scripts/check: checks the given sources, except those whose text was clean before."""
 
 import concurrent.futures
 import hashlib
@@ -41,22 +40,24 @@ def is_clean(source, command):
     if done.returncode == 0:
         clean.touch()
         return True
-    # What it counts but does not show is not worth a line.
+    # Without its counts of hidden warnings.
     errors = [line for line in done.stderr.splitlines() if not line.endswith(" generated.")]
-    print(done.stdout + "\n".join(errors), file=sys.stderr, flush=True)
+    print(done.stdout + "\n".join(errors), flush=True)
     return False
 
 
 def main():
     CLEAN.mkdir(exist_ok=True)
     known = commands()
-    sources = sys.stdin.read().split()
+    sources = sys.argv[1:]
     if unbuilt := [source for source in sources if os.path.realpath(source) not in known]:
         sys.exit(f"No target is built from {' '.join(unbuilt)}")
     # One source at a time, because they differ much in size.
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        results = list(pool.map(lambda source: is_clean(source, known[os.path.realpath(source)]), sources))
-    sys.exit(0 if all(results) else 1)
+        jobs = [pool.submit(is_clean, source, known[os.path.realpath(source)]) for source in sources]
+        for number, _ in enumerate(concurrent.futures.as_completed(jobs), 1):
+            print(f"[{number}/{len(sources)}]", flush=True)
+    sys.exit(0 if all(job.result() for job in jobs) else 1)
 
 
 main()

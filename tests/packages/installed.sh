@@ -7,6 +7,7 @@ failed=0
 
 # expect WHAT PATTERN TEXT: says whether the text matches the pattern.
 expect() {
+    # shellcheck disable=SC2053 # it is a pattern
     if [[ $3 == $2 ]]; then
         echo "ok: $1"
     else
@@ -22,7 +23,7 @@ typed() {
         script -qec 'bash --noprofile --rcfile /usr/share/bash-completion/bash_completion -i' /dev/null | tr -d '\r\a'
 }
 
-help=$(cd / && sonarbench 2>&1 || true)
+help=$(cd / && { sonarbench 2>&1 || true; })
 expect 'the program answers' '*batteryvoltage*' "$help"
 for page in sonarbench sonarbench-station sonarbench-sim; do
     text=$(MANWIDTH=80 man "$page" 2>&1)
