@@ -17,10 +17,10 @@ public:
     /// @param pFactory                not owned, not null
     CFPGAIFCorSpi(bool UseTransducerInterrupt, const std::string& SerialDevicePath, IOSSFactory* pFactory);
 
-    /// Sends a start of ping or, when it interrupts, a transducer identification; queues any other command. A
-    /// missing interrupt shows as -144 in the error code only.
+    /// Sends a command that starts a ping or, with the transducer interrupt, identifies the transducer, and
+    /// queues any other. A missing interrupt leaves -144 in the error code; the result does not show it.
     TSQEventCode_T SetCommandRegister(bFpgaCommandByte Command);
-    /// SetCommandRegister for a command that starts a ping; 0 and nothing else for any other.
+    /// As SetCommandRegister() for a command that starts a ping; any other is ignored and gives 0.
     TSQEventCode_T PingNow(bFpgaCommandByte Command);
     /// Fills the buffer with samples and checks the FIFO. Returns the bytes received, 0 on failure.
     TSQEventCode_T GetPing(Buffer_Bytes_T* Buffer);

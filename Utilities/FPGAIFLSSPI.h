@@ -42,9 +42,9 @@ public:
     /// @param Samples  room for at most 1,024 floats, all of which are filled
     /// @param Values   room for two floats for each full or partial block of 128 samples
     TSQEventCode_T GetPing(LSChannel_T Channel, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values);
-    /// Returns 0, or -171 when no whole reply came; the readings, 24 bits each, are then left alone.
+    /// Returns 0, or -171 when the reply is incomplete; the readings, 24 bits each, are then unchanged.
     TSQEventCode_T GetADCReadings(LSADCReadings_T* Readings);
-    /// Returns 0, or -171 when no whole reply came; the version is then left alone.
+    /// Returns 0, or -171 when the reply is incomplete; the version is then unchanged.
     TSQEventCode_T GetVersion(SWVersion_T* Version);
 
 private:

@@ -23,7 +23,7 @@ public:
     /// Discards bytes that were received and not read. Returns 0 or -173.
     TSQEventCode_T Flush();
     TSQEventCode_T PingNow();
-    /// Returns 0, or -171 when no whole reply came; the version is then left alone.
+    /// Returns 0, or -171 when the reply is incomplete; the version is then unchanged.
     TSQEventCode_T GetVersion(SWVersion_T* Version);
     /// Reads the samples of the last ping. The channel is not used. Returns 0 or -171.
     /// @param Samples  room for at most 1,024 floats, all of which are filled

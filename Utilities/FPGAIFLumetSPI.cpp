@@ -207,7 +207,7 @@ TSQEventCode_T CFPGAIFLumetSPI::SetWifiLEDRegister(FpgaWifiLEDRegister_T Leds)
 TSQEventCode_T CFPGAIFLumetSPI::SetDebugRegister(bLumetStatusByte Value, CorFPGAAddress_T Address)
 {
     const TSQEventCode_T queued = WriteRegister({.address = Address}, Value.value);
-    // Other than CFPGAIFCorSpi, this waits for a reply to the write.
+    // Unlike CFPGAIFCorSpi::SetDebugRegister(), this waits for a reply to the write.
     Buffer_Bytes_T answer(&Value.value, sizeof Value.value);
     return ReceiveNow(queued, &answer);
 }

@@ -23,23 +23,23 @@ public:
     /// @param pFactory          not owned, not null
     CFPGAIFLumetSPI(const std::string& SerialDevicePath, IOSSFactory* pFactory);
 
-    /// Sends a start of ping; queues any other command.
+    /// Sends a command that starts a ping; queues any other.
     TSQEventCode_T SetCommandRegister(bLumetCommandByte Command);
-    /// SetCommandRegister for a command that starts a ping; 0 and nothing else for any other.
+    /// As SetCommandRegister() for a command that starts a ping; any other is ignored and gives 0.
     TSQEventCode_T PingNow(bLumetCommandByte Command);
-    /// Reads a channel's samples, one byte each on the link, as floats from 0 to 255; samples that the device
-    /// held back are 0. Returns 0 or the file's error code.
+    /// Reads a channel's samples, one byte each on the link, as floats from 0 to 255; missing samples are 0.
+    /// Returns 0 or the file's error code.
     /// @param Buffer  its size is the number of samples, at most c_MaxSamplesFromLumetFPGA; its storage must
-    ///                hold a float for each, which is four times what the buffer says of itself
+    ///                hold a float for each, four times that size
     TSQEventCode_T GetPing(FPGAChannel_T Channel, Buffer_Bytes_T* Buffer, InterruptMode_T Mode);
-    /// Reads the status and the channel's FIFO status after a ping, whatever they are. Returns 0.
+    /// Reads the status and the channel's FIFO status after a ping and ignores them. Returns 0.
     TSQEventCode_T ValidateDataCollection(FPGAChannel_T Channel);
 
     TSQEventCode_T GetVersion(SWVersion_T* SwVersion);
     TSQEventCode_T GetStatusRegister(bLumetStatusByte* Status);
     TSQEventCode_T GetFifoStatusRegister(bCorFifoStatusByte* Status, FPGAChannel_T Channel);
 
-    /// Read an ADC. A silent device gives 0.
+    /// Read an ADC; the value is 0 if the device does not answer.
     TSQEventCode_T GetADCReference(CorFPGA24BitADCValue_T* AdcValue);
     TSQEventCode_T GetSenseResistor(CorFPGA24BitADCValue_T* AdcValue);
     TSQEventCode_T GetWaterTemp(CorFPGA24BitADCValue_T* AdcValue);
@@ -58,13 +58,13 @@ public:
     TSQEventCode_T SetChirpIncrement(unsigned int Increment, FPGAChannel_T Channel);
     /// @param Cycles  full cycles, of which 16 bits count
     TSQEventCode_T SetBurstLength(unsigned int Cycles, FPGAChannel_T Channel);
-    /// At most Sizeof_CorrelationFilter entries; zeros fill them up to a multiple of 512.
+    /// At most Sizeof_CorrelationFilter entries; padded with zeros to a multiple of 512.
     TSQEventCode_T SetCorrelationFilter(const CorrelationFilterCoefficients_T& CorrelationFilter,
                                         FPGAChannel_T Channel);
 
     /// Sends.
     TSQEventCode_T SetWifiLEDRegister(FpgaWifiLEDRegister_T Leds);
-    /// Sends any one-byte register and takes the reply to it off the link.
+    /// Sends any one-byte register and reads a reply.
     TSQEventCode_T SetDebugRegister(bLumetStatusByte Value, CorFPGAAddress_T Address);
     /// Reads any one-byte register.
     TSQEventCode_T GetDebugRegister(bLumetStatusByte* Status, CorFPGAAddress_T Address);

@@ -20,7 +20,7 @@ enum class Packets {
     OnePerByte ///< each byte in a packet of its own, at consecutive addresses from the low byte up
 };
 
-/// When a written register leaves.
+/// When a written register is sent.
 enum class Delivery {
     Queued, ///< with the next transmit
     Sent    ///< at once, with everything queued before it
@@ -31,7 +31,7 @@ struct RegisterRow_T {
     CorFPGAAddress_T address;
     std::size_t width = 1; ///< bytes, 1 to 4; without meaning for a table
     Packets packets = Packets::One;
-    bool block = false; ///< the packets carry the block flag, as those of every table do
+    bool block = false; ///< the packets have the block flag; true for every table
     Delivery delivery = Delivery::Queued;
 };
 
@@ -45,7 +45,7 @@ inline constexpr RegisterRow_T c_BoostLevel{.address = 8};
 inline constexpr RegisterRow_T c_Sync{.address = 96, .delivery = Delivery::Sent};
 } // namespace PacketRegisters
 
-/// Header of a command packet as it travels: sync word, address, flags, payload length minus one.
+/// Header of a command packet on the wire: sync word, address, flags, payload length minus one.
 using CorFPGADataHeader_T = std::array<std::uint8_t, 7>;
 
 /// The packet protocol of the SPI-linked FPGAs: packets are queued into transfers, one device write each, and
@@ -54,13 +54,13 @@ using CorFPGADataHeader_T = std::array<std::uint8_t, 7>;
 class CFPGAPacketLink : public CFPGALink
 {
 public:
-    /// Waits up to a second for a reply of the buffer's size and its checksum. A silent device leaves the
-    /// buffer alone and gives 0; a wrong checksum is reported, and the data kept. Returns 0 or the file's
-    /// error code.
+    /// Waits up to a second for a reply of the buffer's size and its checksum. If none comes, the buffer is
+    /// unchanged and the result is 0. A wrong checksum is reported, and the data is used. Returns 0 or the
+    /// file's error code.
     TSQEventCode_T ReceiveData(Buffer_Bytes_T* Buffer);
 
-    /// Queues the buffer as one packet or, when it is too long for one transfer, as several with advancing
-    /// addresses. A read queues as many zero bytes as the buffer is long.
+    /// Queues the buffer as one packet or, if it is too long for one transfer, as several with increasing
+    /// addresses. A read queues a zero for each byte of the buffer.
     /// @param block           the packet belongs to a table
     /// @param singleTransfer  never split, never start a new transfer
     TSQEventCode_T CreateCommandPacket(Buffer_Bytes_T* Data, unsigned short address, bool read, bool block,
@@ -110,14 +110,14 @@ protected:
     TSQEventCode_T WriteRegister(const RegisterRow_T& row, std::uint32_t value);
     /// Writes a number of samples to receive, which registers count in units of 16.
     TSQEventCode_T WriteSampleCount(const RegisterRow_T& row, FpgaAdcSamples_T samples);
-    /// Queues a table of pairs from its first address on, followed by zeros up to a number of entries, which
-    /// is not below the table's own. Returns 0.
+    /// Queues a table of pairs from its first address on, padded with zeros. Returns 0.
+    /// @param entries  the number of entries with the padding, at least that of the table
     template <class Entry>
     TSQEventCode_T WriteTable(const RegisterRow_T& row, const std::vector<Entry>& table, std::size_t entries);
-    /// Reads a register's bytes. Returns 0 (a silent device leaves them alone), or -109 when the request did
-    /// not go out.
+    /// Reads a register's bytes; if the device does not answer, they are unchanged. Returns 0, or -109 when
+    /// the request did not go out.
     TSQEventCode_T ReadRegister(const RegisterRow_T& row, std::uint8_t* pBytes);
-    /// Reads the firmware version; it is left alone when the request did not go out.
+    /// Reads the firmware version; it is unchanged when the request did not go out.
     TSQEventCode_T ReadVersion(SWVersion_T* pVersion);
     /// Transmits what was queued with the given result. Returns that result, or -109 when nothing went out.
     TSQEventCode_T TransmitNow(TSQEventCode_T queued);

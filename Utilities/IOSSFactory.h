@@ -45,7 +45,7 @@ public:
     /// Makes one directory. Returns 0 or the errno.
     virtual TSQEventCode_T Makedir(const char* Name, mode_t mode) = 0;
     virtual TSQEventCode_T RemoveDirs(const char* Name, bool recursive) = 0;
-    /// Copies what the directory From holds into the directory To.
+    /// Copies the contents of the directory From into the directory To.
     virtual TSQEventCode_T CopyDirs(const char* From, const char* To) = 0;
     /// Makes a directory and its missing parents.
     virtual TSQEventCode_T CreateFullPath(const char* FullPath) = 0;

@@ -56,8 +56,9 @@ public:
 
     /// Waits for poll() events, at most timeout milliseconds. Returns what poll() returned; 0 when not open.
     virtual int Poll(short events, int timeout) = 0;
-    /// Waits on several descriptors. Returns the 1-based place of the first ready one, 0 after the time-out
-    /// (milliseconds), -1 on failure. A descriptor of -1 is an assertion.
+    /// Waits on several descriptors. Returns the 1-based place of the first with an event that it asked for,
+    /// 0 after the time-out (milliseconds), -1 on failure; if poll() reported only other events, such as a
+    /// hang-up, the number of descriptors that have one. A descriptor of -1 is an assertion.
     virtual int MultiPoll(PollMembers_T* Elements, int timeout) = 0;
 
     /// Reason of the last failure: an errno number, -140 for a lock held elsewhere, or 0.

@@ -48,7 +48,7 @@ public:
     ~CLowscan() override;
 
     /// Receives the buffer's current size, which may take several reads, and sets that size to the count
-    /// received. Returns 0, or -171 when fewer bytes came: a second's silence, a failed read, a line that
+    /// received. Returns 0, or -171 when fewer bytes came: none for a second, a failed read, or a line that
     /// hung up. More than an LSPingReturnPacket_T is an assertion.
     TSQEventCode_T ReceiveData(Buffer_Bytes_T* Buffer);
     /// Sends the text with its terminating zero byte. Returns 0 or the file's error code.
@@ -61,12 +61,12 @@ protected:
 
     /// Sets registers in this order, up to the first failure. Returns 0 or that failure.
     virtual TSQEventCode_T SetRegisters(std::span<const LSRegisterValue_T> registers) = 0;
-    /// Calls SetRegisters() for channel 0, for channel 1 and for the settings that both share, up to the
-    /// first result that is not 0, which is returned. A setting that is not allowed is an assertion when it
-    /// is its channel's turn.
+    /// Calls SetRegisters() for channel 0, for channel 1 and for the shared settings, up to the first result
+    /// that is not 0, which is returned. A setting that is not allowed is an assertion before its channel's
+    /// call.
     TSQEventCode_T SetConfiguration(const LSFpgaCompleteConfigure_T& config);
 
-    /// Receives a reply of so many bytes that carries the version. A failure leaves the version alone.
+    /// Receives a reply of this size that has the version. After a failure the version is unchanged.
     TSQEventCode_T ReceiveVersion(std::size_t replySize, SWVersion_T* pVersion);
     /// Size of the packet that fills the buffer of samples, which are floats. More than 1,024 samples, or a
     /// packet beyond LSPingReturnPacket_T, are assertions.

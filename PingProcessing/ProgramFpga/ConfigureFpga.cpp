@@ -70,7 +70,7 @@ TSQEventCode_T CConfigureFpga::Configure(CDatabaseLumetPingMetaData** PingMetaDa
 {
     assert(FpgaInterface && "No FpgaInterface Passed to ConfigureFpga");
     assert(PingMetaData && PingMetaData[0] && PingMetaData[1]);
-    bLumetStatusByte status; // read, and not looked at
+    bLumetStatusByte status; // read but not used
     FpgaInterface->GetStatusRegister(&status);
     for (const FPGAChannel_T channel : {FPGAChannel_T{0}, FPGAChannel_T{1}}) {
         if (PingMetaData[channel]->GetActive()) {

@@ -13,10 +13,10 @@ namespace
 {
 template <class Record, class Class, class Value>
 void Put(Record& record, void (Class::*set)(Value), Value (Class::*get)() const,
-         std::type_identity_t<Value> value)
+         std::type_identity_t<Value> value, int line = __builtin_LINE())
 {
     (record.*set)(value);
-    EXPECT_EQ((record.*get)(), value);
+    EXPECT_EQ((record.*get)(), value) << "the setting of line " << line;
 }
 
 /// Gives each setting that both records have a different value.

@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-/// Calls, each with the condition that it breaks.
+/// Calls, each with the condition of the assertion that fails.
 using ProgrammingFaults_T = std::vector<std::pair<std::function<void()>, std::string>>;
 
-/// Checks that each call ends the program with the assertion of its condition.
+/// Checks that each call ends the program with its assertion.
 inline void ExpectAssertions(const ProgrammingFaults_T& faults)
 {
     for (const auto& [fault, condition] : faults) {

@@ -12,7 +12,7 @@ inline WireBytes operator+(WireBytes first, const WireBytes& second)
     return first;
 }
 
-/// A packet as the sounder FPGA parses it. Flags: 1 read, 2 block; a read's payload is its zeros.
+/// A packet as the sounder FPGA parses it. Flags: 1 read, 2 block; the payload of a read is zeros.
 inline WireBytes Packet(std::size_t address, const WireBytes& payload, std::uint8_t flags = 0)
 {
     const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value % 256); };

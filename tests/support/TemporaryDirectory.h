@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string>
 
-/// A directory of the test's own; it and all it holds go with the object.
+/// A directory for one test, removed with its contents when the object is destroyed.
 class TemporaryDirectory
 {
 public:

@@ -54,7 +54,7 @@ TEST(Facade, OpensTheDeviceOfTheElementAndReportsIt)
         factory.devices["first"].openError = factory.devices["second"].openError = -140;
         CFPGAIF unit(&factory, element);
         EXPECT_EQ(unit.GetErrorCode(), -140);
-        unit.SetCommandRegister(bFpgaCommandByte{0x04}); // the second FPGA has no interrupt to wait for
+        unit.SetCommandRegister(bFpgaCommandByte{0x04}); // no wait for an interrupt on the second FPGA
         EXPECT_EQ(factory.devices[opened].operations, operations);
         EXPECT_EQ(factory.events, (Lines{"6 0 CFPGAIF::CFPGAIF: Running on " + link + " for FPGA",
                                          "6 -140 CFPGAIF::CFPGAIF: fetching error code from " + kind}));
@@ -102,23 +102,34 @@ TEST(Facade, AnOperationThatTheUnitLacksHasItsOwnResult)
     LSADCReadings_T readings{};
     static constexpr const char* models[] = {"QL5K", "QL6M", "LUMETV5", "VarrowX", "Pk4", "SKD"};
     struct Case_T {
+        const char* name;
         std::function<TSQEventCode_T(CFPGAIF&)> call;
         std::array<TSQEventCode_T, std::size(models)> results;
     };
     const Case_T cases[] = {
-        {[](auto& f) { return f.SetWifiLEDRegister({1}); }, {0, 0, 0, 0, 0, -177}},
-        {[](auto& f) { return f.Flush(1); }, {-174, -174, -174, -173, 0, -177}},
-        {[&](auto& f) { return f.GetADCReadings(&readings); }, {-174, -174, -174, -174, -171, -177}},
-        {[](auto& f) { return f.GetWaterTemp(nullptr); }, {-177, -177, -177, -177, -177, -177}},
-        {[&](auto& f) { return f.SetChannelFilterRegister(&filter); }, {0, 0, 0, 0, 0, -177}},
-        {[](auto& f) { return f.UpdateFPGA(); }, {0, -109, -109, 0, 0, -177}},
-        {[](auto& f) { return f.SetFilterSelectionRegister(PingConfigRxBand_LF); }, {0, 0, 0, 0, 0, -177}},
-        {[](auto& f) { return f.UpdateFPGA(); }, {-109, 0, -109, 0, 0, -177}}};
+        {"WifiLED", [](auto& f) { return f.SetWifiLEDRegister({1}); }, {0, 0, 0, 0, 0, -177}},
+        {"Flush", [](auto& f) { return f.Flush(1); }, {-174, -174, -174, -173, 0, -177}},
+        {"ADCReadings",
+         [&](auto& f) { return f.GetADCReadings(&readings); },
+         {-174, -174, -174, -174, -171, -177}},
+        {"WaterTemp", [](auto& f) { return f.GetWaterTemp(nullptr); }, {-177, -177, -177, -177, -177, -177}},
+        {"ChannelFilter",
+         [&](auto& f) { return f.SetChannelFilterRegister(&filter); },
+         {0, 0, 0, 0, 0, -177}},
+        {"UpdateFPGA after ChannelFilter",
+         [](auto& f) { return f.UpdateFPGA(); },
+         {0, -109, -109, 0, 0, -177}},
+        {"FilterSelection",
+         [](auto& f) { return f.SetFilterSelectionRegister(PingConfigRxBand_LF); },
+         {0, 0, 0, 0, 0, -177}},
+        {"UpdateFPGA after FilterSelection",
+         [](auto& f) { return f.UpdateFPGA(); },
+         {-109, 0, -109, 0, 0, -177}}};
     for (std::size_t i = 0; i < std::size(models); ++i) {
         ModelFactory factory(models[i]);
         CFPGAIF unit(&factory, 1);
         for (const Case_T& next : cases) {
-            EXPECT_EQ(next.call(unit), next.results[i]) << models[i] << ", call " << &next - cases;
+            EXPECT_EQ(next.call(unit), next.results[i]) << models[i] << ", " << next.name;
         }
     }
 }

@@ -43,10 +43,11 @@ TEST_F(Lowscan, BothLinksSendTheSameWordsForASetUp)
             request = request + record;
         }
         const LSFpgaCompleteConfigure_T setUp{channel, idle, 10, 181, 1};
-        EXPECT_EQ(uart.setUpForPing(setUp), 0);
-        EXPECT_EQ(spi.setUpForPing(setUp), 0);
-        EXPECT_EQ(std::exchange(serial.writes, {}), frames);
-        EXPECT_EQ(node.writes.back(), request);
+        const std::string which = "start frequency " + std::to_string(channel.startFrequency);
+        EXPECT_EQ(uart.setUpForPing(setUp), 0) << which;
+        EXPECT_EQ(spi.setUpForPing(setUp), 0) << which;
+        EXPECT_EQ(std::exchange(serial.writes, {}), frames) << which;
+        EXPECT_EQ(node.writes.back(), request) << which;
     }
     for (const std::size_t failing : {3U, 9U, 13U}) { // of channel 0, of channel 1, of both
         serial.writes.clear();

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <poll.h>
@@ -149,6 +150,14 @@ TEST(OssFile, ATextIsReadNumberByNumber)
     EXPECT_EQ(next, 12);
     EXPECT_FALSE(unreadable.ReadStream(wholes, 2));
     EXPECT_EQ(unreadable.GetErrorCode(), EISDIR);
+}
+
+TEST(OssFile, ErrorNumbersHaveTheirNames)
+{
+    for (int number = 1; number <= 131; ++number) {
+        EXPECT_STREQ(ErrnoName(number), strerrorname_np(number)) << number;
+    }
+    EXPECT_EQ(ErrnoName(c_FileLocked), nullptr);
 }
 
 TEST(OssFile, MultiPollReturnsTheFirstReadyMember)
