@@ -20,10 +20,10 @@ public:
     std::uint32_t m_Sweep = 0;            ///< the ping does not read it
     std::uint32_t m_ChirpIncrement = 0;   ///< word
     std::uint32_t m_BurstLength = 0;      ///< cycles
-    std::uint32_t m_SampleSlots = 0;      ///< samples that the receive area holds, at least m_NumberOfSamples
-    std::uint32_t m_CorrelationScaling = 0;   ///< low 8 bits count
-    std::uint32_t m_CorrelationDownShift = 0; ///< low 8 bits count
-    std::uint32_t m_BoostLevel = 0;           ///< low 8 bits count
+    std::uint32_t m_SampleSlots = 0; ///< samples that the receive area can hold, at least m_NumberOfSamples
+    std::uint32_t m_CorrelationScaling = 0;   ///< only the low 8 bits are used
+    std::uint32_t m_CorrelationDownShift = 0; ///< only the low 8 bits are used
+    std::uint32_t m_BoostLevel = 0;           ///< only the low 8 bits are used
     CorrelationFilterCoefficients_T m_CorrelationFilter = {};
 };
 

@@ -28,7 +28,7 @@ std::string InGeneralForm(double value)
     return text;
 }
 
-/// Shows the operator of a long run how it goes. Standard output only gets the report.
+/// Shows the operator each reading of a long run at once. Standard output only gets the report.
 void ShowAtTerminal(const std::string& line)
 {
     if (isatty(STDERR_FILENO) == 1) {
@@ -90,8 +90,8 @@ int CSonarTestController::GetWaterSpeed(std::string& out, int duration)
     CStopSignals signals;
     bool goesOn = true;
     // One reading more than there are seconds: one at the beginning of each and one at the end.
-    for (std::int64_t second = 0; goesOn && second <= duration; second += isEndless ? 0 : 1) {
-        fpga.GetSpeedReading(&reading); // a failed reading is shown as the last good one
+    for (std::int64_t second = 0; goesOn && (isEndless || second <= duration); ++second) {
+        fpga.GetSpeedReading(&reading); // when it fails, the last good reading is shown again
         const std::string line = "Speed ticks: " + std::to_string(reading.ticks) + "\n";
         Message(line, &out, false, true);
         ShowAtTerminal(line);

@@ -13,6 +13,12 @@
 #include <pty.h>
 #include <unistd.h>
 
+void PrintTo(Link link, std::ostream* out)
+{
+    constexpr const char* names[] = {"None", "Uart", "LowscanSpi", "CorSpi", "LumetSpi"};
+    *out << names[static_cast<std::size_t>(link)];
+}
+
 namespace
 {
 TEST(Controller, FailuresAreReportedOnAMachineThatIsNoUnit)
@@ -95,7 +101,7 @@ TEST(Controller, AValueComesFromTheTableFileAsItIsNow)
     testing::internal::GetCapturedStdout();
 }
 
-/// The link that the facade chooses.
+/// The link of the product table that the facade's type means.
 Link LinkOf(FpgaInterfaceType_T type)
 {
     return type == eFpgaIfNone       ? Link::None
