@@ -101,7 +101,7 @@ TEST(Html, WritesWhatWasFoundOverItsPlaceAsExactlyAsItsSamples)
     EXPECT_THAT(near,
                 HasSubstr("x=\"126.5\" y=\"34.0\" text-anchor=\"start\">bottom at sample 64 (0.0000480 m)<"));
     EXPECT_THAT(near, AllOf(HasSubstr(">0.0001<"), HasSubstr(">0.0007<"), HasSubstr(">1,000<")));
-    EXPECT_THAT(near, HasSubstr(", 40 clipped behind the ring-down<"));
+    EXPECT_THAT(near, HasSubstr(", 40 clipped after the ring-down<"));
     EXPECT_THAT(near, HasSubstr("aaa\u2026"));
     const std::string far = page(960, 2e6);
     EXPECT_THAT(far,

@@ -106,7 +106,7 @@ TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
          "ERROR: FW major version is suspicious. Ensure firmware has loaded."},
         {CVirtualUnit("HY05").Run({"sensepin"}), Outcome::NotJudged, "ERROR: Unknown Product type."},
         {CVirtualUnit().Run({"speed"}), Outcome::NotJudged, "ERROR: Incorrect Parameter Count."},
-        {CVirtualUnit().Run({"nonsense"}), Outcome::NotJudged, "the usage was shown, and nothing tested"},
+        {CVirtualUnit().Run({"nonsense"}), Outcome::NotJudged, "the usage was shown, and nothing was tested"},
         {CVirtualUnit().Run({"xkping", "/nosuch", "0", "1"}), Outcome::NotJudged,
          "ERROR: Ensure file exists: /nosuch "},
         {CVirtualUnit().Run({"xkping", "no such", "0", "1"}), Outcome::NotJudged,
@@ -118,7 +118,7 @@ TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
          "ERROR: Get ping failed with error code: 0."},
         {CVirtualUnit("Nr1").Run(c_Ping), Outcome::NotJudged, "the unit has no such operation: -174"},
         {CVirtualUnit().Set(c_Battery, "2873\n" + std::string("2873")).Run({"batteryvoltage"}),
-         Outcome::NotJudged, "what it shows is not one number"}};
+         Outcome::NotJudged, "the value is not a single number"}};
     for (const Case_T& row : cases) {
         const CRuns runs(row.run.output);
         EXPECT_EQ(runs.Only().outcome, row.outcome) << row.run.output;
@@ -242,7 +242,7 @@ TEST(Transcript, SamplesComeOutAsTheyWerePrinted)
     for (const char* bytes : {"2047", "2049"}) {
         std::string wrong = text;
         wrong.replace(wrong.find("2048\n"), 4, bytes);
-        EXPECT_EQ(CRuns(wrong).Only().reason, "it has not as many samples as it says") << bytes;
+        EXPECT_EQ(CRuns(wrong).Only().reason, "the number of samples is not the one that the run states") << bytes;
     }
     const std::string csv = Written("csv", runs.All());
     EXPECT_THAT(csv, HasSubstr("\r\n\"t\",1,\"xkping\",passed,1016," + std::to_string(samples.values.back()) +

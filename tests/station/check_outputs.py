@@ -162,7 +162,7 @@ with tempfile.TemporaryDirectory() as place:
     report(status=2, complaint="standard input: Bad file descriptor", shell='exec "$0" "$@" <&-')
     for wrong, complaint in (
             (["--none"], "none"), (["--json", ""], "name"), (["--json", "-", "--csv", "-"], same), (["-", "-"], "once"),
-            (["--json", str(batch / "passed"), str(batch / "passed")], "at once"),
+            (["--json", str(batch / "passed"), str(batch / "passed")], "at the same time"),
             (["--json", "/dev/full", str(batch)], "No space left"), (["--width", "99.5"], "whole number"),
             (["--sample-clock", "nan"], "from 1 to")):
         report(*wrong, status=2, complaint=complaint)
