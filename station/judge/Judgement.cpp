@@ -57,7 +57,7 @@ bool IsWhole(Run_T& run)
                                : !facts.hasReport                   ? "there is no report"
                                : hasVerdict                         ? "the unit's data is incomplete"
                                                                     : "the report has no verdict";
-    // What ended the program says more than that it ended.
+    // If it is known why the program ended, that is the better reason.
     Decide(run, Outcome::NotJudged, facts.untested.empty() || hasVerdict ? Bytes_T(reason) : facts.untested);
     return false;
 }
@@ -67,7 +67,7 @@ void Measure(Run_T& run)
     const CommandText_T* const row = TextOf(run.command);
     const auto value = DecimalNumber(run.facts.reading);
     if (row != nullptr && row->measurement != nullptr && value) {
-        // Calculated by the program; what a file holds is shown in the unit of its driver.
+        // The program calculated it; the contents of a file are in the unit of its driver.
         run.measurements.push_back(
             {row->measurement, *value, (run.facts.evidence & c_Version) != 0 ? "degC" : ""});
     }

@@ -51,7 +51,9 @@ const char* WrongCount(const Run_T& run)
 
 const char* WrongSetting(const Run_T& run)
 {
-    return run.samples.taken == run.samples.values.size() ? nullptr : "the number of samples is not the one that the run states";
+    return run.samples.taken == run.samples.values.size()
+               ? nullptr
+               : "the number of samples is not the one that the run states";
 }
 
 const char* NoNumber(const Run_T& run)

@@ -11,6 +11,7 @@ EXAMPLES. One shell runs all commands of a page in order. The first one that fai
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -125,12 +126,17 @@ def run(page, commands, place):
     environment = {**os.environ, "PATH": f"{place}/bin:{os.environ['PATH']}", "PAGE": page, "LC_ALL": "C.UTF-8",
                    "COLUMNS": "80"}
     with open(place / "log", "w+") as log:
-        status = subprocess.run(["bash", "-c", SHELL, "bash", place / "script"], cwd=place / "home", env=environment,
-                                stdin=subprocess.DEVNULL, stdout=log, stderr=log, timeout=SECONDS).returncode
+        shell = subprocess.Popen(["bash", "-c", SHELL, "bash", place / "script"], cwd=place / "home", env=environment,
+                                 stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
+        try:
+            status = shell.wait(SECONDS)
+        except subprocess.TimeoutExpired:
+            os.killpg(shell.pid, signal.SIGKILL)
+            status = "no end"
         log.seek(0)
         output = log.read()
     if status != 0:
-        complaints.append(f"{page}: a command failed:\n" + "".join(output.splitlines(True)[-40:]))
+        complaints.append(f"{page}: a command failed ({status}):\n" + "".join(output.splitlines(True)[-40:]))
         return
     for number, (command, expected) in commands.items():
         if expected is not None and not prints(expected, (place / f"printed.{number}").read_text(errors="replace")):
