@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-/// Bytes of a unit's text that are shown.
+/// The number of bytes that are shown of a unit's text.
 constexpr std::size_t c_LongestText = 300;
 constexpr std::size_t c_LongestCharacter = 4; ///< bytes of UTF-8
 constexpr std::size_t c_MostMeasurements = 8;
@@ -28,7 +28,7 @@ constexpr QStringView c_Head = uR"(<!DOCTYPE html>
 <body>
 )";
 
-/// The style sheet of the page: light and dark as the reader's system is, and for paper.
+/// The style sheet of the page: light or dark like the reader's system, and one for paper.
 const QString c_Style = uR"(
 :root {
   color-scheme: light dark;
@@ -111,7 +111,7 @@ svg .series5 { stroke: var(--s5); stroke-dasharray: 4 4; } svg .series6 { stroke
 }
 )"_s;
 
-/// Where a longer text is cut: not within a character.
+/// Where to cut a longer text without cutting a character.
 std::size_t CutBefore(std::string_view bytes, std::size_t most)
 {
     const std::size_t least = most - c_LongestCharacter;
@@ -169,7 +169,7 @@ QString FoundCell(const Run_T& run)
     return list.isEmpty() ? text : text + u"<ul>"_s + list + u"</ul>"_s;
 }
 
-/// What the command was, without the program's name.
+/// The command line without the program's name.
 Bytes_T TestOf(const Run_T& run)
 {
     Bytes_T text = run.command;
@@ -210,7 +210,7 @@ QString HeardText(const Samples_T& samples)
     return text;
 }
 
-/// "... and N more" for what was left out of the page, or nothing.
+/// A sentence about what is missing on the page; empty if nothing is.
 QString LeftOut(std::size_t count, QStringView what)
 {
     return count == 0
