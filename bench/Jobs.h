@@ -4,23 +4,23 @@
 #include <string>
 #include <vector>
 
-// What is measured, and the bare work that it is compared with.
+// The measured jobs, and the minimal work that they are compared with.
 
-/// Samples as an echo has them: most of them small, some of all sizes. Always the same ones.
+/// Samples like those of an echo: most are small, some have any size. They are always the same.
 std::vector<unsigned short> EchoOf(std::size_t samples);
-/// The same for a FPGA that gives a byte a sample.
+/// The same for an FPGA that sends one byte per sample.
 std::vector<float> ByteEchoOf(std::size_t samples);
 
-/// Formats the samples into the buffer by std::to_chars, a comma behind each. Returns the end of the text.
-/// The buffer has room for six characters a sample.
+/// Formats the samples into the buffer with std::to_chars, each followed by a comma. Returns the end of the
+/// text. The buffer has room for six characters per sample.
 char* FormatBare(const std::vector<unsigned short>& samples, char* pTo);
-/// The same for whole parts, with nothing between them.
+/// The same for the integer parts, without separators.
 char* FormatBare(const std::vector<float>& samples, char* pTo);
 
-/// Reads the file with one read, and passes over it once from line end to line end. Returns the lines.
+/// Reads the file with one read, and searches its line ends once. Returns the number of lines.
 std::size_t PassOver(const std::string& fileName);
 
-/// While it lives, what is printed goes nowhere.
+/// Discards standard output during its lifetime.
 class CSilence
 {
 public:

@@ -1,4 +1,4 @@
-// How long the parts take that a command waits for; docs/budgets.md tells what they may.
+// Measures the times of the parts that a command waits for; docs/budgets.md has the figures.
 
 #include "Database/DatabaseLumetPingMetaData.h"
 #include "Utilities/FPGAIFCorSPI.h"
@@ -36,7 +36,7 @@ Tables_T Load()
     return tables;
 }
 
-/// All that an xK ping configures, on a device that takes everything.
+/// The whole configuration of an xK ping, on a device that accepts everything.
 void QueueConfiguration(State_T& state)
 {
     COSSLinuxFactory factory;
@@ -66,7 +66,7 @@ void QueueConfiguration(State_T& state)
 }
 BENCHMARK(QueueConfiguration);
 
-/// A Lowscan link on a device that always has zeros to give.
+/// A Lowscan link on a device that always delivers zeros.
 struct CZeroLink : CLowscan {
     explicit CZeroLink(IOSSFactory* pFactory) : CLowscan("CZeroLink", "/dev/zero", pFactory) { OpenDevice(); }
     using CLowscan::ReceivePing;

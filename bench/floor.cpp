@@ -1,4 +1,4 @@
-// The least that a program on Qt Core can cost: it shows one file. scripts/budgets compares a start with it.
+// The cheapest program on Qt Core: it shows one file. scripts/budgets compares a start with it.
 
 #include <QFile>
 

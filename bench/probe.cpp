@@ -1,4 +1,4 @@
-// One measured job, once: what scripts/budgets counts the instructions and the heap of.
+// Runs one job once, while scripts/budgets counts its instructions and its heap.
 
 #include "bench/Jobs.h"
 #include "framework/TestControllerBase.h"

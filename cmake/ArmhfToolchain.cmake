@@ -1,4 +1,4 @@
-# Debian's cross compiler for armhf, with the system root and the emulator that scripts/armhf-sysroot makes.
+# Debian's cross compiler for armhf, with the system root and the emulator that scripts/armhf-sysroot prepares.
 cmake_path(SET build NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../build)
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)

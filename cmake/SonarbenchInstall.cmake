@@ -1,7 +1,7 @@
-# What is installed where. Components: sonarbench, for a unit; tools, for everybody who works without one.
+# Installs the files. Components: sonarbench, for units; tools, for work without a unit.
 include(GNUInstallDirs)
 
-# sonarbench_install_compressed(FILE DIRECTORY COMPONENT): compresses as Debian wants it, to the same bytes each time.
+# sonarbench_install_compressed(FILE DIRECTORY COMPONENT): compresses as Debian requires, always to the same bytes.
 function(sonarbench_install_compressed file directory component)
   cmake_path(GET file FILENAME name)
   set(compressed ${PROJECT_BINARY_DIR}/compressed/${component}/${name}.gz)
@@ -21,7 +21,7 @@ function(sonarbench_install_manual program component)
                                 ${component})
 endfunction()
 
-# bash looks for a completion by the name of the program: one file under several names.
+# bash finds a completion by the name of the program, so one file has several names.
 function(sonarbench_install_completion program)
   set(link ${PROJECT_BINARY_DIR}/${program}.completion)
   file(CREATE_LINK sonarbench ${link} SYMBOLIC)
@@ -34,7 +34,7 @@ sonarbench_install_manual(sonarbench sonarbench)
 
 if(SONARBENCH_SIMULATOR)
   install(TARGETS sonarbench-sim RUNTIME COMPONENT tools)
-  # The place in which sonarbench-sim looks for them.
+  # sonarbench-sim looks for them here.
   install(TARGETS sonarbench-sim-supervisor sonarbench-sim-calls
           RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT tools)

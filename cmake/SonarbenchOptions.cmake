@@ -1,4 +1,4 @@
-# What every target of this project is compiled with; link against sonarbench_options.
+# Compiler options for every target of this project: link with sonarbench_options.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -29,7 +29,7 @@ target_compile_definitions(sonarbench_options INTERFACE _FILE_OFFSET_BITS=64 QT_
 
 set(SONARBENCH_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
 if(SONARBENCH_SANITIZE)
-  # A target with the property SONARBENCH_PLAIN goes without.
+  # Targets with the property SONARBENCH_PLAIN are built without sanitizers.
   set(wanted "$<NOT:$<BOOL:$<TARGET_PROPERTY:SONARBENCH_PLAIN>>>")
   target_compile_options(
     sonarbench_options INTERFACE "$<${wanted}:-fsanitize=${SONARBENCH_SANITIZE};-fno-sanitize-recover=all>"
@@ -37,15 +37,15 @@ if(SONARBENCH_SANITIZE)
   target_link_options(sonarbench_options INTERFACE "$<${wanted}:-fsanitize=${SONARBENCH_SANITIZE}>")
 endif()
 
-# The program runs as root beside other software and reads what others wrote: what compiler and linker can do against a
-# wrong byte that becomes a jump is on in every build. tests/hardening.sh looks for it in the programs.
+# The program runs as root, next to other software, and reads foreign data. So every build has the hardening of compiler
+# and linker against memory errors that redirect control. tests/hardening.sh checks the programs for it.
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 target_compile_options(sonarbench_options INTERFACE -fstack-protector-strong)
 target_link_options(sonarbench_options INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
-# Not every architecture has these.
+# Not available on every architecture.
 foreach(option -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER SONARBENCH_HAS${option} known)
   check_cxx_compiler_flag("-Werror ${option}" ${known})
@@ -53,8 +53,8 @@ foreach(option -fstack-clash-protection -fcf-protection)
     target_compile_options(sonarbench_options INTERFACE ${option})
   endif()
 endforeach()
-# Checked calls of the C library need an optimiser that knows the sizes, and hide calls from the sanitizers. The third
-# level knows more sizes than the second; older C libraries warn that they have only that.
+# Checked calls of the C library need an optimiser that knows the sizes, and they hide calls from the sanitizers. Level
+# 3 knows more sizes than level 2; older C libraries warn that they have only level 2.
 if(NOT SONARBENCH_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   set(CMAKE_REQUIRED_FLAGS "-Werror -O2 -D_FORTIFY_SOURCE=3")
   check_cxx_source_compiles("#include <cstdio>\nint main() {}" SONARBENCH_HAS_FORTIFY_3)

@@ -1,13 +1,13 @@
-# The Debian packages, one a component; scripts/packages makes them. They are configured for the prefix /usr, because
-# the programs know the way to each other's places.
+# The Debian packages, one per component; scripts/packages makes them. They are configured for the prefix /usr, because
+# the programs contain the paths to each other.
 set(SONARBENCH_CONTACT "sonarbench maintainers <maintainers@sonarbench.example>" CACHE STRING
-    "Name and address of who answers for the packages")
+    "Name and address of the packages' maintainer")
 
-# A date of SOURCE_DATE_EPOCH, if that is set.
+# The date of SOURCE_DATE_EPOCH, if that is set.
 string(TIMESTAMP SONARBENCH_PACKAGE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(packaging/debian/changelog.in ${CMAKE_BINARY_DIR}/changelog @ONLY)
 
-# sonarbench_package(COMPONENT NAME DEPENDS SUMMARY TEXT): a package, with what Debian wants to know about it.
+# sonarbench_package(COMPONENT NAME DEPENDS SUMMARY TEXT): a package, with the fields that Debian requires.
 macro(sonarbench_package component name depends summary text)
   sonarbench_install_compressed(${CMAKE_BINARY_DIR}/changelog ${CMAKE_INSTALL_DATADIR}/doc/${name} ${component})
   install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
@@ -20,10 +20,10 @@ endmacro()
 sonarbench_package(
   sonarbench sonarbench "" "${PROJECT_DESCRIPTION}"
   "sonarbench runs one test of the production line on a sonar product's own\n\
-computer: it switches the sonar on, talks to its FPGA, and ends what it prints\n\
-with a verdict for the test station.")
-# The programs that the virtual unit starts, and the library that it loads by name, are in no ELF header: umockdev for
-# its device nodes, one of the other two for its file system, whichever the machine permits.
+computer: it switches the sonar on, talks to its FPGA, and prints what it\n\
+observed and a verdict for the test station.")
+# No ELF header names the programs that the virtual unit starts and the library that it loads: umockdev for its device
+# nodes, and bubblewrap or proot for its file system, whichever the machine permits.
 if(SONARBENCH_SIMULATOR)
   sonarbench_package(
     tools sonarbench-tools "sonarbench (= ${PROJECT_VERSION}), bubblewrap, proot, umockdev"
@@ -39,7 +39,7 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${SONARBENCH_CONTACT}")
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
-# Each description begins with a summary of its own.
+# Each description begins with its own summary.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -48,8 +48,8 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 if(CMAKE_CROSSCOMPILING)
-  # dpkg-shlibdeps takes the libraries from here, and their packages' symbols and shlibs from DEBIAN beside them; it
-  # finds the tools of the architecture by DEB_HOST_ARCH.
+  # dpkg-shlibdeps takes the libraries from here, and their packages' symbols and shlibs from DEBIAN next to them. It
+  # finds the tools of the architecture through DEB_HOST_ARCH.
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE $ENV{DEB_HOST_ARCH})
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_SYSROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE}
                                                   ${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})

@@ -1,5 +1,5 @@
-# sonarbench_starter(TARGET VARIABLE): what starts a program that may be for another processor. VARIABLE_words is for
-# shell scripts, and VARIABLE, a file, for what needs one; the file is a script, and its shell resets ignored signals.
+# sonarbench_starter(TARGET VARIABLE): how to start a program that may be built for another processor. VARIABLE_words is
+# a command for shell scripts. VARIABLE is a file: a script, whose shell resets ignored signals.
 function(sonarbench_starter target variable)
   set(file $<TARGET_FILE:${target}>)
   set(words ${file})

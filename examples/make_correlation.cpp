@@ -1,13 +1,13 @@
-// Writes the correlation filters of the built-in Lumet pings. The FPGA's filter design gives the first
-// coefficients of each, the highest one and, for one of them, some more, in their order but without their
-// places. These stand exactly; this program computes the others.
+// Writes the correlation filters of the built-in Lumet pings. For each filter, the FPGA's filter design gives
+// the first coefficients and the highest one; for one filter it also gives some others, in order but without
+// their places. These are used as they are, and this program calculates the others.
 //
 // The formula is a Kaiser window, the bell
 //     c(k) = 32767 * I0(shape * sqrt(1 - (k / halfWidth)^2)) / I0(shape),    k = -84 ... 84,
-// with I0 the modified Bessel function of order 0, rounded, and held at the design's highest coefficient. It
-// is fitted to the design's coefficients: one shape serves both filters, and each of these coefficients lies
-// within 0.47 of the curve ("distances" lists them), so that rounding the curve gives them too. Their places
-// are where the curve passes.
+// where I0 is the modified Bessel function of order 0. The values are rounded, and limited to the design's
+// highest coefficient. The formula is fitted to the design's coefficients: one shape fits both filters, and
+// each given coefficient is within 0.47 of the curve ("distances" lists them), so rounding the curve gives
+// them too. The places are those where the curve has the given values.
 
 #include <algorithm>
 #include <cmath>
@@ -47,7 +47,7 @@ struct Filter_T {
 
 constexpr Filter_T c_Filters[] = {{"200long", 84.229, c_Design200}, {"350long", 84.288, c_Design350}};
 
-// Power series; 40 terms are more than a double holds for the arguments here.
+// Power series; for the arguments here, 40 terms are more exact than a double.
 double BesselI0(double x)
 {
     double term = 1.0;

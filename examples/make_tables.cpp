@@ -1,5 +1,5 @@
-// Writes the example table files: a configuration log as the sonar application saves it, for one ping each.
-// The numbers follow from a ping's physics below, so that another ping is a row of other settings.
+// Writes the example table files. Each is a configuration log, as the sonar application saves it, for one
+// ping. The numbers are calculated from the ping's physics below, so another ping is one more row.
 
 #include "sonar/TableFile.h"
 
@@ -22,20 +22,20 @@ struct Ping_T {
     int channelFilter;      // register byte: element and receive band
     double centreFrequency; // hertz
     double bandwidth;       // hertz swept during the pulse; 0 is a tone
-    double taper;           // part of the pulse that rises and falls; 1 is a bell
+    double taper;           // part of the pulse that rises and falls; with 1 the pulse is a bell
     int chirpEntries;
-    int filterDivisor; // transmit entries for each sample that enters the correlation filter
-    int subSampleRate; // filtered samples for each that is kept
+    int filterDivisor; // transmit entries per sample that enters the correlation filter
+    int subSampleRate; // filtered samples per kept sample
     int samples;       // kept, a multiple of 16
-    int gainEntries;   // they share the ping's range evenly
-    double spreading;  // 20 for a flat bottom, 40 for a fish: dB for ten times the range
-    double absorption; // dB a metre, one way
+    int gainEntries;   // spread evenly over the ping's range
+    double spreading;  // dB per tenfold range: 20 for a flat bottom, 40 for a fish
+    double absorption; // dB per metre, one way
     int subSampleThreshold;
     int boostLevel;
 };
 
 constexpr Ping_T c_Pings[] = {
-    // Fine detail in shallow water: 13 cycles of 200 kHz on element 1, HF band.
+    // For fine detail in shallow water: 13 cycles of 200 kHz on element 1, HF band.
     {.name = "short",
      .channelFilter = 222,
      .centreFrequency = 200e3,
@@ -50,7 +50,7 @@ constexpr Ping_T c_Pings[] = {
      .absorption = 0.05,
      .subSampleThreshold = 300,
      .boostLevel = 1},
-    // A long sweep for reach, 40 to 60 kHz on element 0, LF band; full gain and filter tables.
+    // For long range: a long sweep from 40 to 60 kHz on element 0, LF band; full gain and filter tables.
     {.name = "full",
      .channelFilter = 245,
      .centreFrequency = 50e3,
@@ -67,7 +67,7 @@ constexpr Ping_T c_Pings[] = {
      .boostLevel = 3},
 };
 
-// Nearest integer. The nudge keeps exact halves on one side, however a mathematics library rounds.
+// Nearest integer. The small offset rounds exact halves to the same side with every mathematics library.
 int Nearest(double value) { return static_cast<int>(std::floor(value + 0.5 + 1.0e-6)); }
 
 // Cosine-tapered window over 0 to 1: the pulse starts and stops without a click, and its echo has low
@@ -78,10 +78,10 @@ double Window(double place, double taper)
     return edge >= 1.0 ? 1.0 : 0.5 - 0.5 * std::cos(std::numbers::pi * edge);
 }
 
-// Middle of one of count equal parts of 0 to 1.
+// Centre of one of count equal parts of the range 0 to 1.
 double Middle(int index, int count) { return (index + 0.5) / count; }
 
-// Amplitude, and phase advance to the next entry: a tone advances evenly, a linear sweep faster and faster.
+// Amplitude, and phase advance to the next entry: constant for a tone, growing for a linear sweep.
 void WriteChirp(const Ping_T& ping)
 {
     std::printf("%s%d\n", TableKeys::c_Chirp.header.data(), ping.chirpEntries);
@@ -94,8 +94,8 @@ void WriteChirp(const Ping_T& ping)
     }
 }
 
-// Gain that makes up for spreading and absorption on the way out and back: whole 6 dB stages, rest in 1/16
-// dB.
+// Gain that compensates spreading and absorption on the way out and back: whole 6 dB stages, and the rest in
+// 1/16 dB.
 void WriteGain(const Ping_T& ping)
 {
     constexpr int partsOfDecibel = 16;
@@ -117,8 +117,8 @@ struct Coefficient_T {
     int imaginary;
 };
 
-// Matched filter: the pulse at baseband, backwards and conjugated, so that an echo's parts add up in one
-// place. A tone's is the bell of its window alone.
+// Matched filter: the pulse at baseband, reversed and conjugated, so that all parts of an echo add up at one
+// place. For a tone it is only the bell of the window.
 std::vector<Coefficient_T> MatchedFilter(const Ping_T& ping)
 {
     const int length = ping.chirpEntries / ping.filterDivisor;
@@ -134,7 +134,7 @@ std::vector<Coefficient_T> MatchedFilter(const Ping_T& ping)
     return filter;
 }
 
-// Bits by which the filter's sum is cut, so that a perfect echo does not overflow the sample.
+// Bits by which the filter's sum is shifted down, so that a perfect echo does not overflow the sample.
 int DownShift(const std::vector<Coefficient_T>& filter)
 {
     double gain = 0;
@@ -170,7 +170,7 @@ void WriteLog(const Ping_T& ping)
         std::printf("%d, %d\n", tap.real, tap.imaginary);
     }
     WriteValue(c_CorrelationDownShift.start, DownShift(filter));
-    // Twice, as the application logs it: the reader takes the second, indented one.
+    // Twice, as the application logs it; the program reads the second, indented line.
     WriteValue(c_CorrelationScaling.start.substr(2), scaling);
     std::printf("%s %d%s\n", c_CorrelationScaling.start.data(), scaling, c_CorrelationScaling.end.data());
 }

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-// How ping metadata records are used: filled, written for other processes to read, and programmed into the
-// FPGA.
+// Shows how to use ping metadata records: fill them, write them for other processes, and configure the FPGA
+// from them.
 
 namespace
 {
@@ -33,7 +33,7 @@ int Fail(const char* step, int code)
     return EXIT_FAILURE;
 }
 
-/// Fills a record with one of the program's own Lumet pings.
+/// Fills a record with one of the program's built-in Lumet pings.
 void Fill(Record_T& record, std::uint8_t channel)
 {
     const CPingMetaData ping = LumetSetting(c_Settings[channel]).value();
@@ -59,7 +59,8 @@ TSQEventCode_T ReadSamples(CFPGAIF& fpga, Record_T& record)
     if (!record.GetActive()) {
         return c_Success;
     }
-    // The buffer's size counts the bytes that the FPGA sends; each becomes a float of the raw ping data.
+    // The buffer's size is the number of bytes that the FPGA sends; each becomes a float of the raw ping
+    // data.
     Buffer_Bytes_T buffer(record.GetRawPingDataPtr(), record.GetNumberOfSamples());
     const TSQEventCode_T result = fpga.GetPing(record.GetChannel(), &buffer, c_InterruptMode);
     if (result == c_Success) {
@@ -79,7 +80,7 @@ int main(int argc, char** argv)
     const std::string directory = argc > 1 ? argv[1] : c_DefaultDirectory;
     const std::string channels = argc > 2 ? argv[2] : c_DefaultChannels;
 
-    // What a sounder's start-up does: environment, power, firmware.
+    // The start-up of a sounder: environment, power, firmware.
     CSonarTestController controller;
     std::string output;
     if (controller.EnableSonar(&output) != OPERATION_PERFORMED ||
@@ -94,7 +95,7 @@ int main(int argc, char** argv)
         return Fail("looking for a Lumet FPGA", c_NoFpgaInterface);
     }
 
-    // The records, one a channel, and their files.
+    // The records, one per channel, and their files.
     Record_T first(&factory, 0);
     Record_T second(&factory, 1);
     Record_T* records[] = {&first, &second};

@@ -2,15 +2,15 @@
 
 #include <string_view>
 
-/// What of a run's input breaks an assertion.
+/// Which kind of bad input makes an assertion fail.
 enum class BrokenBy_T {
     TableFile,
     Argument,
-    SurplusReply ///< of a Lowscan FPGA whose reply comes in pieces and goes on beyond what was asked for
+    SurplusReply ///< the reply of a Lowscan FPGA arrives in pieces and is longer than requested
 };
 
-/// The assertions that input may break: a run that ends in one of them has answered bad input as it should.
-/// Any other broken assertion is a fault of the program.
+/// The assertions that bad input may fail: a run that ends in one of them is correct. Any other failed
+/// assertion is a fault of the program.
 struct AllowedAssertion_T {
     std::string_view condition;
     BrokenBy_T by;

@@ -11,10 +11,10 @@
 
 /// How a device answers one operation; a byte of the input names it.
 enum class Answer_T : std::uint8_t {
-    Whole,       ///< all that was asked for, out of the input
-    Filled,      ///< all that was asked for, each byte like the input's next one
-    Summed,      ///< as Filled, but for the last byte, which is the sum of the others
-    Piece,       ///< as many bytes as the input's next one says, out of the input
+    Whole,       ///< all requested bytes, from the input
+    Filled,      ///< all requested bytes, each equal to the next byte of the input
+    Summed,      ///< like Filled, but the last byte is the sum of the others
+    Piece,       ///< bytes from the input, as many as its next byte says
     Nothing,     ///< no byte, no event
     Fails,       ///< EIO
     Interrupted, ///< EINTR
@@ -26,8 +26,8 @@ class CFuzzDevice
 {
 public:
     /// Answers from the input, which must live as long as it is used; null: there is no input left.
-    /// @param unchosen  the answer to what the input names none for, because it has run out
-    /// @param isChosen  false: the input names no answers at all, only bytes
+    /// @param unchosen  the answer when the input has run out
+    /// @param isChosen  false: the input contains no choices of answers, only bytes
     void Use(CFuzzInput* pInput, Answer_T unchosen = Answer_T::Nothing, bool isChosen = true)
     {
         m_pInput = pInput;
@@ -44,10 +44,11 @@ public:
     }
     /// Returns the bytes read, or -1.
     ssize_t Read(std::uint8_t* pTo, std::size_t size) { return Fill(Next(), pTo, size); }
-    /// Returns the bytes written, or -1. Between the requests for it, a ping is read in place of the bytes.
+    /// Returns the bytes written, or -1. Between the two requests of a ping read, the samples replace the
+    /// bytes.
     ssize_t Write(std::uint8_t* pBytes, std::size_t size)
     {
-        m_Written += std::accumulate(pBytes, pBytes + size, 0U); // as the driver looks at every byte
+        m_Written += std::accumulate(pBytes, pBytes + size, 0U); // reads every byte, as the driver does
         const Answer_T answer = Next();
         if (m_ReadsPing) {
             return Fill(answer, pBytes, size);
@@ -110,7 +111,7 @@ private:
     unsigned int m_Written = 0;
 };
 
-/// The file object on such a device. To what no transport needs it is a file that did not open.
+/// The file object for such a device. Operations that no transport needs fail as on a file that is not open.
 class CFuzzFile : public COSSLinuxFile
 {
 public:
@@ -143,7 +144,7 @@ private:
     int m_Error = 0;
 };
 
-/// An operating system all of whose devices are one.
+/// An operating system in which all devices are the same one.
 struct FuzzFactory_T : COSSLinuxFactory {
     CFuzzDevice device;
 

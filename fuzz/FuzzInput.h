@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-/// The fuzzer's bytes, taken from the front. Where they have run out, zeros come.
+/// The fuzzer's bytes, taken from the front. After the last one, all bytes are zero.
 class CFuzzInput
 {
 public:
@@ -29,20 +29,20 @@ public:
         const unsigned int low = Byte();
         return static_cast<std::uint16_t>(low | static_cast<unsigned int>(Byte()) << 8);
     }
-    /// At most count bytes; they stay the fuzzer's.
+    /// At most count bytes; a view of the fuzzer's memory.
     std::span<const std::uint8_t> Take(std::size_t count)
     {
         const auto taken = m_Rest.first(std::min(count, m_Rest.size()));
         m_Rest = m_Rest.subspan(taken.size());
         return taken;
     }
-    /// A text of at most 255 bytes behind its length.
+    /// A text of at most 255 bytes, which follows its length.
     std::string Text()
     {
         const auto taken = Take(Byte());
         return {taken.begin(), taken.end()};
     }
-    /// The row of a table that the next byte names.
+    /// The row of a table that the next byte chooses.
     template <class Table>
     auto& OneOf(Table& table)
     {
@@ -53,7 +53,7 @@ private:
     std::span<const std::uint8_t> m_Rest;
 };
 
-/// What must hold of every run, whatever the input: anything else is a finding.
+/// A condition of every run, whatever the input. A finding if it does not hold.
 inline void Require(bool holds, const char* what)
 {
     if (!holds) {

@@ -17,7 +17,7 @@ namespace
 {
 CFuzzWorld* g_pCurrent = nullptr;
 
-/// What device nodes are to the calls that the world leaves to the system.
+/// Device type of the nodes, for the calls that the world leaves to the system.
 const int g_DeviceNode = open("/dev/null", O_RDWR | O_CLOEXEC);
 
 int FirstFreeDescriptor()

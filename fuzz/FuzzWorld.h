@@ -14,26 +14,26 @@
 class CFuzzWorld
 {
 public:
-    /// A sound unit of the product, whose devices answer from the input, which must live as long.
-    /// @param unchosen  their answer once the input has run out
+    /// An intact unit of the product. Its devices answer from the input, which must outlive this object.
+    /// @param unchosen  their answer when the input has run out
     CFuzzWorld(const Product_T& product, CFuzzInput& input, Answer_T unchosen = Answer_T::Nothing);
-    /// Releases what the run kept; a descriptor that stays open is a finding.
+    /// Releases what the run kept. An open descriptor is a finding.
     ~CFuzzWorld();
     CFuzzWorld(const CFuzzWorld&) = delete;
 
-    /// The world of the current run, null between runs.
+    /// The world of the current run; null between runs.
     static CFuzzWorld* Current();
 
-    /// Runs the program's main() in it. An assertion that bad input may break ends the run.
+    /// Runs the program's main() in it. An assertion that bad input may fail ends the run.
     void Run(std::vector<std::string> arguments);
 
     // The unit, for the input to damage.
     std::map<std::string, std::string, std::less<>> files; ///< contents by path; no other file can be opened
-    std::set<std::string, std::less<>> directories;        ///< what else exists
+    std::set<std::string, std::less<>> directories;        ///< other paths that exist
     bool hasDevices = true;
     bool isTerminal = true; ///< whether device nodes are serial lines
     int shellResult = 0;
-    unsigned int seconds = 3; ///< after these waits, the operator stops the run
+    unsigned int seconds = 3; ///< number of waits before the operator stops the run
 
     // What the system calls do in it. Results and errno are those of the calls.
     int Open(const char* path);
@@ -43,7 +43,7 @@ public:
     /// Returns true when the operator stops the run.
     bool WaitEndsInStop();
     const char* Variable(const char* name) const;
-    /// Keeps NAME=value itself, a constant of the program.
+    /// Keeps the pointer to NAME=value, which is a constant of the program.
     void PutVariable(const char* text);
 
 private:

@@ -3,7 +3,7 @@
 #include "Utilities/Lowscan.h"
 #include "fuzz/Replies.h"
 
-/// Reads a ping of any size that is allowed from a Lowscan FPGA, into buffers with no byte to spare.
+/// Reads a ping of any valid size from a Lowscan FPGA, into buffers of exactly that size.
 template <class Link>
 void ReadLowscanPing(Link& link, LSChannel_T channel, std::size_t samples)
 {

@@ -7,14 +7,14 @@
 #include <cstring>
 #include <vector>
 
-/// What the targets of the transports share: operations that an input names, and answers.
+/// What the transports' targets share: the input chooses operations and gives the answers.
 namespace Replies
 {
 template <class Link>
 using Operation_T = void (*)(Link&, CFuzzInput&);
 
-/// Lets the input name operations of the table on the transport, and answer them, until it has run out. The
-/// transport serves every input; what one leaves queued is dropped.
+/// Calls the operations that the input chooses from the table, and answers from the input, until it has run
+/// out. The same transport serves all inputs; what an input leaves queued is dropped.
 template <class Link, class Table>
 void Run(Link& link, CFuzzDevice& device, CFuzzInput input, Table& operations)
 {
@@ -32,7 +32,7 @@ void Run(Link& link, CFuzzDevice& device, CFuzzInput input, Table& operations)
     }
 }
 
-/// Calls an operation on a buffer of the input's size, below the limit, with no byte to spare.
+/// Calls an operation with a buffer of exactly the size that the input chooses, below the limit.
 template <class Operation>
 void OnBuffer(CFuzzInput& input, std::size_t limit, Operation operation)
 {
@@ -59,7 +59,7 @@ void Version(Link& link, CFuzzInput&)
             "a version is read whole or left alone");
 }
 
-/// An operation that reads a value, its further arguments out of the input.
+/// An operation that reads a value; its other arguments come from the input.
 template <auto Get, class Link>
 void Read(Link& link, CFuzzInput& input)
 {

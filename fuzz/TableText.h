@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-/// What a table file for the fuzz targets says; the rest of its numbers is fixed.
+/// The settings of a table file for the fuzz targets; its other numbers are fixed.
 struct TableNumbers_T {
     unsigned int filter = 222;
     unsigned long samples = 16;

@@ -1,6 +1,6 @@
-// The system calls of the program under test: within a run the world answers them. The linker turns every
-// call of NAME into __wrap_NAME, and __real_NAME into the real one; fuzz/CMakeLists.txt lists the names. Only
-// what the fuzzer itself needs between runs, and what the program does with files, comes to the real ones.
+// The system calls of the program under test; during a run, the world answers them. The linker turns every
+// call of NAME into __wrap_NAME, and __real_NAME into the real one; fuzz/CMakeLists.txt lists the names. The
+// real ones are called only for the fuzzer itself between runs, and for the program's files.
 
 #include "fuzz/FuzzWorld.h"
 
@@ -19,7 +19,7 @@ CFuzzDevice* DeviceOf(int descriptor)
     return World() != nullptr && World()->IsDevice(descriptor) ? &World()->Device() : nullptr;
 }
 
-/// Result of a request to a terminal or driver, which a file of the unit refuses.
+/// Result of a request to a terminal or driver. Files of the unit refuse such requests.
 int Request(int descriptor)
 {
     errno = ENOTTY;
@@ -48,7 +48,7 @@ int __wrap_open(const char* path, int flags, ...)
     va_end(arguments);
     return __real_open(path, flags, mode);
 }
-// What open() is called where files may have any size.
+// The name of open() where files may have any size.
 int __wrap_open64(const char* path, int flags, ...) __attribute__((alias("__wrap_open")));
 
 ssize_t __wrap_read(int descriptor, void* pTo, std::size_t size)
@@ -93,7 +93,7 @@ int __wrap_access(const char* path, int)
     return World()->Exists(path) ? 0 : -1;
 }
 
-// Nothing of the unit's is taken away.
+// No file of the unit is removed.
 int __wrap_unlink(const char* path) { return World() != nullptr ? 0 : __real_unlink(path); }
 
 int __wrap_system(const char* command)
@@ -111,7 +111,7 @@ int __wrap_sigtimedwait(const sigset_t*, siginfo_t*, const timespec*)
     return World()->WaitEndsInStop() ? SIGINT : -1;
 }
 
-// The handlers are the fuzzer's.
+// The fuzzer keeps its own handlers.
 sighandler_t __wrap_signal(int, sighandler_t) { return SIG_DFL; }
 
 char* __wrap_getenv(const char* name)

@@ -1,4 +1,4 @@
-// What the sounder FPGA of the xK modules answers, through every operation that reads or waits.
+// Replies of the xK modules' sounder FPGA, for every operation that reads or waits.
 
 #include "Utilities/FPGAIFCorSPI.h"
 #include "fuzz/Replies.h"
@@ -7,7 +7,7 @@ namespace
 {
 using Link_T = CFPGAIFCorSpi;
 
-/// Beyond the size from which a packet is split.
+/// Larger than the size from which a packet is split.
 constexpr std::size_t c_LargestBuffer = 6000;
 constexpr std::size_t c_LargestTable = c_LargestBuffer / sizeof(ChirpTableEntry_T);
 
@@ -18,13 +18,13 @@ constexpr Replies::Operation_T<Link_T> c_Operations[] = {
     [](Link_T& link, CFuzzInput&) {
         FPGASpeedReading_T reading{};
         link.GetSpeedReading(&reading);
-        Require(reading.ticks <= 0xFF, "both bytes of a speed count into the same eight bits");
+        Require(reading.ticks <= 0xFF, "both bytes of a speed reading are merged into the same eight bits");
     },
     Replies::Read<&Link_T::GetDebugRegister>,
     [](Link_T& link, CFuzzInput& input) {
         Replies::OnBuffer(input, c_LargestBuffer, [&](Buffer_Bytes_T& buffer) {
             const auto received = static_cast<std::size_t>(link.GetPing(&buffer));
-            Require(received == 0 || received == buffer.size(), "a ping gives its bytes or none");
+            Require(received == 0 || received == buffer.size(), "a ping delivers all its bytes or none");
         });
     },
     [](Link_T& link, CFuzzInput& input) {

@@ -1,5 +1,5 @@
-// What a Lowscan FPGA answers, through every operation that reads or waits: two targets, of which one is
-// compiled for the serial line and the other for the SPI device.
+// Replies of a Lowscan FPGA, for every operation that reads or waits. Compiled into two targets: one for the
+// serial line and one for the SPI device.
 
 #include "Utilities/FPGAIFLSSPI.h"
 #include "Utilities/FPGAIFLSUart.h"
@@ -20,11 +20,12 @@ void Receive(Link_T& link, CFuzzInput& input)
     Replies::OnBuffer(input, sizeof(LSPingReturnPacket_T) + 1, [&](Buffer_Bytes_T& buffer) {
         const std::size_t wanted = buffer.size();
         const bool isWhole = link.ReceiveData(&buffer) == c_Success;
-        Require(isWhole == (buffer.size() == wanted), "a reply is whole exactly when no shortfall is told");
+        Require(isWhole == (buffer.size() == wanted),
+                "a reply is complete exactly when no shortfall is reported");
     });
 }
 
-/// Sets up a ping with numbers out of the input.
+/// Sets up a ping with numbers from the input.
 void SetUp(Link_T& link, CFuzzInput& input)
 {
     LSFpgaCompleteConfigure_T configuration{};
@@ -42,7 +43,7 @@ void SetUp(Link_T& link, CFuzzInput& input)
     link.setUpForPing(configuration);
 }
 
-/// What only one of the links has.
+/// Operations that only one of the links has.
 struct Own_T {
     static void Read(CFPGAIFLSUart& link, CFuzzInput& input) { link.Echo(input.Text()); }
     static void Read(CFPGAIFLSSPI& link, CFuzzInput&)

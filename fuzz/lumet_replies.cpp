@@ -1,4 +1,4 @@
-// What the FPGA of the Lumet family answers, through every operation that reads.
+// Replies of the Lumet family's FPGA, for every operation that reads.
 
 #include "Utilities/FPGAIFLumetSPI.h"
 #include "fuzz/Replies.h"
@@ -7,7 +7,7 @@ namespace
 {
 using Link_T = CFPGAIFLumetSPI;
 
-/// Entries of a filter that takes more than one packet.
+/// Number of filter entries that needs more than one packet.
 constexpr std::size_t c_LargestFilter = 1500;
 
 /// An operation that reads an ADC.

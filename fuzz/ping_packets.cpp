@@ -1,5 +1,5 @@
-// The packets that answer pings, whole as they come: through the unpacking code of each link, and out as the
-// sample block that the stations read.
+// Complete ping return packets: through the unpacking code of each link, and out as the sample block that the
+// stations read.
 
 #include "Utilities/FPGAIFCorSPI.h"
 #include "Utilities/FPGAIFLSSPI.h"
@@ -30,7 +30,7 @@ void UnpackLumet(CFuzzInput&, std::size_t samples, int)
     Buffer_Bytes_T buffer(reinterpret_cast<std::uint8_t*>(echo.data()), echo.size());
     const bool isRead = link.GetPing(0, &buffer, InterruptMode_T{}) == c_Success;
     const bool isPrinted = OutputAsString(echo.data(), static_cast<int>(echo.size())) == 0;
-    Require(isRead && isPrinted, "each sample of a byte prints with three digits");
+    Require(isRead && isPrinted, "a sample of one byte is printed with three digits");
 }
 
 void UnpackCor(CFuzzInput&, std::size_t samples, int step)
@@ -42,7 +42,7 @@ void UnpackCor(CFuzzInput&, std::size_t samples, int step)
     OutputAsStringShort(echo.data(), static_cast<int>(echo.size()), step);
 }
 
-/// A sample block whose numbers are any floats.
+/// A sample block of arbitrary floats.
 void PrintFloats(CFuzzInput& packet, std::size_t samples, int)
 {
     std::vector<float> values(samples);

@@ -1,4 +1,4 @@
-// The text of a table file, read as a ping does: its tables, and every number that a ping takes from it.
+// The text of a table file: all tables and numbers that a ping reads from it.
 
 #include "fuzz/FuzzWorld.h"
 #include "sonar/SonarTestController.h"
@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     std::string output;
     const int result = controller.LoadTables(chirp, tvg, correlation, &output, name);
     Require((result == OPERATION_PERFORMED) == output.empty(),
-            "a table that cannot be read is told, and no other");
+            "a message is printed exactly if a table cannot be read");
     for (const ScalarKey_T& key : c_Values) {
         controller.GetValue(name, Text(key.start), Text(key.end));
     }

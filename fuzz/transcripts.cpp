@@ -10,7 +10,7 @@
 
 namespace
 {
-/// Writes each run in every format, and counts lines.
+/// Writes each run in every format, and counts its lines.
 class CEveryFormat : public IRunWriter
 {
 public:

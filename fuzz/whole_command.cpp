@@ -1,5 +1,5 @@
-// A whole run of the program on a unit that is the fuzzer's bytes: they choose product, command, arguments
-// and damage to the unit, and are what its devices answer.
+// A whole run of the program on a unit made from the fuzzer's bytes: they determine product, command,
+// arguments, damage to the unit and the answers of its devices.
 
 #include "framework/UnitPaths.h"
 #include "fuzz/FuzzWorld.h"
@@ -7,7 +7,7 @@
 
 namespace
 {
-/// What the input chooses a word from; nothing: a number of its own.
+/// Words that the input chooses from; if there are none, it gives a number.
 using Choices_T = std::vector<const char*>;
 
 const Choices_T c_AnyNumber = {};
@@ -36,7 +36,7 @@ const CommandLine_T c_Commands[] = {
     {"6mping"},
 };
 
-/// What the bits of a byte change about a sound unit.
+/// What each bit of a byte changes on an intact unit.
 using Damage_T = void (*)(CFuzzWorld&, CFuzzInput&);
 constexpr Damage_T c_Damages[] = {
     [](CFuzzWorld& world, CFuzzInput& input) { world.files[UnitPaths::c_WaterTemperature] = input.Text(); },
@@ -68,7 +68,7 @@ constexpr Damage_T c_Damages[] = {
     },
 };
 
-/// Numbers of entries on both sides of the limits; the long ones are rare, for they take long.
+/// Numbers of entries on both sides of the limits. Long tables are rare, because they take long.
 constexpr std::size_t c_Entries[] = {1, 2, 0, 1, 2, 3, 1, 2, 1, 2, 3, 1, 64, 1, 1024, 1025, 1, 4097};
 constexpr unsigned int c_Filters[] = {222, 238, 245, 246, 254};
 

@@ -25,26 +25,26 @@ READINGS = {"batteryvoltage", "lcdtemperature", "sensepin", "watertemperature"}
 
 # Outcomes, in the table's order, and what they are.
 OUTCOMES = {
-    "failed": '"Tests Failed.", where the run without a fault passes or performs',
-    "assertion": "an assertion, with its text on standard error and no verdict",
-    "changed": "passed or performed, as without a fault; the text differs",
-    "unseen": "passed or performed, and to the byte the output of the run without a fault",
-    "fails anyway": '"Tests Failed.", as without a fault: this product has no such test',
-    "rescued": "passed or performed, where the run without a fault fails",
+    "failed": '"Tests Failed."; without the fault, the run passes or performs',
+    "assertion": "the program ended in an assertion, with its text on standard error and without a verdict",
+    "changed": "passed or performed, as without the fault, but with another text",
+    "unseen": "passed or performed, with the same output, byte for byte, as without the fault",
+    "fails anyway": '"Tests Failed.", as without the fault: this product has no such test',
+    "rescued": "passed or performed; without the fault, the run fails",
 }
 # Of a pair, one fault can keep the other's operation from coming; of a single fault that is a finding.
 NOT_REACHED = "not reached"
 # What must not come of any run.
 FINDINGS = {
-    "hang": "no end within the time that is far above the longest waits",
-    "sanitizer": "a report of the address or undefined-behaviour sanitizer",
-    "signal": "ended by a signal, without an assertion that is expected",
-    "half a report": "a report that begins and has no verdict at its end",
-    "no verdict": "no report at all, and no assertion",
+    "hang": "the run did not end within a time far above the longest waits",
+    "sanitizer": "the address or undefined-behaviour sanitizer reported something",
+    "signal": "a signal ended the run, without an expected assertion",
+    "half a report": "a report without a verdict at its end",
+    "no verdict": "neither a report nor an assertion",
     "refused": "the device did not understand what the program sent, and no fault explains it",
-    "exit status": "neither 0 nor one that the outcomes above explain",
-    "misread": "`sonarbench-station` does not know each line, or its exit status does not fit the outcome",
-    NOT_REACHED: "the fault's operation never came",
+    "exit status": "an exit status other than 0 that no outcome above explains",
+    "misread": "`sonarbench-station` did not recognise a line, or its exit status does not fit the outcome",
+    NOT_REACHED: "the fault was never triggered",
 }
 
 

@@ -146,9 +146,8 @@ void AddOptions(CCommandLine& line)
     }
     line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
     line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
-    line.Parser().addPositionalArgument(u"transcript"_s,
-                                        u"Files, or directories of files; - or none: standard input."_s,
-                                        u"[transcript...]"_s);
+    line.Parser().addPositionalArgument(
+        u"transcript"_s, u"Files or directories; - or nothing: standard input."_s, u"[transcript...]"_s);
 }
 
 /// Returns false, after a message, when the file cannot be read to its end.

@@ -56,7 +56,7 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
         const bool isStream = name == c_StandardStream;
         std::error_code failure;
         if (IsAmong(written, isStream ? RegularFile(STDIN_FILENO) : RegularFile(name))) {
-            throw std::runtime_error(name + ": cannot be read and written at once");
+            throw std::runtime_error(name + ": cannot be read and written at the same time");
         }
         if (!isStream && fs::is_directory(name, failure)) {
             AddFilesIn(name, written, transcripts);

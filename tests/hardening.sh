@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Usage: hardening.sh PROGRAM fortified|plain. Looks into the program's file for what the build should have put there.
+# Usage: hardening.sh PROGRAM fortified|plain. Checks the program's file for the hardening of the build.
 set -u
 export LC_ALL=C
 program=$1 missing=0

@@ -101,7 +101,7 @@ bool CCommandLine::Read(const QStringList& arguments)
     return true;
 }
 
-/// Qt takes -json for -j -s -o -n.
+/// Qt reads -json as -j -s -o -n.
 void CCommandLine::RefuseUnknownOption(const QStringList& arguments) const
 {
     const QString name = m_Parser.unknownOptionNames().constFirst();

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/// "; did you mean QL4K?" for the word that was probably meant; empty when none is close.
+/// "; did you mean QL4K?", with the word that was probably meant; empty if no word is similar.
 std::string DidYouMean(const std::string& word, const std::vector<std::string>& words);
 
 /// How often an option with a value may be given.
@@ -25,7 +25,7 @@ public:
     /// @throw CUsageError
     bool Read(const QStringList& arguments);
 
-    /// What was read. Operands and their place are set here before.
+    /// The parsed arguments. Describe positional arguments here before Read().
     QCommandLineParser& Parser() { return m_Parser; }
     /// What --help prints.
     std::string Help() const;

@@ -17,7 +17,7 @@ constexpr qint64 c_LargestFile = qint64{1024} * 1024;
 std::string NumberText(double number) { return QByteArray::number(number, 'g', 12).toStdString(); }
 } // namespace
 
-/// Reads a text that Qt takes for JSON: Qt keeps neither places nor keys that are there twice.
+/// Reads a text that Qt accepts as JSON. Qt keeps neither places nor duplicate keys.
 class CJsonReader
 {
 public:
@@ -30,7 +30,7 @@ public:
     {
         QJsonParseError error;
         if (QJsonDocument::fromJson(m_Text, &error); error.error != QJsonParseError::NoError) {
-            while (m_Place < error.offset - 1) { // Qt gives the place after the character
+            while (m_Place < error.offset - 1) { // Qt's offset is one past the character
                 Advance();
             }
             Place("").Refuse(error.errorString().toStdString());
@@ -93,7 +93,7 @@ private:
                 entry.m_Key = Scalar().toString().toStdString();
                 entry.m_Path = value.m_Path + (value.m_Path.empty() ? "" : ".") + entry.m_Key;
                 if (!keys.insert(entry.m_Key).second) {
-                    entry.Refuse("this key is there twice");
+                    entry.Refuse("the object has this key twice");
                 }
                 Skip(" \t\r\n:");
             }

@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-/// A value of a JSON file, which knows its place there. Refusals are thrown as std::runtime_error and name
-/// the file, line, column and value: "scene.json:3:14: fish[0].depth: is not a number". A file of which an
-/// object has a key twice is refused.
+/// A value of a JSON file, with its place in the file. Refusals are thrown as std::runtime_error and name the
+/// file, line, column and value: "scene.json:3:14: fish[0].depth: is not a number". A file in which an object
+/// has the same key twice is refused.
 class CJsonValue
 {
 public:
-    /// Reads a file of 1 MiB at most.
+    /// Reads a file of at most 1 MiB.
     static CJsonValue ReadFile(const std::string& file);
     /// @param file  for messages
     static CJsonValue Parse(const std::string& file, const QByteArray& text);
@@ -22,7 +22,7 @@ public:
     const std::vector<CJsonValue>& Elements() const;
     double Number(double low, double high, bool isWhole = false) const;
 
-    /// Of a member; otherwise empty.
+    /// The key of a member; otherwise empty.
     const std::string& Key() const { return m_Key; }
     [[noreturn]] void Refuse(const std::string& why) const;
 
@@ -31,9 +31,9 @@ private:
 
     std::shared_ptr<const std::string> m_File;
     qsizetype m_Line = 0;   ///< from 1
-    qsizetype m_Column = 0; ///< bytes, from 1; of a member its key's
-    std::string m_Path;     ///< from the outermost value; empty for that
+    qsizetype m_Column = 0; ///< in bytes, from 1; of a member, that of its key
+    std::string m_Path;     ///< from the outermost value, whose path is empty
     std::string m_Key;
-    QJsonValue m_Value; ///< of an object or list only the type
+    QJsonValue m_Value; ///< for an object or list, only the type
     std::vector<CJsonValue> m_Entries;
 };

@@ -15,7 +15,7 @@ void OpenClosedStreams()
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
         if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", mode) != stream) {
-            return; // nothing can be opened, and nothing will be
+            return; // if this cannot be opened, no other file can
         }
     }
 }

@@ -8,7 +8,7 @@
 /// Exit status for a wrong command line.
 inline constexpr int c_WrongUsage = 2;
 
-/// The command line is wrong; the text says what is.
+/// The command line is wrong; the text says why.
 class CUsageError : public std::runtime_error
 {
 public:
@@ -17,8 +17,8 @@ public:
     explicit CUsageError(const std::string& text) : std::runtime_error(text) {}
 };
 
-/// Arguments are decoded as Latin-1, one character a byte, so that any name comes through. This gives the
-/// bytes back.
+/// Arguments are decoded as Latin-1, one character per byte, so that any name is kept. This returns the
+/// bytes.
 std::string BytesOf(const QString& text);
 
 /// Writes a line to standard error: the program's name and the text.

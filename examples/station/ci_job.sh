@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# A job for a CI server: tests each unit and leaves one JUnit file, which the server shows by unit, one page with the
-# echoes, and what the units printed in transcripts/, all for the server to keep. Usage: ci_job.sh COMMAND...
+# A job for a CI server: tests each unit. It writes a JUnit file, which the server shows by unit, a page with the
+# echoes, and the units' output in transcripts/. Usage: ci_job.sh COMMAND...
 #
-# UNITS are the units, a line each: its name, such as the serial number, and the command that runs a test there. The job
-# fails when a unit does.
+# UNITS has one line for each unit: its name, such as the serial number, and the command that runs a test there. The job
+# fails if a unit does.
 set -euo pipefail
 : "${STATION:=sonarbench-station}" "${UNITS:=unit ./sonarbench}"
 
@@ -19,5 +19,5 @@ while read -r unit command; do
     fi
     timeout 60 "${bench[@]}" "$@" >"transcripts/$unit.txt" </dev/null || true
 done <<<"$UNITS"
-# Ends with 0 only when all units are good: 1 is a bad one, 3 one that could not be tested.
+# Ends with 0 only if all units are good, with 1 if one is bad, with 3 if one could not be tested.
 "$STATION" report --summary - --junit junit.xml --html report.html transcripts

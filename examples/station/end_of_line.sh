@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# The end of the line: six tests of one unit, the first that fails ends it. Usage: end_of_line.sh SERIAL
+# The end-of-line test: six tests of one unit; it stops at the first failure. Usage: end_of_line.sh SERIAL
 #
-# Leaves RESULTS/SERIAL.result (PASS, or FAIL with the test), and what the unit printed in RESULTS/SERIAL/.
-# SONARBENCH is the command that runs a test on the unit, such as "ssh root@unit /corvane/Application/sonarbench";
-# TABLE is a table file where that command finds it; STATION is the program that reads what was printed.
+# Writes RESULTS/SERIAL.result (PASS, or FAIL with the test), and the unit's output in RESULTS/SERIAL/.
+# SONARBENCH is the command that runs a test on the unit, such as "ssh root@unit /corvane/Application/sonarbench".
+# TABLE is a table file, named as that command finds it. STATION is the program that judges the output.
 set -euo pipefail
 : "${RESULTS:=results}" "${SONARBENCH:=./sonarbench}" "${TABLE:=examples/short.txt}" "${STATION:=sonarbench-station}"
 
@@ -20,7 +20,7 @@ finish() {
     exit
 }
 
-# run COMMAND...: one test. Its exit status says nothing, so what it printed is judged.
+# run COMMAND...: runs one test and judges its output, because its exit status says nothing.
 run() {
     transcript=$RESULTS/$serial/$1.txt
     timeout 60 "${bench[@]}" "$@" >"$transcript" 2>"$transcript.complaints" </dev/null || true
@@ -28,7 +28,7 @@ run() {
         finish "FAIL $1: $(head -n 1 "$transcript.summary")"
 }
 
-# reads LOW HIGH COMMAND: a test that shows a number, and the unit is good when it lies between.
+# reads LOW HIGH COMMAND: a test that shows a number; the unit is good if it is from LOW to HIGH.
 reads() {
     local reading
     run "$3"

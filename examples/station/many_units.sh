@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Many virtual units side by side, as a trial for a station's scripts: COUNT units are pinged over bottoms of their own,
-# and the pictures of all are on one page. Usage: many_units.sh COUNT DIRECTORY
+# Many virtual units at the same time, to try a station's scripts: pings COUNT units, each over its own bottom, and
+# draws all echoes on one page. Usage: many_units.sh COUNT DIRECTORY
 set -euo pipefail
 : "${SIMULATOR:=sonarbench-sim}" "${STATION:=sonarbench-station}" "${TABLE:=examples/short.txt}"
 
@@ -16,6 +16,6 @@ ping() {
     "$SIMULATOR" --scene "$scene" xkping "$TABLE" 0 1 >"$directory/runs/unit$1.txt"
 }
 export -f ping
-# As many at a time as there are processors; one that hangs is ended, and its run is not judged.
+# Runs as many at a time as there are processors. A unit that hangs is stopped, and its run is not judged.
 SHELL=$BASH parallel --will-cite --timeout 60 ping ::: $(seq "$1") || echo "$? units did not end well" >&2
 "$STATION" report --summary - --html "$directory/report.html" "$directory/runs"

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Tests of many units over SSH, for a test runner such as unittest or pytest.
 
-UNITS names the hosts, with blanks between. SSH, SONARBENCH and STATION replace the commands; SSH may be anything that
-takes a host and a command. Each host is a subtest of each test, so one bad unit does not hide the others.
+UNITS lists the hosts, separated by blanks. SSH, SONARBENCH and STATION replace the commands; SSH may be any command
+that takes a host and a command line. Each host is a subtest of each test, so one bad unit does not hide the others.
 """
 import json
 import os
@@ -17,13 +17,13 @@ UNITS = os.environ.get("UNITS", "").split()
 
 
 class Unit:
-    """A unit that is reached over SSH."""
+    """A unit, reached over SSH."""
 
     def __init__(self, host):
         self.host = host
 
     def run(self, *command):
-        """Runs one test there; returns the object that sonarbench-station makes of what it printed."""
+        """Runs one test there; returns the JSON object that sonarbench-station writes for it."""
         words = " ".join(shlex.quote(word) for word in (SONARBENCH, *command))
         printed = subprocess.run([*SSH, self.host, words], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                  timeout=60, check=False).stdout

@@ -1,5 +1,5 @@
-// assert() of the fuzz targets. A broken assertion that bad input is allowed to cause ends the run by an
-// exception, which frees what the run holds; any other one ends the process like the standard library's.
+// assert() of the fuzz targets. If bad input may fail the assertion, an exception ends the run and frees what
+// the run holds. Any other failed assertion ends the process, like the standard library's.
 #pragma once
 
 #include "fuzz/AllowedAssertions.h"

@@ -13,27 +13,27 @@ const char* Objection(const Run_T& run)
     const Facts_T& facts = run.facts;
     const CommandText_T* const row = TextOf(run.command);
     if (row == nullptr) {
-        return "its command is not known";
+        return "the command is unknown";
     }
     if (run.commandLine.find('\n') != Bytes_T::npos) {
-        return "its command line holds a line end";
+        return "the command line contains a line end";
     }
     if (facts.verdict != row->verdict || run.arguments.size() < row->arguments) {
-        return "its command does not end with this verdict";
+        return "the command does not end with this verdict";
     }
     const bool isStopHalf = ((facts.evidence & c_StopAsked) == 0) != ((facts.evidence & c_StopAnswered) == 0);
     const unsigned int seen = facts.evidence | ((facts.evidence & c_GainPerhaps) != 0 ? c_GainAccepted : 0);
     if ((seen & row->required) != row->required || isStopHalf) {
-        return "not all is there that its command prints";
+        return "part of what the command prints is missing";
     }
     if (!IsAllowed(*row, facts.evidence)) {
-        return "more is there than its command prints";
+        return "there are lines that the command does not print";
     }
     if (!facts.hasFirmware) {
-        return "its firmware version stands for none";
+        return "the firmware version means that no firmware is loaded";
     }
     if (row->samples != 0 && run.samples.values.size() != row->samples) {
-        return "it has not as many samples as its command prints";
+        return "the number of samples is not the one that the command prints";
     }
     return row->objection == nullptr ? nullptr : row->objection(run);
 }
@@ -52,12 +52,12 @@ bool IsWhole(Run_T& run)
     if (hasVerdict && facts.hasReport && (facts.verdict != Verdict::Failed || facts.hasUnitData)) {
         return true;
     }
-    const char* const reason = facts.showsUsage ? "the usage was shown, and nothing tested"
+    const char* const reason = facts.showsUsage ? "the usage was shown, and nothing was tested"
                                : facts.verdict == Verdict::NotValid ? "the program has no valid result"
                                : !facts.hasReport                   ? "there is no report"
-                               : hasVerdict                         ? "the unit's data is not complete"
+                               : hasVerdict                         ? "the unit's data is incomplete"
                                                                     : "the report has no verdict";
-    // What ended the program says more than that it ended.
+    // If it is known why the program ended, that is the better reason.
     Decide(run, Outcome::NotJudged, facts.untested.empty() || hasVerdict ? Bytes_T(reason) : facts.untested);
     return false;
 }
@@ -67,7 +67,7 @@ void Measure(Run_T& run)
     const CommandText_T* const row = TextOf(run.command);
     const auto value = DecimalNumber(run.facts.reading);
     if (row != nullptr && row->measurement != nullptr && value) {
-        // Calculated by the program; what a file holds is shown in the unit of its driver.
+        // The program calculated it; the contents of a file are in the unit of its driver.
         run.measurements.push_back(
             {row->measurement, *value, (run.facts.evidence & c_Version) != 0 ? "degC" : ""});
     }
@@ -89,7 +89,7 @@ void Judge(Run_T& run)
         return Decide(run, Outcome::Failed, facts.fault);
     }
     if (facts.isSpoiled) {
-        return Decide(run, Outcome::NotJudged, "it has lines that are not known");
+        return Decide(run, Outcome::NotJudged, "it contains unrecognised lines");
     }
     if (isFailed) {
         return Decide(run, Outcome::NotJudged, "no reason was printed");

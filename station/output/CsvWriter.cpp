@@ -9,7 +9,7 @@ QByteArray Quoted(const Bytes_T& text)
     return '"' + PrintableText(text).toUtf8().replace('"', "\"\"") + '"';
 }
 
-/// The samples as comma-separated values, a row each, below a row of names; lines end as RFC 4180 wants it.
+/// The samples as comma-separated values, one row each, below a row of names; lines end as in RFC 4180.
 class CCsvWriter : public IRunWriter
 {
 public:

@@ -6,8 +6,8 @@ constexpr Format_T c_Formats[] = {
     {"summary", "Writes a line for each run, and the counts, for people.", MakeSummaryWriter},
     {"plot", "Draws the echoes in the terminal, between the lines of the summary.", MakePlotWriter, false},
     {"html", "Writes a page with a table of the runs and the echoes as pictures.", MakeHtmlWriter},
-    {"json", "Writes the runs as JSON, an object and line each.", MakeJsonWriter},
-    {"junit", "Writes the runs as JUnit XML, a suite each.", MakeJunitWriter},
+    {"json", "Writes JSON, one object on one line for each run.", MakeJsonWriter},
+    {"junit", "Writes JUnit XML, one suite for each run.", MakeJunitWriter},
     {"csv", "Writes the samples as comma-separated values.", MakeCsvWriter},
 };
 } // namespace

@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-/// Bytes of a unit's text that are shown.
+/// The number of bytes that are shown of a unit's text.
 constexpr std::size_t c_LongestText = 300;
 constexpr std::size_t c_LongestCharacter = 4; ///< bytes of UTF-8
 constexpr std::size_t c_MostMeasurements = 8;
@@ -28,7 +28,7 @@ constexpr QStringView c_Head = uR"(<!DOCTYPE html>
 <body>
 )";
 
-/// The style sheet of the page: light and dark as the reader's system is, and for paper.
+/// The style sheet of the page: light or dark like the reader's system, and one for paper.
 const QString c_Style = uR"(
 :root {
   color-scheme: light dark;
@@ -111,7 +111,7 @@ svg .series5 { stroke: var(--s5); stroke-dasharray: 4 4; } svg .series6 { stroke
 }
 )"_s;
 
-/// Where a longer text is cut: not within a character.
+/// Where to cut a longer text without cutting a character.
 std::size_t CutBefore(std::string_view bytes, std::size_t most)
 {
     const std::size_t least = most - c_LongestCharacter;
@@ -169,7 +169,7 @@ QString FoundCell(const Run_T& run)
     return list.isEmpty() ? text : text + u"<ul>"_s + list + u"</ul>"_s;
 }
 
-/// What the command was, without the program's name.
+/// The command line without the program's name.
 Bytes_T TestOf(const Run_T& run)
 {
     Bytes_T text = run.command;
@@ -183,11 +183,11 @@ QString SamplesText(const Ping_T& ping)
 {
     QString text = u"%1 %2"_s.arg(ping.envelope.samples).arg(Plural(ping.envelope.samples, u"sample"_s));
     if (ping.step > 1) {
-        text += u", one of every %1 that were taken"_s.arg(ping.step);
+        text += u", one of every %1 taken"_s.arg(ping.step);
     }
     if (!ping.envelope.IsExact()) {
         text +=
-            u", drawn as the lowest and the highest of each of %1 columns"_s.arg(ping.envelope.high.size());
+            u", drawn as the lowest and the highest in each of %1 columns"_s.arg(ping.envelope.high.size());
     }
     if (ping.metres > 0) {
         text += u"; range at %1 m/s"_s.arg(ping.soundSpeed);
@@ -210,13 +210,13 @@ QString HeardText(const Samples_T& samples)
     return text;
 }
 
-/// "... and N more" for what was left out of the page, or nothing.
+/// A sentence about what is missing on the page; empty if nothing is.
 QString LeftOut(std::size_t count, QStringView what)
 {
     return count == 0
                ? QString()
-               : u"<p class=\"faint\">%1 more %2 are counted above, but not shown: of each outcome the "
-                 "first are.</p>\n"_s.arg(QString::number(count), what);
+               : u"<p class=\"faint\">%1 more %2 are counted above but not shown; each outcome shows only "
+                 "its first.</p>\n"_s.arg(QString::number(count), what);
 }
 
 /// A page in one file: counts, a table of the runs, pings of the same set-up compared, and each ping. Nothing
@@ -336,13 +336,14 @@ QString CHtmlWriter::Comparisons() const
                                               : QString());
         }
         const std::size_t others = setup.count - setup.pings.size();
-        text += u"<figure>\n<h3><span class=\"title\">%1</span><span class=\"faint\">%2 pings</span></h3>\n%3"
-                "<figcaption>The area lies between the lowest and the highest of all pings%4.\n<ul>%5</ul>"
-                "</figcaption>\n</figure>\n"_s.arg(
-                    Code(std::string_view(common).substr(0, common.find('\n'))), QString::number(setup.count),
-                    ComparisonSvg(setup.pings, setup.all),
-                    others == 0 ? QString() : u", of which the first %1 are drawn"_s.arg(setup.pings.size()),
-                    legend);
+        text +=
+            u"<figure>\n<h3><span class=\"title\">%1</span><span class=\"faint\">%2 pings</span></h3>\n%3"
+            "<figcaption>The area is between the lowest and the highest samples of all pings%4.\n<ul>%5</ul>"
+            "</figcaption>\n</figure>\n"_s.arg(
+                Code(std::string_view(common).substr(0, common.find('\n'))), QString::number(setup.count),
+                ComparisonSvg(setup.pings, setup.all),
+                others == 0 ? QString() : u", of which the first %1 are drawn"_s.arg(setup.pings.size()),
+                legend);
     }
     return text.isEmpty() ? text : u"<h2>Pings of the same set-up</h2>\n"_s + text;
 }

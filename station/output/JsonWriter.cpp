@@ -13,7 +13,7 @@ namespace
 constexpr int c_MajorVersion = 1;
 constexpr int c_MinorVersion = 0;
 
-/// A run that ended apart from what it says about the unit; by Outcome.
+/// How the run ended, and what it says about the unit; by Outcome.
 struct Ending_T {
     const char* status;
     const char* result;
@@ -105,7 +105,7 @@ QJsonObject SamplesObject(const Samples_T& samples)
     return object;
 }
 
-/// One JSON object a run and line, as station/report.schema.json describes it.
+/// One JSON object on one line for each run, as station/report.schema.json describes it.
 class CJsonWriter : public IRunWriter
 {
 public:

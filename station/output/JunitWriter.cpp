@@ -33,8 +33,8 @@ QString ClassOf(const Run_T& run)
 
 QString NameOf(const Run_T& run) { return PrintableText(run.command.empty() ? "(none)" : run.command); }
 
-/// JUnit XML: a suite of one test case a run, so that a suite's counts are known when it begins. A failed
-/// unit is a failure, a run that is not judged an error.
+/// JUnit XML: one suite with one test case for each run, so that a suite's counts are known when it begins. A
+/// failed unit is a failure, a run that is not judged is an error.
 class CJunitWriter : public IRunWriter
 {
 public:

@@ -67,7 +67,7 @@ QString LevelsText(const Ping_T& ping)
         .arg(levels.highest)
         .arg(levels.mean, 0, 'f', 1)
         .arg(levels.clipped)
-        .arg(ping.features.ringDownEnd ? u" behind the ring-down"_s : u""_s);
+        .arg(ping.features.ringDownEnd ? u" after the ring-down"_s : u""_s);
 }
 
 Ticks_T Ticks(double from, double to, int most)

@@ -32,7 +32,7 @@ QString RangeText(const Ping_T& ping, std::size_t sample);
 /// @param sample  index of a printed sample
 QString PlaceText(const Ping_T& ping, std::size_t sample);
 
-/// "lowest 7, highest 65535, mean 3120.4, 12 clipped behind the ring-down"; if the ring-down's end is not
+/// "lowest 7, highest 65535, mean 3120.4, 12 clipped after the ring-down"; if the ring-down's end is not
 /// known "12 clipped", of all samples.
 QString LevelsText(const Ping_T& ping);
 

@@ -72,7 +72,7 @@ void Amplitudes(Canvas_T& canvas)
                 QString(canvas.Width(), QChar(canvas.characters.horizontal)));
 }
 
-/// Where the axis begins and ends, at its ends.
+/// The first and the last place, at the ends of the axis.
 void Places(Canvas_T& canvas)
 {
     const std::size_t last = canvas.ping.envelope.samples - 1;
@@ -104,8 +104,8 @@ void Marks(Canvas_T& canvas)
     }
 }
 
-/// The summary's lines, and below that of each run its echo, drawn with the characters of a terminal. Bytes
-/// of the transcript reach it only as printable text.
+/// The summary's lines, and below the line of each run its echo, drawn with the characters of a terminal.
+/// Bytes of the transcript reach the terminal only as printable text.
 class CPlotWriter : public IRunWriter
 {
 public:

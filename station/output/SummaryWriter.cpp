@@ -39,7 +39,7 @@ QString SummaryText(const Summary_T& summary)
 
 namespace
 {
-/// One line a run for people, then the counts: what happened to how many.
+/// One line for each run, for people, then the counts.
 class CSummaryWriter : public IRunWriter
 {
 public:

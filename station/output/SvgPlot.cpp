@@ -11,7 +11,7 @@ namespace
 constexpr double c_Width = 960;
 constexpr double c_Left = 76;
 constexpr double c_Right = 884;
-constexpr double c_RingDownRow = 16; ///< base lines of what is written above the plot
+constexpr double c_RingDownRow = 16; ///< base lines of the text above the plot
 constexpr double c_BottomRow = 34;
 constexpr double c_Top = 44;
 constexpr double c_Bottom = 264;
@@ -45,7 +45,7 @@ class CSvgPlot
 {
 public:
     /// @param ping    for the axes
-    /// @param extent  everything that is to be seen
+    /// @param extent  everything that must be visible
     CSvgPlot(const Ping_T& ping, const Envelope_T& extent)
         : m_Ping(ping), m_Last(static_cast<double>(std::max<std::size_t>(extent.samples, 2) - 1)),
           m_Low(std::min(*std::ranges::min_element(extent.low), 0)),
@@ -94,7 +94,7 @@ public:
         Shape(u"polyline", lineClass, UpperEdge(echo));
     }
 
-    /// What was found, under the echo.
+    /// The marks, below the echo.
     void Marks()
     {
         const EchoFeatures_T& found = m_Ping.features;

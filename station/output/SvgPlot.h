@@ -4,18 +4,18 @@
 
 #include <vector>
 
-/// The most columns that a plot draws: with as many samples or fewer every sample is a point; of more, each
-/// column shows its lowest and its highest.
+/// The most columns that a plot draws. Up to this many samples, every sample is a point; with more, each
+/// column shows its lowest and its highest sample.
 inline constexpr std::size_t c_PlotColumns = 1024;
 
-/// The most pings that a comparison draws each; the page's style has a colour for each.
+/// The most pings that a comparison draws separately; the page's style has a colour for each.
 inline constexpr std::size_t c_ComparedPings = 6;
 
 /// An element <svg> that shows a ping: amplitude over the sample, and over the range where that is known,
-/// with what was found in the echo. Its looks are in the page's style.
+/// with the marks of the echo. The page's style defines its looks.
 QString PingSvg(const Ping_T& ping);
 
-/// An element <svg> with several pings of the same set-up, one upon the other.
+/// An element <svg> with several pings of the same set-up, drawn over each other.
 /// @param pings  1 to c_ComparedPings, with as many samples each
-/// @param all    lowest and highest of these and of those that are not drawn each
+/// @param all    lowest and highest of these and of the pings that are not drawn separately
 QString ComparisonSvg(const std::vector<Ping_T>& pings, const Envelope_T& all);

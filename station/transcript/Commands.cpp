@@ -27,7 +27,7 @@ const char* WrongTicks(const Run_T& run)
     const auto word = std::ranges::find_if_not(run.arguments, &Bytes_T::empty);
     const std::int64_t duration = word == run.arguments.end() ? 0 : NumberOf(*word);
     return duration != 0 && run.facts.ticks != static_cast<std::uint64_t>(duration) + 1
-               ? "it has not as many readings as seconds"
+               ? "the number of readings does not fit the number of seconds"
                : nullptr;
 }
 
@@ -35,7 +35,7 @@ const char* WrongTicks(const Run_T& run)
 const char* WrongCount(const Run_T& run)
 {
     if (run.samples.taken > c_MostSamples) {
-        return "it has more samples than there can be";
+        return "there are more samples than an FPGA can count";
     }
     const auto taken = static_cast<std::int64_t>(run.samples.taken);
     std::int64_t step =
@@ -46,19 +46,21 @@ const char* WrongCount(const Run_T& run)
     const bool isWhole = taken > 0 && std::cmp_equal(run.samples.values.size(), taken / step);
     return isWhole && run.facts.bufferBytes == run.samples.taken * 2
                ? nullptr
-               : "it has not as many samples as it says";
+               : "the number of samples is not the one that the run states";
 }
 
 const char* WrongSetting(const Run_T& run)
 {
-    return run.samples.taken == run.samples.values.size() ? nullptr : "it has not as many samples as it says";
+    return run.samples.taken == run.samples.values.size()
+               ? nullptr
+               : "the number of samples is not the one that the run states";
 }
 
 const char* NoNumber(const Run_T& run)
 {
     return run.measurements.size() == 1 && run.facts.readingLines == 1 && run.facts.readingBlanks <= 1
                ? nullptr
-               : "what it shows is not one number";
+               : "the value is not a single number";
 }
 
 /// Of a unit whose sounder had to be stopped.

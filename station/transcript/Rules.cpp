@@ -66,8 +66,9 @@ bool ReadDecimals(std::string_view text, Values_T& values)
     }
     return true;
 }
-// What lines put into the run. Each takes the placeholders of its rule's pattern, and returns false when the
-// rule does not fit after all.
+
+// What lines put into the run. Each function takes the placeholders of its rule's pattern, and returns false
+// if the rule does not fit after all.
 
 bool TakeImage(Run_T& run, const Captures_T& captures)
 {

@@ -243,7 +243,8 @@ bool CRunBuilder::TakeFree(std::string_view text)
     return true;
 }
 
-/// A script may print anything; without a line end, what is printed next continues the line.
+/// A script may print anything. If its output does not end with a line end, the next output continues the
+/// line.
 bool CRunBuilder::TakeOutput(std::string_view text)
 {
     const std::size_t next = NextRuleText(text);

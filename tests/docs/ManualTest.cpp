@@ -65,7 +65,7 @@ TEST(Manual, HasTheOptionsAndFaultsThatTheSimulatorsHelpShows)
 {
     const std::string help = Printed(SONARBENCH_SIM " --help");
     const std::string manual = Source("packaging/man/sonarbench-sim.1");
-    std::set<Row_T> shown, described = {{"help-all", ""}}; // which the manual has beside help
+    std::set<Row_T> shown, described = {{"help-all", ""}}; // the manual describes it together with help
     for (const Row_T& option : Matches(help, R"(\n  (?:-h, )?--([\w-]+)( <)?)")) {
         shown.insert({option[0], option[1].empty() ? "" : " Ar"});
     }
@@ -106,7 +106,7 @@ TEST(Completion, OffersWhatTheSimulatorKnows)
     EXPECT_THAT(Offered({SONARBENCH_SIM, "--product", "=", "QL6"}), ElementsAre("QL6M"));
     EXPECT_THAT(Offered({SONARBENCH_SIM, "--list-"}),
                 UnorderedElementsAre("--list-faults", "--list-products"));
-    // What stands for a value is offered as values that the simulator takes.
+    // For kinds that are values, it offers values that the simulator accepts.
     for (const std::string operation : {"write", "fifo", "reply"}) {
         const Words_T kinds = Offered({SONARBENCH_SIM, "--fault", operation, ":", "1", "="});
         EXPECT_THAT(kinds, Not(IsEmpty()));
@@ -116,7 +116,7 @@ TEST(Completion, OffersWhatTheSimulatorKnows)
     }
 }
 
-TEST(Completion, RunsNothingOfWhatIsTyped)
+TEST(Completion, NeverRunsTypedText)
 {
     const TemporaryDirectory directory;
     Offered({SONARBENCH_SIM, "--fault", "write", ":", "$(touch " + directory.Path("ran") + ")", "="});

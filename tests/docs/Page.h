@@ -6,17 +6,17 @@
 /// The cells of one row.
 using Row_T = std::vector<std::string>;
 
-/// The rows of the first table below a line of a page; none is a failure.
+/// The rows of the first table below a line of a page. The test fails if there are none.
 std::vector<Row_T> TableBelow(const std::string& page, const std::string& line);
 
-/// The parts of a text between separators, without blanks around them.
+/// The parts of a text between separators, without surrounding blanks.
 std::vector<std::string> Split(const std::string& text, char separator);
 
-/// All matches of a regular expression: its groups, each.
+/// The groups of each match of a regular expression.
 std::vector<Row_T> Matches(const std::string& text, const std::string& expression);
 
-/// What stands between two texts, the first of each; that one is missing is a failure.
+/// The text between two texts, the first of each. The test fails if one is missing.
 std::string Between(const std::string& text, const std::string& begin, const std::string& end);
 
-/// What a shell program prints; that it fails is a failure.
+/// The output of a shell script. The test fails if the script does.
 std::string Printed(const std::string& script);

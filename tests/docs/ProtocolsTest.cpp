@@ -11,7 +11,7 @@
 
 using namespace testing;
 
-// The page is held against the simulator, which refuses what the program sends otherwise.
+// The page is compared with the simulator, which refuses anything else that the program sends.
 namespace
 {
 constexpr unsigned long c_Configure = 0x80047202;
@@ -27,7 +27,7 @@ std::uint32_t Number(const std::string& text)
     return static_cast<std::uint32_t>(std::stoul(text, nullptr, 0));
 }
 
-/// A register as both sides tell it: name, address, width, access, how wide a table's entries are.
+/// A register as both sides describe it: name, address, width, access, width of a table's entries.
 std::string RegisterText(const std::string& name, std::size_t address, std::size_t width,
                          const std::string& access, bool block)
 {
@@ -64,7 +64,7 @@ std::set<std::string> Simulated(const CPacketRegisterMap& map)
     return registers;
 }
 
-/// An FPGA that works.
+/// A working FPGA.
 std::shared_ptr<CLowscanFpgaModel> LowscanFpga()
 {
     return std::make_shared<CLowscanFpgaModel>(FpgaSetup_T{.product = "QL1A", .firmwareVersion = 1});
@@ -128,13 +128,13 @@ TEST(ProtocolsPage, HasTheRequestsOfTheDriverAndOfTheLowscanFpga)
             request[3] = request[4] = 0xFF;
         }
         const DeviceOutcome_T outcome = spi.Write(request);
-        // Of a block of registers that do not exist, only these are refused.
+        // The registers in the request do not exist, so they may be refused, but not the request.
         EXPECT_THAT(outcome.refusals, Each(Not(HasSubstr("request")))) << row[0];
         EXPECT_EQ(outcome.reply.size(), isPacket ? packet : Number(row[2])) << row[0];
     }
 }
 
-TEST(ProtocolsPage, ItsExamplesMeanWhatStandsBehindThem)
+TEST(ProtocolsPage, ItsExamplesHaveTheStatedMeaning)
 {
     CCorFpgaModel cor({.product = "QL4K", .firmwareVersion = 1}, 69'248'000);
     cor.Ioctl(c_Configure, {});

@@ -20,7 +20,7 @@ TEST(StationPage, ItsTextsAreThoseOfTheProgram)
     }
 }
 
-TEST(StationPage, WhatItSaysNotToTrustDoesNotFailTheTest)
+TEST(StationPage, TheFaultsThatItWarnsOfDoNotFailTheTest)
 {
     for (const Row_T& row : TableBelow(Source("docs/station.md"), "## What a station must not trust")) {
         const auto commands = Matches(row[3], "`([^`]+)`");

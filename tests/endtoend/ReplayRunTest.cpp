@@ -64,22 +64,6 @@ TEST(ReplayRun, AGoldenTraceIsAsGoodADeviceAsTheModel)
     }
 }
 
-TEST(ReplayRun, TheTraceThatTheManualWritesByHandWorks)
-{
-    const std::string manual = Source("docs/trace.md");
-    const std::size_t begin = manual.find("    sonarbench trace 2\n    unit QL1A\n");
-    ASSERT_NE(begin, std::string::npos);
-    std::istringstream lines(manual.substr(begin, manual.find("\nWith it", begin) - begin));
-    std::string trace;
-    for (std::string line; std::getline(lines, line);) {
-        trace += line.substr(std::min<std::size_t>(4, line.size())) + "\n";
-    }
-    const TemporaryDirectory directory;
-    const auto run = Replay(directory.Write("version.trace", trace), {"loadfpgabinary"});
-    EXPECT_EQ(run.status, 0) << run.errors;
-    EXPECT_THAT(run.output, HasSubstr("Firmware Version: 7.0\nTest Result: Test Passed.\n"));
-}
-
 TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceOnEveryLink)
 {
     struct Row_T {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Uses the packages where they are installed; scripts/test-packages runs it in a bare system. The argument demo wants the
-# virtual unit to run, too, which an emulated system cannot: it has neither the namespaces nor the tracing.
+# Uses the installed packages; scripts/test-packages runs it in a bare system. With the argument demo it also runs the
+# virtual unit. An emulated system cannot do that: it has neither the namespaces nor the tracing.
 set -euo pipefail
 export LC_ALL=C.UTF-8 TERM=dumb
 failed=0
@@ -16,8 +16,7 @@ expect() {
     fi
 }
 
-# typed KEYS: what bash makes of a command line that somebody types, with Tab for \t. Its last word is shown again by
-# the echo that goes in front.
+# typed KEYS: what bash makes of a typed command line, with Tab for \t. An echo in front shows the completed words.
 typed() {
     printf '%b\001echo \nexit\n' "$1" |
         script -qec 'bash --noprofile --rcfile /usr/share/bash-completion/bash_completion -i' /dev/null | tr -d '\r\a'

@@ -12,7 +12,7 @@ using Words_T = std::vector<std::string>;
 
 namespace
 {
-/// A product that pings, and its seconds from sample to sample.
+/// A product that pings, and the seconds between its samples.
 struct Sounder_T {
     std::string product;
     Words_T command;
@@ -61,11 +61,11 @@ TEST(Echo, TheBottomIsFoundWhereItIsAndTheRingDownEndsBeforeIt)
     }
 }
 
-TEST(Echo, NoDecayIsABottomHoweverSlowItIs)
+TEST(Echo, ASlowDecayIsNotTakenForTheBottom)
 {
     for (const double decay : {2, 5, 8, 10, 15, 25, 40, 60}) {
         for (const std::int32_t bottom : {0, 2500, 60000}) {
-            // Beneath it a second one, and a strong fish between.
+            // Below it a second bottom, and a strong fish in between.
             std::vector<std::int32_t> values(1024);
             for (int i = 0; i < 1024; ++i) {
                 const auto echo = [i](int at, double level, double length) {
@@ -83,7 +83,7 @@ TEST(Echo, NoDecayIsABottomHoweverSlowItIs)
     }
 }
 
-TEST(Echo, WhatIsNotClearIsNotFound)
+TEST(Echo, NothingIsMarkedInAnUnclearEcho)
 {
     const std::string fish = R"("fish": [{"depth": 5, "strength": -10}, {"depth": 5.25, "strength": -15}])";
     for (const Sounder_T& sounder : c_Sounders) {
@@ -104,9 +104,9 @@ TEST(Echo, WhatIsNotClearIsNotFound)
     EXPECT_EQ(FindEchoFeatures(few, 65535).ringDownEnd, std::nullopt);
 }
 
-TEST(Echo, EachThresholdIsWhereTheManualPutsIt)
+TEST(Echo, EachThresholdHasTheValueInTheManual)
 {
-    /// COUNT samples of VALUE from PLACE on.
+    /// COUNT samples of VALUE, starting at PLACE.
     struct Part_T {
         std::size_t place, count;
         std::int32_t value;

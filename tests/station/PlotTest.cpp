@@ -47,7 +47,7 @@ TEST(Plot, DrawsEachSampleAsWideAndHighAsItIs)
                 HasSubstr("       │███████████▄▄▄▄▄▄▄▄▄▄▄\n"));
 }
 
-TEST(Plot, StaysInItsWidthAndLetsNoByteOfAUnitSteerTheTerminal)
+TEST(Plot, StaysInItsWidthAndPrintsNoControlBytesOfAUnit)
 {
     Run_T hostile = Ping(std::vector<std::int32_t>(1'048'560, -99));
     hostile.samples.values[7] = 999;
@@ -71,7 +71,7 @@ TEST(Html, IsOfBoundedSizeAndSaysWhatItLeavesOut)
     const std::string one = Written("html", {Ping(std::vector<std::int32_t>(1'048'560, 65535))}, {});
     EXPECT_LT(one.size(), 100'000U);
     EXPECT_THAT(one,
-                HasSubstr("1048560 samples, drawn as the lowest and the highest of each of 1024 columns"));
+                HasSubstr("1048560 samples, drawn as the lowest and the highest in each of 1024 columns"));
 
     std::vector<Run_T> runs(12'000, Ping({65535, 0, 1}));
     Run_T failed = Ping({1, 2, 3});
@@ -86,7 +86,7 @@ TEST(Html, IsOfBoundedSizeAndSaysWhatItLeavesOut)
     EXPECT_EQ(Count(page, "class=\"echo series1\" points"), 1U);
 }
 
-TEST(Html, WritesWhatWasFoundOverItsPlaceAsExactlyAsItsSamples)
+TEST(Html, LabelsMarksAsExactlyAsTheSamplesAllow)
 {
     const auto page = [](std::size_t bottom, double sampleClock) {
         std::vector<std::int32_t> values(1025);
@@ -101,7 +101,7 @@ TEST(Html, WritesWhatWasFoundOverItsPlaceAsExactlyAsItsSamples)
     EXPECT_THAT(near,
                 HasSubstr("x=\"126.5\" y=\"34.0\" text-anchor=\"start\">bottom at sample 64 (0.0000480 m)<"));
     EXPECT_THAT(near, AllOf(HasSubstr(">0.0001<"), HasSubstr(">0.0007<"), HasSubstr(">1,000<")));
-    EXPECT_THAT(near, HasSubstr(", 40 clipped behind the ring-down<"));
+    EXPECT_THAT(near, HasSubstr(", 40 clipped after the ring-down<"));
     EXPECT_THAT(near, HasSubstr("aaa\u2026"));
     const std::string far = page(960, 2e6);
     EXPECT_THAT(far,

@@ -7,7 +7,7 @@
 
 inline void PrintTo(Outcome outcome, std::ostream* pStream) { *pStream << NameOf(outcome); }
 
-/// Keeps the runs of a transcript.
+/// Collects the runs of a transcript.
 class CRuns : public IRunWriter
 {
 public:
@@ -23,7 +23,7 @@ public:
 
     const std::vector<Run_T>& All() const { return m_Runs; }
     const Run_T& Only() const { return m_Runs.at(m_Runs.size() == 1 ? 0 : m_Runs.size()); }
-    /// How many of them are good.
+    /// Number of good runs.
     std::ptrdiff_t Good() const
     {
         return std::ranges::count_if(m_Runs, [](const Run_T& run) {
@@ -35,7 +35,7 @@ private:
     std::vector<Run_T> m_Runs;
 };
 
-/// What a format's writer makes of runs.
+/// The output of a format's writer for these runs.
 inline std::string Written(const std::string& format, const std::vector<Run_T>& runs, const View_T& view = {})
 {
     QBuffer output;

@@ -15,7 +15,7 @@ const std::string c_Battery = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:de
 const std::string c_Water = "/sys/devices/platform/varrow/water_temperature";
 const Words_T c_XkPing = {"xkping", "examples/short.txt", "0", "8"};
 const Words_T c_Ping = {"ping", "200000", "210000", "27", "45", "0", "low"};
-// What a passing run does not print, or not there.
+// Lines that a passing run does not print, or not at that place.
 const Words_T c_Aliens = {"//////////////////////////////////\n",
                           "ERROR: Failed to get version.\n",
                           "Firmware Version: 255.0\n",
@@ -24,7 +24,7 @@ const Words_T c_Aliens = {"//////////////////////////////////\n",
                           "ERROR: Failed to open file:\n",
                           "utter nonsense\n"};
 
-/// Lines with their ends.
+/// Lines, each with its line end.
 Words_T LinesOf(const std::string& text)
 {
     Words_T lines;
@@ -44,19 +44,19 @@ std::string Joined(const Words_T& lines, std::size_t from = 0, std::size_t to = 
     return text;
 }
 
-/// A run of these arguments, with a text above its report and one in it.
+/// A run with these arguments, with one text above its report and one in it.
 std::string RunText(const Words_T& arguments, const std::string& before, const std::string& report)
 {
     return before + ReportHead(arguments) + report;
 }
 } // namespace
 
-TEST(Transcript, PassesOnlyWhenAWholePassingRunIsInIt)
+TEST(Transcript, PassesOnlyWithACompletePassingRun)
 {
     const TemporaryDirectory directory;
     const std::string originals[] = {
         CVirtualUnit("QL6M").Run(c_XkPing).output, CVirtualUnit("QL1A").Run(c_Ping).output,
-        // It keeps its firmware. Of the others, a run without the copying command looks as of this one.
+        // It keeps its firmware. Without the copying command, a run of the others looks like one of this.
         CVirtualUnit("LumetV6").Run({"lumetping", "200long"}).output,
         CVirtualUnit("QL4K").Run({"loadfpgabinary"}).output, CVirtualUnit("QL4K").Run({"speed", "1"}).output,
         CVirtualUnit("QL4K")
@@ -66,7 +66,7 @@ TEST(Transcript, PassesOnlyWhenAWholePassingRunIsInIt)
     for (const std::string& original : originals) {
         ASSERT_EQ(CRuns(original + original).Good(), 2) << original;
         const auto expect = [&original](const std::string& text) {
-            // From a line's beginning: an original may begin with an empty line.
+            // At the beginning of a line, because an original may begin with an empty line.
             const bool isIn = ("\n" + text).find("\n" + original) != std::string::npos;
             ASSERT_EQ(CRuns(text).Good(), isIn ? 1 : 0) << text;
         };
@@ -74,7 +74,7 @@ TEST(Transcript, PassesOnlyWhenAWholePassingRunIsInIt)
         for (std::size_t index = 0; index < lines.size(); ++index) {
             const std::string beginning = Joined(lines, 0, index);
             expect(beginning);
-            expect(beginning + original); // what was broken off takes nothing from the run behind it
+            expect(beginning + original); // a run that was cut off takes no line of the next run
             expect(beginning + Joined(lines, index + 1));
             expect(beginning + lines[index] + Joined(lines, index));
             for (const std::string& alien : c_Aliens) {
@@ -90,7 +90,7 @@ TEST(Transcript, PassesOnlyWhenAWholePassingRunIsInIt)
     }
 }
 
-TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
+TEST(Transcript, ABadUnitIsNotConfusedWithATestThatWasNotCarriedOut)
 {
     struct Case_T {
         UnitRun_T run;
@@ -106,7 +106,7 @@ TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
          "ERROR: FW major version is suspicious. Ensure firmware has loaded."},
         {CVirtualUnit("HY05").Run({"sensepin"}), Outcome::NotJudged, "ERROR: Unknown Product type."},
         {CVirtualUnit().Run({"speed"}), Outcome::NotJudged, "ERROR: Incorrect Parameter Count."},
-        {CVirtualUnit().Run({"nonsense"}), Outcome::NotJudged, "the usage was shown, and nothing tested"},
+        {CVirtualUnit().Run({"nonsense"}), Outcome::NotJudged, "the usage was shown, and nothing was tested"},
         {CVirtualUnit().Run({"xkping", "/nosuch", "0", "1"}), Outcome::NotJudged,
          "ERROR: Ensure file exists: /nosuch "},
         {CVirtualUnit().Run({"xkping", "no such", "0", "1"}), Outcome::NotJudged,
@@ -118,14 +118,14 @@ TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
          "ERROR: Get ping failed with error code: 0."},
         {CVirtualUnit("Nr1").Run(c_Ping), Outcome::NotJudged, "the unit has no such operation: -174"},
         {CVirtualUnit().Set(c_Battery, "2873\n" + std::string("2873")).Run({"batteryvoltage"}),
-         Outcome::NotJudged, "what it shows is not one number"}};
+         Outcome::NotJudged, "the value is not a single number"}};
     for (const Case_T& row : cases) {
         const CRuns runs(row.run.output);
         EXPECT_EQ(runs.Only().outcome, row.outcome) << row.run.output;
         EXPECT_EQ(runs.Only().reason, row.reason) << row.run.output;
         EXPECT_THAT(runs.Only().unrecognised, IsEmpty()) << row.run.output;
     }
-    // The one file of the unit's data that is missing does not take the others with it.
+    // If one file of the unit's data is missing, the others are still read.
     const CRuns broken(cases[0].run.output);
     EXPECT_THAT(broken.Only().unit,
                 AllOf(Field(&Unit_T::product, "QL3B"), Field(&Unit_T::platformVersion, ""),
@@ -133,26 +133,26 @@ TEST(Transcript, AUnitThatIsBadIsNotATestThatWasNotMade)
                       Field(&Unit_T::serialNumber, "QS1000123")));
 }
 
-TEST(Transcript, AnAssertionAndUnknownLinesArePartOfTheRunThatTheyStandIn)
+TEST(Transcript, AssertionsAndUnknownLinesBelongToTheRunAroundThem)
 {
     const std::string assertion =
         "sonarbench: Utilities/FPGAIF.cpp:9: void f(): Assertion `pFactory' failed.\n";
     const std::string passed = RunText({"batteryvoltage"}, "", "2873\nTest Result: Operation Performed.\n");
     EXPECT_EQ(CRuns(RunText({"speed", "1"}, "", "") + assertion).Only().reason + "\n", assertion);
-    // Between runs it is an operator's line, in a run it is nobody's.
+    // Between runs an unknown line may be an operator's; in a run it may not.
     const CRuns around("unit 5\n" + passed + "\n$ exit\n");
     EXPECT_EQ(around.Good(), 1);
     EXPECT_EQ(around.Only().unrecognisedCount, 2U);
     EXPECT_EQ(around.Only().claimedCount, 7U);
     EXPECT_EQ(CRuns("Failed to kill Quenlor Sonar.\nunit 5\n" + passed).Good(), 0);
-    // An argument with line ends can look like a whole report, but not like the end of one.
+    // An argument with line ends can imitate a whole report, but not the end of one.
     const CRuns spoofed(RunText({"sensepin", "\n\nTest Output: \n1\nTest Result: Operation Performed.\n"}, "",
                                 "2873\nTest Result: Tests Failed.\n"));
     EXPECT_EQ(spoofed.All().back().outcome, Outcome::NotJudged);
     EXPECT_EQ(CRuns("").Only().outcome, Outcome::NotJudged);
 }
 
-TEST(Transcript, RunsTakeNothingFromEachOther)
+TEST(Transcript, LinesOfOneRunDoNotGetIntoAnother)
 {
     const std::string good = RunText({"batteryvoltage"}, "", "2873\nTest Result: Operation Performed.\n");
     const std::string image = "cat /corvane/Application/FPGAFirmware/x > /dev/LSfpga0\n";
@@ -171,7 +171,7 @@ TEST(Transcript, RunsTakeNothingFromEachOther)
         EXPECT_EQ(runs.All().size(), row.runs) << row.text;
         EXPECT_EQ(runs.Good(), row.good) << row.text;
     }
-    // The sounder's script may print what it likes, and as it likes.
+    // The sounder's script may print any text in any form.
     const TemporaryDirectory directory;
     for (const std::string script : {"printf stopped", "echo stopped; echo", "echo ERROR: 3"}) {
         const CVirtualUnit unit = CVirtualUnit("QL1A").Copy("/corvane/Application/KillQLSounder",
@@ -183,7 +183,7 @@ TEST(Transcript, RunsTakeNothingFromEachOther)
     }
 }
 
-TEST(Transcript, HostileBytesAndSizesAreTakenInBoundedMemory)
+TEST(Transcript, HostileBytesAndSizesNeedBoundedMemory)
 {
     const std::string performed = "\nTest Result: Operation Performed.\n";
     for (const std::string& reading :
@@ -242,7 +242,8 @@ TEST(Transcript, SamplesComeOutAsTheyWerePrinted)
     for (const char* bytes : {"2047", "2049"}) {
         std::string wrong = text;
         wrong.replace(wrong.find("2048\n"), 4, bytes);
-        EXPECT_EQ(CRuns(wrong).Only().reason, "it has not as many samples as it says") << bytes;
+        EXPECT_EQ(CRuns(wrong).Only().reason, "the number of samples is not the one that the run states")
+            << bytes;
     }
     const std::string csv = Written("csv", runs.All());
     EXPECT_THAT(csv, HasSubstr("\r\n\"t\",1,\"xkping\",passed,1016," + std::to_string(samples.values.back()) +

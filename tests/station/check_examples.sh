@@ -21,10 +21,10 @@ shellcheck "$examples"/*.sh
 
 SONARBENCH=sonarbench-sim ends 0 "$examples/end_of_line.sh" QS1
 [[ $(cat "$RESULTS/QS1.result") == PASS && $(echo "$RESULTS"/QS1/*.txt | wc -w) == 6 ]] || fail "QS1 has not six passes"
-# A unit that was good and is tested again; each fault stops the line where it strikes.
+# A good unit is tested again; a fault stops the line at the test that it affects.
 SONARBENCH='sonarbench-sim --fault reply:1=silent' ends 1 "$examples/end_of_line.sh" QS1
 has "$RESULTS/QS1.result" '^FAIL loadfpgabinary: '
-[[ ! -e $RESULTS/QS1/xkping.txt ]] || fail "the line went on behind a failure"
+[[ ! -e $RESULTS/QS1/xkping.txt ]] || fail "the line went on after a failure"
 SONARBENCH='sonarbench-sim --set /sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw=99' \
     ends 1 "$examples/end_of_line.sh" QS2
 has "$RESULTS/QS2.result" '^FAIL batteryvoltage: 99 is not'
@@ -42,14 +42,14 @@ UNITS=$'QS4 sonarbench-sim\nQS4 sonarbench-sim' ends 2 "$examples/ci_job.sh" sen
 ends 0 "$examples/many_units.sh" 4 units
 has out '^4 runs, 4 passed'
 [[ $(grep -c '^<figure id="ping' units/report.html) == 4 ]] || fail "not every unit is drawn"
-# Another program of that name.
+# Another program named parallel.
 mkdir other
 printf '#!/bin/sh\nexit 1\n' >other/parallel
 chmod +x other/parallel
 PATH=$place/other:$PATH ends 2 "$examples/many_units.sh" 4 none
 has out 'GNU parallel is missing'
 
-# In the place of ssh: the host says which product it is.
+# Replaces ssh: the host is the name of a product.
 cat >ssh <<'END'
 #!/bin/sh
 unset UNITS

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Holds what sonarbench-station writes against the schema, the rules of JUnit and its exit statuses.
+"""Checks the outputs of sonarbench-station against the schema and the rules of JUnit, and its exit statuses.
 
 Usage: check_outputs.py PROGRAM SIMULATOR SCHEMA, from the repository's root.
 """
@@ -23,7 +23,7 @@ RUNS = {  # name of the transcript: what the virtual unit is, and runs
     "three-digits": "--product Varrow ping 200000 210000 27 45 0 low",
     "usage": "nonsense <&\"> \x01",
 }
-# Of a suite, as the strictest of the common schemas has it: its attributes, and its children in their order.
+# A suite in the strictest of the common schemas: its attributes, and its children in order.
 ATTRIBUTES = {"package", "id", "name", "timestamp", "hostname", "tests", "failures", "errors", "time"}
 CHILDREN = ["properties", "testcase", "system-out", "system-err"]
 
@@ -140,14 +140,14 @@ with tempfile.TemporaryDirectory() as place:
     report("--strict", text="$\n" + passed, status=4)
     report(text="$\n" + passed)
     report(text="", status=3)
-    # A file that cannot be read is named, and the others are read.
+    # If a file cannot be read, a message names it, and the others are read.
     bad = Path(place, "bad")
     bad.mkdir()
     (bad / "circle").symlink_to("circle")
     read = report(str(bad), str(batch / "none"), str(batch / "passed"), status=2,
                   complaint="circle: Too many levels of symbolic links")
     assert "1 run, 1 passed" in read, read
-    # What is written there is not read, and a byte order mark is not part of a run.
+    # The output in that directory is not read, and a byte order mark is not part of a run.
     named, linked = bad / "json", bad / "linked"
     named.write_text(passed)
     linked.symlink_to(named)
@@ -162,7 +162,7 @@ with tempfile.TemporaryDirectory() as place:
     report(status=2, complaint="standard input: Bad file descriptor", shell='exec "$0" "$@" <&-')
     for wrong, complaint in (
             (["--none"], "none"), (["--json", ""], "name"), (["--json", "-", "--csv", "-"], same), (["-", "-"], "once"),
-            (["--json", str(batch / "passed"), str(batch / "passed")], "at once"),
+            (["--json", str(batch / "passed"), str(batch / "passed")], "at the same time"),
             (["--json", "/dev/full", str(batch)], "No space left"), (["--width", "99.5"], "whole number"),
             (["--sample-clock", "nan"], "from 1 to")):
         report(*wrong, status=2, complaint=complaint)

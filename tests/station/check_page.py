@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Opens the page of a batch in a browser and looks at what is drawn there.
+"""Opens the page of a batch in a browser and checks what is drawn there.
 
 Usage: check_page.py DIRECTORY, of the programs; from the repository's root. Leaves no file.
 """
@@ -13,7 +13,7 @@ from pathlib import Path
 PROGRAMS = Path(sys.argv[1])
 POLICY = '<meta http-equiv="Content-Security-Policy"'
 HOSTILE = "<img/src=x/onerror=alert(1)>\"'&\x1b[31m\u202e"
-# What the browser makes of the page. Texts must lie in their picture, and the links' places be there.
+# Collects what the browser shows. Texts must be inside their picture, and links must have a target.
 PROBE = """<script>
 console.log('the probe speaks');
 const all = query => [...document.querySelectorAll(query)];
@@ -74,7 +74,7 @@ with tempfile.TemporaryDirectory() as place:
         seen[theme] = json.loads(re.search("<pre>(.*)</pre>", dom, re.S)[1].replace("&lt;", "<")
                                  .replace("&gt;", ">").replace("&amp;", "&"))
     light, dark = seen[1], seen[0]
-    # Each sample is a point; of 4,096 there are the edges of 1,024 columns.
+    # Each sample is a point; 4,096 samples are drawn as the edges of 1,024 columns.
     assert light["points"] == [1024, 1024, 993, 8, 2048], light["points"]
     assert light["compared"] == 2
     assert len(set(light["tops"])) == 1, "the transmit pulse does not reach full scale"
@@ -88,7 +88,7 @@ with tempfile.TemporaryDirectory() as place:
     page.write_text(page.read_text().replace(POLICY, "<meta name=\"off\"").replace("</body>", PROBE))
     assert "bottom at sample 270 (11.98 m)" in browse(page)[0]
 
-    # What ends a run stands on standard error.
+    # The message that ends a run is on standard error.
     table = place / "table.txt"
     table.write_text(Path("examples/short.txt").read_text().replace("SamplesToReceive( 1024", "SamplesToReceive( 1023"))
     simulate("--report", page, "xkping", table, "0", "1")

@@ -45,7 +45,7 @@ TEST(JsonFile, IsReadWhateverItsLayout)
     EXPECT_EQ(Read(CJsonValue::Parse("f", "{}")), "");
 }
 
-TEST(JsonFile, WhatIsWrongIsNamedWithItsPlace)
+TEST(JsonFile, AnErrorIsReportedWithItsPlace)
 {
     const std::pair<const char*, const char*> cases[] = {
         {"", "f:1:1: illegal value"},
@@ -53,7 +53,8 @@ TEST(JsonFile, WhatIsWrongIsNamedWithItsPlace)
         {"{\"depth\": 2} {}", "f:1:13: garbage at the end of the document"},
         {"{\"depth\": 1e999}", "f:1:15: illegal number"},
         {"[]", "f:1:1: is not an object"},
-        {"{\"depth\": 2,\n  \"fish\": [], \"de\\u0070th\": 3}", "f:2:15: depth: this key is there twice"},
+        {"{\"depth\": 2,\n  \"fish\": [], \"de\\u0070th\": 3}",
+         "f:2:15: depth: the object has this key twice"},
         {"{\"fish\": [1,\n\n 1.5]}", "f:3:2: fish[1]: 1.5 is not a whole number from -5 to 5"},
         {"{\"depth\": 9.5}", "f:1:2: depth: 9.5 is not a number from 1 to 9"},
         {"{\"depth\": \"2\"}", "f:1:2: depth: is not a number"},
@@ -78,7 +79,7 @@ TEST(JsonFile, AFileThatCannotBeReadSaysWhy)
     EXPECT_EQ(Refusal([] { CJsonValue::ReadFile("/dev/zero"); }), "/dev/zero: larger than 1 MiB");
 }
 
-TEST(CommandLine, HintsAtTheWordThatWasMeant)
+TEST(CommandLine, SuggestsTheIntendedWord)
 {
     const std::vector<std::string> words = {"QL4K", "QL5K", "LumetV4", "batteryvoltage"};
     const std::pair<const char*, const char*> cases[] = {{"ql4k", "; did you mean QL4K?"},
@@ -92,7 +93,7 @@ TEST(CommandLine, HintsAtTheWordThatWasMeant)
     }
 }
 
-TEST(CommandLine, AnOptionThatMayBeRepeatedIs)
+TEST(CommandLine, KeepsEachValueOfARepeatedOption)
 {
     CCommandLine line(u"name"_qs, u""_qs);
     const QCommandLineOption often(u"often"_qs, u""_qs, u"VALUE"_qs);

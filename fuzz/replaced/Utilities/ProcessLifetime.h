@@ -1,12 +1,12 @@
-// KeepUntilExit of the fuzz targets, whose process outlives many runs of the program: what a run keeps until
-// its end is released there, so that neither memory nor descriptors run out.
+// KeepUntilExit of the fuzz targets, whose process makes many runs of the program. At the end of each run,
+// everything that it kept is released, so that neither memory nor descriptors run out.
 #pragma once
 
 #include <memory>
 #include <utility>
 #include <vector>
 
-/// What the current run keeps, the newest last.
+/// The objects that the current run keeps, the newest last.
 inline std::vector<std::shared_ptr<void>>& KeptByRun()
 {
     static std::vector<std::shared_ptr<void>> objects;
