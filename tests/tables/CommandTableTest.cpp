@@ -14,6 +14,7 @@ namespace
 using Names_T = std::set<std::string>;
 
 constexpr char c_Table[] = "app/CommandTable.cpp";
+constexpr char c_Usage[] = "sonar/Help.cpp";
 
 /// A command as it is written: "xkping file channel increment".
 std::string FormOf(const CommandForm_T& form)
@@ -40,9 +41,9 @@ Names_T JudgedCommands()
 }
 
 /// The usage is part of the printed contract, with a command too few and one too many.
-Names_T HelpedCommands()
+Names_T CommandsOfUsage()
 {
-    Names_T names = Found(Source("sonar/Help.cpp"), R"xx("\./sonarbench (\w+))xx");
+    Names_T names = Found(Source(c_Usage), R"xx("\./sonarbench (\w+))xx");
     names.insert("lumetping");
     names.erase("6mping");
     return names;
@@ -104,7 +105,7 @@ TEST(Tables, EachCommandIsKnownEverywhere)
                             Found(Source("fuzz/arguments.dict"), R"(\n"([a-z]+))"), true},
                            {"fuzz/transcripts.dict", "the command line of a report",
                             Found(Source("fuzz/transcripts.dict"), R"(\n"sonarbench (\w+))")},
-                           {"sonar/Help.cpp", "a line of the usage", HelpedCommands()},
+                           {c_Usage, "a line of the usage", CommandsOfUsage()},
                            {"packaging/man/sonarbench.1", ".It Cm COMMAND Ar ARGUMENTS", DescribedCommands()},
                            {"packaging/completion/sonarbench", "the word", OfferedCommands()},
                            {"README.md", "the command with its arguments in capitals", CommandsOfReadme()}});
