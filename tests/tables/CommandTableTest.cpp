@@ -77,6 +77,29 @@ Names_T DescribedCommands()
     return names;
 }
 
+/// The commands of scripts/commands.txt.
+std::vector<std::string> CommandsInOrder()
+{
+    std::vector<std::string> commands;
+    for (const Row_T& line : Matches("\n" + Source("scripts/commands.txt"), R"(\n(\w+))")) {
+        commands.push_back(line[0]);
+    }
+    return commands;
+}
+
+/// Those for which each group of products has a verdict; the verdicts are letters in the order of the
+/// commands.
+Names_T CommandsWithVerdicts()
+{
+    const auto commands = CommandsInOrder();
+    std::size_t verdicts = commands.size();
+    const std::string groups = Between(Source("tests/endtoend/ProductsTest.cpp"), "c_Groups[] = {\n", "\n};");
+    for (const std::string& letters : Found(groups, R"xx("([PFO]{2,})")xx")) {
+        verdicts = std::min(verdicts, letters.size());
+    }
+    return {commands.begin(), commands.begin() + static_cast<std::ptrdiff_t>(verdicts)};
+}
+
 Names_T CommandsOfReadme()
 {
     Names_T names;
@@ -95,20 +118,25 @@ TEST(Tables, EachCommandIsKnownEverywhere)
     for (const CommandForm_T& form : CommandForms()) {
         commands.emplace_back(form.word);
     }
-    ExpectKnownEverywhere("command", c_Table, commands,
-                          {{"station/transcript/Commands.cpp", "a row with what it prints", JudgedCommands()},
-                           {"simulator/Options.cpp", "the products that --list-products shows it for",
-                            Found(Printed(SONARBENCH_SIM " --list-products"), R"((\w+))"), true},
-                           {"scripts/commands.txt", "a command line for the campaign, the soak and the tests",
-                            Found("\n" + Source("scripts/commands.txt"), R"(\n(\w+))")},
-                           {"fuzz/arguments.dict", "a command line",
-                            Found(Source("fuzz/arguments.dict"), R"(\n"([a-z]+))"), true},
-                           {"fuzz/transcripts.dict", "the command line of a report",
-                            Found(Source("fuzz/transcripts.dict"), R"(\n"sonarbench (\w+))")},
-                           {c_Usage, "a line of the usage", CommandsOfUsage()},
-                           {"packaging/man/sonarbench.1", ".It Cm COMMAND Ar ARGUMENTS", DescribedCommands()},
-                           {"packaging/completion/sonarbench", "the word", OfferedCommands()},
-                           {"README.md", "the command with its arguments in capitals", CommandsOfReadme()}});
+    const auto inOrder = CommandsInOrder();
+    ExpectKnownEverywhere(
+        "command", c_Table, commands,
+        {{"station/transcript/Commands.cpp", "a row with what it prints", JudgedCommands()},
+         {"simulator/Options.cpp", "the products that --list-products shows it for",
+          Found(Printed(SONARBENCH_SIM " --list-products"), R"((\w+))"), true},
+         {"scripts/commands.txt",
+          "a command line for the campaign, the soak and the tests",
+          {inOrder.begin(), inOrder.end()}},
+         {"tests/endtoend/ProductsTest.cpp",
+          "a verdict in each group, at the place that commands.txt gives it", CommandsWithVerdicts()},
+         {"fuzz/arguments.dict", "a command line", Found(Source("fuzz/arguments.dict"), R"(\n"([a-z]+))"),
+          true},
+         {"fuzz/transcripts.dict", "the command line of a report",
+          Found(Source("fuzz/transcripts.dict"), R"(\n"sonarbench (\w+))")},
+         {c_Usage, "a line of the usage", CommandsOfUsage()},
+         {"packaging/man/sonarbench.1", ".It Cm COMMAND Ar ARGUMENTS", DescribedCommands()},
+         {"packaging/completion/sonarbench", "the word", OfferedCommands()},
+         {"README.md", "the command with its arguments in capitals", CommandsOfReadme()}});
 }
 
 TEST(Tables, EachWordThatAnArgumentMayBeIsInTheManual)

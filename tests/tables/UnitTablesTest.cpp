@@ -62,6 +62,9 @@ TEST(Tables, AProductIsToldFromEveryOtherByItsIdentity)
 {
     for (const Product_T& product : Products()) {
         for (const std::string_view identity : product.identities) {
+            if (identity.empty()) {
+                continue;
+            }
             EXPECT_EQ(identity.find('\n'), identity.size() - 1) << product.name << " reads " << identity;
             for (const Product_T& other : Products()) {
                 if (product.code < other.code && std::ranges::count(other.identities, identity) != 0) {
