@@ -126,9 +126,9 @@ TEST(Tables, EachRegisterOfAPacketLinkIsKnownEverywhere)
         const CPacketRegisterMap& map;
         std::set<std::string> documented = {};
     };
-    Family_T families[] = {{"### Registers of the QL family", "Utilities/CorRegisterMap.h",
+    Family_T families[] = {{"### Registers of the QL family", "Utilities/FPGAIFCorSPI.cpp",
                             "simulator/models/CorFpgaModel.cpp", CorRegisters()},
-                           {"### Registers of the Lumet family", "Utilities/LumetRegisterMap.h",
+                           {"### Registers of the Lumet family", "Utilities/FPGAIFLumetSPI.cpp",
                             "simulator/models/LumetFpgaModel.cpp", LumetRegisters()}};
     for (Family_T& family : families) {
         AddDocumented(family.documented, "### Registers of both families");
@@ -144,7 +144,7 @@ TEST(Tables, EachRegisterOfAPacketLinkIsKnownEverywhere)
                               {modelled.begin(), modelled.end()},
                               {{"docs/protocols.md", "a row", family.documented}});
         const auto own = ProgramRegisters(family.programMap);
-        const auto shared = ProgramRegisters("Utilities/RegisterMap.h");
+        const auto shared = ProgramRegisters("Utilities/FPGAPacketLink.h");
         std::vector<std::string> rows;
         std::set<std::string> inModel, inPage;
         for (const auto& registers : {own, shared}) {

@@ -14,7 +14,7 @@ namespace
 using Names_T = std::set<std::string>;
 
 constexpr char c_Table[] = "app/CommandTable.cpp";
-constexpr char c_Usage[] = "sonar/Help.cpp";
+constexpr char c_Usage[] = "sonar/SonarTestController.cpp";
 
 /// A command as it is written: "xkping file channel increment".
 std::string FormOf(const CommandForm_T& form)

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
 
 namespace
 {
@@ -17,10 +18,13 @@ using Rows_T = std::vector<std::string>;
 
 Rows_T RowsOf(const Names_T& names) { return {names.begin(), names.end()}; }
 
-/// Whether no reading of the board can mean both products.
-bool AreApart(const BoardRange_T& one, const BoardRange_T& other)
+/// The paths of framework/UnitPaths.h.
+Rows_T Paths()
 {
-    return one.low < one.high && other.low < other.high && (one.high <= other.low || other.high <= one.low);
+    const std::string header = Source("framework/UnitPaths.h");
+    const std::string inputs = Between(header, "#define ADC_DIRECTORY \"", "\"");
+    return RowsOf(Found(std::regex_replace(header, std::regex("= ADC_DIRECTORY \""), "= \"" + inputs),
+                        R"xx(= "(/[^"]*)")xx"));
 }
 
 /// Lines of the file that a new record writes.
@@ -43,10 +47,9 @@ std::ptrdiff_t DescribedLines(std::size_t column)
 
 TEST(Tables, EachProductIsKnownEverywhere)
 {
-    Rows_T products, codes;
+    Rows_T products;
     for (const Product_T& product : Products()) {
         products.emplace_back(product.name);
-        codes.push_back(std::to_string(product.code));
     }
     const std::string groups = Between(Source("tests/endtoend/ProductsTest.cpp"), "c_Groups[] = {\n", "\n};");
     Names_T tested;
@@ -55,33 +58,12 @@ TEST(Tables, EachProductIsKnownEverywhere)
     }
     ExpectKnownEverywhere("product", "framework/Products.cpp", products,
                           {{"tests/endtoend/ProductsTest.cpp", "a group of c_Groups", tested}});
-    ExpectKnownEverywhere("product code", "framework/Products.cpp", codes, {});
-}
-
-TEST(Tables, AProductIsToldFromEveryOtherByItsIdentity)
-{
-    for (const Product_T& product : Products()) {
-        for (const std::string_view identity : product.identities) {
-            if (identity.empty()) {
-                continue;
-            }
-            EXPECT_EQ(identity.find('\n'), identity.size() - 1) << product.name << " reads " << identity;
-            for (const Product_T& other : Products()) {
-                if (product.code < other.code && std::ranges::count(other.identities, identity) != 0) {
-                    EXPECT_TRUE(AreApart(product.board, other.board))
-                        << product.name << " and " << other.name << " read " << identity
-                        << "and their boards have no readings of their own";
-                }
-            }
-        }
-    }
 }
 
 TEST(Tables, EachPathAndVariableIsInTheManual)
 {
     const std::string manual = Source("packaging/man/sonarbench.1");
-    ExpectKnownEverywhere("path", "framework/UnitPaths.h",
-                          RowsOf(Found(Source("framework/UnitPaths.h"), R"xx("(/[^"]*)")xx")),
+    ExpectKnownEverywhere("path", "framework/UnitPaths.h", Paths(),
                           {{"packaging/man/sonarbench.1", ".Pa below FILES",
                             Found(Between(manual, ".Sh FILES", ".Sh EXIT STATUS"), R"(Pa (/\S+))"), true}});
     // The models' part numbers are described together.
@@ -97,7 +79,7 @@ TEST(Tables, EachPathAndVariableIsInTheManual)
 TEST(Tables, EachSettingOfAPingMetadataRecordIsTestedAndDescribed)
 {
     for (const std::string header :
-         {"PingMetaDataFields.h", "DatabasePingMetaData.h", "DatabaseLumetPingMetaData.h"}) {
+         {"PingMetaDataRecord.h", "DatabasePingMetaData.h", "DatabaseLumetPingMetaData.h"}) {
         // What only goes with a record in memory is set by a pointer or a block.
         ExpectKnownEverywhere(
             "setting", "Database/" + header,
