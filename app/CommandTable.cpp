@@ -12,9 +12,9 @@ using Arguments_T = const char* const*; ///< argv, including the program's name 
 
 struct Command_T {
     std::string_view word;
-    int argumentCount = 0;                          ///< argc that the command needs; 0: any
+    std::string_view arguments = {};                ///< their names, with blanks between; empty: any
     std::span<const std::string_view> choices = {}; ///< words that the last argument may be; empty: any
-    TestResult_T wrongCount = TEST_FAILED;          ///< result when argc is different
+    TestResult_T wrongCount = TEST_FAILED;          ///< result when there are more or fewer arguments
     /// Checks the arguments and reports the first wrong one; null: all are accepted.
     bool (*accepts)(CSonarTestController&, Arguments_T, std::string& output) = nullptr;
     /// The test, returns its TestResult_T.
@@ -85,25 +85,36 @@ int Speed(CSonarTestController& controller, Arguments_T arguments, std::string& 
     return controller.GetWaterSpeed(output, static_cast<int>(Number(arguments[2])));
 }
 
+/// argc of a command that takes these arguments.
+int ArgumentCount(std::string_view arguments)
+{
+    constexpr int programWordAndFirst = 3;
+    return programWordAndFirst + static_cast<int>(std::ranges::count(arguments, ' '));
+}
+
 constexpr Command_T c_Commands[] = {
     {.word = "lowscanping",
-     .argumentCount = 3,
+     .arguments = "setting",
      .choices = c_FrequencyWords,
      .accepts = IsFrequencyWord,
      .run = LumetPing},
     {.word = "lumetping",
-     .argumentCount = 3,
+     .arguments = "setting",
      .choices = c_FrequencyWords,
      .accepts = IsFrequencyWord,
      .run = LumetPing},
-    {.word = "xkping", .argumentCount = 5, .run = XkPing},
-    {.word = "ping", .argumentCount = 8, .choices = c_GainWords, .accepts = IsGainWord, .run = Ping},
+    {.word = "xkping", .arguments = "file channel increment", .run = XkPing},
+    {.word = "ping",
+     .arguments = "start end depth period channel gain",
+     .choices = c_GainWords,
+     .accepts = IsGainWord,
+     .run = Ping},
     {.word = "batteryvoltage", .run = Show<&CSonarTestController::BatteryVoltage>},
     {.word = "lcdtemperature", .run = Show<&CSonarTestController::LCDTemperature>},
     {.word = "watertemperature", .run = Show<&CSonarTestController::WaterTemperature>},
     {.word = "loadfpgabinary", .run = LoadFpgaBinary},
     // A wrong count shows the usage, unlike with the other commands, on purpose.
-    {.word = "speed", .argumentCount = 3, .wrongCount = NOT_RECOGNIZED, .run = Speed},
+    {.word = "speed", .arguments = "seconds", .wrongCount = NOT_RECOGNIZED, .run = Speed},
     {.word = "sensepin", .run = Show<&CSonarTestController::SensePin>},
 };
 
@@ -113,8 +124,7 @@ std::vector<CommandForm_T> CommandForms()
 {
     std::vector<CommandForm_T> forms;
     for (const Command_T& command : c_Commands) {
-        constexpr int programAndWord = 2;
-        forms.push_back({command.word, std::max(command.argumentCount - programAndWord, 0), command.choices});
+        forms.push_back({command.word, command.arguments, command.choices});
     }
     return forms;
 }
@@ -126,7 +136,7 @@ TestResult_T RunCommand(CSonarTestController& controller, int argc, char* argv[]
     if (command == std::end(c_Commands)) {
         return NOT_RECOGNIZED;
     }
-    if (command->argumentCount != 0 && command->argumentCount != argc) {
+    if (!command->arguments.empty() && argc != ArgumentCount(command->arguments)) {
         output += COutputStringTable()[OUT_INCORRECT_PARAMETER_COUNT];
         return command->wrongCount;
     }

@@ -12,11 +12,11 @@ class CSonarTestController;
 /// How a command is written.
 struct CommandForm_T {
     std::string_view word;
-    int arguments;                             ///< after the word; 0: none are needed, any are accepted
+    std::string_view arguments;                ///< their names, with blanks between; empty: any are accepted
     std::span<const std::string_view> choices; ///< words that the last argument may be; empty: any word
 };
 
-/// All commands. Tests compare the manual and the completion with them.
+/// All commands. The fuzzer makes command lines of them, and the tests name each place that lacks one.
 std::vector<CommandForm_T> CommandForms();
 
 /// Runs the command that argv[1] names.

@@ -1,40 +1,53 @@
 // A whole run of the program on a unit made from the fuzzer's bytes: they determine product, command,
 // arguments, damage to the unit and the answers of its devices.
 
+#include "app/CommandTable.h"
 #include "framework/UnitPaths.h"
 #include "fuzz/FuzzWorld.h"
 #include "fuzz/TableText.h"
 
+#include <iterator>
+#include <sstream>
+
 namespace
 {
-/// Words that the input chooses from; if there are none, it gives a number.
-using Choices_T = std::vector<const char*>;
+constexpr const char* c_Numbers[] = {"0",    "1",      "2",      "5",          "27", "45",
+                                     "1023", "200000", "210000", "4294967295", "-5", "x"};
+constexpr const char* c_Tables[] = {"table.txt", "missing.txt"};
+/// Arguments that a command with a choice of words refuses, or takes in another case.
+constexpr std::string_view c_OtherWords[] = {"HIGH", "400"};
+constexpr std::string_view c_UnknownCommand = "6mping";
 
-const Choices_T c_AnyNumber = {};
-const Choices_T c_Number = {"0",    "1",      "2",      "5",          "27", "45",
-                            "1023", "200000", "210000", "4294967295", "-5", "x"};
-const Choices_T c_Gain = {"low", "medium", "high", "HIGH", "max"};
-const Choices_T c_Setting = {"200long", "350long", "200", "350", "50long", "400"};
-const Choices_T c_Table = {"table.txt", "missing.txt"};
+/// An argument of a command, by its name in the table of commands.
+std::string Argument(CFuzzInput& input, std::string_view name, const CommandForm_T& form)
+{
+    if (name == "file") {
+        return input.OneOf(c_Tables);
+    }
+    if (name == "start" || name == "end") {
+        return std::to_string(input.Word() * 100);
+    }
+    if (!form.choices.empty() && form.arguments.ends_with(name)) {
+        std::vector<std::string_view> words(form.choices.begin(), form.choices.end());
+        words.insert(words.end(), std::begin(c_OtherWords), std::end(c_OtherWords));
+        return std::string(input.OneOf(words));
+    }
+    return input.OneOf(c_Numbers);
+}
 
-struct CommandLine_T {
-    const char* word;
-    std::vector<Choices_T> arguments = {};
-};
-
-const CommandLine_T c_Commands[] = {
-    {"xkping", {c_Table, c_Number, c_Number}},
-    {"ping", {c_AnyNumber, c_AnyNumber, c_Number, c_Number, c_Number, c_Gain}},
-    {"lumetping", {c_Setting}},
-    {"lowscanping", {c_Setting}},
-    {"loadfpgabinary"},
-    {"watertemperature"},
-    {"speed", {c_Number}},
-    {"batteryvoltage"},
-    {"lcdtemperature"},
-    {"sensepin"},
-    {"6mping"},
-};
+/// A command line of the table, or one that it does not know.
+std::vector<std::string> CommandLine(CFuzzInput& input)
+{
+    std::vector<CommandForm_T> forms = CommandForms();
+    forms.push_back({c_UnknownCommand, {}, {}});
+    const CommandForm_T& form = input.OneOf(forms);
+    std::vector<std::string> words = {"./sonarbench", std::string(form.word)};
+    std::istringstream names{std::string(form.arguments)};
+    for (std::string name; names >> name;) {
+        words.push_back(Argument(input, name, form));
+    }
+    return words;
+}
 
 /// What each bit of a byte changes on an intact unit.
 using Damage_T = void (*)(CFuzzWorld&, CFuzzInput&);
@@ -91,11 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
 {
     CFuzzInput input(pData, size);
     const Product_T& product = input.OneOf<const std::span<const Product_T>>(Products());
-    const CommandLine_T& command = input.OneOf(c_Commands);
-    std::vector<std::string> arguments = {"./sonarbench", command.word};
-    for (const Choices_T& choices : command.arguments) {
-        arguments.push_back(choices.empty() ? std::to_string(input.Word() * 100) : input.OneOf(choices));
-    }
+    std::vector<std::string> arguments = CommandLine(input);
 
     CFuzzWorld world(product, input);
     const unsigned int damages = input.Byte();
@@ -104,8 +113,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
             c_Damages[at](world, input);
         }
     }
-    if (command.arguments.size() > 1) {
-        world.files[c_Table.front()] = Table(input);
+    if (arguments.size() > 3) { // one of several can name the table
+        world.files[c_Tables[0]] = Table(input);
     }
     world.Run(std::move(arguments));
     return 0;

@@ -31,7 +31,7 @@ def clean_run(case):
     with tempfile.NamedTemporaryFile("r") as calls:
         clean = run(case.arguments(SIMULATOR, "--calls", calls.name))
         counts = {operation: int(count) for operation, count in map(str.split, calls)}
-    if clean.status != 0 or is_misread(case.command, clean, clean):
+    if clean.status != 0 or is_misread(clean, clean):
         sys.exit(f"{case} does not run without a fault, or is misread: status {clean.status}\n{clean.errors}")
     return clean, counts
 
@@ -81,7 +81,7 @@ def play_faults(jobs, plays, tally):
     def one(item):
         row, case, clean, specifications = item
         arguments = case.arguments(SIMULATOR, *itertools.chain(*(("--fault", text) for text in specifications)))
-        return row, arguments, outcome_of(case.command, clean, run(arguments))
+        return row, arguments, outcome_of(clean, run(arguments))
 
     for row, arguments, (outcome, text) in play(jobs, one, mixed(plays)):
         tally.add(row, outcome, text, arguments)

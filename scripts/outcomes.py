@@ -15,13 +15,12 @@ ASSERTIONS = set(re.findall(r'R"\((.*)\)"', ALLOWED) + re.findall(r'\{"(.*)", Br
 
 SEPARATOR = "-" * 51 + "\n"
 FAILED = "Test Result: Tests Failed."
-VERDICTS = [FAILED, "Test Result: Test Passed.", "Test Result: Operation Performed."]
+PERFORMED = "Test Result: Operation Performed."
+VERDICTS = [FAILED, "Test Result: Test Passed.", PERFORMED]
 SANITIZER = re.compile(r"runtime error:|ERROR: \w*Sanitizer|WARNING: \w*Sanitizer")
 ASSERTION = re.compile(r"Assertion `(.*)' failed\.")
 # What the program says when it could not do all of its test, whatever the verdict below it.
 COMPLAINT = re.compile(r"^(Out: )?(ERROR|No (valid )?[Pp]roduct ID|SetOutputDataToLog)", re.MULTILINE)
-# Commands that show a file of the unit: where that is damaged, it may be no number any more.
-READINGS = {"batteryvoltage", "lcdtemperature", "sensepin", "watertemperature"}
 
 # Outcomes, in the table's order, and what they are.
 OUTCOMES = {
@@ -92,7 +91,7 @@ def classify(clean, run):
     return ("unseen" if run.output == clean.output else "changed"), ""
 
 
-def fitting_statuses(command, clean, run):
+def fitting_statuses(clean, run):
     """Returns the exit statuses of the reader that fit."""
     if run.verdict not in VERDICTS:
         return {READER_NOT_JUDGED}
@@ -100,20 +99,21 @@ def fitting_statuses(command, clean, run):
         return {READER_BAD, READER_NOT_JUDGED}
     if COMPLAINT.search(run.output.decode("latin-1")):
         return {READER_NOT_JUDGED}
-    is_damaged = command in READINGS and run.output != clean.output
+    # A command that shows a file of the unit: where that is damaged, it may not be a number any more.
+    is_damaged = run.verdict == PERFORMED and run.output != clean.output
     return {READER_GOOD, READER_NOT_JUDGED} if is_damaged else {READER_GOOD}
 
 
-def is_misread(command, clean, run):
+def is_misread(clean, run):
     """Has the reader read what the program printed, with its own words on standard error behind."""
     own = "".join(line for line in run.errors.splitlines(True) if line.startswith("sonarbench: "))
     text = run.output + own.encode("latin-1")
     read = subprocess.run([*READER, "--strict"], input=text, capture_output=True, check=False)
-    return read.returncode not in fitting_statuses(command, clean, run)
+    return read.returncode not in fitting_statuses(clean, run)
 
 
-def outcome_of(command, clean, run):
+def outcome_of(clean, run):
     """Returns the outcome beside the run without a fault, and the text of an assertion."""
     outcome, text = classify(clean, run)
     is_finding = outcome in FINDINGS and outcome != NOT_REACHED
-    return ("misread", "") if not is_finding and is_misread(command, clean, run) else (outcome, text)
+    return ("misread", "") if not is_finding and is_misread(clean, run) else (outcome, text)

@@ -3,6 +3,7 @@
 import concurrent.futures
 import dataclasses
 import os
+import pathlib
 import random
 import signal
 import subprocess
@@ -11,18 +12,9 @@ import time
 from outcomes import Run
 
 PROGRAM = "build/asan/bin/sonarbench"
-COMMANDS = {
-    "batteryvoltage": [],
-    "lcdtemperature": [],
-    "loadfpgabinary": [],
-    "lowscanping": ["350long"],
-    "lumetping": ["200long"],
-    "ping": ["200000", "210000", "27", "45", "0", "medium"],
-    "sensepin": [],
-    "speed": ["1"],
-    "watertemperature": [],
-    "xkping": ["examples/full.txt", "0", "128"],
-}
+# The arguments of each command.
+LINES = [line.split() for line in pathlib.Path("scripts/commands.txt").read_text().splitlines() if line[0] != "#"]
+COMMANDS = {command: arguments for command, *arguments in LINES}
 # Far above the longest waits of one run: a second a reply that does not come.
 HANG_SECONDS = 60
 # How often the shell script is shown the progress.

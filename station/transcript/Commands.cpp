@@ -108,6 +108,8 @@ constexpr CommandText_T c_Texts[] = {
 };
 } // namespace
 
+std::span<const CommandText_T> CommandTexts() { return c_Texts; }
+
 const CommandText_T* TextOf(std::string_view command)
 {
     const auto* const row = std::ranges::find(c_Texts, command, &CommandText_T::command);

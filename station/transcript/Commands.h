@@ -2,6 +2,7 @@
 
 #include "station/transcript/Run.h"
 
+#include <span>
 #include <string_view>
 
 /// What was seen of a run, as bits: a verdict counts only with everything that its command prints.
@@ -41,6 +42,8 @@ struct CommandText_T {
     /// What else must hold. Returns why it does not; null: it does.
     const char* (*objection)(const Run_T& run) = nullptr;
 };
+
+std::span<const CommandText_T> CommandTexts();
 
 /// Null for a command that is not known.
 const CommandText_T* TextOf(std::string_view command);

@@ -4,9 +4,11 @@
 #include "simulator/models/LumetFpgaModel.h"
 #include "tests/docs/Page.h"
 #include "tests/endtoend/VirtualUnit.h"
+#include "tests/tables/Places.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <set>
 
 using namespace testing;
@@ -64,6 +66,50 @@ std::set<std::string> Simulated(const CPacketRegisterMap& map)
     return registers;
 }
 
+/// A register as the program writes or reads it.
+struct ProgramRegister_T {
+    std::string text; ///< "SpeedA at 64"
+    std::uint32_t address;
+    std::uint32_t width;
+    bool block;
+};
+
+/// The rows of a register map of the program; a register of a channel is two.
+std::vector<ProgramRegister_T> ProgramRegisters(const std::string& file)
+{
+    std::vector<ProgramRegister_T> registers;
+    for (const Row_T& row : Matches(Source(file), R"((ChannelRegister|RegisterRow)_T c_(\w+)\{([^;]*);)")) {
+        const auto field = [&row](const char* name, std::uint32_t otherwise) {
+            const auto found = Matches(row[2], std::string("\\.") + name + " = (\\w+)");
+            return found.empty() ? otherwise : Number(found.front()[0]);
+        };
+        const bool isBlock = row[2].find(".block = true") != std::string::npos;
+        for (const std::uint32_t base :
+             row[0] == "RegisterRow" ? std::vector{0U} : std::vector{0x4000U, 0x8000U}) {
+            const std::uint32_t address = base + field("address", 0);
+            registers.push_back(
+                {row[1] + " at " + std::to_string(address), address, field("width", 1), isBlock});
+        }
+    }
+    return registers;
+}
+
+/// Whether registers of RegisterText() have all bytes of a register.
+bool HasBytes(const std::set<std::string>& registers, const ProgramRegister_T& row)
+{
+    for (std::uint32_t byte = row.address; byte < row.address + row.width; ++byte) {
+        const bool isThere = std::ranges::any_of(registers, [&](const std::string& text) {
+            const auto words = Split(text, ' ');
+            const std::uint32_t address = Number(words[1]), width = std::max(Number(words[2]), 1U);
+            return text.ends_with(" block") == row.block && byte >= address && byte < address + width;
+        });
+        if (!isThere) {
+            return false;
+        }
+    }
+    return true;
+}
+
 /// A working FPGA.
 std::shared_ptr<CLowscanFpgaModel> LowscanFpga()
 {
@@ -71,19 +117,51 @@ std::shared_ptr<CLowscanFpgaModel> LowscanFpga()
 }
 } // namespace
 
-TEST(ProtocolsPage, HasTheRegistersOfThePacketLinks)
+TEST(Tables, EachRegisterOfAPacketLinkIsKnownEverywhere)
 {
-    std::set<std::string> cor, lumet;
-    for (std::set<std::string>* pRegisters : {&cor, &lumet}) {
-        AddDocumented(*pRegisters, "### Registers of both families");
+    struct Family_T {
+        const char* heading;
+        const char* programMap;
+        const char* modelMap;
+        const CPacketRegisterMap& map;
+        std::set<std::string> documented = {};
+    };
+    Family_T families[] = {{"### Registers of the QL family", "Utilities/FPGAIFCorSPI.cpp",
+                            "simulator/models/CorFpgaModel.cpp", CorRegisters()},
+                           {"### Registers of the Lumet family", "Utilities/FPGAIFLumetSPI.cpp",
+                            "simulator/models/LumetFpgaModel.cpp", LumetRegisters()}};
+    for (Family_T& family : families) {
+        AddDocumented(family.documented, "### Registers of both families");
+        AddDocumented(family.documented, family.heading);
     }
-    AddDocumented(cor, "### Registers of the QL family");
-    AddDocumented(lumet, "### Registers of the Lumet family");
     for (const Row_T& base : Matches(Page(), "of channel ([01]) from (0x[0-9a-f]{4})")) {
-        AddDocumented(lumet, "Each channel has these", "Ch" + base[0] + ".", Number(base[1]));
+        AddDocumented(families[1].documented, "Each channel has these", "Ch" + base[0] + ".",
+                      Number(base[1]));
     }
-    EXPECT_EQ(cor, Simulated(CorRegisters()));
-    EXPECT_EQ(lumet, Simulated(LumetRegisters()));
+    for (const Family_T& family : families) {
+        const auto modelled = Simulated(family.map);
+        ExpectKnownEverywhere("register (name, address, width, access)", family.modelMap,
+                              {modelled.begin(), modelled.end()},
+                              {{"docs/protocols.md", "a row", family.documented}});
+        const auto own = ProgramRegisters(family.programMap);
+        const auto shared = ProgramRegisters("Utilities/FPGAPacketLink.h");
+        std::vector<std::string> rows;
+        std::set<std::string> inModel, inPage;
+        for (const auto& registers : {own, shared}) {
+            for (const ProgramRegister_T& row : registers) {
+                rows.push_back(row.text);
+                if (HasBytes(modelled, row)) {
+                    inModel.insert(row.text);
+                }
+                if (HasBytes(family.documented, row)) {
+                    inPage.insert(row.text);
+                }
+            }
+        }
+        ExpectKnownEverywhere("register", family.programMap, rows,
+                              {{family.modelMap, "a row, from the FPGA's documents", inModel},
+                               {"docs/protocols.md", "a row", inPage}});
+    }
 }
 
 TEST(ProtocolsPage, HasTheRegistersOfTheLowscanFpga)

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <iterator>
+#include <sstream>
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -25,7 +27,7 @@ struct Group_T {
     std::vector<std::string> products;
     std::string before;   ///< what is printed first
     std::string image;    ///< pattern of the firmware, below /corvane/Application; empty: not supported
-    std::string verdicts; ///< of the commands, in their order: Passed, Failed, Operation performed
+    std::string verdicts; ///< of CommandLines(), in their order: Passed, Failed, Operation performed
     std::string device;   ///< that the program writes to; empty: no FPGA is reached
 };
 void PrintTo(const Group_T& group, std::ostream* out)
@@ -35,16 +37,20 @@ void PrintTo(const Group_T& group, std::ostream* out)
     }
 }
 
-const std::vector<std::string> c_Commands[] = {{"batteryvoltage"},
-                                               {"lcdtemperature"},
-                                               {"sensepin"},
-                                               {"loadfpgabinary"},
-                                               {"watertemperature"},
-                                               {"speed", "-1"},
-                                               {"ping", "200000", "210000", "27", "45", "0", "low"},
-                                               {"lumetping", "200long"},
-                                               {"lowscanping", "350long"},
-                                               {"xkping", "examples/short.txt", "0", "8"}};
+/// The command lines of scripts/commands.txt, but without the seconds that a paddle wheel's readings take.
+std::vector<std::vector<std::string>> CommandLines()
+{
+    std::vector<std::vector<std::string>> lines;
+    std::istringstream text(Source("scripts/commands.txt"));
+    for (std::string line; std::getline(text, line);) {
+        std::istringstream words(line == "speed 1" ? "speed -1" : line);
+        if (!line.starts_with('#')) {
+            lines.emplace_back(std::istream_iterator<std::string>(words),
+                               std::istream_iterator<std::string>());
+        }
+    }
+    return lines;
+}
 
 // "watertemperature" fails where an FPGA answers, because these links have no ADC readings. It does not fail
 // on the QL4K and QL5K, which have no firmware before a load. Operations that a link lacks count as done, so
@@ -107,17 +113,20 @@ INSTANTIATE_TEST_SUITE_P(Groups, ProductMatrix, testing::ValuesIn(c_Groups),
 
 TEST_P(ProductMatrix, EveryCommandEndsAsItShouldOverTheProductsOwnLink)
 {
+    const auto commands = CommandLines();
+    ASSERT_EQ(GetParam().verdicts.size(), commands.size())
+        << "a group of c_Groups has a letter for each line of scripts/commands.txt";
     for (const std::string& product : GetParam().products) {
-        for (std::size_t i = 0; i < std::size(c_Commands); ++i) {
-            const auto run = CVirtualUnit(product).Run(c_Commands[i]);
-            SCOPED_TRACE(product + " " + c_Commands[i][0] + "\n" + run.output);
+        for (std::size_t i = 0; i < commands.size(); ++i) {
+            const auto run = CVirtualUnit(product).Run(commands[i]);
+            SCOPED_TRACE(product + " " + commands[i][0] + "\n" + run.output);
             EXPECT_EQ(run.status, 0) << run.errors;
             EXPECT_THAT(run.output, StartsWith(GetParam().before));
             EXPECT_THAT(run.output, EndsWith(Verdict(GetParam().verdicts[i])));
             for (const std::string& write : run.Trace("write")) {
                 EXPECT_THAT(write, HasSubstr(" " + GetParam().device + " write "));
             }
-            if (c_Commands[i][0] == "loadfpgabinary") {
+            if (commands[i][0] == "loadfpgabinary") {
                 EXPECT_EQ(run.Trace("write").empty(), GetParam().device.empty());
                 ExpectOwnFirmware(run, GetParam());
             }

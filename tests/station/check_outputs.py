@@ -82,8 +82,8 @@ for subcommand in subcommands:
     assert station(subcommand, "--help") == shown
     section = re.search(rf"^\.Ss The subcommand {subcommand}$(.*?)^\.S[sh] ", manual, re.MULTILINE | re.DOTALL)
     assert section, f"the manual has no section for {subcommand}"
-    described = options(section[1], r"\.It Fl ") | {"help", "version"}
-    assert described == options(shown, r"  (?:-h, )?-"), described
+    differing = options(section[1], r"\.It Fl ") ^ options(shown, r"  (?:-h, )?-")
+    assert differing == {"help", "version"}, f"manual and help of {subcommand} have different options: {differing}"
 assert station("help") == station("--help")
 assert re.fullmatch(r"sonarbench-station \d+\.\d+\.\d+\n", station("--version"))
 assert offered("") == sorted(["--help", "--version", "help", *subcommands])
