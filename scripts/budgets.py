@@ -1,4 +1,4 @@
-"""The measurements behind scripts/budgets; docs/budgets.md explains them."""
+"""The measurements of scripts/budgets; docs/budgets.md explains them."""
 
 import functools
 import json

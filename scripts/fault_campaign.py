@@ -1,4 +1,4 @@
-"""The campaign behind scripts/fault-campaign: runs the sanitized program on virtual units, one run a fault."""
+"""The campaign of scripts/fault-campaign: runs the sanitized program on virtual units, one run a fault."""
 
 import argparse
 import collections

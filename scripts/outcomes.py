@@ -1,4 +1,4 @@
-"""What a run of the fault campaign came to: judged by what the program printed, and by what sonarbench-station makes of
+"""The outcome of a run of the fault campaign, judged by what the program printed and by what sonarbench-station says of
 that."""
 
 import dataclasses
@@ -66,7 +66,7 @@ class Run:
 
 
 def classify(clean, run):
-    """Returns the outcome beside the run without a fault, and the text of an assertion."""
+    """Returns the outcome compared with the run without a fault, and the text of an assertion."""
     if run.status is None:
         return "hang", ""
     if SANITIZER.search(run.errors):
@@ -105,7 +105,7 @@ def fitting_statuses(clean, run):
 
 
 def is_misread(clean, run):
-    """Has the reader read what the program printed, with its own words on standard error behind."""
+    """Returns whether the reader misjudges what the program printed, followed by its own lines on standard error."""
     own = "".join(line for line in run.errors.splitlines(True) if line.startswith("sonarbench: "))
     text = run.output + own.encode("latin-1")
     read = subprocess.run([*READER, "--strict"], input=text, capture_output=True, check=False)
@@ -113,7 +113,7 @@ def is_misread(clean, run):
 
 
 def outcome_of(clean, run):
-    """Returns the outcome beside the run without a fault, and the text of an assertion."""
+    """Returns the outcome compared with the run without a fault, and the text of an assertion."""
     outcome, text = classify(clean, run)
     is_finding = outcome in FINDINGS and outcome != NOT_REACHED
     return ("misread", "") if not is_finding and is_misread(clean, run) else (outcome, text)

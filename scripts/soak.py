@@ -1,4 +1,4 @@
-"""The runs behind scripts/soak: every command on every product, in turn, under load."""
+"""The runs of scripts/soak: every command on every product, in turn, under load."""
 
 import argparse
 import hashlib
