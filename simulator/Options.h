@@ -3,11 +3,12 @@
 #include "framework/Products.h"
 #include "simulator/trace/TraceFile.h"
 
+#include <QStringList>
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 /// A change to the unit's files, made before the program starts.
@@ -38,12 +39,8 @@ struct Options_T {
     std::vector<std::string> arguments; ///< the program's, byte for byte
 };
 
-/// The command line asks for a text and an end instead of a run.
-struct OptionsAnswer_T {
-    int exitStatus; ///< 0: the text goes to standard output; 2: wrong usage, to standard error
-    std::string text;
-};
-
-/// Reads the simulator's command line; needs a QCoreApplication. Arguments after the first word that is no
-/// option belong to the program and are taken from argv as they are.
-std::variant<Options_T, OptionsAnswer_T> ReadOptions(int argc, char** argv);
+/// Reads the simulator's command line; needs a QCoreApplication. The first word that is not an option and all
+/// words after it belong to the program.
+/// @return nothing when the command line asked for a text, which is printed
+/// @throw CUsageError
+std::optional<Options_T> ReadOptions(const QStringList& arguments);

@@ -36,10 +36,11 @@ inline std::string ErrorName(int error)
     return pName != nullptr ? pName : std::to_string(error);
 }
 
+inline constexpr int c_MostErrors = 200;
+
 /// The error number that the C library has this name for; nothing for an unknown name.
 inline std::optional<int> ErrorNamed(std::string_view name)
 {
-    constexpr int c_MostErrors = 200;
     for (int number = 1; number < c_MostErrors; ++number) {
         const char* const pName = ::strerrorname_np(number);
         if (pName != nullptr && name == pName) {

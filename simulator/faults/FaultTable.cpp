@@ -1,6 +1,7 @@
 #include "simulator/faults/FaultTable.h"
 
 #include "simulator/ValueText.h"
+#include "tools/CommandLine.h"
 
 #include <algorithm>
 #include <array>
@@ -203,12 +204,28 @@ std::string Choices(const Range& range, const Name& nameOf)
     return text;
 }
 
-/// What the kind of a fault can be, for who gave another one.
+/// How a message names the kinds of a row.
 std::string ChoiceOf(const FaultKind_T* pRow)
 {
     return pRow->kind == c_ErrnoKind   ? "an error's name (such as EIO)"
            : pRow->kind == c_ValueKind ? "a number from 0 to " + std::to_string(c_HighestStatus)
                                        : std::string(pRow->kind);
+}
+
+/// The words that a fault of these rows can have as its kind.
+std::vector<std::string> KindsOf(const std::vector<const FaultKind_T*>& rows)
+{
+    std::vector<std::string> words;
+    for (const FaultKind_T* const pRow : rows) {
+        if (pRow->kind != c_ErrnoKind && pRow->kind != c_ValueKind) {
+            words.emplace_back(pRow->kind);
+        }
+        for (int error = 1; pRow->kind == c_ErrnoKind && error < c_MostErrors; ++error) {
+            const char* const pName = ::strerrorname_np(error);
+            words.emplace_back(pName != nullptr ? pName : "");
+        }
+    }
+    return words;
 }
 
 } // namespace
@@ -219,7 +236,7 @@ Fault_T FaultOf(const std::string& specification)
     const std::size_t colon = text.find(':');
     const std::size_t equals = text.find('=', colon == text.npos ? 0 : colon);
     if (colon == text.npos || equals == text.npos) {
-        Refuse(specification, "must read OPERATION:NUMBER=KIND");
+        Refuse(specification, "is not of the form OPERATION:NUMBER=KIND");
     }
     const std::string_view operation = text.substr(0, colon);
     const std::string_view numberText = text.substr(colon + 1, equals - colon - 1);
@@ -232,8 +249,10 @@ Fault_T FaultOf(const std::string& specification)
         }
     }
     if (kinds.empty()) {
-        Refuse(specification, "the operation must be " +
-                                  Choices(c_FaultOperationNames, [](std::string_view name) { return name; }));
+        const std::vector<std::string> names(c_FaultOperationNames.begin(), c_FaultOperationNames.end());
+        Refuse(specification, "the operation must be " + Choices(names, [](const std::string& name) {
+                                  return name;
+                              }) + DidYouMean(std::string(operation), names));
     }
     const auto number =
         numberText == "*" ? std::optional<std::uint32_t>(0) : NumberIn<std::uint32_t>(numberText);
@@ -245,16 +264,18 @@ Fault_T FaultOf(const std::string& specification)
             return {specification, pRow, *number, *value};
         }
     }
-    Refuse(specification, "the kind must be " + Choices(kinds, ChoiceOf));
+    Refuse(specification,
+           "the kind must be " + Choices(kinds, ChoiceOf) + DidYouMean(std::string(kind), KindsOf(kinds)));
 }
 
 std::string FaultHelp()
 {
     std::string text =
-        "Faults: --fault OPERATION:NUMBER=KIND, where NUMBER counts the unit's operations of that\n"
-        "sort from 1, or is * for each of them; a line that is silent for good is reply:*=silent.\n"
-        "Operations from open on are the program's calls: those that begin with file on the unit's files\n"
-        "and on files that its arguments name, the others on device nodes. Half is rounded down.\n";
+        "Faults: --fault OPERATION:NUMBER=KIND. NUMBER counts the unit's operations of that kind\n"
+        "from 1; * means all of them. So reply:*=silent is a line that never answers.\n"
+        "The operations from open on are system calls of the program. Those that begin with file are\n"
+        "on the unit's files and on files that its arguments name, the others on device nodes.\n"
+        "Half is rounded down.\n";
     for (const FaultKind_T& row : c_Kinds) {
         std::string form = std::string("  ").append(NameOf(row.operation)).append(":N=").append(row.kind);
         form.resize(22, ' ');

@@ -91,7 +91,7 @@ struct Fault_T {
     const FaultKind_T* kind;   ///< a row of the table
     std::uint32_t number;      ///< 1-based count of the operation; 0: each of them
     int value;                 ///< errno or FIFO status, else 0
-    bool hasStruck = false;    ///< its operation came
+    bool wasTriggered = false; ///< its operation came
 };
 
 /// Reads a specification OPERATION:NUMBER=KIND, as FaultHelp() lists them. Throws std::invalid_argument, with

@@ -44,9 +44,9 @@ WaterAdc_T ReadWaterAdc(const Scene_T& scene);
 ///    "water": {"temperature": 15, "speed": 2.5},
 ///    "noise": 40, "seed": 1}
 /// Keys that are left out keep the values of the default scene; a "fish" list replaces the default one.
-/// Throws std::runtime_error, naming the key, for text that is no JSON, an unknown key, a value of the wrong
-/// type or out of its range, and a fish below the bottom.
+/// Throws std::runtime_error, which names line, column and key, for text that is not JSON, an unknown key, a
+/// value of the wrong type or out of its range, and a fish below the bottom.
 Scene_T ParseScene(const QByteArray& json);
 
-/// ParseScene() of a file; its errors, and that the file cannot be read, name the file.
+/// ParseScene() of a file, which its errors name.
 Scene_T ReadScene(const std::filesystem::path& file);

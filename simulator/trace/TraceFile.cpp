@@ -1,9 +1,11 @@
 #include "simulator/trace/TraceFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -12,7 +14,10 @@ using Kind = DeviceOperation_T::Kind;
 
 [[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
 
-[[noreturn]] void RefuseFile(const std::string& name) { Refuse("cannot read the trace " + name); }
+[[noreturn]] void RefuseFile(const std::string& name, int error)
+{
+    throw std::system_error(error, std::generic_category(), "cannot read the trace " + name);
+}
 
 /// Reads lines into operations.
 class CReader
@@ -286,14 +291,14 @@ TraceFile_T ReadTrace(std::istream& stream, const std::string& name)
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(PlaceIn(name, reader.At()) + error.what());
     }
-    RefuseFile(name);
+    RefuseFile(name, errno);
 }
 
 TraceFile_T ReadTraceFile(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        RefuseFile(file.string());
+        RefuseFile(file.string(), errno);
     }
     return ReadTrace(stream, file.string());
 }

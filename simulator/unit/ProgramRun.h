@@ -18,8 +18,9 @@ bool IsEmulated();
 /// or for anything else, such as a script, which the machine runs itself.
 std::vector<std::string> EmulatorOf(const std::filesystem::path& program);
 
-/// Takes the end of a child, and requests to end, out of a descriptor while it lives. Must be made before the
-/// process starts a thread: a signal goes to any thread that does not block it.
+/// While it lives, signals come out of a descriptor: the end of a child, and requests to end or to stop. Must
+/// be made before the process starts a thread, since a signal goes to any thread that does not block it, and
+/// before a library changes what the process does at SIGPIPE.
 class CSignals
 {
 public:
@@ -31,13 +32,18 @@ public:
 
     /// Readable when a signal waits.
     int Descriptor() const { return m_Descriptor; }
-    /// Takes the signals that wait, up to the next request to end; returns that one, 0 when there is none.
+    /// Takes the signals that wait, up to the next request; returns that one, 0 when there is none.
     int TakeRequest() const;
+    /// Stops this process, as SIGTSTP does where nothing handles it, until it is continued.
+    static void Stop();
     /// The signals that were blocked before, for programs to start with.
     const sigset_t& Before() const { return m_Before; }
+    /// The signals that programs must start with the default action for.
+    const sigset_t& Defaults() const { return m_Defaults; }
 
 private:
     sigset_t m_Before{};
+    sigset_t m_Defaults{};
     int m_Descriptor;
 };
 
@@ -45,15 +51,17 @@ private:
 struct RunWatch_T {
     std::vector<int> descriptors = {};        ///< to look at while it runs
     std::function<void()> onReadable = [] {}; ///< called when one of them has input
-    /// called with SIGINT, SIGTERM, SIGHUP or SIGQUIT, again and again until it returns that somebody was
-    /// given the signal; none: the program is
-    std::function<bool(int)> onSignal = {};
+    /// Passes SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP on, given the id of what RunCommand() started.
+    /// Called again and again until it returns true: the signal arrived and, after SIGTSTP, the program has
+    /// stopped. None: the signal goes to what RunCommand() started.
+    std::function<bool(int signal, pid_t child)> passOn = {};
 };
 
 /// The exit status for an end by a signal.
 constexpr int StatusOfSignal(int signal) { return 128 + signal; }
 
 /// Runs a command (found by PATH) with this process's standard streams, in a process group of its own, and
-/// waits for its end. Returns its exit status, that of StatusOfSignal() when a signal ended it. Throws
-/// std::system_error when it cannot be started or waited for; then, and when the watch throws, it is ended.
-int RunProgram(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);
+/// waits for its end. At SIGTSTP this process and the command's group stop until this process is continued.
+/// Returns its exit status, that of StatusOfSignal() when a signal ended it. Throws std::system_error when it
+/// cannot be started or waited for; then, and when the watch throws, it is ended.
+int RunCommand(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string_view>
+#include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -99,11 +100,24 @@ void CStreamCopy::Drain()
             return;
         }
         const std::string_view bytes(buffer.data(), static_cast<std::size_t>(count));
-        WriteAll(m_Standard, bytes); // whoever reads it may have gone
+        if (WriteAll(m_Standard, bytes) == EPIPE) {
+            Break();
+        }
         if (const int failure = WriteAll(m_Copy, bytes); failure != 0) {
             m_Failure = failure;
         }
     }
+}
+
+void CStreamCopy::Break()
+{
+    // The program's writes fail once no descriptor of the pipe can be read. The number stays, since it is
+    // waited for; nothing comes from there any more.
+    const int silent = ::eventfd(0, 0);
+    Check(silent);
+    Check(::dup3(silent, m_Read, O_CLOEXEC));
+    ::close(silent);
+    Check(::fcntl(m_Read, F_SETFL, O_NONBLOCK));
 }
 
 CTranscript::CTranscript(const fs::path& file)
@@ -155,7 +169,7 @@ void WriteRunReport(const fs::path& page, const CTranscript& transcript, double 
         command.insert(command.end(), {"--sample-clock", NumberText(1 / sampleInterval)});
     }
     command.insert(command.end(), {"--", file.filename()});
-    const int status = RunProgram(command, signals, {});
+    const int status = RunCommand(command, signals, {});
     if (status >= c_ReaderFailed && status != c_NotJudged) {
         throw std::runtime_error(std::string(c_Reader) + " could not make the report " + page.string());
     }

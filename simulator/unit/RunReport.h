@@ -27,6 +27,9 @@ public:
     int Finish();
 
 private:
+    /// Nobody reads the stream any more, and the program is to notice.
+    void Break();
+
     int m_Stream;
     int m_Copy;
     int m_Read;

@@ -118,6 +118,15 @@ Command_T ToolCommand(const Sandbox_T& sandbox)
         "proot");
 }
 
+/// Whether a process is stopped, or held by its tracer.
+bool IsStopped(int id)
+{
+    std::ifstream file("/proc/" + std::to_string(id) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    return text.find(") T ") != std::string::npos || text.find(") t ") != std::string::npos;
+}
+
 /// The number that a file begins with, -1 when there is none.
 int NumberIn(const fs::path& file)
 {
@@ -149,19 +158,27 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     }
     Append(command, program);
 
-    const auto passOn = [&](int signal) {
+    const auto passOn = [&](int signal, pid_t tool) {
         // There is none while the sandbox is still being made.
         const int id = NumberIn(sandbox.directory / c_IdFile);
-        return id > 0 && ::kill(id, signal) == 0;
+        if (id > 0 && signal == SIGTSTP) {
+            ::kill(tool, SIGSTOP); // first: proot lets what it traces go on
+        }
+        return id > 0 && ::kill(id, signal) == 0 && (signal != SIGTSTP || IsStopped(id));
     };
     if (const int signal = signals.TakeRequest(); signal != 0) {
         return StatusOfSignal(signal);
     }
-    RunProgram(command, signals, {descriptors, onReadable, passOn});
+    RunCommand(command, signals, {descriptors, onReadable, passOn});
     const int status = NumberIn(sandbox.directory / c_StatusFile);
     if (status < 0) {
-        throw std::runtime_error("the program could not be run in the unit's file system; " + command[0] +
-                                 " said why above, if it did");
+        throw std::runtime_error(
+            NumberIn(sandbox.directory / c_IdFile) < 0
+                ? "the program could not be run in the unit's file system (its tool is " + command[0] + ")"
+                : "the program ran, but its exit status is lost: something ended its parent, or no file can "
+                  "be "
+                  "written in " +
+                      sandbox.directory.parent_path().string());
     }
     return status;
 }

@@ -26,7 +26,7 @@ struct Sandbox_T {
     std::vector<std::string> unsetEnvironment;                    ///< variables to take away
 };
 
-/// Runs a program (found by its PATH) inside the sandbox, as RunProgram() does, and ends whatever it left
+/// Runs a program (found by its PATH) inside the sandbox, as RunCommand() does, and ends whatever it left
 /// running; a program that is to end before its start is not started: with bubblewrap, or with proot where
 /// this machine refuses namespaces. The descriptors are watched as in RunWatch_T. Throws std::runtime_error
 /// when the sandbox cannot be had.

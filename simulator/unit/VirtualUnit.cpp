@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -59,12 +60,6 @@ std::string Variable(const char* name)
 {
     const char* const pValue = std::getenv(name);
     return pValue != nullptr ? pValue : "";
-}
-
-bool LiesBelow(const fs::path& path, const fs::path& directory)
-{
-    const fs::path relative = path.lexically_relative(directory);
-    return !relative.empty() && relative != "." && *relative.begin() != "..";
 }
 
 /// What the run needs of this machine's /tmp, which the unit's own hides.
@@ -129,19 +124,28 @@ Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const 
     return sandbox;
 }
 
+[[noreturn]] void Refuse(const std::string& what, int error)
+{
+    throw std::system_error(error, std::generic_category(), what);
+}
+
 void CheckProgram(const fs::path& program)
 {
-    if (::access(program.c_str(), X_OK) != 0 || fs::is_directory(program)) {
-        throw std::runtime_error("there is no program " + program.string());
+    const std::string what = "cannot run " + program.string();
+    if (::access(program.c_str(), X_OK) != 0) {
+        Refuse(what, errno);
+    }
+    if (fs::is_directory(program)) {
+        Refuse(what, EISDIR);
     }
 }
 
-/// Makes the directory for the unit's files, before anything is run or overwritten for their sake.
+/// Makes the directory for the unit's files.
 void MakeKeepDirectory(const fs::path& directory)
 {
-    if (!directory.empty() && !fs::create_directories(directory)) {
-        throw std::runtime_error(directory.string() +
-                                 " exists already; the unit's files go to a new directory");
+    std::error_code error;
+    if (!directory.empty() && !fs::create_directories(directory, error)) {
+        Refuse("cannot make the directory " + directory.string(), error ? error.value() : EEXIST);
     }
 }
 
@@ -166,32 +170,70 @@ void KeepFiles(const UnitTrees_T& trees, const fs::path& target)
     }
 }
 
-/// A file that the caller gets; none when its path is empty. Errors are thrown with what the file is.
+/// A file that the caller gets; none when its path is empty. A file that exists keeps its contents until
+/// Begin(), a new one goes again unless Finish() is reached. Errors name the file.
 class CResult
 {
 public:
-    CResult(const char* what, fs::path path) : m_What(what), m_Path(std::move(path))
+    CResult(const char* what, fs::path path)
+        : m_What(std::string("cannot write the ") + what + " " + path.string()), m_Path(std::move(path))
     {
-        if (IsWanted()) {
-            m_File.open(m_Path, std::ios::binary | std::ios::trunc);
-            Finish();
+        std::error_code ignored;
+        m_IsNew = IsWanted() && !fs::exists(fs::symlink_status(m_Path, ignored));
+        m_File.open(IsWanted() ? m_Path : "/dev/null", std::ios::binary | std::ios::app);
+        Check();
+    }
+    CResult(const CResult&) = delete;
+    CResult& operator=(const CResult&) = delete;
+    ~CResult()
+    {
+        if (m_IsNew) {
+            std::error_code ignored;
+            fs::remove(m_Path, ignored);
         }
     }
 
     bool IsWanted() const { return !m_Path.empty(); }
     std::ostream& Stream() { return m_File; }
+    void Begin()
+    {
+        if (fs::is_regular_file(m_Path)) {
+            fs::resize_file(m_Path, 0);
+        }
+    }
     void Finish()
     {
-        if (IsWanted() && !m_File.flush()) {
-            throw std::runtime_error(std::string("cannot write the ") + m_What + " " + m_Path.string());
-        }
+        m_File.flush();
+        Check();
+        m_IsNew = false;
     }
 
 private:
-    const char* m_What;
+    void Check() const
+    {
+        if (!m_File) {
+            Refuse(m_What, errno);
+        }
+    }
+
+    std::string m_What;
     fs::path m_Path;
+    bool m_IsNew = false;
     std::ofstream m_File;
 };
+
+/// The words that start the program in the unit.
+std::vector<std::string> ProgramCommand(const Options_T& options)
+{
+    std::vector<std::string> command = EmulatorOf(options.program);
+    if (command.empty()) {
+        command.emplace_back(c_ProgramName);
+    } else { // an emulator does not search the PATH, and has an option for the name
+        command.insert(command.end(), {"-0", c_ProgramName, fs::path(c_ProgramDirectory) / c_ProgramName});
+    }
+    command.insert(command.end(), options.arguments.begin(), options.arguments.end());
+    return command;
+}
 
 /// Runs the program in the sandbox, and keeps what it prints when there is a transcript; returns its exit
 /// status.
@@ -231,21 +273,14 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     CheckProgram(options.program);
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);
     CFaultPlan faults(options.faults);
-    MakeKeepDirectory(options.keep);
-    CResult traceFile("trace", options.trace);
-    CResult countsFile("counts", options.calls);
-    const CResult reportFile("report", options.report); // filled at the end, but fails now if it cannot be
-    std::optional<CTraceWriter> trace;
-    if (traceFile.IsWanted()) {
-        trace.emplace(traceFile.Stream(), options.product->name, faults.OfCalls());
-    }
-
     const CUnitDirectory directory;
     std::optional<CCallFaults> calls;
-    if (countsFile.IsWanted() || !faults.OfCalls().empty()) {
+    if (!options.calls.empty() || !faults.OfCalls().empty()) {
         calls.emplace(directory.Path(), faults);
     }
     UnitRun_T run{};
+    std::optional<CResult> traceFile, countsFile, reportFile; // the host uses the trace until it is gone
+    std::optional<CTraceWriter> trace;
     std::optional<CReplay> replay;
     if (options.replay) {
         replay.emplace(*options.replay);
@@ -256,8 +291,10 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
             trace->Write(operation);
         }
         // What a planned fault led to is no failure of the run.
-        if (const auto& refusals = operation.outcome.refusals; !operation.outcome.faulted) {
-            run.refusals.insert(run.refusals.end(), refusals.begin(), refusals.end());
+        if (!operation.outcome.faulted) {
+            for (const std::string& refusal : operation.outcome.refusals) {
+                run.complaints.push_back("the device refused: " + refusal);
+            }
         }
     });
     const UnitTrees_T trees{directory.Path(), host.Root() / "sys"};
@@ -276,36 +313,42 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         }
         host.AddDevice(device.node, *device.front);
     }
-
-    std::vector<std::string> program = EmulatorOf(options.program);
-    if (program.empty()) {
-        program.emplace_back(c_ProgramName);
-    } else { // an emulator does not search the PATH, and has an option for the name
-        program.insert(program.end(), {"-0", c_ProgramName, fs::path(c_ProgramDirectory) / c_ProgramName});
-    }
-    program.insert(program.end(), options.arguments.begin(), options.arguments.end());
     Sandbox_T sandbox = MakeSandbox(options, trees, host);
     if (calls) {
         CountCalls(*calls, sandbox);
     }
+
+    // What a user can have got wrong is found by now, so that nothing is overwritten in vain.
+    traceFile.emplace("trace", options.trace);
+    countsFile.emplace("counts", options.calls);
+    reportFile.emplace("report", options.report); // which the station's program replaces
+    MakeKeepDirectory(options.keep);
+    traceFile->Begin();
+    countsFile->Begin();
+    if (traceFile->IsWanted()) {
+        trace.emplace(traceFile->Stream(), product.name, faults.OfCalls());
+    }
     std::optional<CTranscript> transcript;
-    if (!options.report.empty()) {
+    if (reportFile->IsWanted()) {
         transcript.emplace(directory.Path() / product.name);
     }
-    run.exitStatus = RunAndKeep(sandbox, program, signals, host, transcript);
+    run.exitStatus = RunAndKeep(sandbox, ProgramCommand(options), signals, host, transcript);
     host.Finish();
-    run.unstruckFaults = faults.Unstruck();
-    run.difference = replay ? replay->Finish() : "";
+    std::ranges::copy(faults.Untriggered(), std::back_inserter(run.complaints));
+    if (const std::string difference = replay ? replay->Finish() : ""; !difference.empty()) {
+        run.complaints.push_back("the program departs from the trace: " + difference);
+    }
     if (!options.keep.empty()) {
         KeepFiles(trees, options.keep);
     }
-    traceFile.Finish();
-    if (countsFile.IsWanted()) {
-        countsFile.Stream() << faults.Counts();
+    traceFile->Finish();
+    if (countsFile->IsWanted()) {
+        countsFile->Stream() << faults.Counts();
     }
-    countsFile.Finish();
+    countsFile->Finish();
     if (transcript) {
         WriteRunReport(options.report, *transcript, SampleInterval(devices), signals);
     }
+    reportFile->Finish();
     return run;
 }

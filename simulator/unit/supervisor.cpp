@@ -34,7 +34,13 @@ void Supervise(const char* idFile, const char* statusFile, const std::vector<std
     const CSignals signals;
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     std::ofstream(idFile) << ::getpid() << '\n';
-    const int status = RunProgram(command, signals, {});
+    int status = 0;
+    try {
+        status = RunCommand(command, signals, {});
+    } catch (...) {
+        ::unlink(idFile); // which says that the program was started
+        throw;
+    }
     EndChildren();
     std::ofstream(statusFile) << status << '\n';
 }

@@ -162,12 +162,14 @@ TEST(ReplayRun, WhatCannotBeReplayedIsWrongUsage)
         directory.Write("device", "sonarbench trace 2\nunit QL4K\n- LSfpga9 write - 01\n");
     const std::string noTrace = directory.Write("empty", "");
     const std::pair<CVirtualUnit, std::string> cases[] = {
-        {CVirtualUnit("").Option("--replay", "/nowhere"), "cannot read the trace /nowhere"},
+        {CVirtualUnit("").Option("--replay", "/nowhere"),
+         "cannot read the trace /nowhere: No such file or directory\n"},
         {CVirtualUnit("").Option("--replay", directory.Path()),
-         "sonarbench-sim: cannot read the trace " + directory.Path()},
+         "sonarbench-sim: cannot read the trace " + directory.Path() + ": Is a directory\n"},
         {CVirtualUnit("").Option("--replay", noTrace),
          noTrace + ":1: the trace ends before it names its unit"},
-        {CVirtualUnit("").Option("--replay", noProduct), noProduct + ":2: there is no product \"QL9\""},
+        {CVirtualUnit("").Option("--replay", noProduct),
+         noProduct + ":2: unknown product QL9 (--list-products lists them)\n"},
         {CVirtualUnit("").Option("--replay", noDevice), noDevice + ":3: the unit QL4K has no device LSfpga9"},
         {CVirtualUnit("").Option("--replay", noTrace).Fault("write:1=EIO"),
          "--fault cannot go with --replay: "},
