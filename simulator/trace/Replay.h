@@ -35,9 +35,11 @@ class CReplayDevice final : public IDeviceModel
 public:
     /// @param replay  must outlive the device
     /// @param node    name of the node below /dev
-    /// @param model   the product's own device, which must outlive this one; it says what kind of node this
-    /// is
-    CReplayDevice(CReplay& replay, std::string node, const IDeviceModel& model)
+    /// @param model   the product's own device, which must outlive this one. It says what kind of node this
+    /// is,
+    ///                and gets every operation that reached the recorded device, so that it has the settings
+    ///                of that one. Its answers are not used.
+    CReplayDevice(CReplay& replay, std::string node, IDeviceModel& model)
         : m_Replay(replay), m_Node(std::move(node)), m_Model(model)
     {
     }
@@ -48,9 +50,10 @@ public:
     DeviceOutcome_T TakeImage(ByteView_T bytes) override;
     std::optional<DeviceOutcome_T> TakeUnasked() override { return m_Replay.AnswerUnasked(m_Node); }
     bool IsSerialLine() const override { return m_Model.IsSerialLine(); }
+    void SetLine(const termios& settings) override { m_Model.SetLine(settings); }
 
 private:
     CReplay& m_Replay;
     const std::string m_Node;
-    const IDeviceModel& m_Model;
+    IDeviceModel& m_Model;
 };

@@ -130,6 +130,33 @@ TEST(Simulator, ABrokenPipeEndsTheProgramAsOutside)
     }
 }
 
+TEST(Simulator, StopsAndContinuesWithEverythingThatItStarted)
+{
+    for (const bool hasNamespaces : {true, false}) {
+        const TemporaryDirectory directory;
+        const auto write = [&](const std::string& name, const std::string& script) {
+            const std::string file = directory.Write(name, script);
+            std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+            return file;
+        };
+        write("program", "#!/bin/sh\necho started\nuntil [ -e $1/go ]; do sleep 0.01; done\nexit 7\n");
+        if (!hasNamespaces) {
+            write("bwrap", "#!/bin/sh\nexit 1\n");
+        }
+        const std::string script = write(
+            "script", "set -m\ncd " + directory.Path() +
+                          "\nPATH=$PWD:$PATH " SONARBENCH_SIM " --program ./program $PWD >out &\n"
+                          "states() { cut -d' ' -f3 /proc/$1/stat; for child in "
+                          "$(cat /proc/$1/task/*/children); do states $child; done; }\n"
+                          "until [ -s out ]; do sleep 0.01; done\n"
+                          "kill -TSTP $!\n"
+                          "until [[ $(states $! | sort -u | tr -d '\\n') =~ ^[Tt]+$ ]]; do sleep 0.01; done\n"
+                          "touch go\nfg\n");
+        const int status = std::system(("timeout 60 bash " + script + " >/dev/null").c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 7) << hasNamespaces;
+    }
+}
+
 TEST(Simulator, WhatAKilledSimulatorLeftIsRemovedByTheNext)
 {
     const TemporaryDirectory left;
