@@ -154,7 +154,7 @@ Fault_T Fault(const QString& text)
     }
 }
 
-/// The options by name, each written once for the parser and for the reading.
+/// The options, for the parser and for reading their values.
 struct OptionSet_T {
     QCommandLineOption product{u"product"_s, u"The product to simulate (default QL4K)."_s, u"NAME"_s,
                                u"QL4K"_s};
@@ -215,7 +215,7 @@ std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const Op
     }
 }
 
-/// Whether two names are those of one file, which may not exist yet. Devices such as /dev/null do not count.
+/// Whether two names are of one file, which may not exist yet. False for devices such as /dev/null.
 bool IsSameFile(const fs::path& one, const fs::path& other)
 {
     std::error_code ignored;

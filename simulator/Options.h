@@ -16,14 +16,14 @@ struct FileChange_T {
     enum class Kind {
         Text,  ///< the value and a line end become the file's contents; an empty value empties it
         Copy,  ///< the contents of the file named by the value
-        Remove ///< the file is taken away
+        Remove ///< the file is removed
     };
     Kind kind;
     std::filesystem::path file; ///< absolute path as the unit sees it
     std::string value = {};
 };
 
-/// What the command line asks of the simulator.
+/// The simulator's command line.
 struct Options_T {
     const Product_T* product = nullptr;
     std::vector<FileChange_T> fileChanges;
@@ -33,7 +33,7 @@ struct Options_T {
     std::filesystem::path trace;        ///< empty: no trace
     std::optional<TraceFile_T> replay;  ///< the devices answer from it
     std::filesystem::path calls;        ///< empty: the operations are not written
-    std::filesystem::path report;       ///< empty: no picture of the run
+    std::filesystem::path report;       ///< empty: no page
     std::filesystem::path keep;         ///< empty: the unit's files are removed
     std::filesystem::path program;      ///< the program to run on the unit
     std::vector<std::string> arguments; ///< the program's, byte for byte

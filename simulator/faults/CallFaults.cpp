@@ -58,7 +58,7 @@ void CCallFaults::TakeLog()
         std::getline(m_Log, text);
         if (m_Log.eof()) {
             m_Log.clear();
-            m_Log.seekg(place); // the rest of the line is still to come
+            m_Log.seekg(place); // the rest of the line is not written yet
             return;
         }
         const std::string_view line = text;

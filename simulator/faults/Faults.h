@@ -44,9 +44,8 @@ private:
     std::function<void()> m_ReadCallLog = [] {};
 };
 
-/// Any device with the faults of a plan in front of it; both must outlive it. A write or request that a fault
-/// keeps from the device does not reach it. The meaning of the outcome says what faults did, and every
-/// outcome from the first fault on that explains refusals is marked as faulted.
+/// A device with the faults of a plan in front of it; both must outlive it. The meaning of an outcome names
+/// its faults. From the first fault on that explains refusals, every outcome is marked as faulted.
 class CFaultyDevice final : public IDeviceModel
 {
 public:

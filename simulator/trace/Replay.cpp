@@ -16,8 +16,7 @@ std::string Text(const std::string& device, Kind kind, unsigned long request, st
     if (kind == Kind::Ioctl) {
         text += " " + HexText(static_cast<std::uint32_t>(request), TraceWord::c_RequestDigits);
     }
-    return text + (kind == Kind::Ioctl ? " with " : " of ") + std::to_string(count) +
-           (count == 1 ? " byte on " : " bytes on ") + device;
+    return text + (kind == Kind::Ioctl ? " with " : " of ") + ByteCount(count) + " on " + device;
 }
 
 std::string Text(const TraceOperation_T& operation)

@@ -2,20 +2,20 @@
 
 #include "simulator/trace/TraceFile.h"
 
-/// A trace that answers in the place of a unit's devices, in the order of its operations over all of them.
-/// From the first operation on that is not the one that the trace has, everything fails with EIO.
+/// A trace that answers instead of a unit's devices, in the order of its operations over all devices. From
+/// the first operation on that differs from the trace, everything fails with EIO.
 class CReplay
 {
 public:
     explicit CReplay(TraceFile_T trace) : m_Trace(std::move(trace)) {}
 
-    /// What the trace's next operation led to, when it is this one.
+    /// The outcome of the trace's next operation, if it is this one.
     DeviceOutcome_T Answer(const std::string& device, DeviceOperation_T::Kind kind, unsigned long request,
                            ByteView_T bytes);
-    /// What the trace has the device send now without being asked.
+    /// What the device sends now without being asked, according to the trace.
     std::optional<DeviceOutcome_T> AnswerUnasked(const std::string& device);
 
-    /// To be called when no more operations come; those that are left over are a difference, too.
+    /// Call it when no more operations come. Operations that are left over are a difference, too.
     /// @return the first difference in one line "FILE:LINE: ...", empty when there is none
     std::string Finish();
 

@@ -31,7 +31,7 @@ std::string ProcessorOf(const std::filesystem::path& program)
 }
 
 constexpr std::array<int, 6> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
-/// How soon a signal is tried again that nobody could be given yet.
+/// When passing a signal on is tried again.
 constexpr int c_RetryMilliseconds = 10;
 
 pid_t Start(const std::vector<std::string>& command, const CSignals& signals)
@@ -46,7 +46,7 @@ pid_t Start(const std::vector<std::string>& command, const CSignals& signals)
     ::posix_spawnattr_init(&attributes);
     ::posix_spawnattr_setsigmask(&attributes, &signals.Before());
     ::posix_spawnattr_setsigdefault(&attributes, &signals.Defaults());
-    // Of its own, so that the keyboard's interrupt comes once: from here.
+    // A group of its own gets the keyboard's signals only from here, not twice.
     ::posix_spawnattr_setpgroup(&attributes, 0);
     ::posix_spawnattr_setflags(&attributes,
                                POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
@@ -59,7 +59,7 @@ pid_t Start(const std::vector<std::string>& command, const CSignals& signals)
     return child;
 }
 
-/// A program that was started. It goes with the object, unless its end was seen.
+/// A program that was started. The destructor ends it if its end was not seen.
 class CChild
 {
 public:
@@ -189,7 +189,7 @@ int RunCommand(const std::vector<std::string>& command, const CSignals& signals,
         }
         return isDone;
     };
-    std::vector<int> requests; // that nobody was given yet
+    std::vector<int> requests; // that are not passed on yet
     std::vector<pollfd> watched = {{signals.Descriptor(), POLLIN, 0}};
     for (const int descriptor : watch.descriptors) {
         watched.push_back({descriptor, POLLIN, 0});
@@ -203,7 +203,7 @@ int RunCommand(const std::vector<std::string>& command, const CSignals& signals,
         for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
             requests.push_back(signal);
         }
-        std::erase_if(requests, wasPassedOn); // first: proot, once stopped, holds up who asks for the end
+        std::erase_if(requests, wasPassedOn); // first, since waitpid() blocks while proot is stopped
         if (const std::optional<int> status = child.Ended()) {
             return *status;
         }

@@ -47,7 +47,7 @@ constexpr std::array<std::pair<const char*, const char*>, 4> c_DeviceLinks = {
      {"stdout", "/proc/self/fd/1"},
      {"stderr", "/proc/self/fd/2"}}};
 
-/// Stops nothing here, and leaves a note that it was run.
+/// Stops nothing, but leaves a note that it ran.
 constexpr char c_KillScript[] = "#!/bin/sh\necho stopped > /tmp/sounder_state\n";
 
 [[noreturn]] void Refuse(int error, const std::string& what)
@@ -88,7 +88,7 @@ const char* PowerSwitch(const Product_T& product)
     return nullptr;
 }
 
-/// The pattern with its stars filled in, as a release would name its file.
+/// A file name of the pattern, with the version in place of each star.
 std::string ImageName(std::string_view pattern, std::uint8_t version)
 {
     std::string name(pattern);
@@ -131,7 +131,7 @@ std::vector<UnitFile_T> FactoryFiles(const Product_T& product, std::uint8_t firm
 std::string ContentsOf(const fs::path& path)
 {
     std::error_code isUnusable;
-    if (fs::is_directory(path, isUnusable)) { // which can be opened
+    if (fs::is_directory(path, isUnusable)) { // a stream could open it
         Refuse(EISDIR, path.string());
     }
     std::ifstream file(path, std::ios::binary);
@@ -163,7 +163,7 @@ void MakeChange(const fs::path& place, const FileChange_T& change)
 
 void RemoveTree(const fs::path& directory)
 {
-    std::error_code ignored; // nobody could act on it
+    std::error_code ignored; // nothing can be done about it
     for (fs::recursive_directory_iterator entry(directory, ignored), end; entry != end;
          entry.increment(ignored)) {
         if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
@@ -176,7 +176,7 @@ void RemoveTree(const fs::path& directory)
 /// Removes the directories of simulators that were killed.
 void RemoveAbandoned(const fs::path& place)
 {
-    std::error_code ignored; // the user may not read the directory
+    std::error_code ignored; // the directory may be unreadable
     for (const fs::directory_entry& entry : fs::directory_iterator(place, ignored)) {
         if (!entry.path().filename().string().starts_with(c_DirectoryName)) {
             continue;
@@ -202,7 +202,7 @@ CUnitDirectory::CUnitDirectory()
         }
         m_Path = name;
         m_Lock = ::open((m_Path / c_LockFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        // Another simulator can take the directory for an abandoned one before this one has the lock.
+        // Before this simulator has the lock, another one can remove the directory.
     } while (::flock(m_Lock, LOCK_EX) == 0 && !fs::exists(m_Path / c_LockFile));
 }
 

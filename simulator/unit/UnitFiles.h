@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-/// A new directory where temporary files go. The object removes it with everything in it, whatever the names
-/// and permissions there. While the object lives, it holds a lock on a file in the directory. Where nobody
-/// holds that lock, a simulator was killed: a new object removes such a directory, too.
+/// A new directory where temporary files go. The object removes it with everything in it. While the object
+/// lives, it holds a lock on a file in the directory. If nobody holds that lock, the simulator was killed,
+/// and the next object removes the directory.
 class CUnitDirectory
 {
 public:
@@ -29,7 +29,7 @@ private:
 /// Whether a path is below a directory, by its text.
 bool LiesBelow(const std::filesystem::path& path, const std::filesystem::path& directory);
 
-/// Where the trees of a unit lie on this machine.
+/// Where the trees of a unit are on this machine.
 struct UnitTrees_T {
     std::filesystem::path directory; ///< holds corvane/, VERSION, tmp/ and dev/
     std::filesystem::path sys;       ///< the unit's /sys
@@ -50,5 +50,5 @@ bool IsSeen(const std::filesystem::path& file, const Product_T& product);
 /// Throws std::system_error naming the file that could not be made or read.
 void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options);
 
-/// Whether the unit's sonar is switched on, asked anew on each call.
+/// Whether the unit's sonar is switched on now.
 std::function<bool()> SonarPowerOf(const UnitTrees_T& trees, const Product_T& product);

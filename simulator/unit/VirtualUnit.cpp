@@ -26,7 +26,7 @@ namespace
 {
 namespace fs = std::filesystem;
 
-/// Where the program sees the unit's directory, and its own file.
+/// Where the program sees the unit's directory, and its own directory.
 constexpr char c_UnitDirectory[] = "/unit";
 constexpr char c_ProgramDirectory[] = "/unit/bin";
 constexpr char c_CallLibrary[] = "/unit/call-library.so";
@@ -36,7 +36,7 @@ constexpr char c_ProgramName[] = "sonarbench";
 constexpr std::array<const char*, 7> c_PlainDevices = {
     "/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty", "/dev/pts"};
 
-/// Beginnings of the variables that the program sets for its FPGA layer; a fresh unit has none of them.
+/// How the names of the variables begin that the program sets for its FPGA layer. A unit starts without them.
 constexpr std::array<std::string_view, 7> c_UnitVariables = {
     "PRODUCT_ID",    "FPGA_CHANNEL_",    "QL3B_FPGA_SIZE",    "SONAR_BOARD_ID",
     "PLATFORM_TYPE", "SOUNDER_ROOT_DIR", "KILL_MON_QLSOUNDER"};
@@ -62,7 +62,7 @@ std::string Variable(const char* name)
     return pValue != nullptr ? pValue : "";
 }
 
-/// What the run needs of this machine's /tmp, which the unit's own hides.
+/// The files of this machine's /tmp that the run needs, although the unit has its own /tmp.
 std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::path& workingDirectory)
 {
     std::vector<Binding_T> bindings;
@@ -70,7 +70,7 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
         const bool isBound = std::ranges::any_of(bindings, [&](const Binding_T& binding) {
             return path == binding.inside || LiesBelow(path, binding.inside);
         });
-        std::error_code isUnusable; // as a path, so that the program may say what it makes of the word
+        std::error_code isUnusable; // for a word that is not a path
         if (LiesBelow(path, "/tmp") && !isBound && fs::exists(path, isUnusable)) {
             bindings.push_back({path, path});
         }
@@ -81,12 +81,12 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
         const fs::path path = (workingDirectory / argument).lexically_normal();
         std::error_code isMissing;
         need(path);
-        need(fs::canonical(path, isMissing)); // what a link elsewhere points to
+        need(fs::canonical(path, isMissing)); // the target of a link elsewhere
     }
     return bindings;
 }
 
-/// Loads the library that counts the program's calls, in front of what serves the unit's nodes.
+/// Loads the library that counts the program's calls, before the one for the unit's nodes.
 void CountCalls(const CCallFaults& calls, Sandbox_T& sandbox)
 {
     constexpr std::string_view c_Preload = "LD_PRELOAD";
@@ -119,7 +119,7 @@ Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const 
     sandbox.unsetEnvironment = UnitVariablesSet();
     sandbox.environment = host.Environment(c_UnitDirectory);
     sandbox.environment.emplace_back("PATH", std::string(c_ProgramDirectory) + ":" + Variable("PATH"));
-    // A sanitized program insists on being loaded before every other library otherwise.
+    // Otherwise a sanitized program requires its own library to be loaded first.
     sandbox.environment.emplace_back("ASAN_OPTIONS", "verify_asan_link_order=0:" + Variable("ASAN_OPTIONS"));
     return sandbox;
 }
@@ -170,8 +170,8 @@ void KeepFiles(const UnitTrees_T& trees, const fs::path& target)
     }
 }
 
-/// A file that the caller gets; none when its path is empty. A file that exists keeps its contents until
-/// Begin(), a new one goes again unless Finish() is reached. Errors name the file.
+/// A file that the user asked for; none when its path is empty. An existing file keeps its contents until
+/// Begin(). A new one is removed unless Finish() is called. Errors name the file.
 class CResult
 {
 public:
@@ -228,7 +228,7 @@ std::vector<std::string> ProgramCommand(const Options_T& options)
     std::vector<std::string> command = EmulatorOf(options.program);
     if (command.empty()) {
         command.emplace_back(c_ProgramName);
-    } else { // an emulator does not search the PATH, and has an option for the name
+    } else { // an emulator does not search PATH, and has an option for the name
         command.insert(command.end(), {"-0", c_ProgramName, fs::path(c_ProgramDirectory) / c_ProgramName});
     }
     command.insert(command.end(), options.arguments.begin(), options.arguments.end());
@@ -256,7 +256,7 @@ int RunAndKeep(const Sandbox_T& sandbox, const std::vector<std::string>& program
     return exitStatus;
 }
 
-/// Of the last ping, in seconds; 0 when there was none.
+/// The interval of the last ping's samples in seconds; 0 when there was none.
 double SampleInterval(const std::vector<UnitDevice_T>& devices)
 {
     double interval = 0;
@@ -290,7 +290,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         if (trace) {
             trace->Write(operation);
         }
-        // What a planned fault led to is no failure of the run.
+        // A refusal that a planned fault explains is not a failure of the run.
         if (!operation.outcome.faulted) {
             for (const std::string& refusal : operation.outcome.refusals) {
                 run.complaints.push_back("the device refused: " + refusal);
@@ -318,7 +318,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         CountCalls(*calls, sandbox);
     }
 
-    // What a user can have got wrong is found by now, so that nothing is overwritten in vain.
+    // Everything that can be wrong in the user's options has been checked, so files can be overwritten now.
     traceFile.emplace("trace", options.trace);
     countsFile.emplace("counts", options.calls);
     reportFile.emplace("report", options.report); // which the station's program replaces

@@ -21,7 +21,7 @@ namespace
 UnitRun_T Ping(const CVirtualUnit& unit) { return unit.Run({"xkping", "examples/short.txt", "0", "1"}); }
 } // namespace
 
-TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
+TEST(Simulator, AWrongCommandLineEndsWith2AndAFailureWith3)
 {
     const TemporaryDirectory directory;
     const TemporaryDirectory left;
@@ -67,7 +67,7 @@ TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
     }
 }
 
-TEST(Simulator, WordsOfTheCommandThatWereProbablyMeantOtherwiseAreRefused)
+TEST(Simulator, MisplacedOptionsAndMisspeltCommandsAreRefused)
 {
     const auto run = [](const std::string& words) {
         const TemporaryDirectory directory;
@@ -88,6 +88,10 @@ TEST(Simulator, WordsOfTheCommandThatWereProbablyMeantOtherwiseAreRefused)
     for (const auto& [words, expected] : cases) {
         EXPECT_THAT(run(words), StartsWith(expected)) << words;
     }
+}
+
+TEST(Simulator, AFullStandardOutputIsAnError)
+{
     for (const char* option : {"--help", "--version", "--list-products", "--list-faults"}) {
         const int status =
             std::system((SONARBENCH_SIM " " + std::string(option) + " >/dev/full 2>&1").c_str());
@@ -95,7 +99,7 @@ TEST(Simulator, WordsOfTheCommandThatWereProbablyMeantOtherwiseAreRefused)
     }
 }
 
-TEST(Simulator, ARunThatCannotBeOverwritesNothingAndLeavesNothing)
+TEST(Simulator, ARunThatCannotBeginOverwritesNothingAndLeavesNothing)
 {
     const TemporaryDirectory directory;
     const std::string text = "sonarbench trace 2\nunit QL4K\n";
@@ -202,7 +206,7 @@ TEST(Simulator, StreamsAndStatusAreTheProgramsOwn)
     EXPECT_EQ(CVirtualUnit().RunScript("kill -KILL $$").status, 128 + 9);
 }
 
-TEST(Simulator, WhatTheDeviceWouldNotUnderstandIsLoud)
+TEST(Simulator, AnOperationThatTheDeviceRefusesFailsTheRun)
 {
     const std::string call = SONARBENCH_DEVICE_CALL " /dev/LSfpga0 ping || exit 9";
     const auto run = CVirtualUnit().RunScript(call);
@@ -210,7 +214,7 @@ TEST(Simulator, WhatTheDeviceWouldNotUnderstandIsLoud)
     EXPECT_THAT(run.errors, StartsWith("sonarbench-sim: the device refused: "));
     EXPECT_THAT(run.Trace("refused"), Not(IsEmpty()));
     EXPECT_EQ(CVirtualUnit().Fault("write:1=EIO").RunScript(call).status, 9)
-        << "what a fault led to is no failure";
+        << "a refusal that a fault explains is not a failure";
 }
 
 TEST(Simulator, TheUnitHasItsOwnFilesTheCallersArgumentsAndKeepsWhatIsAskedFor)
@@ -292,7 +296,7 @@ TEST(Simulator, NothingReadsTheEnvironmentWhileItChanges)
     }
 }
 
-TEST(Simulator, ProotServesWhereNamespacesAreRefused)
+TEST(Simulator, ProotIsUsedWhereNamespacesAreRefused)
 {
     const TemporaryDirectory directory;
     std::filesystem::permissions(directory.Write("bwrap", "#!/bin/sh\nexit 1\n"),

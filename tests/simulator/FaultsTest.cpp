@@ -12,8 +12,8 @@ using testing::HasSubstr;
 namespace
 {
 
-/// A device that always answers a register and the FIFO status, the first byte of a reply and the samples of
-/// a ping being the round, and whose requests are waits for the interrupt.
+/// A device that answers each write with a register, the FIFO status and samples of a ping. The first byte of
+/// a reply and the samples is the number of the round. All requests are waits for the interrupt.
 class SoundDevice final : public IDeviceModel
 {
 public:
@@ -44,7 +44,7 @@ std::string Text(const Bytes_T& bytes)
     return text;
 }
 
-/// What a write and a request come to.
+/// The outcomes of a write and a request, as text.
 std::string Round(SoundDevice& device, CFaultyDevice& faulty)
 {
     ++device.round;
@@ -64,7 +64,7 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 
 } // namespace
 
-TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
+TEST(FaultsTest, EachKindHasItsEffectOnItsOperationOnly)
 {
     const auto sound = [](const std::string& round) {
         return "took 4 error 0 reply " + round + "070404 fill " + round + "060606 ioctl 0 sees abcd waits";
@@ -111,7 +111,7 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
     }
 }
 
-TEST(FaultsTest, AStaleReplyHasTheLengthOfItsOwn)
+TEST(FaultsTest, AStaleReplyHasTheLengthOfTheOneItReplaces)
 {
     SoundDevice device;
     CFaultPlan plan({FaultOf("reply:*=stale")});
@@ -120,7 +120,7 @@ TEST(FaultsTest, AStaleReplyHasTheLengthOfItsOwn)
     EXPECT_EQ(faulty.Write({}).reply, (Bytes_T{1, 1, 1, 1}));
 }
 
-TEST(FaultsTest, FaultsHitRepliesThatNobodyAskedForAsWell)
+TEST(FaultsTest, FaultsAlsoHitUnaskedReplies)
 {
     SoundDevice device;
     CFaultPlan plan({FaultOf("reply:1=late"), FaultOf("reply:2=bytewise"), FaultOf("reply:3=silent")});

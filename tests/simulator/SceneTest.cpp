@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-TEST(SceneTest, AFileChangesWhatItNamesAndKeepsTheRest)
+TEST(SceneTest, ASceneKeepsTheDefaultsThatItDoesNotName)
 {
     const Scene_T scene = ParseScene(
         R"({"bottom": {"depth": 33.5}, "seed": 4294967295, "water": {"speed": 3}, "fish": [{"drift": -1}]})");
