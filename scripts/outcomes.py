@@ -78,7 +78,7 @@ def classify(clean, run):
         return "signal", ""
     if "the device refused" in run.errors:
         return "refused", ""
-    if "befell nothing" in run.errors:
+    if "was never triggered" in run.errors:
         return NOT_REACHED, ""
     if run.status != 0:
         return "exit status", ""

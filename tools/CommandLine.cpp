@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr std::size_t c_LongestWord = 40;
+constexpr std::size_t c_LongestWord = 100;
 
 bool IsSameLetter(char one, char other)
 {
@@ -99,6 +99,12 @@ bool CCommandLine::Read(const QStringList& arguments)
         }
     }
     return true;
+}
+
+bool CCommandLine::Knows(const QString& word) const
+{
+    return word == u"-h" ||
+           std::ranges::find(m_Options, BytesOf(word.section(u'=', 0, 0))) != m_Options.end();
 }
 
 /// Qt reads -json as -j -s -o -n.

@@ -25,6 +25,9 @@ public:
     /// @throw CUsageError
     bool Read(const QStringList& arguments);
 
+    /// Whether a word is one of the options, such as "--name", "--name=value" or "-h".
+    bool Knows(const QString& word) const;
+
     /// The parsed arguments. Describe positional arguments here before Read().
     QCommandLineParser& Parser() { return m_Parser; }
     /// What --help prints.

@@ -58,7 +58,7 @@ void CCallFaults::TakeLog()
         std::getline(m_Log, text);
         if (m_Log.eof()) {
             m_Log.clear();
-            m_Log.seekg(place); // the rest of the line is still to come
+            m_Log.seekg(place); // the rest of the line is not written yet
             return;
         }
         const std::string_view line = text;
@@ -66,7 +66,7 @@ void CCallFaults::TakeLog()
         const std::size_t numberEnd = line.find(' ', operationEnd + 1);
         const auto* const pName = std::ranges::find(c_FaultOperationNames, line.substr(0, operationEnd));
         if (numberEnd != line.npos) {
-            m_Faults.Strike(line.substr(numberEnd + 1));
+            m_Faults.Trigger(line.substr(numberEnd + 1));
         } else if (pName != c_FaultOperationNames.end()) {
             m_Faults.Count(static_cast<FaultOperation_T>(pName - c_FaultOperationNames.begin()));
         }

@@ -8,8 +8,9 @@
 #include <utility>
 #include <vector>
 
-/// The calls of the program on nodes and files of the unit: a library that is loaded into the program counts
-/// them and plays the faults of a plan. Plan and log are files of the unit's directory.
+/// Counts the program's system calls on nodes and files of the unit, and makes them fail. A library that is
+/// loaded into the program does it: it reads the plan of faults from a file of the unit's directory, and
+/// writes a log there.
 class CCallFaults
 {
 public:
@@ -23,8 +24,7 @@ public:
     /// The library's file.
     const std::filesystem::path& Library() const { return m_Library; }
 
-    /// Environment that names plan and log to the library, where insideDirectory is the path at which the
-    /// program sees the directory.
+    /// Environment that names plan and log to the library. The program sees the directory as insideDirectory.
     static std::vector<std::pair<std::string, std::string>>
     Environment(const std::filesystem::path& insideDirectory);
 

@@ -1,6 +1,7 @@
 #include "simulator/faults/FaultTable.h"
 
 #include "simulator/ValueText.h"
+#include "tools/CommandLine.h"
 
 #include <algorithm>
 #include <array>
@@ -19,11 +20,11 @@ constexpr std::uint8_t c_NoisyBit = 0x10;
 /// Longer than the program waits for a reply.
 constexpr std::chrono::milliseconds c_Late(1500);
 
-// What faults do to what a device does. Each function takes the value of the fault's kind, 0 where the kind
-// is a word. Those on bytes take any number of them: several faults can meet on one reply and leave nothing
-// to damage.
+// The effects of faults on a device's operation. Each function takes the value of the fault's kind, 0 where
+// the kind is a word. Effects on bytes also work on no bytes, since an earlier fault can have removed them
+// all.
 
-// On what goes to the device.
+// Effects on what goes to the device.
 
 void Fail(FaultTarget_T& target, int error)
 {
@@ -45,7 +46,7 @@ void MoveNothing(FaultTarget_T& target, int)
 
 void PretendSuccess(FaultTarget_T& target, int) { target.arrives = false; }
 
-// On what comes back.
+// Effects on what comes back.
 
 void Drop(FaultTarget_T& target, int) { target.pBytes->clear(); }
 
@@ -63,7 +64,7 @@ void CorruptChecksum(FaultTarget_T& target, int)
     }
 }
 
-/// As a line does that lost a byte on the way.
+/// Like a line that loses a byte.
 void DropByte(FaultTarget_T& target, int)
 {
     if (!target.pBytes->empty()) {
@@ -71,7 +72,7 @@ void DropByte(FaultTarget_T& target, int)
     }
 }
 
-/// As a noisy line does to every byte.
+/// Like a noisy line, on every byte.
 void CorruptBytes(FaultTarget_T& target, int)
 {
     for (std::uint8_t& byte : *target.pBytes) {
@@ -88,7 +89,7 @@ void FlipBit(FaultTarget_T& target, int)
 
 void ZeroBytes(FaultTarget_T& target, int) { std::ranges::fill(*target.pBytes, std::uint8_t{0}); }
 
-/// A buffer that nothing came into before holds zeros.
+/// Before the first reply, the buffer holds zeros.
 void RepeatPrevious(FaultTarget_T& target, int)
 {
     const Bytes_T& previous = *target.pPrevious;
@@ -120,7 +121,7 @@ constexpr FaultKind_T AtCall(FaultOperation_T operation, CallKind_T kind, std::s
 }
 
 constexpr std::array c_Kinds{
-    // In front of a device. The program learns of a failed write, so nothing is missing that it relies on.
+    // Played in front of a device. The program sees that a write failed, so that explains no refusal.
     FaultKind_T{Write, c_ErrnoKind, "the write fails with an error such as EIO", false, Fail},
     FaultKind_T{Write, "short", "half of the write reaches the device and is reported", true, CutWrite},
     FaultKind_T{Write, "zero", "nothing reaches the device, and 0 is reported", true, MoveNothing},
@@ -133,35 +134,35 @@ constexpr std::array c_Kinds{
     FaultKind_T{Reply, "dropped", "a byte in the middle of the reply gets lost", false, DropByte},
     FaultKind_T{Reply, "corrupted", "one bit of each byte of the reply is wrong", false, CorruptBytes},
     FaultKind_T{Reply, "bit", "one bit in the middle of the reply is wrong", false, FlipBit},
-    FaultKind_T{Reply, "stale", "the device's reply before comes again, in this one's length", false,
+    FaultKind_T{Reply, "stale", "the previous reply comes again, in this one's length", false,
                 RepeatPrevious},
     FaultKind_T{Reply, "late", "the reply comes after one and a half seconds", false, DelayReply},
     FaultKind_T{Reply, "bytewise", "each read gets one byte of the reply", false, SendBytewise},
     FaultKind_T{Fill, "lying", "the ping read succeeds, but leaves the buffer as it was", false, Drop},
     FaultKind_T{Fill, "short", "the ping read leaves the buffer's second half as it was", false,
                 CutSecondHalf},
-    FaultKind_T{Fill, "zeros", "the ping read brings zeros", false, ZeroBytes},
-    FaultKind_T{Fill, "stale", "the ping read brings what the one before brought", false, RepeatPrevious},
+    FaultKind_T{Fill, "zeros", "the ping read returns zeros", false, ZeroBytes},
+    FaultKind_T{Fill, "stale", "the ping read returns the data of the previous one", false, RepeatPrevious},
     FaultKind_T{Fill, "bit", "one bit in the middle of the ping's samples is wrong", false, FlipBit},
     FaultKind_T{Fill, "corrupted", "one bit of each byte of the ping's samples is wrong", false,
                 CorruptBytes},
-    FaultKind_T{Fifo, c_ValueKind, "a read of the FIFO status answers VALUE, 0 to 255", false, AnswerStatus},
+    FaultKind_T{Fifo, c_ValueKind, "a read of the FIFO status returns VALUE, 0 to 255", false, AnswerStatus},
     FaultKind_T{Interrupt, "never", "the wait for the interrupt times out", false, TimeOut},
 
-    // Where the program calls the system, for a device node.
+    // Played at the program's system calls, on a device node.
     AtCall(Open, Errno, "the node cannot be opened"),
     AtCall(Read, Errno, "the read fails"),
     AtCall(Read, Short, "the read gets the first half of what is there"),
     AtCall(Read, Zero, "the read gets nothing and reports 0"),
     AtCall(Poll, Errno, "the wait for input fails"),
-    AtCall(Poll, Never, "the wait for input times out, at once"),
-    AtCall(Poll, Lying, "the wait for input says that there is some"),
-    AtCall(TcSetAttr, Errno, "the line's settings cannot be made"),
-    AtCall(TcSetAttr, Lying, "the line's settings seem made, but are not"),
+    AtCall(Poll, Never, "the wait for input times out at once"),
+    AtCall(Poll, Lying, "the wait for input reports input that is not there"),
+    AtCall(TcSetAttr, Errno, "the line cannot be set up"),
+    AtCall(TcSetAttr, Lying, "the line's set-up succeeds, but changes nothing"),
     AtCall(Close, Errno, "the node is closed, but an error is reported"),
-    AtCall(Device, Gone, "from that call on the unit's nodes fail with ENODEV"),
+    AtCall(Device, Gone, "from that call on, the unit's nodes fail with ENODEV"),
 
-    // The same for a file of the unit, or one that the program's arguments name.
+    // Played at the program's system calls, on a file of the unit or one that an argument names.
     AtCall(FileOpen, Errno, "the file cannot be opened"),
     AtCall(FileRead, Errno, "the read fails"),
     AtCall(FileRead, Short, "the read gets the first half of what is there"),
@@ -174,7 +175,7 @@ constexpr std::array c_Kinds{
     AtCall(FileClose, Errno, "the file is closed, but an error is reported"),
 };
 
-/// The value of a kind: errno, FIFO status, 0 for a word. Nothing: the text is not of this kind.
+/// The value of a kind: errno, FIFO status, 0 for a word. Nothing when the text is not of this kind.
 std::optional<int> ValueOf(const FaultKind_T& row, std::string_view text)
 {
     if (row.kind == c_ErrnoKind) {
@@ -203,12 +204,28 @@ std::string Choices(const Range& range, const Name& nameOf)
     return text;
 }
 
-/// What the kind of a fault can be, for who gave another one.
+/// How a message names the kinds of a row.
 std::string ChoiceOf(const FaultKind_T* pRow)
 {
     return pRow->kind == c_ErrnoKind   ? "an error's name (such as EIO)"
            : pRow->kind == c_ValueKind ? "a number from 0 to " + std::to_string(c_HighestStatus)
                                        : std::string(pRow->kind);
+}
+
+/// The words that a fault of these rows can have as its kind.
+std::vector<std::string> KindsOf(const std::vector<const FaultKind_T*>& rows)
+{
+    std::vector<std::string> words;
+    for (const FaultKind_T* const pRow : rows) {
+        if (pRow->kind != c_ErrnoKind && pRow->kind != c_ValueKind) {
+            words.emplace_back(pRow->kind);
+        }
+        for (int error = 1; pRow->kind == c_ErrnoKind && error < c_MostErrors; ++error) {
+            const char* const pName = ::strerrorname_np(error);
+            words.emplace_back(pName != nullptr ? pName : "");
+        }
+    }
+    return words;
 }
 
 } // namespace
@@ -219,7 +236,7 @@ Fault_T FaultOf(const std::string& specification)
     const std::size_t colon = text.find(':');
     const std::size_t equals = text.find('=', colon == text.npos ? 0 : colon);
     if (colon == text.npos || equals == text.npos) {
-        Refuse(specification, "must read OPERATION:NUMBER=KIND");
+        Refuse(specification, "is not of the form OPERATION:NUMBER=KIND");
     }
     const std::string_view operation = text.substr(0, colon);
     const std::string_view numberText = text.substr(colon + 1, equals - colon - 1);
@@ -232,8 +249,10 @@ Fault_T FaultOf(const std::string& specification)
         }
     }
     if (kinds.empty()) {
-        Refuse(specification, "the operation must be " +
-                                  Choices(c_FaultOperationNames, [](std::string_view name) { return name; }));
+        const std::vector<std::string> names(c_FaultOperationNames.begin(), c_FaultOperationNames.end());
+        Refuse(specification, "the operation must be " + Choices(names, [](const std::string& name) {
+                                  return name;
+                              }) + DidYouMean(std::string(operation), names));
     }
     const auto number =
         numberText == "*" ? std::optional<std::uint32_t>(0) : NumberIn<std::uint32_t>(numberText);
@@ -245,16 +264,18 @@ Fault_T FaultOf(const std::string& specification)
             return {specification, pRow, *number, *value};
         }
     }
-    Refuse(specification, "the kind must be " + Choices(kinds, ChoiceOf));
+    Refuse(specification,
+           "the kind must be " + Choices(kinds, ChoiceOf) + DidYouMean(std::string(kind), KindsOf(kinds)));
 }
 
 std::string FaultHelp()
 {
     std::string text =
-        "Faults: --fault OPERATION:NUMBER=KIND, where NUMBER counts the unit's operations of that\n"
-        "sort from 1, or is * for each of them; a line that is silent for good is reply:*=silent.\n"
-        "Operations from open on are the program's calls: those that begin with file on the unit's files\n"
-        "and on files that its arguments name, the others on device nodes. Half is rounded down.\n";
+        "Faults: --fault OPERATION:NUMBER=KIND. NUMBER counts the unit's operations of that kind\n"
+        "from 1; * means all of them. So reply:*=silent is a line that never answers.\n"
+        "The operations from open on are system calls of the program. Those that begin with file are\n"
+        "on the unit's files and on files that its arguments name, the others on device nodes.\n"
+        "Half is rounded down.\n";
     for (const FaultKind_T& row : c_Kinds) {
         std::string form = std::string("  ").append(NameOf(row.operation)).append(":N=").append(row.kind);
         form.resize(22, ' ');

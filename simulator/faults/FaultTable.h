@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-/// Operations that are counted, so that a fault can hit one of them. The first ones are counted where a
-/// device carries them out, those from Open on where the program calls the system: on device nodes, then on
-/// the unit's files.
+/// Operations that are counted, so that a fault can hit one of them. The first ones are counted when a device
+/// carries them out. Those from Open on are system calls of the program, first on device nodes, then on the
+/// unit's files.
 enum class FaultOperation_T {
     Write,
     Ioctl,
@@ -41,10 +41,10 @@ constexpr std::string_view NameOf(FaultOperation_T operation)
     return c_FaultOperationNames[static_cast<std::size_t>(operation)];
 }
 
-/// What can go wrong with a call of the program.
+/// The kinds of faults at a system call of the program.
 enum class CallKind_T { Errno, Short, Zero, Bit, Lying, Never, Gone };
 
-/// The kinds by name, in their order; in place of the one in capitals there is the name of an error.
+/// The kinds by name, in their order. A fault has the name of an error instead of the word in capitals.
 inline constexpr std::array<std::string_view, 7> c_CallKindNames = {"ERRNO", "short", "zero", "bit",
                                                                     "lying", "never", "gone"};
 static_assert(static_cast<std::size_t>(CallKind_T::Gone) + 1 == c_CallKindNames.size());
@@ -69,15 +69,15 @@ struct FaultTarget_T {
     const Bytes_T* pPrevious = nullptr; ///< the device's reply or fill before that one
     std::size_t place = 0;              ///< of the FIFO status in the reply
     ByteView_T arriving = {};           ///< what of a write reaches the device
-    bool arrives = true;                ///< whether the write or request reaches the device at all
+    bool arrives = true;                ///< whether the write or request reaches the device
 };
 
 /// A kind of fault.
 struct FaultKind_T {
     FaultOperation_T operation;
-    std::string_view kind; ///< in capitals where there is a value in its place
+    std::string_view kind; ///< in capitals where a fault has a value instead
     std::string_view explanation;
-    /// Whether what the program asked for is missing afterwards, so that a device may refuse what follows.
+    /// Whether the device lacks what the program asked for, so that it may refuse what follows.
     bool explainsRefusals;
     /// The effect on a device's operation; null: the fault is played where the program calls the system.
     void (*play)(FaultTarget_T& target, int value) = nullptr;
@@ -91,11 +91,11 @@ struct Fault_T {
     const FaultKind_T* kind;   ///< a row of the table
     std::uint32_t number;      ///< 1-based count of the operation; 0: each of them
     int value;                 ///< errno or FIFO status, else 0
-    bool hasStruck = false;    ///< its operation came
+    bool wasTriggered = false; ///< its operation came
 };
 
 /// Reads a specification OPERATION:NUMBER=KIND, as FaultHelp() lists them. Throws std::invalid_argument, with
-/// one line that names the text and what is allowed, for any other text.
+/// one line that names the text and what is allowed, for other texts.
 Fault_T FaultOf(const std::string& specification);
 
 /// The operations and kinds of faults, a line each, for a help text.

@@ -9,7 +9,7 @@ std::vector<Fault_T> CFaultPlan::Next(FaultOperation_T operation)
     std::vector<Fault_T> due;
     for (Fault_T& fault : m_Faults) {
         if (fault.kind->operation == operation && (fault.number == 0 || fault.number == count)) {
-            fault.hasStruck = true;
+            fault.wasTriggered = true;
             due.push_back(fault);
         }
     }
@@ -24,10 +24,10 @@ std::vector<Fault_T> CFaultPlan::OfCalls() const
     return faults;
 }
 
-void CFaultPlan::Strike(std::string_view specification)
+void CFaultPlan::Trigger(std::string_view specification)
 {
     for (Fault_T& fault : m_Faults) {
-        fault.hasStruck = fault.hasStruck || fault.specification == specification;
+        fault.wasTriggered = fault.wasTriggered || fault.specification == specification;
     }
 }
 
@@ -35,19 +35,25 @@ bool CFaultPlan::ExplainsRefusals() const
 {
     m_ReadCallLog();
     return std::ranges::any_of(
-        m_Faults, [](const Fault_T& fault) { return fault.hasStruck && fault.kind->explainsRefusals; });
+        m_Faults, [](const Fault_T& fault) { return fault.wasTriggered && fault.kind->explainsRefusals; });
 }
 
-std::vector<std::string> CFaultPlan::Unstruck() const
+std::vector<std::string> CFaultPlan::Untriggered() const
 {
     m_ReadCallLog();
-    std::vector<std::string> specifications;
+    std::vector<std::string> lines;
     for (const Fault_T& fault : m_Faults) {
-        if (!fault.hasStruck) {
-            specifications.push_back(fault.specification);
+        if (fault.wasTriggered) {
+            continue;
         }
+        const auto operation = static_cast<std::size_t>(fault.kind->operation);
+        const std::size_t count = m_Counts[operation];
+        const std::string made = count == 0 ? "no " : "only " + std::to_string(count) + " ";
+        lines.push_back("fault " + fault.specification + " was never triggered: the run made " + made +
+                        std::string(NameOf(fault.kind->operation)) +
+                        (count == 1 ? " operation" : " operations"));
     }
-    return specifications;
+    return lines;
 }
 
 std::string CFaultPlan::Counts() const

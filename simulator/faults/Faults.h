@@ -23,19 +23,19 @@ public:
     /// Counts an operation where the program calls the system.
     void Count(FaultOperation_T operation) { ++m_Counts[static_cast<std::size_t>(operation)]; }
     /// Notes that a fault was played, by its specification.
-    void Strike(std::string_view specification);
-    /// Sets what is called before each of the answers below, to pass on by the two functions above what the
+    void Trigger(std::string_view specification);
+    /// Sets what is called before each of the answers below. It reports by the two functions above what the
     /// preloaded library has counted and played.
     void SetCallLog(std::function<void()> read) { m_ReadCallLog = std::move(read); }
 
-    /// Whether a fault came that leaves a device without what the program asked for: it may refuse what
-    /// follows.
+    /// Whether a fault was played that leaves a device without what the program asked for: the device may
+    /// refuse what follows.
     bool ExplainsRefusals() const;
 
-    /// The specifications of faults whose operation has not come so far.
-    std::vector<std::string> Unstruck() const;
+    /// A line for each fault that was not triggered: the fault, and how many operations there were.
+    std::vector<std::string> Untriggered() const;
 
-    /// How many operations of each sort there were, as lines "OPERATION COUNT".
+    /// How many operations of each kind there were, as lines "OPERATION COUNT".
     std::string Counts() const;
 
 private:
@@ -44,9 +44,8 @@ private:
     std::function<void()> m_ReadCallLog = [] {};
 };
 
-/// Any device with the faults of a plan in front of it; both must outlive it. A write or request that a fault
-/// keeps from the device does not reach it. The meaning of the outcome says what faults did, and every
-/// outcome from the first fault on that explains refusals is marked as faulted.
+/// A device with the faults of a plan in front of it; both must outlive it. The meaning of an outcome names
+/// its faults. From the first fault on that explains refusals, every outcome is marked as faulted.
 class CFaultyDevice final : public IDeviceModel
 {
 public:

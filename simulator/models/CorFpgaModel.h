@@ -5,7 +5,7 @@
 /// The registers and tables of the xK modules' FPGA.
 const CPacketRegisterMap& CorRegisters();
 
-/// The FPGA clocks there are.
+/// The FPGA clocks of the modules.
 inline constexpr double c_CorClockHz = 69'248'000;
 inline constexpr double c_CorFastClockHz = 86'560'000;
 
@@ -16,8 +16,8 @@ inline constexpr double c_CorFastClockHz = 86'560'000;
 /// pulse lasts 16 clock periods for each entry of the chirp table. Samples are 16 bits, little-endian.
 ///
 /// The speed registers hold the low and the high byte of a count of the paddle wheel's ticks, 20 to the
-/// metre. The wheel turns in the time that bytes need on the link; programs read the low byte once a second,
-/// so each such read counts as another second. The high byte is kept as it was then.
+/// metre. The wheel turns while bytes are on the link. Programs read the low byte once a second, so each such
+/// read counts as another second, and keeps the high byte for the next read.
 class CCorFpgaModel final : public CPacketFpgaModel
 {
 public:

@@ -12,8 +12,8 @@
 using Bytes_T = std::vector<std::uint8_t>;
 using ByteView_T = std::span<const std::uint8_t>;
 
-/// What one operation on a device did. A model that would not understand an operation says so in refusals; it
-/// never ignores one.
+/// What one operation on a device did. A model never ignores an operation that it does not understand: it
+/// refuses it.
 struct DeviceOutcome_T {
     int error = 0;      ///< errno that the caller sees; 0: the operation succeeded
     Bytes_T fill = {};  ///< replaces the caller's bytes of a write (ping read); else empty
@@ -21,13 +21,13 @@ struct DeviceOutcome_T {
     std::vector<std::size_t> fifoStatusAt =
         {};                        ///< places in reply of FIFO status bytes, each followed by a checksum
     bool interruptWait = false;    ///< the operation was a wait for the interrupt
-    bool faulted = false;          ///< a planned fault came before or with it: refusals may follow from that
+    bool faulted = false;          ///< a planned fault explains refusals
     std::string meaning = {};      ///< for the trace: registers, tables, requests by name
-    std::string replyMeaning = {}; ///< for the trace: what the reply or the fill says
+    std::string replyMeaning = {}; ///< for the trace: what the reply or the fill means
     std::vector<std::string> refusals = {}; ///< what the real device would not have understood
-    std::chrono::nanoseconds linkTime{};    ///< time that the bytes need on the link; no clock is read for it
-    std::chrono::milliseconds replyDelay{}; ///< the reply becomes readable so much later
-    bool isBytewise = false;                ///< the reply's next byte comes when the one before was read
+    std::chrono::nanoseconds linkTime{};    ///< time that the bytes need on the link, computed
+    std::chrono::milliseconds replyDelay{}; ///< from the operation until the reply is readable
+    bool isBytewise = false;                ///< each byte of the reply comes after the one before was read
     std::optional<std::size_t> taken = {};  ///< count that a write reports; none: all of its bytes
 };
 
@@ -71,8 +71,8 @@ public:
     /// Seconds from one sample of the last ping to the next; 0 when there was none.
     virtual double SampleInterval() const { return 0; }
 
-    /// Whether the node is a serial line, which begins with a terminal's settings for a person.
+    /// Whether the node is a serial line, which begins with the settings of an interactive terminal.
     virtual bool IsSerialLine() const { return false; }
-    /// Sets the settings that a serial line has now; called before each operation and before TakeUnasked().
+    /// Tells a serial line its present settings; called before each operation and before TakeUnasked().
     virtual void SetLine(const termios&) {}
 };

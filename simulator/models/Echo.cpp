@@ -25,7 +25,7 @@ constexpr double c_HardTail = 2.0;
 constexpr double c_SoftestBottom = -60;
 constexpr double c_BottomRoughness = 0.6;
 
-/// Where an echo is cut off, in units of its decay: full scale has fallen below one sample unit there.
+/// Where an echo is cut off, in units of its decay. Full scale has fallen below one sample unit by then.
 constexpr double c_DecaysKept = 12;
 
 /// Absorption of sea water, dB a metre (Thorp), by frequency in Hz.
@@ -83,7 +83,7 @@ void CEcho::AddTarget(double range, double level, const Shape_T& shape)
         if (since < 0) {
             m_Signal[i] += amplitude * std::max(1 + since / shape.attack, 0.0);
         } else {
-            // The front is one reflection; later samples add up ever more of them.
+            // The front is one reflection; later samples are sums of more and more of them.
             const double roughness = shape.roughness * std::min(since / shape.decay, 1.0);
             m_Signal[i] += amplitude * std::exp(-since / shape.decay) * (1 - roughness * Uniform());
         }
@@ -94,7 +94,7 @@ void CEcho::AddFish(const Fish_T& fish)
 {
     const double offset = fish.offset + m_Ping * fish.drift;
     const double slope = offset / fish.depth / c_BeamSlope;
-    // As short as the samples resolve.
+    // As short as the samples can show.
     AddTarget(std::hypot(fish.depth, offset), fish.strength - c_BeamEdgeLoss * slope * slope,
               {.attack = 2 * m_Interval, .decay = m_Interval});
 }
@@ -112,7 +112,8 @@ double CEcho::Uniform() { return static_cast<double>(m_Generator()) / c_Generato
 
 double CEcho::Gaussian()
 {
-    // Two uniform numbers of 16 bits add up to a triangle, close enough to a bell; its variance is one sixth.
+    // The sum of two uniform numbers of 16 bits has a triangular distribution, with a variance of one sixth.
+    // That is close enough to a normal one.
     const std::uint32_t both = static_cast<std::uint32_t>(m_Generator());
     const double sum = static_cast<double>((both >> 16) + (both & 0xFFFF)) / 65535 - 1;
     return sum * std::sqrt(6.0);

@@ -19,20 +19,20 @@ struct EchoSettings_T {
 /// An echo from range r arrives after 2r / 1500 m/s at a level of 146 dB + strength - 40 log10(r) - 2 a r, in
 /// dB over one sample unit, where a is the absorption of sea water at the centre frequency after Thorp.
 ///
-/// Transmit ring-down: full scale while the pulse lasts, then falling by e every 0.25 ms; it hides what lies
-/// in the first two metres.
+/// Transmit ring-down: full scale while the pulse lasts, then falling by e every 0.25 ms; it hides the
+/// first two metres.
 ///
-/// Fish: short echoes, weaker and later the further they are off the beam's axis, so that successive pings
-/// draw an arc.
+/// Fish: short echoes. The further a fish is from the beam's axis, the weaker and later its echo, so that
+/// successive pings draw an arc.
 ///
-/// Bottom: a sharp front at its range and a rough tail, the longer the harder the bottom is.
+/// Bottom: a sharp front at its range and a rough tail. The harder the bottom, the longer the tail.
 ///
-/// Second bottom: the echo that went up and down twice, from double the depth, weakened by two reflections at
-/// the bottom and one at the surface.
+/// Second bottom: the echo that travelled twice, at double the depth, weakened by two reflections at the
+/// bottom and one at the surface.
 ///
 /// Receiver noise is added as a complex voltage and the magnitude is clipped to 0 to 65,535. The receiver's
-/// gain is constant. All chance comes from one seeded generator by integer arithmetic of our own, so that a
-/// scene and a sequence of pings do not depend on the library's distributions.
+/// gain is constant. One seeded generator and our own integer arithmetic make all random numbers, so that
+/// the samples do not depend on the library's distributions.
 class CEcho
 {
 public:
@@ -44,7 +44,8 @@ public:
     double Interval() const { return m_Interval; }
 
 private:
-    /// Shape of an echo in time: seconds of rise and decay, and how much weaker chance may make the tail.
+    /// Shape of an echo in time: seconds of rise and decay, and how much weaker random numbers can make the
+    /// tail.
     struct Shape_T {
         double attack;
         double decay;
@@ -66,6 +67,6 @@ private:
     std::vector<double> m_Signal = {}; ///< of this ping, sample units
 };
 
-/// A sample as the receivers with 8 bits give it: its square root, so that weak echoes are seen next to
-/// strong ones; full scale is 255.
+/// A sample of a receiver with 8 bits: the square root, so that weak echoes show next to strong ones. Full
+/// scale is 255.
 std::uint8_t ByteSample(std::uint16_t sample);

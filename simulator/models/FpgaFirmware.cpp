@@ -8,7 +8,7 @@
 
 namespace
 {
-/// What "echo 1" writes.
+/// The output of "echo 1".
 constexpr std::array<std::uint8_t, 2> c_Reset = {'1', '\n'};
 
 // A firmware image.
@@ -41,7 +41,7 @@ std::string ImageRefusal(ByteView_T bytes)
     const std::uint64_t rest = bytes.size() - c_ConfigurationAt - c_ChecksumWidth;
     const std::uint64_t length = GetLittleEndian(bytes, c_LengthAt, c_LengthWidth);
     if (length != rest) {
-        return length < rest ? "bytes behind the firmware image" : "firmware image is cut short";
+        return length < rest ? "bytes after the firmware image" : "firmware image is cut short";
     }
     const ByteView_T covered = bytes.first(bytes.size() - c_ChecksumWidth);
     const bool isWhole = GetLittleEndian(bytes, covered.size(), c_ChecksumWidth) == Checksum(covered);

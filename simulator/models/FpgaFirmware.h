@@ -12,18 +12,18 @@
 /// configuration (a fixed pattern), and a 32-bit little-endian checksum (FNV-1a) of everything before it.
 Bytes_T MakeFirmwareImage(std::string_view product, std::uint8_t version);
 
-/// What makes one simulated FPGA.
+/// The parts of a simulated FPGA that differ between units.
 struct FpgaSetup_T {
     std::string product; ///< name that a firmware image must carry; empty: it takes none
     Scene_T scene = {};
     std::function<bool()> isPowered = [] { return true; };
     std::optional<std::uint8_t> firmwareVersion = {}; ///< firmware that is loaded from the start
-    bool needsReset = false; ///< takes an image only after the reset "1" was written to its node
+    bool needsReset = false; ///< an image is taken only after the reset "1" was written to its node
 };
 
-/// The power and the firmware of a simulated FPGA. Loading an image or a reset takes the old firmware away,
-/// whether the image is good or not; an image without the reset that it needs is passed over. A power switch
-/// that goes off and on again does not make the FPGA forget.
+/// The power and the firmware of a simulated FPGA. A reset or an image removes the old firmware, even if the
+/// image is bad. An image without the reset that it needs is ignored. The FPGA keeps its state when the power
+/// switch goes off and on again.
 class CFpgaFirmware
 {
 public:
@@ -44,12 +44,12 @@ public:
     Taken_T Take(ByteView_T bytes);
 
 private:
-    /// Takes the image; returns what it was.
+    /// Takes the image; returns what it was, for the trace.
     std::string Load(ByteView_T bytes);
 
     std::string m_Product;
     std::function<bool()> m_IsPowered;
     std::optional<std::uint8_t> m_Version;
     const bool m_NeedsReset;
-    bool m_IsReset = false; ///< and no image came since
+    bool m_IsReset = false; ///< no image came since
 };

@@ -53,7 +53,7 @@ constexpr std::size_t c_LeadingBytes = 2;
 constexpr std::size_t c_TrailingBytes = 1;
 constexpr std::size_t c_LongestPacket = 1059;
 
-/// Peak and mean of a whole block, as 12 bits each in the upper part of 16.
+/// Peak and mean of a whole block, 12 bits each in the upper part of 16.
 void PutValues(Bytes_T& packet, std::span<const std::uint16_t> block)
 {
     const std::uint32_t sum = std::accumulate(block.begin(), block.end(), 0U);
@@ -167,7 +167,7 @@ Bytes_T CLowscanFpgaModel::AdcReadings() const
 DeviceOutcome_T CLowscanFpgaModel::TakeImage(ByteView_T bytes)
 {
     DeviceOutcome_T outcome;
-    // Firmware comes over SPI, whatever link the registers hang on.
+    // Firmware comes over SPI on every link.
     outcome.linkTime = CSpiDeviceModel::LinkTime(bytes.size());
     CFpgaFirmware::Taken_T taken = m_Firmware.Take(bytes);
     outcome.meaning = std::move(taken.meaning);

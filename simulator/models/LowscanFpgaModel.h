@@ -13,10 +13,10 @@
 /// 16 undecimated samples for each unit of the period. Samples are bytes (ByteSample()).
 ///
 /// A packet is 2 bytes of zero; blocks of 128 samples, each with two values of 12 bits left-aligned in 16,
-/// the most significant byte first: the peak and the mean of the block before they were made bytes; the
-/// samples that are left over; and a byte of zero.
+/// the most significant byte first: the peak and the mean of the block before the samples were made
+/// bytes; the remaining samples; and a byte of zero.
 ///
-/// Without power or firmware nothing is kept and no ping fires; registers are checked all the same.
+/// Without power or firmware, registers are checked but not kept, and no ping fires.
 class CLowscanFpgaModel
 {
 public:
@@ -28,16 +28,16 @@ public:
     std::string_view Silence() const { return m_Firmware.Silence(); }
     bool IsPowered() const { return m_Firmware.IsPowered(); }
 
-    /// Takes a value; the outcome gets what it means, or why the register would not understand it.
+    /// Takes a value; the outcome gets its meaning, or why the register would not understand it.
     void SetRegister(std::uint16_t address, std::uint32_t value, DeviceOutcome_T& outcome);
-    /// What a register holds.
+    /// The value of a register.
     std::uint32_t Register(std::uint16_t address) const;
 
-    /// Fires a ping with what the registers hold; the channels' packets wait to be taken.
+    /// Fires a ping with the settings of the registers. The channels' packets then wait.
     void Ping(DeviceOutcome_T& outcome);
     /// Whether there are packets of this many bytes.
     static bool IsPacketSize(std::size_t size);
-    /// The packet of a channel's last ping, which is then gone; empty when there is none.
+    /// Takes the packet of a channel's last ping; empty when there is none.
     Bytes_T TakePacket(std::size_t channel);
     /// Seconds from one sample of the last ping to the next; 0 when there was none.
     double SampleInterval() const { return m_Echo.Interval(); }

@@ -55,7 +55,7 @@ void CLowscanSpiModel::Transfer(ByteView_T bytes, DeviceOutcome_T& outcome)
     } else {
         outcome.refusals.push_back(bytes.empty() ? "empty write"
                                                  : "unknown request " + HexText(bytes.front(), 2) + " of " +
-                                                       std::to_string(bytes.size()) + " bytes");
+                                                       ByteCount(bytes.size()));
     }
     if (!m_pFpga->Silence().empty()) {
         std::ranges::fill(outcome.reply, std::uint8_t{0});

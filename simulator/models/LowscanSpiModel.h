@@ -12,8 +12,8 @@
 ///               significant byte first
 ///   0x05        reads the analogue converter: 10 bytes, answered by 9
 ///   0x10, 0x11  reads the ping return packet of channel 0 or 1: one byte more than the packet has
-/// A packet that is read with another number of samples than it holds is cut or filled up with zeros. Without
-/// firmware every read brings zeros. The interrupt comes once after each ping.
+/// A read for more or fewer samples than the packet has gets zeros at the end, or a cut packet. Without
+/// firmware every read returns zeros. The interrupt comes once after each ping.
 class CLowscanSpiModel final : public CSpiDeviceModel
 {
 public:

@@ -51,12 +51,11 @@ std::chrono::nanoseconds LinkTime(std::size_t bytes)
                                     (c_LinkBaud / 1000));
 }
 
-/// Why a write is no frame; empty when it is one.
+/// Why a write is not a frame; empty when it is one.
 std::string FrameRefusal(ByteView_T bytes)
 {
     if (bytes.size() != c_FrameSize) {
-        return std::to_string(bytes.size()) + " bytes in one write, a frame has " +
-               std::to_string(c_FrameSize);
+        return ByteCount(bytes.size()) + " in one write, a frame has " + std::to_string(c_FrameSize);
     }
     if (bytes.front() != c_FrameStart) {
         return "frame start " + HexText(bytes.front(), 2) + ", expected " + HexText(c_FrameStart, 2);
@@ -146,7 +145,7 @@ DeviceOutcome_T CLowscanUartModel::Ioctl(unsigned long request, ByteView_T)
 
 DeviceOutcome_T CLowscanUartModel::TakeImage(ByteView_T)
 {
-    return {.refusals = {"bytes of another process on the serial line"}};
+    return {.refusals = {"another process wrote to the serial line"}};
 }
 
 std::optional<DeviceOutcome_T> CLowscanUartModel::TakeUnasked()

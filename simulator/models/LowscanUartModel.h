@@ -4,11 +4,11 @@
 
 #include <memory>
 
-/// One serial line of a unit whose Lowscan FPGA hangs on two of them. Registers are written over either line;
-/// a channel's ping return packet comes over the line of its number.
+/// One of the two serial lines of a Lowscan FPGA. Registers are written over either line. The ping return
+/// packet of a channel comes over the line of its number.
 ///
 /// One write is one frame of 8 bytes: 0xF5, address and value with the most significant byte first, and the
-/// sum of these bytes modulo 256. Anything else is refused, and so is all traffic while the line has not the
+/// sum of these bytes modulo 256. Anything else is refused, and so is all traffic while the line lacks the
 /// settings that the FPGA needs: 3,000,000 baud, 8 bits, no parity, one stop bit, and nothing in the terminal
 /// that would alter bytes. Register 1 takes commands: 1 pings, 3 reports the version in 1,024 bytes. Without
 /// power or firmware the line is silent.

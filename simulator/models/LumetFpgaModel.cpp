@@ -10,13 +10,13 @@ using enum RegisterAccess_T;
 
 constexpr std::size_t c_Channels = 2;
 
-// The registers that show the world.
+// The registers that show readings.
 constexpr std::uint16_t c_AdcReference = 128;
 constexpr std::uint16_t c_WaterTemperature = 132;
 constexpr std::uint16_t c_SenseResistor = 136;
 
-// The registers of a channel that do something or describe the ping, by their place in the channel's block;
-// all others only hold what was written.
+// The registers of a channel that do something or describe the ping, by their place in the channel's block.
+// The others only keep what was written.
 constexpr std::uint16_t c_SampleCount = 0x10;
 constexpr std::uint16_t c_SubSampleRate = 0x42;
 constexpr std::uint16_t c_FifoData = 0x50;
@@ -39,7 +39,7 @@ constexpr unsigned int c_CommandFirstChannel = 0x02;
 
 std::vector<PacketRegister_T> Rows()
 {
-    // The channels share these. The debug registers are the FPGA's scratch area.
+    // The channels share these.
     std::vector<PacketRegister_T> rows = {
         {"Command", PacketAddress::c_Command, 1, Write},
         {"Status", PacketAddress::c_Status, 1, Read},
@@ -60,8 +60,8 @@ std::vector<PacketRegister_T> Rows()
          .hasBlockFlag = true},
         {"Debug", 240, 16, Debug},
     };
-    // Each channel has these, at their places in its block. The table is so long that the first channel's
-    // reaches over the second one's registers, which are written without the block flag.
+    // Each channel has these, at their places in its block. The first channel's table is so long that it
+    // covers the second channel's registers, which are written without the block flag.
     const std::array<PacketRegister_T, 24> channelRows = {{
         {"SampleCountLow", c_SampleCount, 1, Write},
         {"SampleCountHigh", c_SampleCount + 1, 1, Write},

@@ -205,7 +205,7 @@ void CPacketFpgaModel::Answer(const Packet_T& packet, const PacketRegister_T& ro
     outcome.reply.push_back(SumOfBytes(data));
 }
 
-/// Takes a write; returns what it set off, for the trace.
+/// Takes a write; returns what it caused, for the trace.
 std::string CPacketFpgaModel::Store(const Packet_T& packet)
 {
     const auto place = m_Memory[packet.block ? 1 : 0].begin() + packet.address;

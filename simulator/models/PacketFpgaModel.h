@@ -12,10 +12,10 @@
 class CPacketFifo
 {
 public:
-    /// A ping's data replaces what is there; the status then says that unread data was lost.
+    /// Replaces the data by that of a ping. The status shows if unread data was lost.
     void Load(Bytes_T data);
 
-    /// The next count bytes, with zeros for those that are not there.
+    /// The next count bytes; zeros after the last one.
     Bytes_T Take(std::size_t count);
 
     /// Bytes that were not read yet.
@@ -34,8 +34,8 @@ private:
 /// A sounder FPGA that is driven by command packets, with its register file, tables and FIFOs.
 ///
 /// Between the requests start and end ping read a write is filled from the FIFO that the start names. Without
-/// power nothing answers and ping reads bring zeros. Without firmware packets are still taken apart and held
-/// against the register map, but writes have no effect and every read brings zeros. A new image or a reset
+/// power nothing answers and ping reads return zeros. Without firmware packets are still decoded and checked
+/// with the register map, but writes have no effect and every read returns zeros. A new image or a reset
 /// empties registers, tables and FIFOs.
 ///
 /// The FIFO status is 4 after everything was read exactly (CPacketFifo names the other values); its error
@@ -46,8 +46,8 @@ public:
     DeviceOutcome_T TakeImage(ByteView_T bytes) final;
     double SampleInterval() const final { return m_Echo.Interval(); }
 
-    /// What count bytes from an address hold, of the registers or of the tables; not those of the FIFOs. The
-    /// view lasts until the next operation.
+    /// The contents of registers or tables from an address on, without those of FIFOs. The view lasts until
+    /// the next operation.
     ByteView_T Registers(std::uint16_t address, std::size_t count) const;
     ByteView_T Tables(std::uint16_t address, std::size_t count) const;
 
@@ -56,18 +56,19 @@ protected:
     /// @param hasInterruptMode  word 2 of a ping-read descriptor is a mode, else 0
     CPacketFpgaModel(const FpgaSetup_T& setup, const CPacketRegisterMap& map, bool hasInterruptMode);
 
-    /// Sets what the world shows the FPGA in a register that the program can only read: status, transducer
-    /// identification, analogue readings. It outlives resets.
+    /// Sets a register that the program can only read, such as status, transducer identification or analogue
+    /// readings. A reset does not change it.
     void SetInput(std::uint16_t address, std::uint32_t value);
 
-    /// Takes a command; returns what it set off, for the trace.
+    /// Carries out a command; returns what it did, for the trace.
     virtual std::string Command(std::uint8_t command) = 0;
-    /// Called before a register is read, for those whose value lives.
+    /// Called before a register is read; updates registers whose values change.
     virtual void BeforeRead(std::uint16_t) {}
 
     /// The value of neighbouring registers.
     std::uint32_t Value(std::uint16_t address, std::size_t width) const;
-    /// Pings, and fills the FIFO at an address with what put makes of each sample; returns what it did.
+    /// Pings, and fills the FIFO at an address with the samples in the form that put gives them. Returns what
+    /// it did, for the trace.
     std::string FirePing(std::uint16_t fifo, const EchoSettings_T& settings,
                          void (*put)(Bytes_T& data, std::uint16_t sample));
 
@@ -83,7 +84,7 @@ private:
     std::string Store(const Packet_T& packet);
     void Reset();
     Bytes_T TakeFifo(std::uint16_t address, std::size_t count, DeviceOutcome_T& outcome);
-    /// The FIFO that has its control or status here; null when none has.
+    /// The FIFO that has its control or status here; null when there is none.
     CPacketFifo* FifoWith(std::uint16_t offset, const Packet_T& packet);
 
     const CPacketRegisterMap& m_Map;

@@ -24,7 +24,7 @@ constexpr std::uint16_t c_Sync = 0x5343;
 constexpr std::uint8_t c_ReadFlag = 0x01;
 constexpr std::uint8_t c_BlockFlag = 0x02;
 
-/// Why a packet of the right frame is refused; empty when it is well-formed.
+/// Why a whole packet is refused; empty when it is well-formed.
 std::string ContentRefusal(const Packet_T& packet, std::uint8_t flags, std::uint8_t checksum)
 {
     if ((flags & ~(c_ReadFlag | c_BlockFlag)) != 0) {
@@ -57,7 +57,7 @@ bool Allows(RegisterAccess_T access, bool read)
 std::string LengthRefusal(const Packet_T& packet, const PacketRegister_T& row, const std::string& name)
 {
     const std::size_t size = packet.payload.size();
-    const std::string count = std::to_string(size) + " bytes for " + name;
+    const std::string count = ByteCount(size) + " for " + name;
     if (row.access == Table && packet.address - row.address + size > row.width) {
         return count + ", beyond the end of the table";
     }
@@ -83,7 +83,7 @@ std::vector<Packet_T> DecodePackets(ByteView_T bytes, std::vector<std::string>& 
     while (offset < bytes.size()) {
         const ByteView_T rest = bytes.subspan(offset);
         if (rest.size() < c_SmallestPacket) {
-            refuse("length: " + std::to_string(rest.size()) + " bytes are no packet");
+            refuse("length: " + ByteCount(rest.size()) + " cannot be a packet");
             break;
         }
         if (const auto sync = GetLittleEndian(rest, c_SyncAt, c_SyncWidth); sync != c_Sync) {
@@ -156,7 +156,7 @@ std::string DescribeBytes(const PacketRegister_T& row, std::uint16_t address, By
                std::to_string(last / row.entryWidth) + "]";
     }
     case Stream:
-        return row.name + " (" + std::to_string(bytes.size()) + " bytes)";
+        return row.name + " (" + ByteCount(bytes.size()) + ")";
     case Read:
     case Write:
     case Debug:

@@ -11,18 +11,18 @@ struct Fish_T {
     double depth = 10;     ///< metres, 0.5 to 1000
     double strength = -40; ///< target strength, dB, -80 to 0
     double offset = 0;     ///< metres from the beam's axis at the first ping, -100 to 100
-    double drift = 0;      ///< metres that the offset grows from one ping to the next, -10 to 10
+    double drift = 0;      ///< metres that the offset grows between pings, -10 to 10
 };
 
-/// The water that the transducer and the sensors are in. As built it is the default scene: a bottom at 20 m
-/// and two fish.
+/// The water that the transducer and the sensors are in. The default scene has a bottom at 20 m and two
+/// fish.
 struct Scene_T {
     double bottomDepth = 20;     ///< metres, 0.5 to 1000
     double bottomStrength = -10; ///< dB, -60 to 0
     std::vector<Fish_T> fish = {{.depth = 8, .strength = -38, .offset = 0.2, .drift = 0.1},
                                 {.depth = 13, .strength = -34, .offset = -0.6, .drift = 0.2}};
     double waterTemperature = 15; ///< degrees Celsius, -5 to 50
-    double waterSpeed = 2.5;      ///< of the water past the paddle wheel, metres a second, 0 to 30
+    double waterSpeed = 2.5;      ///< of the water past the paddle wheel, metres per second, 0 to 30
     double noise = 40;            ///< of the receiver, in sample units (root mean square), 0 to 10000
     std::uint32_t seed = 1;       ///< of the receiver noise and the bottom's roughness
 };
@@ -32,10 +32,10 @@ struct Scene_T {
 struct WaterAdc_T {
     std::uint32_t reference;
     std::uint32_t water;
-    std::uint32_t sense; ///< of the sense resistor, which is the same in every water
+    std::uint32_t sense; ///< of the sense resistor, which does not depend on the water
 };
 
-/// What the converter reads in the water of a scene.
+/// The readings in the water of a scene.
 WaterAdc_T ReadWaterAdc(const Scene_T& scene);
 
 /// Reads a scene from JSON text:
@@ -44,9 +44,9 @@ WaterAdc_T ReadWaterAdc(const Scene_T& scene);
 ///    "water": {"temperature": 15, "speed": 2.5},
 ///    "noise": 40, "seed": 1}
 /// Keys that are left out keep the values of the default scene; a "fish" list replaces the default one.
-/// Throws std::runtime_error, naming the key, for text that is no JSON, an unknown key, a value of the wrong
-/// type or out of its range, and a fish below the bottom.
+/// Throws std::runtime_error, which names line, column and key, for text that is not JSON, an unknown key, a
+/// value of the wrong type or out of its range, and a fish below the bottom.
 Scene_T ParseScene(const QByteArray& json);
 
-/// ParseScene() of a file; its errors, and that the file cannot be read, name the file.
+/// ParseScene() of a file, which its errors name.
 Scene_T ReadScene(const std::filesystem::path& file);

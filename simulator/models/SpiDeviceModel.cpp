@@ -28,7 +28,7 @@ const CSpiDeviceModel::Request_T* CSpiDeviceModel::FindRequest(unsigned long req
         {0x80047205, c_DescriptorSize, "start ping read", &CSpiDeviceModel::StartPingRead},
         {0x80047206, 0, "end ping read", &CSpiDeviceModel::EndPingRead},
     }};
-    // The kernel looks at 32 bits of the number, however wide the caller made it.
+    // The kernel uses 32 bits of the number, even if the caller's type is wider.
     const auto found = std::ranges::find(requests, static_cast<std::uint32_t>(request), &Request_T::number);
     return found == requests.end() ? nullptr : found;
 }

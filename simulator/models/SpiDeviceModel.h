@@ -4,10 +4,10 @@
 
 #include <string>
 
-/// A device on the unit's SPI driver. The driver's side works without power: it must be configured before
-/// anything else. A request that is refused fails with an errno (unknown ENOTTY, null argument EFAULT, else
-/// EINVAL); a refused write succeeds, because nothing on the link would report it. Without power writes and
-/// requests succeed without effect and waits for the interrupt time out.
+/// A device on the unit's SPI driver. The driver works without power. It must be configured before anything
+/// else. A request that is refused fails with an errno (ENOTTY if unknown, EFAULT for a null argument,
+/// otherwise EINVAL); a refused write succeeds, because nothing on the link would report it. Without power,
+/// writes and requests succeed without effect, and waits for the interrupt time out.
 class CSpiDeviceModel : public IDeviceModel
 {
 public:

@@ -16,14 +16,20 @@ std::string Text(const std::string& device, Kind kind, unsigned long request, st
     if (kind == Kind::Ioctl) {
         text += " " + HexText(static_cast<std::uint32_t>(request), TraceWord::c_RequestDigits);
     }
-    return text + (kind == Kind::Ioctl ? " with " : " of ") + std::to_string(count) +
-           (count == 1 ? " byte on " : " bytes on ") + device;
+    return text + (kind == Kind::Ioctl ? " with " : " of ") + ByteCount(count) + " on " + device;
 }
 
 std::string Text(const TraceOperation_T& operation)
 {
     return Text(operation.device, operation.kind, operation.request,
                 operation.kind == Kind::Unasked ? operation.outcome.reply.size() : operation.bytes.size());
+}
+
+/// Whether the recorded device got the operation: no fault kept it away.
+bool HasArrived(const DeviceOutcome_T& outcome)
+{
+    return outcome.error == 0 && outcome.taken.value_or(1) != 0 &&
+           outcome.meaning.find("=lying") == std::string::npos;
 }
 } // namespace
 
@@ -97,7 +103,11 @@ void CReplay::Differ(std::size_t line, const std::string& what)
 
 DeviceOutcome_T CReplayDevice::Write(ByteView_T bytes)
 {
-    return m_Replay.Answer(m_Node, Kind::Write, 0, bytes);
+    DeviceOutcome_T outcome = m_Replay.Answer(m_Node, Kind::Write, 0, bytes);
+    if (HasArrived(outcome)) {
+        m_Model.Write(bytes.first(std::min(outcome.taken.value_or(bytes.size()), bytes.size())));
+    }
+    return outcome;
 }
 
 std::size_t CReplayDevice::IoctlArgumentSize(unsigned long request) const
@@ -107,10 +117,15 @@ std::size_t CReplayDevice::IoctlArgumentSize(unsigned long request) const
 
 DeviceOutcome_T CReplayDevice::Ioctl(unsigned long request, ByteView_T argument)
 {
-    return m_Replay.Answer(m_Node, Kind::Ioctl, request, argument);
+    DeviceOutcome_T outcome = m_Replay.Answer(m_Node, Kind::Ioctl, request, argument);
+    if (HasArrived(outcome)) {
+        m_Model.Ioctl(request, argument);
+    }
+    return outcome;
 }
 
 DeviceOutcome_T CReplayDevice::TakeImage(ByteView_T bytes)
 {
+    m_Model.TakeImage(bytes);
     return m_Replay.Answer(m_Node, Kind::Image, 0, bytes);
 }

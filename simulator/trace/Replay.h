@@ -2,20 +2,20 @@
 
 #include "simulator/trace/TraceFile.h"
 
-/// A trace that answers in the place of a unit's devices, in the order of its operations over all of them.
-/// From the first operation on that is not the one that the trace has, everything fails with EIO.
+/// A trace that answers instead of a unit's devices, in the order of its operations over all devices. From
+/// the first operation on that differs from the trace, everything fails with EIO.
 class CReplay
 {
 public:
     explicit CReplay(TraceFile_T trace) : m_Trace(std::move(trace)) {}
 
-    /// What the trace's next operation led to, when it is this one.
+    /// The outcome of the trace's next operation, if it is this one.
     DeviceOutcome_T Answer(const std::string& device, DeviceOperation_T::Kind kind, unsigned long request,
                            ByteView_T bytes);
-    /// What the trace has the device send now without being asked.
+    /// What the device sends now without being asked, according to the trace.
     std::optional<DeviceOutcome_T> AnswerUnasked(const std::string& device);
 
-    /// To be called when no more operations come; those that are left over are a difference, too.
+    /// Call it when no more operations come. Operations that are left over are a difference, too.
     /// @return the first difference in one line "FILE:LINE: ...", empty when there is none
     std::string Finish();
 
@@ -35,9 +35,11 @@ class CReplayDevice final : public IDeviceModel
 public:
     /// @param replay  must outlive the device
     /// @param node    name of the node below /dev
-    /// @param model   the product's own device, which must outlive this one; it says what kind of node this
-    /// is
-    CReplayDevice(CReplay& replay, std::string node, const IDeviceModel& model)
+    /// @param model   the product's own device, which must outlive this one. It says what kind of node this
+    /// is,
+    ///                and gets every operation that reached the recorded device, so that it has the settings
+    ///                of that one. Its answers are not used.
+    CReplayDevice(CReplay& replay, std::string node, IDeviceModel& model)
         : m_Replay(replay), m_Node(std::move(node)), m_Model(model)
     {
     }
@@ -48,9 +50,10 @@ public:
     DeviceOutcome_T TakeImage(ByteView_T bytes) override;
     std::optional<DeviceOutcome_T> TakeUnasked() override { return m_Replay.AnswerUnasked(m_Node); }
     bool IsSerialLine() const override { return m_Model.IsSerialLine(); }
+    void SetLine(const termios& settings) override { m_Model.SetLine(settings); }
 
 private:
     CReplay& m_Replay;
     const std::string m_Node;
-    const IDeviceModel& m_Model;
+    IDeviceModel& m_Model;
 };

@@ -10,7 +10,7 @@
 
 namespace
 {
-/// Far more than a device takes at once, and far less than a repeat can ask for.
+/// Far more than a device takes at once. A repeat count could ask for more.
 constexpr std::size_t c_MostBytes = std::size_t{1} << 24;
 constexpr int c_HexBase = 16;
 constexpr std::string_view c_Separator = "|";
@@ -50,7 +50,7 @@ void TakeError(TraceEntry_T& entry, std::string_view name)
 {
     const auto error = ErrorNamed(name);
     if (!error) {
-        Refuse("there is no error " + Quoted(name));
+        Refuse("unknown error " + Quoted(name));
     }
     entry.error = *error;
 }
@@ -90,7 +90,7 @@ void TakeBytes(TraceEntry_T& entry, std::string_view word, std::size_t number)
         const std::string_view pair = digits.substr(at, 2);
         const auto value = NumberIn<std::uint8_t>(pair, c_HexBase);
         if (!value && pair != c_Open) {
-            Refuse(Quoted(pair) + " is no byte");
+            Refuse(Quoted(pair) + " is not a byte");
         }
         if (*repeats > c_MostBytes - entry.bytes.size()) {
             Refuse("more than " + std::to_string(c_MostBytes) + " bytes");
@@ -146,7 +146,7 @@ TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number)
     words >> count;
     entry.count = NumberIn<std::uint32_t>(count);
     if (!entry.count && count != TraceWord::c_Nothing) {
-        Refuse("the count " + Quoted(count) + " is no number and not -");
+        Refuse("the count " + Quoted(count) + " is neither a number nor -");
     }
     std::string rest;
     std::getline(words, rest);
@@ -161,7 +161,7 @@ TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number)
 void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number)
 {
     if (entry.IsRefusal()) {
-        Refuse("this line begins with a blank, but there is nothing that it could continue");
+        Refuse("this line begins with a blank, but a refusal above it cannot continue");
     }
     text = text.substr(0, text.find(TraceWord::c_Comment));
     for (std::size_t begin = text.find_first_not_of(TraceWord::c_Blanks); begin < text.size();) {

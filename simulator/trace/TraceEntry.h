@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// What the words of a trace are; docs/trace.md says what they mean.
+/// The words of a trace; docs/trace.md explains them.
 namespace TraceWord
 {
 constexpr std::string_view c_Header = "sonarbench trace 2";
@@ -35,10 +35,10 @@ constexpr std::string_view c_Bytewise = "bytewise";
 constexpr std::string_view c_Blanks = " \t\r";
 } // namespace TraceWord
 
-/// Bytes of which some may be anything.
+/// Bytes, some of which can have any value.
 using BytePattern_T = std::vector<std::optional<std::uint8_t>>;
 
-/// The line of the file that bytes are on, from an offset to that of the next place.
+/// The line of the file for the bytes from an offset to that of the next place.
 struct TracePlace_T {
     std::size_t offset;
     std::size_t line;
@@ -56,7 +56,7 @@ struct TraceEntry_T {
     std::vector<TracePlace_T> places{};
     int error = 0;
     std::optional<std::size_t> taken{};
-    std::string checksum{}; ///< that its bytes should have, as ChecksumText gives it; empty: not given
+    std::string checksum{}; ///< expected of its bytes, in the form of ChecksumText(); empty: not given
     std::chrono::milliseconds delay{};
     bool isBytewise = false;
     std::string text{}; ///< the meaning, or why something was refused
@@ -64,13 +64,13 @@ struct TraceEntry_T {
     bool IsRefusal() const { return direction == TraceWord::c_Refused || direction == TraceWord::c_Excused; }
 };
 
-/// "~1a2b", the checksum of what a device sent: the 16-bit CRC of ISO/IEC 3309, which no change within two
-/// neighbouring bytes leaves as it is.
+/// "~1a2b", the checksum of what a device sent: the 16-bit CRC of ISO/IEC 3309. Every change within two
+/// neighbouring bytes changes it.
 std::string ChecksumText(ByteView_T bytes);
 
-/// Reads the first line of an entry; whether its direction exists is left to the caller. Throws
-/// std::runtime_error, which says what is wrong, for any other line.
+/// Reads the first line of an entry; the caller checks the direction. Throws std::runtime_error, which says
+/// what is wrong, for any other line.
 TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number);
 
-/// Adds the line with this number, which continues the entry; throws in the same way.
+/// Adds the line with this number, which continues the entry. Throws in the same way.
 void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number);

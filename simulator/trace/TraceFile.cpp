@@ -1,9 +1,11 @@
 #include "simulator/trace/TraceFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -12,7 +14,10 @@ using Kind = DeviceOperation_T::Kind;
 
 [[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
 
-[[noreturn]] void RefuseFile(const std::string& name) { Refuse("cannot read the trace " + name); }
+[[noreturn]] void RefuseFile(const std::string& name, int error)
+{
+    throw std::system_error(error, std::generic_category(), "cannot read the trace " + name);
+}
 
 /// Reads lines into operations.
 class CReader
@@ -46,7 +51,7 @@ private:
 
     TraceFile_T m_Trace; ///< its last line is the one that was read last
     std::optional<TraceEntry_T> m_Entry;
-    std::size_t m_At = 0; ///< number of the line that is judged
+    std::size_t m_At = 0; ///< number of the line that is checked
 };
 
 struct CReader::Direction_T {
@@ -93,12 +98,12 @@ void CReader::Take(const std::string& text)
         m_At = number;
         m_Entry = BeginTraceEntry(text, number);
         if (FindDirection(m_Entry->direction) == nullptr) {
-            Refuse("there is no direction \"" + m_Entry->direction + "\"");
+            Refuse("unknown direction \"" + m_Entry->direction + "\"");
         }
     } else if (m_Entry) {
         ContinueTraceEntry(*m_Entry, text, number);
     } else {
-        Refuse("this line begins with a blank, but nothing stands above it");
+        Refuse("this line begins with a blank, but there is no entry above it");
     }
 }
 
@@ -108,7 +113,7 @@ void CReader::TakeUnit(const std::string& text)
     std::string word;
     std::string rest;
     if (!(words >> word >> m_Trace.unit) || word != TraceWord::c_Unit || words >> rest) {
-        Refuse("before the operations stands a line \"unit PRODUCT\"");
+        Refuse("a line \"unit PRODUCT\" must come before the operations");
     }
     m_Trace.unitLine = m_At;
 }
@@ -116,7 +121,7 @@ void CReader::TakeUnit(const std::string& text)
 void CReader::TakeFault(const std::string& specification)
 {
     if (m_Entry) {
-        Refuse("faults stand before the operations");
+        Refuse("faults must come before the operations");
     }
     try {
         m_Trace.callFaults.push_back(FaultOf(specification));
@@ -124,7 +129,7 @@ void CReader::TakeFault(const std::string& specification)
         Refuse(error.what());
     }
     if (!m_Trace.callFaults.back().kind->IsAtCall()) {
-        Refuse("fault \"" + specification + "\": only those in the program's calls stand here");
+        Refuse("fault \"" + specification + "\": a trace names only those in the program's calls");
     }
 }
 
@@ -143,10 +148,10 @@ void CReader::Complete()
         Refuse("only an image, ioctl or write can fail");
     }
     if ((m_Entry->delay.count() != 0 || m_Entry->isBytewise) && !direction.mayBeLate) {
-        Refuse("only what becomes readable, a reply or unasked, can come late or bytewise");
+        Refuse("only a reply or unasked can come late or bytewise");
     }
     if (!m_Entry->checksum.empty() && !direction.isOfDevice) {
-        Refuse("only what a device sends, a fill, reply or unasked, has a checksum");
+        Refuse("only a fill, reply or unasked has a checksum");
     }
     (this->*direction.add)();
     m_Entry.reset();
@@ -157,11 +162,11 @@ void CReader::AddOperation()
     const auto kind = static_cast<Kind>(std::ranges::find(TraceWord::c_Operations, m_Entry->direction) -
                                         TraceWord::c_Operations.begin());
     if (kind == Kind::Ioctl && !m_Entry->request) {
-        Refuse("an ioctl without a request");
+        Refuse("an ioctl needs a request");
     }
     if (kind != Kind::Unasked && m_Entry->taken &&
         (kind != Kind::Write || *m_Entry->taken > m_Entry->bytes.size())) {
-        Refuse("only a write reports a count, which is at most that of its bytes");
+        Refuse("only a write reports a count, of at most its bytes");
     }
     TraceOperation_T operation{.line = m_Entry->number,
                                .device = m_Entry->device,
@@ -198,7 +203,7 @@ void CReader::AddFill()
     above.outcome.fill = Sent();
     above.outcome.replyMeaning = m_Entry->text;
     if (above.outcome.fill.size() > above.bytes.size() || above.kind != Kind::Write) {
-        Refuse("a fill stands below a write of at least as many bytes");
+        Refuse("a fill must follow a write of at least as many bytes");
     }
 }
 
@@ -229,7 +234,7 @@ void CReader::PutReply(DeviceOutcome_T& outcome) const
 TraceOperation_T& CReader::Above()
 {
     if (m_Trace.operations.empty() || m_Trace.operations.back().device != m_Entry->device) {
-        Refuse(m_Entry->direction + " without an operation on " + m_Entry->device + " above it");
+        Refuse(m_Entry->direction + " needs an operation on " + m_Entry->device + " above it");
     }
     return m_Trace.operations.back();
 }
@@ -240,13 +245,13 @@ Bytes_T CReader::Sent() const
     bytes.reserve(m_Entry->bytes.size());
     for (const std::optional<std::uint8_t> byte : m_Entry->bytes) {
         if (!byte) {
-            Refuse("what a device sends cannot be left open");
+            Refuse("a byte that a device sends cannot be ??");
         }
         bytes.push_back(*byte);
     }
     if (const std::string has = ChecksumText(bytes); !m_Entry->checksum.empty() && m_Entry->checksum != has) {
         Refuse("the checksum is " + m_Entry->checksum + ", but the bytes have " + has +
-               ": they were changed");
+               ", so they were changed");
     }
     return bytes;
 }
@@ -264,8 +269,8 @@ TraceFile_T CReader::Finish()
 
 std::size_t TraceOperation_T::LineOf(std::size_t offset) const
 {
-    const auto behind = std::ranges::upper_bound(places, offset, {}, &TracePlace_T::offset);
-    return behind == places.begin() ? line : std::prev(behind)->line;
+    const auto next = std::ranges::upper_bound(places, offset, {}, &TracePlace_T::offset);
+    return next == places.begin() ? line : std::prev(next)->line;
 }
 
 std::string PlaceIn(const std::string& name, std::size_t line)
@@ -286,14 +291,14 @@ TraceFile_T ReadTrace(std::istream& stream, const std::string& name)
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(PlaceIn(name, reader.At()) + error.what());
     }
-    RefuseFile(name);
+    RefuseFile(name, errno);
 }
 
 TraceFile_T ReadTraceFile(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        RefuseFile(file.string());
+        RefuseFile(file.string(), errno);
     }
     return ReadTrace(stream, file.string());
 }

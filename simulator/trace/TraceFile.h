@@ -18,16 +18,16 @@ struct TraceOperation_T {
     BytePattern_T bytes = {};              ///< of the program; none for Unasked
     std::vector<TracePlace_T> places = {}; ///< of the bytes, ascending
     std::optional<std::chrono::nanoseconds> time;
-    DeviceOutcome_T outcome = {}; ///< of the device, all that a trace holds of it
+    DeviceOutcome_T outcome = {}; ///< of the device, as far as a trace has it
 
-    /// Line of the file that a byte is on; beyond the last byte, the line of the last one.
+    /// Line of the file with a byte; after the last byte, the line of that one.
     std::size_t LineOf(std::size_t offset) const;
 };
 
-/// A trace as it was read.
+/// The contents of a trace.
 struct TraceFile_T {
     std::string name; ///< of the file, for messages
-    std::string unit; ///< name of the unit's product; not checked, nor are those of the devices
+    std::string unit; ///< name of the unit's product; neither it nor the devices are checked
     std::size_t unitLine;
     std::vector<Fault_T> callFaults; ///< those that were played at the program's calls
     std::vector<TraceOperation_T> operations;
@@ -41,5 +41,5 @@ std::string PlaceIn(const std::string& name, std::size_t line);
 /// docs/trace.md says.
 TraceFile_T ReadTrace(std::istream& stream, const std::string& name);
 
-/// Reads a trace from a file. One that cannot be read is such an error, too, with its name alone.
+/// Reads a trace from a file. For a file that cannot be read, the exception has its name and the reason.
 TraceFile_T ReadTraceFile(const std::filesystem::path& file);

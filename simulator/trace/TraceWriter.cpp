@@ -34,7 +34,7 @@ std::string MeaningText(std::string_view meaning)
     return (meaning.empty() ? "" : " # ") + std::string(meaning) + "\n";
 }
 
-/// A request as eight digits and the sign that its argument follows.
+/// A request as eight digits and the sign before its argument.
 std::string RequestText(unsigned long request)
 {
     return HexText(static_cast<std::uint32_t>(request), TraceWord::c_RequestDigits).substr(2) +

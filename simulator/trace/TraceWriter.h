@@ -8,15 +8,15 @@
 #include <string_view>
 #include <vector>
 
-/// Writes what happens on a unit's devices as text, the same on every machine: a trace as docs/trace.md
-/// describes it, a line for each operation. TraceFile.h reads it again.
+/// Writes what happens on a unit's devices as a trace, one line for each operation; docs/trace.md describes
+/// the format, TraceFile.h reads it. The text is the same on every machine.
 class CTraceWriter
 {
 public:
     /// Writes the first lines.
     /// @param stream  must outlive the writer
     /// @param unit    name of the unit's product
-    /// @param callFaults  the faults that are played at the program's calls, of which the devices see nothing
+    /// @param callFaults  the faults at the program's calls, which the devices do not see
     CTraceWriter(std::ostream& stream, std::string_view unit, const std::vector<Fault_T>& callFaults = {});
 
     /// Writes an operation.
@@ -26,5 +26,5 @@ private:
     std::ostream& Begin(std::string_view device, std::string_view direction);
 
     std::ostream& m_Stream;
-    std::chrono::nanoseconds m_Time{}; ///< that the links carried bytes so far
+    std::chrono::nanoseconds m_Time{}; ///< for which the links carried bytes so far
 };

@@ -56,8 +56,8 @@ void ChooseDirectory(const fs::path& directory)
 
 /// The library's thread already works when the library sets UMOCKDEV_DIR, and a thread that reads the
 /// environment while another changes it can crash. Two things would make it read: a translation, which looks
-/// for the user's languages except in the locale C, and the first signal connection of the process, at which
-/// GLib looks whether it shall warn of deprecated signals.
+/// for the user's languages except in the locale C, and the first signal connection of the process, when GLib
+/// looks for a variable that turns warnings on.
 void KeepThreadsFromEnvironment()
 {
     std::setlocale(LC_MESSAGES, "C");

@@ -9,24 +9,24 @@
 #include <vector>
 
 /// The device nodes of a unit at the kernel's boundary. Each node is a raw pseudo-terminal, so that poll,
-/// read, locks and what child processes write go through the kernel; requests and writes of the program are
-/// answered by the node's model. Only this class and CDeviceNode know how this is done. A process has one at
+/// read, locks and what child processes write go through the kernel; the node's model
+/// answers requests and writes of the program. Only this class and CDeviceNode know how. A process has one at
 /// most, and makes it before it starts a thread.
 class CDeviceHost
 {
 public:
     using Observer_T = std::function<void(const DeviceOperation_T&)>;
 
-    /// @param directory  an existing directory for the nodes and the unit's /sys; its path must be short
+    /// @param directory  an existing directory for the nodes and the unit's /sys. Its path must be short
     /// enough
-    ///                   for a socket's address below it (about 50 characters)
+    ///                   for the address of a socket below it (about 50 characters).
     /// @param observer   called after every operation, in their order, one at a time
     /// Throws std::runtime_error when the machine lacks what is needed.
     CDeviceHost(const std::filesystem::path& directory, Observer_T observer);
     CDeviceHost(const CDeviceHost&) = delete;
     CDeviceHost& operator=(const CDeviceHost&) = delete;
-    /// From then on neither models nor observer are called. The nodes stay until the process ends, and what
-    /// is below Root() until the directory is removed.
+    /// After it, neither models nor observer are called. The nodes stay until the process ends, the files
+    /// below Root() until the directory is removed.
     ~CDeviceHost();
 
     /// Directory that holds the unit's dev and sys.
@@ -40,12 +40,12 @@ public:
     std::vector<int> Descriptors() const;
     void Drain();
 
-    /// Hands the models what no later operation will hand them; call after the program's end. From then on
-    /// neither models nor observer are called: an operation that a killed program left behind fails.
+    /// Hands the models what child processes wrote last; call after the program's end. After it, neither
+    /// models nor observer are called: an operation of a killed program fails.
     void Finish();
 
-    /// Environment that makes a program use these nodes, where insideDirectory is the place at which the
-    /// program sees the directory given at construction.
+    /// Environment that makes a program use these nodes. The program sees the directory given at construction
+    /// as insideDirectory.
     std::vector<std::pair<std::string, std::string>>
     Environment(const std::filesystem::path& insideDirectory) const;
 

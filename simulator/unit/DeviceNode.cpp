@@ -80,7 +80,7 @@ void CReplySender::Run(const std::stop_token& stop)
 
 void CReplySender::PutBytewise(const std::stop_token& stop, const Bytes_T& bytes) const
 {
-    // The terminal hands a byte over a moment after it was put in; before that it does not count as unread.
+    // The terminal needs a moment to hand a byte over; until then it does not count as unread.
     constexpr std::chrono::microseconds c_Moment(100);
     for (const std::uint8_t byte : bytes) {
         if (!Put({&byte, 1})) {
@@ -138,7 +138,7 @@ int CDeviceNode::OpenSlave() const
     return slave;
 }
 
-/// What a serial line is like before a program sets it up.
+/// The settings of a serial line before a program sets it up.
 void CDeviceNode::MakeSerialLine() const
 {
     termios settings{};
@@ -160,7 +160,7 @@ void CDeviceNode::TellLine()
     }
     termios settings{};
     ::tcgetattr(m_Master, &settings);
-    // An emulator shows the speeds above 460,800 baud, which it does not know, as none.
+    // An emulator does not know speeds above 460,800 baud and shows them as 0.
     if (m_IsEmulated && ::cfgetospeed(&settings) == B0) {
         ::cfsetspeed(&settings, B3000000);
     }
@@ -215,7 +215,7 @@ void CDeviceNode::Operate(UMockdevIoctlClient* pClient, bool isWrite)
         umockdev_ioctl_client_complete(pClient, -1, ENODEV);
         return;
     }
-    // What was written to one node can change what answers on another.
+    // A write to one node can change the answers of another.
     for (const auto& node : m_Host.nodes) {
         node->TakeImage();
     }

@@ -31,13 +31,13 @@ private:
     int m_Descriptor;
 };
 
-/// Puts replies into a node's terminal in their order: at once, or later and byte by byte where a fault wants
-/// it so.
+/// Puts replies into a node's terminal in their order: at once, or later and byte by byte if a fault asks for
+/// that.
 class CReplySender
 {
 public:
     /// @param master  descriptor of the terminal's device side
-    /// @param slave   descriptor of the program's side, on which bytes that are not read yet are counted
+    /// @param slave   descriptor of the program's side, where unread bytes are counted
     CReplySender(int master, int slave) : m_Master(master), m_Slave(slave) {}
 
     /// Sends the reply of an outcome; false when it does not fit into the terminal's buffer.
@@ -60,7 +60,7 @@ private:
     const int m_Slave;
     std::mutex m_Lock;
     std::condition_variable_any m_Wake;
-    std::deque<Reply_T> m_Waiting; ///< the first stays until it was sent
+    std::deque<Reply_T> m_Waiting; ///< the first stays until it is sent
     std::optional<std::jthread>
         m_Thread; ///< last, so that it ends before what it uses; from the first delay on
 };
@@ -89,7 +89,7 @@ private:
     void Finish(DeviceOperation_T::Kind kind, unsigned long request, ByteView_T bytes,
                 DeviceOutcome_T outcome);
 
-    /// One operation of the program, with everything before and after it.
+    /// Carries out one operation of the program, after pending images and before unasked replies.
     void Operate(UMockdevIoctlClient* pClient, bool isWrite);
     static gboolean OnIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode);
     static gboolean OnWrite(UMockdevIoctlBase*, UMockdevIoctlClient* pClient, gpointer pNode);

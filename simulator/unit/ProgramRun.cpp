@@ -30,11 +30,11 @@ std::string ProcessorOf(const std::filesystem::path& program)
         .append(head.begin() + offsetof(Elf32_Ehdr, e_machine), head.end());
 }
 
-constexpr std::array<int, 5> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-/// How soon a signal is tried again that nobody could be given yet.
+constexpr std::array<int, 6> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
+/// When passing a signal on is tried again.
 constexpr int c_RetryMilliseconds = 10;
 
-pid_t Start(const std::vector<std::string>& command, const sigset_t& signalMask)
+pid_t Start(const std::vector<std::string>& command, const CSignals& signals)
 {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
@@ -44,10 +44,12 @@ pid_t Start(const std::vector<std::string>& command, const sigset_t& signalMask)
     arguments.push_back(nullptr);
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
-    ::posix_spawnattr_setsigmask(&attributes, &signalMask);
-    // Of its own, so that the keyboard's interrupt comes once: from here.
+    ::posix_spawnattr_setsigmask(&attributes, &signals.Before());
+    ::posix_spawnattr_setsigdefault(&attributes, &signals.Defaults());
+    // A group of its own gets the keyboard's signals only from here, not twice.
     ::posix_spawnattr_setpgroup(&attributes, 0);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+    ::posix_spawnattr_setflags(&attributes,
+                               POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
     pid_t child = -1;
     const int error = ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
     ::posix_spawnattr_destroy(&attributes);
@@ -57,7 +59,7 @@ pid_t Start(const std::vector<std::string>& command, const sigset_t& signalMask)
     return child;
 }
 
-/// A program that was started. It goes with the object, unless its end was seen.
+/// A program that was started. The destructor ends it if its end was not seen.
 class CChild
 {
 public:
@@ -128,6 +130,14 @@ CSignals::CSignals()
     for (const int signal : c_HandledSignals) {
         ::sigaddset(&handled, signal);
     }
+    // GLib ignores this signal, which programs would inherit.
+    ::sigemptyset(&m_Defaults);
+    struct sigaction pipe {
+    };
+    ::sigaction(SIGPIPE, nullptr, &pipe);
+    if (pipe.sa_handler != SIG_IGN) {
+        ::sigaddset(&m_Defaults, SIGPIPE);
+    }
     // If the signal is ignored, no end of a child is reported.
     ::signal(SIGCHLD, SIG_DFL);
     ::sigprocmask(SIG_BLOCK, &handled, &m_Before);
@@ -154,13 +164,32 @@ int CSignals::TakeRequest() const
     return 0;
 }
 
-int RunProgram(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
+void CSignals::Stop()
 {
-    const pid_t id = Start(command, signals.Before());
+    sigset_t stop;
+    ::sigemptyset(&stop);
+    ::sigaddset(&stop, SIGTSTP);
+    ::raise(SIGTSTP);
+    ::sigprocmask(SIG_UNBLOCK, &stop, nullptr);
+    ::sigprocmask(SIG_BLOCK, &stop, nullptr);
+}
+
+int RunCommand(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
+{
+    const pid_t id = Start(command, signals);
     CChild child(id);
-    const auto onSignal =
-        watch.onSignal ? watch.onSignal : [id](int signal) { return ::kill(id, signal) == 0; };
-    std::vector<int> requests; // that nobody was given yet
+    const auto passOn =
+        watch.passOn ? watch.passOn : [](int signal, pid_t started) { return ::kill(started, signal) == 0; };
+    const auto wasPassedOn = [&](int signal) {
+        const bool isDone = passOn(signal, id);
+        if (isDone && signal == SIGTSTP) {
+            ::kill(-id, SIGTSTP);
+            CSignals::Stop();
+            ::kill(-id, SIGCONT);
+        }
+        return isDone;
+    };
+    std::vector<int> requests; // that are not passed on yet
     std::vector<pollfd> watched = {{signals.Descriptor(), POLLIN, 0}};
     for (const int descriptor : watch.descriptors) {
         watched.push_back({descriptor, POLLIN, 0});
@@ -174,9 +203,9 @@ int RunProgram(const std::vector<std::string>& command, const CSignals& signals,
         for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
             requests.push_back(signal);
         }
+        std::erase_if(requests, wasPassedOn); // first, since waitpid() blocks while proot is stopped
         if (const std::optional<int> status = child.Ended()) {
             return *status;
         }
-        std::erase_if(requests, onSignal);
     }
 }

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// A file of the simulator's own, by its name: it is next to the simulator's program or, as installed, in the
-/// library directory. Throws std::runtime_error when it is missing.
+/// A file of the simulator by its name, next to the simulator's program or, if installed, in the library
+/// directory. Throws std::runtime_error when it is missing.
 std::filesystem::path Companion(const char* name);
 
 /// Whether the simulator itself runs under an emulator, whose command is in the variable SONARBENCH_EMULATOR.
@@ -15,11 +15,12 @@ bool IsEmulated();
 
 /// The words to put in front of a program's file so that it starts on this machine: those of
 /// SONARBENCH_EMULATOR for a program built for the same processor as the simulator. None without an emulator,
-/// or for anything else, such as a script, which the machine runs itself.
+/// and for other files, such as scripts, which the machine runs itself.
 std::vector<std::string> EmulatorOf(const std::filesystem::path& program);
 
-/// Takes the end of a child, and requests to end, out of a descriptor while it lives. Must be made before the
-/// process starts a thread: a signal goes to any thread that does not block it.
+/// While it lives, signals come out of a descriptor: the end of a child, and requests to end or to stop. Must
+/// be made before the process starts a thread, since a signal goes to any thread that does not block it, and
+/// before a library changes what the process does at SIGPIPE.
 class CSignals
 {
 public:
@@ -31,29 +32,36 @@ public:
 
     /// Readable when a signal waits.
     int Descriptor() const { return m_Descriptor; }
-    /// Takes the signals that wait, up to the next request to end; returns that one, 0 when there is none.
+    /// Takes the signals that wait, up to the next request; returns that one, 0 when there is none.
     int TakeRequest() const;
+    /// Stops this process until it is continued, like SIGTSTP without a handler.
+    static void Stop();
     /// The signals that were blocked before, for programs to start with.
     const sigset_t& Before() const { return m_Before; }
+    /// The signals that programs must start with the default action for.
+    const sigset_t& Defaults() const { return m_Defaults; }
 
 private:
     sigset_t m_Before{};
+    sigset_t m_Defaults{};
     int m_Descriptor;
 };
 
-/// What goes on while a program runs.
+/// What RunCommand() does while a program runs.
 struct RunWatch_T {
-    std::vector<int> descriptors = {};        ///< to look at while it runs
+    std::vector<int> descriptors = {};        ///< to wait for
     std::function<void()> onReadable = [] {}; ///< called when one of them has input
-    /// called with SIGINT, SIGTERM, SIGHUP or SIGQUIT, again and again until it returns that somebody was
-    /// given the signal; none: the program is
-    std::function<bool(int)> onSignal = {};
+    /// Passes SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP on, given the id of what RunCommand() started.
+    /// Called again and again until it returns true: the signal arrived and, after SIGTSTP, the program has
+    /// stopped. None: the signal goes to what RunCommand() started.
+    std::function<bool(int signal, pid_t child)> passOn = {};
 };
 
 /// The exit status for an end by a signal.
 constexpr int StatusOfSignal(int signal) { return 128 + signal; }
 
 /// Runs a command (found by PATH) with this process's standard streams, in a process group of its own, and
-/// waits for its end. Returns its exit status, that of StatusOfSignal() when a signal ended it. Throws
-/// std::system_error when it cannot be started or waited for; then, and when the watch throws, it is ended.
-int RunProgram(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);
+/// waits for its end. At SIGTSTP this process and the command's group stop until this process is continued.
+/// Returns its exit status, StatusOfSignal() when a signal ended it. Throws std::system_error when it
+/// cannot be started or waited for; then, and when the watch throws, it is ended.
+int RunCommand(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);

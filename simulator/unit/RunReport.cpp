@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string_view>
+#include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -18,8 +19,8 @@ namespace
 namespace fs = std::filesystem;
 
 constexpr char c_Reader[] = "sonarbench-station";
-/// As the reader's own table has them: from this exit status on, except the one for runs without a verdict,
-/// the reader has failed.
+/// From this exit status on the reader has failed, except with the one for runs without a verdict. The reader
+/// has the same numbers.
 constexpr int c_ReaderFailed = 2;
 constexpr int c_NotJudged = 3;
 
@@ -35,7 +36,7 @@ void Check(int result)
     }
 }
 
-/// Writes as much as is taken; returns 0, or why there was more.
+/// Writes the bytes; returns 0, or the errno of the write that failed.
 int WriteAll(int descriptor, std::string_view bytes)
 {
     while (!bytes.empty()) {
@@ -48,10 +49,10 @@ int WriteAll(int descriptor, std::string_view bytes)
     return 0;
 }
 
-/// In the reader's form of a number, whatever the locale.
+/// A number in the reader's form, in every locale.
 std::string NumberText(double number)
 {
-    std::array<char, 32> text; // more than the shortest form of any needs
+    std::array<char, 32> text; // enough for the shortest form of every number
     return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
 }
 } // namespace
@@ -68,7 +69,7 @@ CStreamCopy::CStreamCopy(int stream, const fs::path& copy)
     Check(::fcntl(m_Read, F_SETFL, O_NONBLOCK));
     Check(::dup2(ends[1], stream));
     ::close(ends[1]);
-    // If whoever reads the output goes, the unit must still be removed.
+    // The unit must be removed even if nobody reads the output any more.
     sigset_t brokenPipe;
     ::sigemptyset(&brokenPipe);
     ::sigaddset(&brokenPipe, SIGPIPE);
@@ -99,11 +100,24 @@ void CStreamCopy::Drain()
             return;
         }
         const std::string_view bytes(buffer.data(), static_cast<std::size_t>(count));
-        WriteAll(m_Standard, bytes); // whoever reads it may have gone
+        if (WriteAll(m_Standard, bytes) == EPIPE) {
+            Break();
+        }
         if (const int failure = WriteAll(m_Copy, bytes); failure != 0) {
             m_Failure = failure;
         }
     }
+}
+
+void CStreamCopy::Break()
+{
+    // The program's writes fail once no descriptor can read the pipe. RunCommand() still waits for the number
+    // of the descriptor, so it becomes one that never has input.
+    const int silent = ::eventfd(0, 0);
+    Check(silent);
+    Check(::dup3(silent, m_Read, O_CLOEXEC));
+    ::close(silent);
+    Check(::fcntl(m_Read, F_SETFL, O_NONBLOCK));
 }
 
 CTranscript::CTranscript(const fs::path& file)
@@ -146,7 +160,7 @@ void WriteRunReport(const fs::path& page, const CTranscript& transcript, double 
                     const CSignals& signals)
 {
     const fs::path& file = transcript.File();
-    // The page names the transcript as it is given here.
+    // The page shows the transcript's name as it is given here.
     std::vector<std::string> command = {"env", "-C", file.parent_path()};
     const fs::path reader = Companion(c_Reader);
     std::ranges::copy(EmulatorOf(reader), std::back_inserter(command));
@@ -155,7 +169,7 @@ void WriteRunReport(const fs::path& page, const CTranscript& transcript, double 
         command.insert(command.end(), {"--sample-clock", NumberText(1 / sampleInterval)});
     }
     command.insert(command.end(), {"--", file.filename()});
-    const int status = RunProgram(command, signals, {});
+    const int status = RunCommand(command, signals, {});
     if (status >= c_ReaderFailed && status != c_NotJudged) {
         throw std::runtime_error(std::string(c_Reader) + " could not make the report " + page.string());
     }

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <optional>
 
-/// Keeps a copy of what is written to a standard stream while it lives, by this process and those that it
-/// starts. It still goes where it went before, but the stream is no terminal meanwhile.
+/// While it lives, keeps a copy of what this process and those that it starts write to a standard stream. The
+/// text still goes where it went before, but the stream is a pipe.
 class CStreamCopy
 {
 public:
@@ -23,10 +23,13 @@ public:
     int Descriptor() const { return m_Read; }
     /// Passes on what there is; does not wait.
     void Drain();
-    /// The stream goes where it went before. Returns 0 when the copy is whole, otherwise an errno.
+    /// Restores the stream. Returns 0 when the copy is whole, otherwise an errno.
     int Finish();
 
 private:
+    /// Makes the program's next write fail, because nobody reads the stream any more.
+    void Break();
+
     int m_Stream;
     int m_Copy;
     int m_Read;
@@ -34,7 +37,7 @@ private:
     int m_Failure = 0;
 };
 
-/// Keeps what a run prints in a file: standard output, followed by standard error.
+/// Keeps what a run prints in a file: standard output, then standard error.
 class CTranscript
 {
 public:
@@ -45,7 +48,7 @@ public:
     std::array<int, 2> Descriptors() const { return {m_Output->Descriptor(), m_Errors->Descriptor()}; }
     /// Passes on what there is; does not wait. Before Finish().
     void Drain();
-    /// Keeps no more; the streams are again what they were.
+    /// Restores the streams and completes the file.
     void Finish();
     /// The file. After Finish(). Throws std::system_error when it does not hold everything.
     const std::filesystem::path& File() const;
@@ -58,7 +61,7 @@ private:
     int m_Failure = 0; ///< errno of what was not kept
 };
 
-/// Has the station's reader of reports make a page out of a transcript, for pictures with a range when the
-/// interval of the samples in seconds is above 0. Throws std::exception when there is no page.
+/// Lets sonarbench-station make a page of a transcript. Its pictures show the range if the interval of the
+/// samples, in seconds, is above 0. Throws std::exception when there is no page.
 void WriteRunReport(const std::filesystem::path& page, const CTranscript& transcript, double sampleInterval,
                     const CSignals& signals);

@@ -4,6 +4,7 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <stdexcept>
 
@@ -22,7 +23,7 @@ constexpr char c_StatusFile[] = "status";
 
 bool IsInstalled(const QString& tool) { return !QStandardPaths::findExecutable(tool).isEmpty(); }
 
-/// Where namespaces are refused, bubblewrap is installed and fails.
+/// On machines that refuse namespaces, bubblewrap can be installed but fails.
 bool BubblewrapWorks()
 {
     if (!IsInstalled(u"bwrap"_s)) {
@@ -35,15 +36,15 @@ bool BubblewrapWorks()
 
 struct RootEntry_T {
     fs::path path;
-    fs::path target; ///< empty when it is no link
+    fs::path target; ///< of a link; otherwise empty
 };
 
-/// The entries of this machine's root directory that no binding replaces. The sandbox has a root of its own
-/// made of them, because directories such as /corvane cannot, or should not, be made in the real one.
+/// The entries of this machine's root directory that no binding replaces. The sandbox's root is made of them,
+/// because directories such as /corvane cannot be made in the real one.
 std::vector<RootEntry_T> RootEntries(const Sandbox_T& sandbox)
 {
     std::vector<RootEntry_T> entries;
-    // By this name, because an emulator shows a program another "/".
+    // Not "/", because an emulator shows another one to programs.
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/root")) {
         const fs::path path = "/" / entry.path().filename();
         const auto replaces = [&](const Binding_T& binding) { return binding.inside == path; };
@@ -79,12 +80,12 @@ Command_T BubblewrapCommand(const Sandbox_T& sandbox)
 Command_T ProotCommand(const Sandbox_T& sandbox)
 {
     const fs::path root = sandbox.directory / c_RootDirectory;
-    // proot traces the program, and a leak checker cannot trace it as well.
+    // proot traces the program, so a leak checker cannot trace it.
     Command_T command = {"env", "LSAN_OPTIONS=detect_leaks=0", "proot", "-v", "-1", "-r", root};
     const auto bind = [&](const fs::path& host, const fs::path& inside) {
         if (host.string().find(':') != std::string::npos || inside.string().find(':') != std::string::npos) {
-            throw std::runtime_error("proot, which serves here in place of bubblewrap, cannot use the path " +
-                                     host.string() + ", because of its colon");
+            throw std::runtime_error("proot, which is used here instead of bubblewrap, cannot use the path " +
+                                     host.string() + ", which has a colon");
         }
         if (fs::exists(host)) {
             Append(command, {"-b", host.string() + ":" + inside.string()});
@@ -118,6 +119,16 @@ Command_T ToolCommand(const Sandbox_T& sandbox)
         "proot");
 }
 
+/// Whether a process runs or sleeps. It can also be stopped, held by its tracer, or have ended.
+bool IsActive(int id)
+{
+    std::ifstream file("/proc/" + std::to_string(id) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    return std::ranges::any_of(std::array{") R ", ") S ", ") D "},
+                               [&text](const char* state) { return text.find(state) != text.npos; });
+}
+
 /// The number that a file begins with, -1 when there is none.
 int NumberIn(const fs::path& file)
 {
@@ -131,15 +142,15 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
                  const std::vector<int>& descriptors, const std::function<void()>& onReadable)
 {
     Sandbox_T whole = sandbox;
-    // Neither tool passes signals on, nor does each give the exit status of a program that a signal ended, so
-    // the program's parent inside is the simulator's.
+    // Neither tool passes signals on, and not each gives the exit status of a program that a signal ended. So
+    // the parent of the program is one of the simulator's.
     const fs::path supervisor = sandbox.inside / c_Supervisor;
     whole.bindings.insert(whole.bindings.begin(), {sandbox.directory, sandbox.inside});
     whole.bindings.push_back({Companion(c_SupervisorFile), supervisor});
     Command_T command = ToolCommand(whole);
     Append(command, EmulatorOf(whole.bindings.back().host));
     Append(command, {supervisor, sandbox.inside / c_IdFile, sandbox.inside / c_StatusFile});
-    // Set inside, so that the sandbox's own tool runs without the preloaded library.
+    // Set inside, so that the tool itself runs without the preloaded library.
     command.emplace_back("env");
     for (const std::string& name : sandbox.unsetEnvironment) {
         Append(command, {"-u", name});
@@ -149,19 +160,32 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     }
     Append(command, program);
 
-    const auto passOn = [&](int signal) {
-        // There is none while the sandbox is still being made.
+    const auto passOn = [&](int signal, pid_t tool) {
+        // There is no id while the sandbox is being made.
         const int id = NumberIn(sandbox.directory / c_IdFile);
-        return id > 0 && ::kill(id, signal) == 0;
+        if (id <= 0 || signal != SIGTSTP) {
+            return id > 0 && ::kill(id, signal) == 0;
+        }
+        ::kill(tool, SIGSTOP); // first, because proot continues what it traces
+        ::kill(id, signal);
+        return !IsActive(id);
     };
-    if (const int signal = signals.TakeRequest(); signal != 0) {
-        return StatusOfSignal(signal);
+    for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
+        if (signal != SIGTSTP) {
+            return StatusOfSignal(signal);
+        }
+        CSignals::Stop();
     }
-    RunProgram(command, signals, {descriptors, onReadable, passOn});
+    RunCommand(command, signals, {descriptors, onReadable, passOn});
     const int status = NumberIn(sandbox.directory / c_StatusFile);
     if (status < 0) {
-        throw std::runtime_error("the program could not be run in the unit's file system; " + command[0] +
-                                 " said why above, if it did");
+        throw std::runtime_error(
+            NumberIn(sandbox.directory / c_IdFile) < 0
+                ? "the program could not be run in the unit's file system (its tool is " + command[0] + ")"
+                : "the program ran, but its exit status is lost: something ended its parent, or no file can "
+                  "be "
+                  "written in " +
+                      sandbox.directory.parent_path().string());
     }
     return status;
 }

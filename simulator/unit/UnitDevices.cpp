@@ -9,7 +9,7 @@
 
 namespace
 {
-/// What the devices of one unit are made from.
+/// The parts of which the devices of one unit are made.
 struct Parts_T {
     const Product_T& product;
     const FpgaSetup_T& fpga;
@@ -27,7 +27,7 @@ Device_T MakeXkFpga(const Parts_T& parts, std::optional<std::uint8_t> firmwareVe
     return std::make_unique<CCorFpgaModel>(setup, isFast ? c_CorFastClockHz : c_CorClockHz);
 }
 
-/// A node and what answers there.
+/// A node and how its device is made.
 struct NodeRow_T {
     const char* node;
     Device_T (*make)(const Parts_T& parts);
@@ -57,7 +57,7 @@ constexpr NodeRow_T c_LumetSpi[] = {
      [](const Parts_T& parts) -> Device_T { return std::make_unique<CLumetFpgaModel>(parts.fpga); }},
 };
 
-/// By Link. A product without a link has the FPGA that an environment can select by itself.
+/// By Link. A product without a link has an FPGA all the same, which environment variables can select.
 constexpr std::span<const NodeRow_T> c_Rows[] = {c_LowscanSpi, c_LowscanUart, c_LowscanSpi, c_XkSpi,
                                                  c_LumetSpi};
 static_assert(std::size(c_Rows) == static_cast<std::size_t>(Link::LumetSpi) + 1);

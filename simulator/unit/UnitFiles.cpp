@@ -3,34 +3,42 @@
 #include "framework/UnitPaths.h"
 #include "simulator/models/FpgaFirmware.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
-#include <stdexcept>
 #include <string_view>
+#include <sys/file.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace
 {
 namespace fs = std::filesystem;
 
-/// A file that every unit has, with its contents.
+/// A file of a unit, with its contents.
 struct UnitFile_T {
-    const char* path;
-    std::string_view contents;
+    std::string path;
+    std::string contents;
+    bool isScript = false;
 };
 
 // Raw analogue readings are those of a unit on a 13.8 V bench supply at room temperature.
-constexpr std::array<UnitFile_T, 6> c_CommonFiles = {{
-    {UnitPaths::c_BatteryVoltage, "2873\n"},
-    {UnitPaths::c_LcdTemperature, "1846\n"},
-    {UnitPaths::c_SensePin, "3071\n"},
-    {UnitPaths::c_ApplicationVersion, "4.12.0\n"},
-    {UnitPaths::c_PlatformVersion, "2.6.1\n"},
-    {UnitPaths::c_SerialNumber, "QS1000123\n"},
-}};
+constexpr std::pair<const char*, const char*> c_CommonFiles[] = {
+    {UnitPaths::c_BatteryVoltage, "2873\n"},   {UnitPaths::c_LcdTemperature, "1846\n"},
+    {UnitPaths::c_SensePin, "3071\n"},         {UnitPaths::c_ApplicationVersion, "4.12.0\n"},
+    {UnitPaths::c_PlatformVersion, "2.6.1\n"}, {UnitPaths::c_SerialNumber, "QS1000123\n"},
+};
+
+/// Files that sonarbench reads where they exist.
+constexpr const char* c_OtherFiles[] = {UnitPaths::c_WaterTemperature, UnitPaths::c_VarrowProductId,
+                                        UnitPaths::c_PelionProductId};
+
+constexpr char c_DirectoryName[] = "sonarbench-sim-";
+constexpr char c_LockFile[] = "simulator-lock";
 
 /// Links that every Linux machine has below /dev.
 constexpr std::array<std::pair<const char*, const char*>, 4> c_DeviceLinks = {
@@ -39,9 +47,15 @@ constexpr std::array<std::pair<const char*, const char*>, 4> c_DeviceLinks = {
      {"stdout", "/proc/self/fd/1"},
      {"stderr", "/proc/self/fd/2"}}};
 
-/// Stops nothing here, and leaves a note that it was run.
-constexpr std::string_view c_KillScript = "#!/bin/sh\necho stopped > /tmp/sounder_state\n";
+/// Stops nothing, but leaves a note that it ran.
+constexpr char c_KillScript[] = "#!/bin/sh\necho stopped > /tmp/sounder_state\n";
 
+[[noreturn]] void Refuse(int error, const std::string& what)
+{
+    throw std::system_error(error, std::generic_category(), what);
+}
+
+/// Throws std::system_error, which names nothing of this machine.
 void WriteFile(const fs::path& place, std::string_view contents)
 {
     fs::create_directories(place.parent_path());
@@ -49,7 +63,7 @@ void WriteFile(const fs::path& place, std::string_view contents)
     file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
     file.close();
     if (!file) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + place.string());
+        Refuse(errno, "");
     }
 }
 
@@ -74,7 +88,7 @@ const char* PowerSwitch(const Product_T& product)
     return nullptr;
 }
 
-/// The pattern with its stars filled in, as a release would name its file.
+/// A file name of the pattern, with the version in place of each star.
 std::string ImageName(std::string_view pattern, std::uint8_t version)
 {
     std::string name(pattern);
@@ -84,88 +98,149 @@ std::string ImageName(std::string_view pattern, std::uint8_t version)
     return name;
 }
 
-void WriteProductFiles(const UnitTrees_T& trees, const Product_T& product, std::uint8_t firmwareVersion)
+std::vector<UnitFile_T> FactoryFiles(const Product_T& product, std::uint8_t firmwareVersion)
 {
+    std::vector<UnitFile_T> files;
+    for (const auto& [path, contents] : c_CommonFiles) {
+        files.push_back({path, contents});
+    }
     if (product.identityFile != IdentityFile::None) {
-        WriteFile(trees.Place(IdentityPath(product)), product.identities.front());
+        files.push_back({IdentityPath(product), std::string(product.identities.front())});
     }
     if (product.board.high != 0) {
         const int middle = (product.board.low + product.board.high) / 2;
-        WriteFile(trees.Place(UnitPaths::c_SonarBoardId), std::to_string(middle) + "\n");
+        files.push_back({UnitPaths::c_SonarBoardId, std::to_string(middle) + "\n"});
     }
     if (const char* powerSwitch = PowerSwitch(product)) {
-        WriteFile(trees.Place(powerSwitch), "0\n");
+        files.push_back({powerSwitch, "0\n"});
     }
-    fs::create_directories(trees.Place(product.firmware.directory));
     if (product.firmware.pattern[0] != '\0') {
         const Bytes_T image = MakeFirmwareImage(product.name, firmwareVersion);
-        WriteFile(trees.Place(product.firmware.directory) /
-                      ImageName(product.firmware.pattern, firmwareVersion),
-                  std::string(image.begin(), image.end()));
+        files.push_back(
+            {fs::path(product.firmware.directory) / ImageName(product.firmware.pattern, firmwareVersion),
+             std::string(image.begin(), image.end())});
     }
     if (product.stopsSounder) {
         for (const char* script : {UnitPaths::c_SounderKillScript, UnitPaths::c_ModuleSounderKillScript}) {
-            WriteFile(trees.Place(script), c_KillScript);
-            fs::permissions(trees.Place(script), fs::perms::owner_exec, fs::perm_options::add);
+            files.push_back({script, c_KillScript, true});
         }
     }
+    return files;
 }
 
 std::string ContentsOf(const fs::path& path)
 {
-    std::ifstream file;
     std::error_code isUnusable;
-    if (!fs::is_directory(path, isUnusable)) { // which can be opened, too
-        file.open(path, std::ios::binary);
+    if (fs::is_directory(path, isUnusable)) { // a stream could open it
+        Refuse(EISDIR, path.string());
     }
+    std::ifstream file(path, std::ios::binary);
     std::string contents{std::istreambuf_iterator<char>(file), {}};
     if (!file.is_open() || file.bad()) {
-        throw std::runtime_error("cannot read " + path.string());
+        Refuse(errno, path.string());
     }
     return contents;
 }
 
 void MakeChange(const fs::path& place, const FileChange_T& change)
 {
-    switch (change.kind) {
-    case FileChange_T::Kind::Text:
-        WriteFile(place, change.value.empty() ? std::string() : change.value + "\n");
-        break;
-    case FileChange_T::Kind::Copy:
-        WriteFile(place, ContentsOf(change.value));
-        break;
-    case FileChange_T::Kind::Remove:
-        fs::remove_all(place);
-        break;
+    std::string contents = change.value + "\n";
+    if (change.value.empty()) {
+        contents.clear();
+    } else if (change.kind == FileChange_T::Kind::Copy) {
+        contents = ContentsOf(change.value);
+    }
+    try {
+        if (change.kind == FileChange_T::Kind::Remove) {
+            fs::remove_all(place);
+        } else {
+            WriteFile(place, contents);
+        }
+    } catch (const std::system_error& error) {
+        throw std::system_error(error.code(), "the unit's file " + change.file.string());
+    }
+}
+
+void RemoveTree(const fs::path& directory)
+{
+    std::error_code ignored; // nothing can be done about it
+    for (fs::recursive_directory_iterator entry(directory, ignored), end; entry != end;
+         entry.increment(ignored)) {
+        if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
+            fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+        }
+    }
+    fs::remove_all(directory, ignored);
+}
+
+/// Removes the directories of simulators that were killed.
+void RemoveAbandoned(const fs::path& place)
+{
+    std::error_code ignored; // the directory may be unreadable
+    for (const fs::directory_entry& entry : fs::directory_iterator(place, ignored)) {
+        if (!entry.path().filename().string().starts_with(c_DirectoryName)) {
+            continue;
+        }
+        const int lock = ::open((entry.path() / c_LockFile).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+        if (lock >= 0 && ::flock(lock, LOCK_EX | LOCK_NB) == 0) {
+            RemoveTree(entry.path());
+        }
+        ::close(lock);
     }
 }
 } // namespace
 
 CUnitDirectory::CUnitDirectory()
 {
-    std::string name = fs::temp_directory_path() / "sonarbench-sim-XXXXXX";
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "cannot make the unit's directory " + name);
-    }
-    m_Path = name;
+    const fs::path place = fs::temp_directory_path();
+    RemoveAbandoned(place);
+    do {
+        ::close(m_Lock);
+        std::string name = place / (std::string(c_DirectoryName) + "XXXXXX");
+        if (::mkdtemp(name.data()) == nullptr) {
+            Refuse(errno, "cannot make the unit's directory " + name);
+        }
+        m_Path = name;
+        m_Lock = ::open((m_Path / c_LockFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        // Before this simulator has the lock, another one can remove the directory.
+    } while (::flock(m_Lock, LOCK_EX) == 0 && !fs::exists(m_Path / c_LockFile));
 }
 
 CUnitDirectory::~CUnitDirectory()
 {
-    std::error_code ignored; // nobody could act on it
-    for (fs::recursive_directory_iterator entry(m_Path, ignored), end; entry != end;
-         entry.increment(ignored)) {
-        if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
-            fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-        }
-    }
-    fs::remove_all(m_Path, ignored);
+    RemoveTree(m_Path);
+    ::close(m_Lock);
 }
 
 fs::path UnitTrees_T::Place(const fs::path& unitFile) const
 {
     const fs::path inTree = unitFile.relative_path();
     return *inTree.begin() == "sys" ? sys / inTree.lexically_relative("sys") : directory / inTree;
+}
+
+bool LiesBelow(const fs::path& path, const fs::path& directory)
+{
+    const fs::path relative = path.lexically_relative(directory);
+    return !relative.empty() && relative != "." && *relative.begin() != "..";
+}
+
+std::vector<std::string> UnitFileNames(const Product_T& product)
+{
+    std::vector<std::string> names(std::begin(c_OtherFiles), std::end(c_OtherFiles));
+    for (const UnitFile_T& file : FactoryFiles(product, 0)) {
+        names.push_back(file.path);
+    }
+    return names;
+}
+
+bool IsSeen(const fs::path& file, const Product_T& product)
+{
+    const auto isRelated = [&file](const std::string& name) {
+        return LiesBelow(name, file) || LiesBelow(file, name);
+    };
+    const std::vector<std::string> names = UnitFileNames(product);
+    return LiesBelow(file, "/tmp") || file.parent_path() == product.firmware.directory ||
+           std::ranges::find(names, file.string()) != names.end() || std::ranges::any_of(names, isRelated);
 }
 
 void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options)
@@ -175,17 +250,16 @@ void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options)
     for (const auto& [name, target] : c_DeviceLinks) {
         fs::create_symlink(target, trees.directory / "dev" / name);
     }
-    for (const UnitFile_T& file : c_CommonFiles) {
-        WriteFile(trees.Place(file.path), file.contents);
-    }
-    WriteProductFiles(trees, *options.product, options.firmwareVersion);
-    for (const FileChange_T& change : options.fileChanges) {
-        try {
-            MakeChange(trees.Place(change.file), change);
-        } catch (const std::system_error& error) { // which names a place that nobody outside knows
-            throw std::runtime_error("cannot change the unit's file " + change.file.string() + ": " +
-                                     error.code().message());
+    fs::create_directories(trees.Place(options.product->firmware.directory));
+    for (const UnitFile_T& file : FactoryFiles(*options.product, options.firmwareVersion)) {
+        const fs::path place = trees.Place(file.path);
+        WriteFile(place, file.contents);
+        if (file.isScript) {
+            fs::permissions(place, fs::perms::owner_exec, fs::perm_options::add);
         }
+    }
+    for (const FileChange_T& change : options.fileChanges) {
+        MakeChange(trees.Place(change.file), change);
     }
 }
 

@@ -4,9 +4,12 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
+#include <vector>
 
-/// A new directory where temporary files go. The object removes it with everything in it, whatever the names
-/// and permissions there.
+/// A new directory where temporary files go. The object removes it with everything in it. While the object
+/// lives, it holds a lock on a file in the directory. If nobody holds that lock, the simulator was killed,
+/// and the next object removes the directory.
 class CUnitDirectory
 {
 public:
@@ -20,9 +23,13 @@ public:
 
 private:
     std::filesystem::path m_Path;
+    int m_Lock = -1; ///< descriptor of the lock's file
 };
 
-/// Where the trees of a unit lie on this machine.
+/// Whether a path is below a directory, by its text.
+bool LiesBelow(const std::filesystem::path& path, const std::filesystem::path& directory);
+
+/// Where the trees of a unit are on this machine.
 struct UnitTrees_T {
     std::filesystem::path directory; ///< holds corvane/, VERSION, tmp/ and dev/
     std::filesystem::path sys;       ///< the unit's /sys
@@ -31,10 +38,17 @@ struct UnitTrees_T {
     std::filesystem::path Place(const std::filesystem::path& unitFile) const;
 };
 
+/// Files that a unit of the product has when it leaves the factory, and others that sonarbench reads there.
+std::vector<std::string> UnitFileNames(const Product_T& product);
+
+/// Whether sonarbench can see that this file of the unit was changed. True also for what is above or below
+/// such a file, next to firmware, or below /tmp.
+bool IsSeen(const std::filesystem::path& file, const Product_T& product);
+
 /// Writes the files that a unit of the product has when it leaves the factory: identity, analogue readings,
 /// power switch, firmware image, versions, serial number, kill scripts. Then makes the changes asked for.
-/// Throws std::runtime_error (or a filesystem_error) naming the file that could not be made.
+/// Throws std::system_error naming the file that could not be made or read.
 void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options);
 
-/// Whether the unit's sonar is switched on, asked anew on each call.
+/// Whether the unit's sonar is switched on now.
 std::function<bool()> SonarPowerOf(const UnitTrees_T& trees, const Product_T& product);

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-/// The trees that a unit has of its own; every other file belongs to the machine that the simulator runs on.
+/// The unit's own trees. Other files are those of the machine that the simulator runs on.
 inline constexpr std::array<std::string_view, 3> c_UnitTrees = {"/sys/", "/corvane/", "/tmp/"};
 inline constexpr std::string_view c_PlatformVersionFile = "/VERSION";
 

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -25,7 +26,7 @@ namespace
 {
 namespace fs = std::filesystem;
 
-/// Where the program sees the unit's directory, and its own file.
+/// Where the program sees the unit's directory, and its own directory.
 constexpr char c_UnitDirectory[] = "/unit";
 constexpr char c_ProgramDirectory[] = "/unit/bin";
 constexpr char c_CallLibrary[] = "/unit/call-library.so";
@@ -35,7 +36,7 @@ constexpr char c_ProgramName[] = "sonarbench";
 constexpr std::array<const char*, 7> c_PlainDevices = {
     "/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty", "/dev/pts"};
 
-/// Beginnings of the variables that the program sets for its FPGA layer; a fresh unit has none of them.
+/// How the names of the variables begin that the program sets for its FPGA layer. A unit starts without them.
 constexpr std::array<std::string_view, 7> c_UnitVariables = {
     "PRODUCT_ID",    "FPGA_CHANNEL_",    "QL3B_FPGA_SIZE",    "SONAR_BOARD_ID",
     "PLATFORM_TYPE", "SOUNDER_ROOT_DIR", "KILL_MON_QLSOUNDER"};
@@ -61,13 +62,7 @@ std::string Variable(const char* name)
     return pValue != nullptr ? pValue : "";
 }
 
-bool LiesBelow(const fs::path& path, const fs::path& directory)
-{
-    const fs::path relative = path.lexically_relative(directory);
-    return !relative.empty() && relative != "." && *relative.begin() != "..";
-}
-
-/// What the run needs of this machine's /tmp, which the unit's own hides.
+/// The files of this machine's /tmp that the run needs, although the unit has its own /tmp.
 std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::path& workingDirectory)
 {
     std::vector<Binding_T> bindings;
@@ -75,7 +70,7 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
         const bool isBound = std::ranges::any_of(bindings, [&](const Binding_T& binding) {
             return path == binding.inside || LiesBelow(path, binding.inside);
         });
-        std::error_code isUnusable; // as a path, so that the program may say what it makes of the word
+        std::error_code isUnusable; // for a word that is not a path
         if (LiesBelow(path, "/tmp") && !isBound && fs::exists(path, isUnusable)) {
             bindings.push_back({path, path});
         }
@@ -86,12 +81,12 @@ std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::
         const fs::path path = (workingDirectory / argument).lexically_normal();
         std::error_code isMissing;
         need(path);
-        need(fs::canonical(path, isMissing)); // what a link elsewhere points to
+        need(fs::canonical(path, isMissing)); // the target of a link elsewhere
     }
     return bindings;
 }
 
-/// Loads the library that counts the program's calls, in front of what serves the unit's nodes.
+/// Loads the library that counts the program's calls, before the one for the unit's nodes.
 void CountCalls(const CCallFaults& calls, Sandbox_T& sandbox)
 {
     constexpr std::string_view c_Preload = "LD_PRELOAD";
@@ -124,24 +119,33 @@ Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const 
     sandbox.unsetEnvironment = UnitVariablesSet();
     sandbox.environment = host.Environment(c_UnitDirectory);
     sandbox.environment.emplace_back("PATH", std::string(c_ProgramDirectory) + ":" + Variable("PATH"));
-    // A sanitized program insists on being loaded before every other library otherwise.
+    // Otherwise a sanitized program requires its own library to be loaded first.
     sandbox.environment.emplace_back("ASAN_OPTIONS", "verify_asan_link_order=0:" + Variable("ASAN_OPTIONS"));
     return sandbox;
 }
 
+[[noreturn]] void Refuse(const std::string& what, int error)
+{
+    throw std::system_error(error, std::generic_category(), what);
+}
+
 void CheckProgram(const fs::path& program)
 {
-    if (::access(program.c_str(), X_OK) != 0 || fs::is_directory(program)) {
-        throw std::runtime_error("there is no program " + program.string());
+    const std::string what = "cannot run " + program.string();
+    if (::access(program.c_str(), X_OK) != 0) {
+        Refuse(what, errno);
+    }
+    if (fs::is_directory(program)) {
+        Refuse(what, EISDIR);
     }
 }
 
-/// Makes the directory for the unit's files, before anything is run or overwritten for their sake.
+/// Makes the directory for the unit's files.
 void MakeKeepDirectory(const fs::path& directory)
 {
-    if (!directory.empty() && !fs::create_directories(directory)) {
-        throw std::runtime_error(directory.string() +
-                                 " exists already; the unit's files go to a new directory");
+    std::error_code error;
+    if (!directory.empty() && !fs::create_directories(directory, error)) {
+        Refuse("cannot make the directory " + directory.string(), error ? error.value() : EEXIST);
     }
 }
 
@@ -166,32 +170,70 @@ void KeepFiles(const UnitTrees_T& trees, const fs::path& target)
     }
 }
 
-/// A file that the caller gets; none when its path is empty. Errors are thrown with what the file is.
+/// A file that the user asked for; none when its path is empty. An existing file keeps its contents until
+/// Begin(). A new one is removed unless Finish() is called. Errors name the file.
 class CResult
 {
 public:
-    CResult(const char* what, fs::path path) : m_What(what), m_Path(std::move(path))
+    CResult(const char* what, fs::path path)
+        : m_What(std::string("cannot write the ") + what + " " + path.string()), m_Path(std::move(path))
     {
-        if (IsWanted()) {
-            m_File.open(m_Path, std::ios::binary | std::ios::trunc);
-            Finish();
+        std::error_code ignored;
+        m_IsNew = IsWanted() && !fs::exists(fs::symlink_status(m_Path, ignored));
+        m_File.open(IsWanted() ? m_Path : "/dev/null", std::ios::binary | std::ios::app);
+        Check();
+    }
+    CResult(const CResult&) = delete;
+    CResult& operator=(const CResult&) = delete;
+    ~CResult()
+    {
+        if (m_IsNew) {
+            std::error_code ignored;
+            fs::remove(m_Path, ignored);
         }
     }
 
     bool IsWanted() const { return !m_Path.empty(); }
     std::ostream& Stream() { return m_File; }
+    void Begin()
+    {
+        if (fs::is_regular_file(m_Path)) {
+            fs::resize_file(m_Path, 0);
+        }
+    }
     void Finish()
     {
-        if (IsWanted() && !m_File.flush()) {
-            throw std::runtime_error(std::string("cannot write the ") + m_What + " " + m_Path.string());
-        }
+        m_File.flush();
+        Check();
+        m_IsNew = false;
     }
 
 private:
-    const char* m_What;
+    void Check() const
+    {
+        if (!m_File) {
+            Refuse(m_What, errno);
+        }
+    }
+
+    std::string m_What;
     fs::path m_Path;
+    bool m_IsNew = false;
     std::ofstream m_File;
 };
+
+/// The words that start the program in the unit.
+std::vector<std::string> ProgramCommand(const Options_T& options)
+{
+    std::vector<std::string> command = EmulatorOf(options.program);
+    if (command.empty()) {
+        command.emplace_back(c_ProgramName);
+    } else { // an emulator does not search PATH, and has an option for the name
+        command.insert(command.end(), {"-0", c_ProgramName, fs::path(c_ProgramDirectory) / c_ProgramName});
+    }
+    command.insert(command.end(), options.arguments.begin(), options.arguments.end());
+    return command;
+}
 
 /// Runs the program in the sandbox, and keeps what it prints when there is a transcript; returns its exit
 /// status.
@@ -214,7 +256,7 @@ int RunAndKeep(const Sandbox_T& sandbox, const std::vector<std::string>& program
     return exitStatus;
 }
 
-/// Of the last ping, in seconds; 0 when there was none.
+/// The interval of the last ping's samples in seconds; 0 when there was none.
 double SampleInterval(const std::vector<UnitDevice_T>& devices)
 {
     double interval = 0;
@@ -231,21 +273,14 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     CheckProgram(options.program);
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);
     CFaultPlan faults(options.faults);
-    MakeKeepDirectory(options.keep);
-    CResult traceFile("trace", options.trace);
-    CResult countsFile("counts", options.calls);
-    const CResult reportFile("report", options.report); // filled at the end, but fails now if it cannot be
-    std::optional<CTraceWriter> trace;
-    if (traceFile.IsWanted()) {
-        trace.emplace(traceFile.Stream(), options.product->name, faults.OfCalls());
-    }
-
     const CUnitDirectory directory;
     std::optional<CCallFaults> calls;
-    if (countsFile.IsWanted() || !faults.OfCalls().empty()) {
+    if (!options.calls.empty() || !faults.OfCalls().empty()) {
         calls.emplace(directory.Path(), faults);
     }
     UnitRun_T run{};
+    std::optional<CResult> traceFile, countsFile, reportFile; // the host uses the trace until it is gone
+    std::optional<CTraceWriter> trace;
     std::optional<CReplay> replay;
     if (options.replay) {
         replay.emplace(*options.replay);
@@ -255,9 +290,11 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         if (trace) {
             trace->Write(operation);
         }
-        // What a planned fault led to is no failure of the run.
-        if (const auto& refusals = operation.outcome.refusals; !operation.outcome.faulted) {
-            run.refusals.insert(run.refusals.end(), refusals.begin(), refusals.end());
+        // A refusal that a planned fault explains is not a failure of the run.
+        if (!operation.outcome.faulted) {
+            for (const std::string& refusal : operation.outcome.refusals) {
+                run.complaints.push_back("the device refused: " + refusal);
+            }
         }
     });
     const UnitTrees_T trees{directory.Path(), host.Root() / "sys"};
@@ -276,36 +313,42 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         }
         host.AddDevice(device.node, *device.front);
     }
-
-    std::vector<std::string> program = EmulatorOf(options.program);
-    if (program.empty()) {
-        program.emplace_back(c_ProgramName);
-    } else { // an emulator does not search the PATH, and has an option for the name
-        program.insert(program.end(), {"-0", c_ProgramName, fs::path(c_ProgramDirectory) / c_ProgramName});
-    }
-    program.insert(program.end(), options.arguments.begin(), options.arguments.end());
     Sandbox_T sandbox = MakeSandbox(options, trees, host);
     if (calls) {
         CountCalls(*calls, sandbox);
     }
+
+    // Everything that can be wrong in the user's options has been checked, so files can be overwritten now.
+    traceFile.emplace("trace", options.trace);
+    countsFile.emplace("counts", options.calls);
+    reportFile.emplace("report", options.report); // which the station's program replaces
+    MakeKeepDirectory(options.keep);
+    traceFile->Begin();
+    countsFile->Begin();
+    if (traceFile->IsWanted()) {
+        trace.emplace(traceFile->Stream(), product.name, faults.OfCalls());
+    }
     std::optional<CTranscript> transcript;
-    if (!options.report.empty()) {
+    if (reportFile->IsWanted()) {
         transcript.emplace(directory.Path() / product.name);
     }
-    run.exitStatus = RunAndKeep(sandbox, program, signals, host, transcript);
+    run.exitStatus = RunAndKeep(sandbox, ProgramCommand(options), signals, host, transcript);
     host.Finish();
-    run.unstruckFaults = faults.Unstruck();
-    run.difference = replay ? replay->Finish() : "";
+    std::ranges::copy(faults.Untriggered(), std::back_inserter(run.complaints));
+    if (const std::string difference = replay ? replay->Finish() : ""; !difference.empty()) {
+        run.complaints.push_back("the program departs from the trace: " + difference);
+    }
     if (!options.keep.empty()) {
         KeepFiles(trees, options.keep);
     }
-    traceFile.Finish();
-    if (countsFile.IsWanted()) {
-        countsFile.Stream() << faults.Counts();
+    traceFile->Finish();
+    if (countsFile->IsWanted()) {
+        countsFile->Stream() << faults.Counts();
     }
-    countsFile.Finish();
+    countsFile->Finish();
     if (transcript) {
         WriteRunReport(options.report, *transcript, SampleInterval(devices), signals);
     }
+    reportFile->Finish();
     return run;
 }

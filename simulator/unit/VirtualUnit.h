@@ -7,10 +7,10 @@
 
 /// How a run on a simulated unit ended.
 struct UnitRun_T {
-    int exitStatus;                          ///< the program's
-    std::vector<std::string> refusals;       ///< what it did that the real device would not have understood
-    std::vector<std::string> unstruckFaults; ///< faults whose operation never came
-    std::string difference;                  ///< first one from the replayed trace; empty: none
+    int exitStatus; ///< the program's
+    /// What the real device would not have understood, faults that were never triggered, and the first
+    /// difference from the replayed trace, a line each.
+    std::vector<std::string> complaints;
 };
 
 /// Makes the unit, runs the program on it and removes the unit. Throws std::exception, with a message for the

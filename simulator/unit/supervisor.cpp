@@ -1,5 +1,5 @@
-// The parent of the program under test inside the sandbox. It is a program of its own because it starts with
-// every run and needs none of the simulator's libraries.
+// The parent of the program under test inside the sandbox. It is a separate program because it starts with
+// every run and does not need the simulator's libraries.
 
 #include "simulator/unit/ProgramRun.h"
 
@@ -12,7 +12,7 @@
 
 namespace
 {
-/// Ends all children. When a parent among them ends, its own children become ours.
+/// Ends all children. When a child ends, its own children become children of this process.
 void EndChildren()
 {
     const std::string list = "/proc/self/task/" + std::to_string(::getpid()) + "/children";
@@ -34,7 +34,13 @@ void Supervise(const char* idFile, const char* statusFile, const std::vector<std
     const CSignals signals;
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     std::ofstream(idFile) << ::getpid() << '\n';
-    const int status = RunProgram(command, signals, {});
+    int status = 0;
+    try {
+        status = RunCommand(command, signals, {});
+    } catch (...) {
+        ::unlink(idFile); // the file says that the program was started
+        throw;
+    }
     EndChildren();
     std::ofstream(statusFile) << status << '\n';
 }
@@ -45,7 +51,7 @@ int main(int argc, char** argv)
 {
     constexpr int c_FirstWord = 3;
     if (argc <= c_FirstWord) {
-        std::fputs("sonarbench-sim-supervisor is started by sonarbench-sim alone\n", stderr);
+        std::fputs("only sonarbench-sim starts sonarbench-sim-supervisor\n", stderr);
         return 2;
     }
     try {

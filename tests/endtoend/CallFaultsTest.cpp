@@ -96,5 +96,5 @@ TEST(CallFaults, TheUnmodifiedProgramMeetsThem)
     EXPECT_EQ(gone.status, 0) << "what follows from a fault is no refusal" << gone.errors;
     const auto missed = CVirtualUnit().Fault("file-close:99=EIO").Run({"batteryvoltage"});
     EXPECT_EQ(missed.status, 3);
-    EXPECT_THAT(missed.errors, HasSubstr("the fault file-close:99=EIO befell nothing"));
+    EXPECT_THAT(missed.errors, HasSubstr("fault file-close:99=EIO was never triggered: the run made only "));
 }

@@ -64,7 +64,7 @@ TEST(ReplayRun, AGoldenTraceIsAsGoodADeviceAsTheModel)
     }
 }
 
-TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceOnEveryLink)
+TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceAndPageOnEveryLink)
 {
     struct Row_T {
         CVirtualUnit unit;
@@ -86,16 +86,27 @@ TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceOnEveryLink)
         {CVirtualUnit("QL4K").Fault("read:1=zero"), {"loadfpgabinary"}},
         {CVirtualUnit("QL4K").Fault("device:9=gone"), {"xkping", "examples/short.txt", "0", "1"}},
     };
+    int pagesWithRange = 0;
     for (const Row_T& row : rows) {
-        const auto recorded = row.unit.RunScript(row.script, row.arguments);
         const TemporaryDirectory directory;
+        const std::string scene = directory.Write("scene", R"({"bottom": {"depth": 12}})");
+        const auto recorded = CVirtualUnit(row.unit)
+                                  .Option("--scene", scene)
+                                  .Option("--report", directory.Path("recorded.html"))
+                                  .RunScript(row.script, row.arguments);
         const auto replayed = CVirtualUnit("")
+                                  .Option("--scene", scene)
+                                  .Option("--report", directory.Path("replayed.html"))
                                   .Option("--replay", directory.Write("recorded", recorded.traceText))
                                   .RunScript(row.script, row.arguments);
+        const std::string page = directory.Read("recorded.html");
+        EXPECT_EQ(directory.Read("replayed.html"), page);
+        pagesWithRange += page.find("range, m") != page.npos ? 1 : 0;
         EXPECT_EQ(replayed.traceText, recorded.traceText);
         EXPECT_EQ(replayed.output, recorded.output);
         EXPECT_EQ(replayed.status, 0) << replayed.errors;
     }
+    EXPECT_GE(pagesWithRange, 4);
 }
 
 TEST(ReplayRun, AChangedTraceFailsWithTheExactPlace)
@@ -162,12 +173,14 @@ TEST(ReplayRun, WhatCannotBeReplayedIsWrongUsage)
         directory.Write("device", "sonarbench trace 2\nunit QL4K\n- LSfpga9 write - 01\n");
     const std::string noTrace = directory.Write("empty", "");
     const std::pair<CVirtualUnit, std::string> cases[] = {
-        {CVirtualUnit("").Option("--replay", "/nowhere"), "cannot read the trace /nowhere"},
+        {CVirtualUnit("").Option("--replay", "/nowhere"),
+         "cannot read the trace /nowhere: No such file or directory\n"},
         {CVirtualUnit("").Option("--replay", directory.Path()),
-         "sonarbench-sim: cannot read the trace " + directory.Path()},
+         "sonarbench-sim: cannot read the trace " + directory.Path() + ": Is a directory\n"},
         {CVirtualUnit("").Option("--replay", noTrace),
          noTrace + ":1: the trace ends before it names its unit"},
-        {CVirtualUnit("").Option("--replay", noProduct), noProduct + ":2: there is no product \"QL9\""},
+        {CVirtualUnit("").Option("--replay", noProduct),
+         noProduct + ":2: unknown product QL9 (--list-products lists them)\n"},
         {CVirtualUnit("").Option("--replay", noDevice), noDevice + ":3: the unit QL4K has no device LSfpga9"},
         {CVirtualUnit("").Option("--replay", noTrace).Fault("write:1=EIO"),
          "--fault cannot go with --replay: "},

@@ -4,6 +4,7 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <sstream>
+#include <sys/wait.h>
 
 using testing::AllOf;
 using testing::Contains;
@@ -20,37 +21,85 @@ namespace
 UnitRun_T Ping(const CVirtualUnit& unit) { return unit.Run({"xkping", "examples/short.txt", "0", "1"}); }
 } // namespace
 
-TEST(Simulator, WrongUsageEndsWith2AndItsOwnFailuresWith3)
+TEST(Simulator, AWrongCommandLineEndsWith2AndAFailureWith3)
 {
     const TemporaryDirectory directory;
-    const std::string scene = directory.Write("scene", R"({"bottom": {"depth": "deep"}})");
+    const TemporaryDirectory left;
+    const std::string scene = directory.Write("scene", "{\n \"bottom\": {\"depth\": \"deep\"}}");
+    const std::string water = "/sys/devices/platform/varrow/water_temperature";
     const std::tuple<int, std::string, std::string, std::string> cases[] = {
-        {2, "--product", "QL9", "there is no product \"QL9\"; --list-products shows them\n"},
-        {2, "--firmware-version", "256", "\"256\" is no firmware version; it is a number from 0 to 255\n"},
-        {2, "--set", "/etc/passwd=x", "\"/etc/passwd\" is no file of a unit; "},
-        {2, "--set", "/sys/../etc/passwd=x", "\"/sys/../etc/passwd\" is no file of a unit; "},
+        {2, "--product", "QL4", "unknown product QL4; did you mean QL4K?"},
+        {2, "--firmware-version", "256", "\"256\" is not a firmware version, "},
+        {2, "--set", "/etc/passwd=x", "\"/etc/passwd\" is not a file of a unit; "},
+        {2, "--set", "/sys/../etc/passwd=x", "\"/sys/../etc/passwd\" is not a file of a unit; "},
         {2, "--set", "/sys/x", "\"/sys/x\" is not of the form FILE=VALUE\n"},
         {2, "--copy", "/sys/x", "\"/sys/x\" is not of the form FILE=PATH\n"},
-        {2, "--fault", "write:1=SOMETIMES", "write:1=SOMETIMES"},
-        {2, "--frequency", "3", "Unknown option 'frequency'.\n"},
-        {3, "--program", "/nowhere/sonarbench", "there is no program /nowhere/sonarbench\n"},
-        {3, "--scene", scene, "depth"},
-        {3, "--keep", "/usr", "/usr exists already"},
-        {3, "--trace", "/nowhere/trace", "/nowhere/trace"},
-        {3, "--calls", "/nowhere/counts", "/nowhere/counts"},
-        {3, "--copy", "/VERSION=/nowhere", "cannot read /nowhere\n"},
-        {3, "--copy", "/VERSION=/usr", "cannot read /usr\n"},
-        {3, "--set", "/sys/devices=x", "cannot change the unit's file /sys/devices: Is a directory\n"},
+        {2, "--set", "/sys/x=1", "the unit QL4K has no file /sys/x, and sonarbench does not read it\n"},
+        {2, "--remove", water + "s", "and sonarbench does not read it; did you mean " + water + "?\n"},
+        {2, "--fault", "write:1=lieing", "short, zero or lying; did you mean lying?\n"},
+        {2, "--frequency", "3", "unknown option --frequency\n"},
+        {2, "--help-all", "", "unknown option --help-all\n"},
+        {2, "--sceen", "x", "unknown option --sceen; did you mean --scene?\n"},
+        {2, "--report", "-", "--report cannot use a standard stream"},
+        {3, "--program", "/nowhere/sonarbench",
+         "cannot run /nowhere/sonarbench: No such file or directory\n"},
+        {3, "--program", scene, "cannot run " + scene + ": Permission denied\n"},
+        {3, "--scene", scene, scene + ":2:13: bottom.depth: is not a number\n"},
+        {3, "--keep", "/usr", "cannot make the directory /usr: File exists\n"},
+        {3, "--calls", "/nowhere/counts",
+         "cannot write the counts /nowhere/counts: No such file or directory\n"},
+        {3, "--report", "/usr", "cannot write the report /usr: Is a directory\n"},
+        {3, "--copy", "/VERSION=/nowhere", "/nowhere: No such file or directory\n"},
+        {3, "--copy", "/VERSION=/usr", "/usr: Is a directory\n"},
+        {3, "--set", "/sys/devices=x", "the unit's file /sys/devices: Is a directory\n"},
+        {3, "--fault", "write:9=EIO",
+         "fault write:9=EIO was never triggered: the run made no write operations\n"},
     };
     for (const auto& [status, option, value, text] : cases) {
-        const auto run = CVirtualUnit().Option(option, value).Run({"sensepin"});
-        EXPECT_EQ(run.status, status) << value;
-        EXPECT_EQ(run.output, "");
+        const auto run = CVirtualUnit(option == "--product" ? "" : "QL4K")
+                             .In("TMPDIR=" + left.Path())
+                             .Option(option, value)
+                             .Run({"sensepin"});
+        EXPECT_EQ(run.status, status) << option << " " << value;
+        EXPECT_EQ(run.output.empty(), option != "--fault" || status == 2) << option << " " << value;
         EXPECT_THAT(run.errors, AllOf(StartsWith("sonarbench-sim: "), HasSubstr(text)));
+        EXPECT_TRUE(std::filesystem::is_empty(left.Path())) << option << " " << value;
     }
 }
 
-TEST(Simulator, ARunThatCannotBeOverwritesNothing)
+TEST(Simulator, MisplacedOptionsAndMisspeltCommandsAreRefused)
+{
+    const auto run = [](const std::string& words) {
+        const TemporaryDirectory directory;
+        const std::string streams = " >" + directory.Path("out") + " 2>" + directory.Path("err");
+        const int status = std::system((SONARBENCH_SIM " " + words + streams).c_str());
+        return std::to_string(WEXITSTATUS(status)) + " " + directory.Read("err") + directory.Read("out");
+    };
+    const std::pair<const char*, const char*> cases[] = {
+        {"batteryvoltage --product QL1A", "2 sonarbench-sim: the option --product must come before "},
+        {"xkping x 0 1 --trace=x", "2 sonarbench-sim: the option --trace=x must come before "},
+        {"sensepin -h", "2 sonarbench-sim: the option -h must come before "},
+        {"--trace x --trace y sensepin", "2 sonarbench-sim: --trace can be given only once\n"},
+        {"bateryvoltage", "2 sonarbench-sim: unknown command bateryvoltage; did you mean batteryvoltage? "},
+        {"-- sensepin --trace", "0 -----"},
+        {"-- bateryvoltage", "0 "},
+        {"--program /bin/echo sensepim", "0 sensepim\n"},
+        {"--set /corvane/x=1 sensepin /corvane/x", "0 -----"}};
+    for (const auto& [words, expected] : cases) {
+        EXPECT_THAT(run(words), StartsWith(expected)) << words;
+    }
+}
+
+TEST(Simulator, AFullStandardOutputIsAnError)
+{
+    for (const char* option : {"--help", "--version", "--list-products", "--list-faults"}) {
+        const int status =
+            std::system((SONARBENCH_SIM " " + std::string(option) + " >/dev/full 2>&1").c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 3) << option;
+    }
+}
+
+TEST(Simulator, ARunThatCannotBeginOverwritesNothingAndLeavesNothing)
 {
     const TemporaryDirectory directory;
     const std::string text = "sonarbench trace 2\nunit QL4K\n";
@@ -58,14 +107,71 @@ TEST(Simulator, ARunThatCannotBeOverwritesNothing)
     const auto twice = CVirtualUnit().Option("--calls", "tests/none").Option("--report", "./tests/none");
     EXPECT_EQ(twice.Run({"sensepin"}).status, 2);
     const std::tuple<int, std::string, std::string> cases[] = {{3, "--keep", directory.Path()},
-                                                               {2, "--calls", directory.Path("./trace")},
-                                                               {2, "--replay", trace},
+                                                               {3, "--keep", directory.Path("trace/x")},
+                                                               {2, "--calls", directory.Path("./counts")},
+                                                               {3, "--copy", "/VERSION=/nowhere"},
+                                                               {3, "--report", "/nowhere/page"},
+                                                               {2, "--replay", directory.Path("counts")},
                                                                {2, "--copy", "/tmp/x=" + trace}};
     for (const auto& [status, option, value] : cases) {
-        const auto run = CVirtualUnit("").Option("--trace", trace).Option(option, value).Run({"sensepin"});
-        EXPECT_EQ(run.status, status) << option << run.errors;
+        const std::string words = " --trace " + trace + " --calls " + directory.Path("counts") + " " +
+                                  option + " " + value + " sensepin >/dev/null 2>&1";
+        EXPECT_EQ(WEXITSTATUS(std::system((SONARBENCH_SIM + words).c_str())), status) << option << value;
         EXPECT_EQ(directory.Read("trace"), text) << option;
+        EXPECT_FALSE(std::filesystem::exists(directory.Path("counts"))) << option;
     }
+}
+
+TEST(Simulator, ABrokenPipeEndsTheProgramAsOutside)
+{
+    const TemporaryDirectory directory;
+    const std::string program = directory.Write("program", "#!/bin/sh\nwhile :; do echo line; done\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    const std::string words = " --program " + program + " 2>&1 | head -n 1; exit ${PIPESTATUS[0]}'";
+    for (const std::string& options : {std::string(), " --report " + directory.Path("page")}) {
+        const int status = std::system(("timeout 60 bash -c '" SONARBENCH_SIM + options + words).c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 128 + 13) << options;
+    }
+}
+
+TEST(Simulator, StopsAndContinuesWithEverythingThatItStarted)
+{
+    for (const bool hasNamespaces : {true, false}) {
+        const TemporaryDirectory directory;
+        const auto write = [&](const std::string& name, const std::string& script) {
+            const std::string file = directory.Write(name, script);
+            std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+            return file;
+        };
+        write("program", "#!/bin/sh\necho started\nuntil [ -e $1/go ]; do sleep 0.01; done\nexit 7\n");
+        if (!hasNamespaces) {
+            write("bwrap", "#!/bin/sh\nexit 1\n");
+        }
+        const std::string script = write(
+            "script", "set -m\ncd " + directory.Path() +
+                          "\nPATH=$PWD:$PATH " SONARBENCH_SIM " --program ./program $PWD >out &\n"
+                          "states() { cut -d' ' -f3 /proc/$1/stat; for child in "
+                          "$(cat /proc/$1/task/*/children); do states $child; done; }\n"
+                          "until [ -s out ]; do sleep 0.01; done\n"
+                          "kill -TSTP $!\n"
+                          "until [[ $(states $! | sort -u | tr -d '\\n') =~ ^[Tt]+$ ]]; do sleep 0.01; done\n"
+                          "touch go\nfg\n");
+        const int status = std::system(("timeout 60 bash " + script + " >/dev/null").c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 7) << hasNamespaces;
+    }
+}
+
+TEST(Simulator, WhatAKilledSimulatorLeftIsRemovedByTheNext)
+{
+    const TemporaryDirectory left;
+    const auto unit = CVirtualUnit().In("TMPDIR=" + left.Path());
+    std::filesystem::create_directory(left.Path("sonarbench-sim-traces"));
+    unit.RunScript("parent() { cut -d' ' -f4 /proc/$1/stat; }\n"
+                   "kill -KILL $(parent $(parent $PPID)); sleep 60");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(left.Path()), {}), 2);
+    EXPECT_EQ(unit.Run({"sensepin"}).status, 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(left.Path()), {}), 1);
+    EXPECT_TRUE(std::filesystem::exists(left.Path("sonarbench-sim-traces"))) << "somebody else made it";
 }
 
 TEST(Simulator, ARequestToEndIsNotLostWhileTheUnitIsMade)
@@ -100,7 +206,7 @@ TEST(Simulator, StreamsAndStatusAreTheProgramsOwn)
     EXPECT_EQ(CVirtualUnit().RunScript("kill -KILL $$").status, 128 + 9);
 }
 
-TEST(Simulator, WhatTheDeviceWouldNotUnderstandIsLoud)
+TEST(Simulator, AnOperationThatTheDeviceRefusesFailsTheRun)
 {
     const std::string call = SONARBENCH_DEVICE_CALL " /dev/LSfpga0 ping || exit 9";
     const auto run = CVirtualUnit().RunScript(call);
@@ -108,7 +214,7 @@ TEST(Simulator, WhatTheDeviceWouldNotUnderstandIsLoud)
     EXPECT_THAT(run.errors, StartsWith("sonarbench-sim: the device refused: "));
     EXPECT_THAT(run.Trace("refused"), Not(IsEmpty()));
     EXPECT_EQ(CVirtualUnit().Fault("write:1=EIO").RunScript(call).status, 9)
-        << "what a fault led to is no failure";
+        << "a refusal that a fault explains is not a failure";
 }
 
 TEST(Simulator, TheUnitHasItsOwnFilesTheCallersArgumentsAndKeepsWhatIsAskedFor)
@@ -190,7 +296,7 @@ TEST(Simulator, NothingReadsTheEnvironmentWhileItChanges)
     }
 }
 
-TEST(Simulator, ProotServesWhereNamespacesAreRefused)
+TEST(Simulator, ProotIsUsedWhereNamespacesAreRefused)
 {
     const TemporaryDirectory directory;
     std::filesystem::permissions(directory.Write("bwrap", "#!/bin/sh\nexit 1\n"),

@@ -12,8 +12,8 @@ using testing::HasSubstr;
 namespace
 {
 
-/// A device that always answers a register and the FIFO status, the first byte of a reply and the samples of
-/// a ping being the round, and whose requests are waits for the interrupt.
+/// A device that answers each write with a register, the FIFO status and samples of a ping. The first byte of
+/// a reply and the samples is the number of the round. All requests are waits for the interrupt.
 class SoundDevice final : public IDeviceModel
 {
 public:
@@ -44,7 +44,7 @@ std::string Text(const Bytes_T& bytes)
     return text;
 }
 
-/// What a write and a request come to.
+/// The outcomes of a write and a request, as text.
 std::string Round(SoundDevice& device, CFaultyDevice& faulty)
 {
     ++device.round;
@@ -64,7 +64,7 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 
 } // namespace
 
-TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
+TEST(FaultsTest, EachKindHasItsEffectOnItsOperationOnly)
 {
     const auto sound = [](const std::string& round) {
         return "took 4 error 0 reply " + round + "070404 fill " + round + "060606 ioctl 0 sees abcd waits";
@@ -107,11 +107,11 @@ TEST(FaultsTest, EachKindDoesWhatItSaysAndOnlyToItsOperation)
         EXPECT_EQ(Round(device, faulty), Replaced(whole, row.from, row.to) + "fault " + row.fault);
         EXPECT_EQ(Round(device, faulty), sound("03"));
         EXPECT_EQ(faulty.TakeImage({}).faulted, row.explains) << row.fault;
-        EXPECT_THAT(plan.Unstruck(), testing::IsEmpty());
+        EXPECT_THAT(plan.Untriggered(), testing::IsEmpty());
     }
 }
 
-TEST(FaultsTest, AStaleReplyHasTheLengthOfItsOwn)
+TEST(FaultsTest, AStaleReplyHasTheLengthOfTheOneItReplaces)
 {
     SoundDevice device;
     CFaultPlan plan({FaultOf("reply:*=stale")});
@@ -120,7 +120,7 @@ TEST(FaultsTest, AStaleReplyHasTheLengthOfItsOwn)
     EXPECT_EQ(faulty.Write({}).reply, (Bytes_T{1, 1, 1, 1}));
 }
 
-TEST(FaultsTest, FaultsHitRepliesThatNobodyAskedForAsWell)
+TEST(FaultsTest, FaultsAlsoHitUnaskedReplies)
 {
     SoundDevice device;
     CFaultPlan plan({FaultOf("reply:1=late"), FaultOf("reply:2=bytewise"), FaultOf("reply:3=silent")});
@@ -143,18 +143,23 @@ TEST(FaultsTest, DevicesOfAUnitShareTheCountAndTheMark)
     EXPECT_EQ(first.Write({}).error, EIO);
     EXPECT_FALSE(first.Write({}).faulted) << "the program was told that the write failed";
     EXPECT_TRUE(second.Ioctl(0, {}).faulted) << "refusals after a failed request may follow from it";
-    EXPECT_EQ(plan.Unstruck(), std::vector<std::string>{"fifo:9=1"});
+    EXPECT_EQ(
+        plan.Untriggered(),
+        std::vector<std::string>{"fault fifo:9=1 was never triggered: the run made only 3 fifo operations"});
 }
 
-TEST(FaultsTest, AWrongSpecificationIsToldWhatIsAllowed)
+TEST(FaultsTest, AWrongSpecificationIsRefusedWithWhatIsAllowed)
 {
     const std::pair<const char*, const char*> rows[] = {
-        {"write=EIO", "fault \"write=EIO\": must read OPERATION:NUMBER=KIND"},
+        {"write=EIO", "fault \"write=EIO\": is not of the form OPERATION:NUMBER=KIND"},
         {"seek:1=EIO", "the operation must be write, ioctl, reply, fill, fifo, interrupt, open, read, poll, "
                        "tcsetattr, close, device, file-open, file-read, file-write or file-close"},
         {"write:1x=EIO", "the number must be 1 to 4294967295, or *"},
         {"write:4294967296=EIO", "the number must be 1 to 4294967295, or *"},
         {"write:1=silent", "the kind must be an error's name (such as EIO), short, zero or lying"},
+        {"wirte:1=EIO", "file-write or file-close; did you mean write?"},
+        {"write:1=EI0", "short, zero or lying; did you mean EIO?"},
+        {"reply:1=corupted", "; did you mean corrupted?"},
         {"fill:1=slow", "the kind must be lying, short, zeros, stale, bit or corrupted"},
         {"fifo:1=256", "the kind must be a number from 0 to 255"},
     };

@@ -23,7 +23,7 @@ Bytes_T Frame(std::uint32_t address, std::uint32_t value)
     return frame;
 }
 
-/// A line as the FPGA needs it.
+/// A line with the settings that the FPGA needs.
 termios RawLine()
 {
     termios line{};
@@ -133,7 +133,7 @@ TEST_F(LowscanFpgaModelTest, APingSendsEachActiveChannelsPacketOverItsLine)
     EXPECT_NEAR(255 * std::sqrt(16 * (block[128] << 4 | block[129] >> 4) / 65535.0), peak, 1);
 }
 
-TEST_F(LowscanFpgaModelTest, SpiRequestsAreTakenByTheirCodeAndLength)
+TEST_F(LowscanFpgaModelTest, SpiRequestsNeedAKnownCodeAndLength)
 {
     const std::pair<Bytes_T, const char*> rows[] = {
         {{}, "empty write"},

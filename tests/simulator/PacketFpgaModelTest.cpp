@@ -61,7 +61,7 @@ TEST_F(CorFpgaModelTest, RefusesWhatItWouldNotUnderstandByNameAndWithoutEffect)
         {{0x43, 0x53, 8, 0, 0, 0, 1, 7, 7}, "offset 9: length: a packet of 265 bytes in the 9 that are left"},
         {{0x43, 0x53, 8, 0, 0, 0, 0, 7, 8}, "offset 9: checksum 0x08, expected 0x07"},
         {{0x43, 0x53, 2, 0, 1, 0, 0, 7, 0}, "offset 9: payload of a read request is not all zero"},
-        {{0x43}, "offset 9: length: 1 bytes are no packet"},
+        {{0x43}, "offset 9: length: 1 byte cannot be a packet"},
         {Packet(2, {1}), "offset 9: write to Version (0x0002), which is read only"},
         {ReadPacket(8), "offset 9: read of BoostLevel (0x0008), which is write only"},
         {Packet(9, {1}), "offset 9: write to unknown register 0x0009"},
@@ -81,7 +81,7 @@ TEST_F(CorFpgaModelTest, RefusesWhatItWouldNotUnderstandByNameAndWithoutEffect)
     EXPECT_EQ(model.Tables(0x37FF, 1)[0], 0);
 }
 
-TEST_F(CorFpgaModelTest, DriverRequestsAreHeldToTheirOrderAndArguments)
+TEST_F(CorFpgaModelTest, DriverRequestsNeedTheirOrderAndArguments)
 {
     CCorFpgaModel fresh{{.product = "QL4K", .firmwareVersion = 1}};
     EXPECT_THAT(fresh.Write(ReadPacket(2)).refusals, ElementsAre("write before the device was configured"));
@@ -95,11 +95,11 @@ TEST_F(CorFpgaModelTest, DriverRequestsAreHeldToTheirOrderAndArguments)
     EXPECT_THAT(model.Ioctl(c_StartPingRead, wrong).refusals, ElementsAre(HasSubstr("word 4")));
 }
 
-TEST_F(CorFpgaModelTest, TheFifoStatusTellsAnExactReadFromAnyOther)
+TEST_F(CorFpgaModelTest, TheFifoStatusShowsWhetherAReadWasExact)
 {
     Ping();
     EXPECT_EQ(Register(82), 2);
-    EXPECT_THAT(PingRead(64), Contains(0xFF)) << "the transmit pulse must be seen";
+    EXPECT_THAT(PingRead(64), Contains(0xFF)) << "the transmit pulse must show";
     EXPECT_EQ(Register(82), 4);
     EXPECT_THAT(PingRead(2), Each(0));
     for (const std::uint8_t control : Bytes_T{0, 1, 3, 0xFF}) {
@@ -116,7 +116,7 @@ TEST_F(CorFpgaModelTest, TheFifoStatusTellsAnExactReadFromAnyOther)
     EXPECT_EQ(Register(82), 0x0C) << "read packets take from the queue that ping reads take from";
 }
 
-TEST_F(CorFpgaModelTest, WithoutFirmwareOrPowerNothingIsKeptOrAnswered)
+TEST_F(CorFpgaModelTest, NothingIsKeptOrAnsweredWithoutFirmwareOrPower)
 {
     const Bytes_T good = MakeFirmwareImage("QL4K", 9);
     Bytes_T damaged = good;
@@ -150,7 +150,7 @@ TEST_F(LumetFpgaModelTest, BothChannelsTakeWhatTheMapAllows)
     EXPECT_THAT(refusals(ReadPacket(132, 2, 3)),
                 ElementsAre("offset 0: 2 bytes for WaterTemperature (0x0084), which takes 3"));
     EXPECT_THAT(refusals(Packet(0x8052, {1})), ElementsAre(HasSubstr("write to Ch1.FifoStatus")));
-    // A long table of the first channel reaches over the registers of the second.
+    // A long table of the first channel covers the addresses of the second channel's registers.
     model.Write(Packet(0x8010, {7}) + Packet(0x8010, Bytes_T(64, 9), 2));
     EXPECT_THAT(model.Registers(0x8010, 2), ElementsAre(7, 0));
     EXPECT_THAT(model.Tables(0x8010, 2), ElementsAre(9, 9));

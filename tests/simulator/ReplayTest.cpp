@@ -45,7 +45,7 @@ TEST(Replay, AnswersInTheOrderOfTheTraceOverAllDevices)
     EXPECT_EQ(unit.replay.Finish(), "");
 }
 
-TEST(Replay, TheFirstDifferenceIsToldAndNothingWorksFromThereOn)
+TEST(Replay, TheFirstDifferenceIsReportedAndEverythingAfterItFails)
 {
     using Act_T = void (*)(Unit_T & unit);
     const std::pair<Act_T, std::string> cases[] = {

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-TEST(SceneTest, AFileChangesWhatItNamesAndKeepsTheRest)
+TEST(SceneTest, ASceneKeepsTheDefaultsThatItDoesNotName)
 {
     const Scene_T scene = ParseScene(
         R"({"bottom": {"depth": 33.5}, "seed": 4294967295, "water": {"speed": 3}, "fish": [{"drift": -1}]})");
@@ -17,17 +17,17 @@ TEST(SceneTest, AFileChangesWhatItNamesAndKeepsTheRest)
     EXPECT_EQ(ParseScene(R"({"bottom": {"depth": 10}})").fish.size(), 1U) << "default fish need their water";
 }
 
-TEST(SceneTest, AWrongSceneIsRefusedByTheNameOfItsKey)
+TEST(SceneTest, AWrongSceneIsRefusedWithThePlaceOfItsMistake)
 {
     const std::pair<const char*, const char*> rows[] = {
-        {"{", "offset 1: "},
-        {"[]", "not an object"},
+        {"{", "scene:1:1: unterminated object"},
+        {"[]", "scene:1:1: is not an object"},
         {R"({"depth": 3})", "depth: unknown key"},
         {R"({"bottom": {"depth": "20"}})", "bottom.depth: is not a number"},
         {R"({"water": {"temperature": 51}})", "water.temperature: 51 is not a number from -5 to 50"},
         {R"({"seed": 1.5})", "seed: 1.5 is not a whole number from 0 to 4294967295"},
         {R"({"fish": [{}, {"strength": 3}]})", "fish[1].strength: 3 is not a number from -80 to 0"},
-        {R"({"fish": [{"depth": 20}]})", "fish[0].depth: 20 is not above the bottom"},
+        {"{\n \"fish\": [{\"depth\": 20}]}", "scene:2:11: fish[0]: the fish is not above the bottom"},
     };
     for (const auto& [json, why] : rows) {
         EXPECT_THAT([text = json] { ParseScene(text); },

@@ -62,7 +62,7 @@ TEST(TraceFile, WhatIsWrittenIsReadAsItWas)
     EXPECT_EQ(again.str(), text.str());
 }
 
-TEST(TraceFile, HandWrittenOnesMayLeaveThingsOpenAndSpreadOverLines)
+TEST(TraceFile, AHandWrittenTraceCanLeaveValuesOpenAndUseSeveralLines)
 {
     const TraceFile_T trace = Read("sonarbench trace 2\n"
                                    "# A comment\n\n"
@@ -88,48 +88,46 @@ TEST(TraceFile, HandWrittenOnesMayLeaveThingsOpenAndSpreadOverLines)
     EXPECT_EQ(unasked.device, "ttyO1");
 }
 
-TEST(TraceFile, WhatIsNoTraceIsToldWithItsPlace)
+TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
 {
     const std::string write = "- LSfpga0 write - 01\n";
     const std::pair<std::string, std::string> cases[] = {
         {"", "1: the trace ends before it names its unit"},
         {"sonarbench trace 1\n", "1: a trace begins with the line \"sonarbench trace 2\""},
         {"sonarbench trace 2\n# unit\n", "3: the trace ends before it names its unit"},
-        {c_Head + " 01\n", "3: this line begins with a blank, but nothing stands above it"},
+        {c_Head + " 01\n", "3: this line begins with a blank, but there is no entry above it"},
         {c_Head + write + "- LSfpga0 refused why\n 01\n",
-         "5: this line begins with a blank, but there is nothing that it could continue"},
+         "5: this line begins with a blank, but a refusal above it cannot continue"},
         {c_Head + "1.5 LSfpga0 write - 01\n", "3: the time \"1.5\" is not of the form 0.000000000 or -"},
         {c_Head + "1.000000000 A write - 01\n0.999999999 A write - 01\n",
          "4: the time is earlier than that of the operation above"},
-        {c_Head + "- LSfpga0 read - 01\n", "3: there is no direction \"read\""},
-        {c_Head + "- LSfpga0 write x 01\n", "3: the count \"x\" is no number and not -"},
+        {c_Head + "- LSfpga0 read - 01\n", "3: unknown direction \"read\""},
+        {c_Head + "- LSfpga0 write x 01\n", "3: the count \"x\" is neither a number nor -"},
         {c_Head + "- LSfpga0 write 3 01\n 02\n" + write, "3: the count is 3, but there are 2 bytes"},
         {c_Head + "- LSfpga0 write - 012\n",
          "3: \"012\" is neither bytes nor one byte and its repeats, as 00*16"},
-        {c_Head + "- LSfpga0 write -\n 0g\n", "4: \"0g\" is no byte"},
+        {c_Head + "- LSfpga0 write -\n 0g\n", "4: \"0g\" is not a byte"},
         {c_Head + "- LSfpga0 write - 00*999999999\n", "3: more than 16777216 bytes"},
         {c_Head + "- LSfpga0 ioctl - 8004\n", "3: an ioctl's bytes begin with its request, as 80047202+"},
-        {c_Head + "- LSfpga0 write - 01 !EWHAT\n", "3: there is no error \"EWHAT\""},
+        {c_Head + "- LSfpga0 write - 01 !EWHAT\n", "3: unknown error \"EWHAT\""},
         {c_Head + "- LSfpga0 unasked - 01 !EIO\n", "3: only an image, ioctl or write can fail"},
         {c_Head + write.substr(0, 20) + " bytewise\n",
-         "3: only what becomes readable, a reply or unasked, can come late or bytewise"},
-        {c_Head + write.substr(0, 20) + " =2\n",
-         "3: only a write reports a count, which is at most that of its bytes"},
-        {c_Head + write + "fault read:1=EIO\n", "4: faults stand before the operations"},
+         "3: only a reply or unasked can come late or bytewise"},
+        {c_Head + write.substr(0, 20) + " =2\n", "3: only a write reports a count, of at most its bytes"},
+        {c_Head + write + "fault read:1=EIO\n", "4: faults must come before the operations"},
         {c_Head + "fault read:1=EWHAT\n",
          "3: fault \"read:1=EWHAT\": the kind must be an error's name (such as EIO), short or zero"},
         {c_Head + "fault write:1=EIO\n",
-         "3: fault \"write:1=EIO\": only those in the program's calls stand here"},
-        {c_Head + write + "- LSfpga1 reply - 01\n", "4: reply without an operation on LSfpga1 above it"},
+         "3: fault \"write:1=EIO\": a trace names only those in the program's calls"},
+        {c_Head + write + "- LSfpga1 reply - 01\n", "4: reply needs an operation on LSfpga1 above it"},
         {c_Head + write + "- LSfpga0 reply - 01\n- LSfpga0 reply - 01\n",
          "5: a second reply to one operation"},
         {c_Head + write + "- LSfpga0 reply - 0102 ~1a2b\n",
-         "4: the checksum is ~1a2b, but the bytes have ~358d: they were changed"},
-        {c_Head + "- LSfpga0 write - 01 ~1a2b\n",
-         "3: only what a device sends, a fill, reply or unasked, has a checksum"},
-        {c_Head + write + "- LSfpga0 reply - ??\n", "4: what a device sends cannot be left open"},
+         "4: the checksum is ~1a2b, but the bytes have ~358d, so they were changed"},
+        {c_Head + "- LSfpga0 write - 01 ~1a2b\n", "3: only a fill, reply or unasked has a checksum"},
+        {c_Head + write + "- LSfpga0 reply - ??\n", "4: a byte that a device sends cannot be ??"},
         {c_Head + write + "- LSfpga0 fill - 0102\n",
-         "4: a fill stands below a write of at least as many bytes"},
+         "4: a fill must follow a write of at least as many bytes"},
     };
     for (const auto& [text, refusal] : cases) {
         EXPECT_EQ(RefusalOf(text), "file:" + refusal) << text;

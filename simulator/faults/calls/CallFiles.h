@@ -9,20 +9,20 @@ enum class CallTarget_T : std::uint8_t {
     File    ///< a file of the unit, or one that an argument of the program names
 };
 
-/// More than the program has open at a time; descriptors from this one on are not followed.
+/// Descriptors from this one on are not followed; the program never has that many.
 inline constexpr int c_FollowedDescriptors = 400;
 
-/// The program's arguments, which must stay.
+/// Keeps a reference to the program's arguments.
 void RememberArguments(int count, char** arguments);
 
-/// What a path leads to, seen from the working directory; None where no calls are counted.
+/// What a path leads to, relative to the working directory; None where no calls are counted.
 CallTarget_T TargetOf(const char* path);
 
 /// What a descriptor leads to, as set last; None where no calls are counted.
 CallTarget_T TargetOf(int descriptor);
 void SetTarget(int descriptor, CallTarget_T target);
 
-/// Remembers that a descriptor was said to be readable, whether it is or not.
+/// Remembers that a fault reported the descriptor as readable.
 void SetDeceived(int descriptor);
-/// Whether it was, and forgets it.
+/// Whether that happened; forgets it.
 bool TakeDeceived(int descriptor);

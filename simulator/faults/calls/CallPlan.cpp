@@ -18,7 +18,7 @@ namespace
 {
 
 constexpr std::string_view c_Program = "sonarbench";
-/// Where the log's descriptor is out of the way of the program's.
+/// Far above the descriptors that the program uses.
 constexpr int c_LogDescriptor = 500;
 constexpr int c_NoPlan = 3;
 
@@ -27,7 +27,7 @@ constinit std::array<std::atomic<unsigned>, c_FaultOperationNames.size()> s_Coun
 constinit std::string_view s_Plan; // the file, mapped
 int s_Log = -1;
 
-/// The words of a line of the plan.
+/// One line of the plan.
 struct Line_T {
     std::string_view operation, number, kind, value, specification;
 };
@@ -60,7 +60,7 @@ Line_T TakeLine(std::string_view& plan)
     ::_exit(c_NoPlan);
 }
 
-/// Opens a file, past the functions that are counted.
+/// Opens a file without the functions that are counted.
 int OpenFile(const char* name, int flags)
 {
     const auto descriptor = ::syscall(SYS_openat, AT_FDCWD, name, flags | O_CLOEXEC);
@@ -86,7 +86,7 @@ std::string_view MapFile(const char* name)
     return {static_cast<const char*>(pText), bytes};
 }
 
-/// One line in one piece, so that lines of threads do not mix.
+/// Writes a line with one call, so that lines of threads do not mix.
 void Log(std::string_view operation, unsigned number, std::string_view specification)
 {
     std::array<char, 16> digits{};
@@ -102,7 +102,7 @@ void Log(std::string_view operation, unsigned number, std::string_view specifica
         return iovec{const_cast<char*>(piece.data()), piece.size()}; // writing does not change them
     });
     if (::syscall(SYS_writev, s_Log, vector.data(), vector.size()) < 0) {
-        GiveUp("its log"); // a count that nobody sees would be a lie
+        GiveUp("its log"); // counts would be wrong otherwise
     }
 }
 
@@ -119,7 +119,7 @@ void BeginCounting()
     const int log = OpenFile(pLog, O_WRONLY | O_APPEND);
     s_Log = ::fcntl(log, F_DUPFD_CLOEXEC, c_LogDescriptor);
     if (s_Log < 0) {
-        s_Log = log; // a process that may not have so many
+        s_Log = log; // the process may not have that many descriptors
     } else {
         ::syscall(SYS_close, log);
     }

@@ -14,10 +14,11 @@ struct CallEffect_T {
 };
 
 /// Begins to count if this process is the program under test: sonarbench, with a plan in its environment.
-/// Ends the process, with a message, when the plan cannot be had.
+/// Ends the process with a message when the plan cannot be read.
 void BeginCounting();
 
-/// Whether calls are counted: not in other programs, and not in a child before it becomes another program.
+/// Whether calls are counted. They are not in other programs, nor in a child before it becomes another
+/// program.
 bool IsCounting();
 
 /// Counts a call, writes it into the log and returns its faults. Leaves errno alone.

@@ -20,8 +20,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-/// Marks the declaration of a function that replaces the C library's function of this name. It has a name of
-/// its own, because headers redefine the real one: 64-bit sizes, checked variants.
+/// Marks the declaration of a function that replaces the C library's function of this name. Our function has
+/// another name in the source, because headers redefine the C library's: 64-bit sizes, checked variants.
 #define SONARBENCH_REPLACES(name) __asm__(name) __attribute__((visibility("default")))
 
 extern "C" {
@@ -93,7 +93,7 @@ __attribute__((constructor)) void Begin(int count, char** arguments, char**)
     BeginCounting();
 }
 
-/// Counts a call on a node. The error of a device that is gone hides every other fault.
+/// Counts a call on a node. Once a device is gone, no other fault shows.
 CallEffect_T CountOnDevice()
 {
     CallEffect_T effect = CountCall(Device);
@@ -136,7 +136,7 @@ int OpenWith(const Next_T& next, const char* path)
 /// Half of the bytes that a read of this size would get.
 std::size_t HalfOfRead(int descriptor, std::size_t size)
 {
-    // Not by ioctl(), which is replaced and would ask the unit's device.
+    // Not with ioctl(), which is replaced and would ask the unit's device.
     int waiting = 0;
     const bool isKnown = ::syscall(SYS_ioctl, descriptor, FIONREAD, &waiting) == 0 && waiting > 0;
     return (isKnown ? std::min(size, static_cast<std::size_t>(waiting)) : size) / 2;
@@ -164,7 +164,7 @@ ssize_t ReadWith(const Next_T& next, int descriptor, void* buffer, std::size_t s
         return 0;
     }
     if (wasDeceived && !IsReadable(descriptor)) {
-        return Fail(EAGAIN); // a device that said so has no bytes to wait for
+        return Fail(EAGAIN); // the fault reported input, so the read must not wait for it
     }
     const ssize_t count = next(effect.Has(CallKind_T::Short) ? HalfOfRead(descriptor, size) : size);
     if (effect.Has(CallKind_T::Bit) && count > 0) {
@@ -201,10 +201,10 @@ int PollWith(const Next_T& next, std::span<pollfd> entries)
     return ready;
 }
 
-// The C library's streams make their calls without the functions that are replaced here. A stream on a
-// counted descriptor therefore becomes one that calls these functions.
+// The C library's streams do not call the functions that are replaced here. A stream on a counted descriptor
+// is therefore replaced by one that does.
 
-/// A stream's cookie is the element with its descriptor's number.
+/// The cookie of a stream points to the element of its descriptor's number.
 constinit std::array<char, c_FollowedDescriptors> s_Cookies{};
 
 int DescriptorOf(void* pCookie) { return static_cast<int>(static_cast<char*>(pCookie) - s_Cookies.data()); }
@@ -214,7 +214,7 @@ ssize_t ReadStream(void* pCookie, char* buffer, std::size_t size)
     return CountedRead(DescriptorOf(pCookie), buffer, size);
 }
 
-/// Writes on after a short write, as the C library does, and gives up after an error.
+/// Continues after a short write, as the C library does, and stops after an error.
 ssize_t WriteStream(void* pCookie, const char* buffer, std::size_t size)
 {
     std::size_t written = 0;
@@ -237,7 +237,7 @@ int SeekStream(void* pCookie, off64_t* pPlace, int whence)
 
 int CloseStream(void* pCookie) { return CountedClose(DescriptorOf(pCookie)); }
 
-/// Whether a descriptor of these flags can do what the mode of a stream asks for.
+/// Whether a descriptor with these flags allows the mode of a stream.
 bool Allows(int flags, std::string_view mode)
 {
     const bool isBoth = mode.find('+') != mode.npos;
@@ -297,7 +297,7 @@ ssize_t CountedWrite(int descriptor, const void* buffer, std::size_t size)
     if (target == CallTarget_T::None) {
         return s_Write(descriptor, buffer, size);
     }
-    // What else goes wrong with a write to a device is played in front of the device.
+    // The other faults of a write to a device are played in front of the device.
     const CallEffect_T effect = target == CallTarget_T::Device ? CountOnDevice() : CountCall(FileWrite);
     if (effect.error != 0) {
         return Fail(effect.error);
@@ -364,7 +364,7 @@ int CountedClose(int descriptor)
 std::FILE* CountedFdopen(int descriptor, const char* mode)
 {
     const int flags = ::fcntl(descriptor, F_GETFL);
-    // What the C library refuses, it refuses itself.
+    // The C library refuses what is not allowed.
     if (TargetOf(descriptor) == CallTarget_T::None || flags < 0 || !Allows(flags, mode)) {
         return s_Fdopen(descriptor, mode);
     }
