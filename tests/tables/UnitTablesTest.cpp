@@ -41,6 +41,17 @@ Names_T ProductsOfReadme()
     return names;
 }
 
+/// PRODUCT_ID_<model> of the product's part number; empty if no model has it.
+std::string ModelVariable(const Product_T& product)
+{
+    for (const std::string variable : ModelVariables()) {
+        if (variable.ends_with(std::string("=") + product.PartNumber())) {
+            return variable.substr(0, variable.find('='));
+        }
+    }
+    return "";
+}
+
 /// The paths of framework/UnitPaths.h.
 Rows_T Paths()
 {
@@ -71,8 +82,18 @@ std::ptrdiff_t DescribedLines(std::size_t column)
 TEST(Tables, EachProductIsKnownEverywhere)
 {
     Rows_T products;
+    Names_T withModel, withLink;
+    const std::string facade = Source("Utilities/FPGAIF.cpp");
     for (const Product_T& product : Products()) {
         products.emplace_back(product.name);
+        const std::string variable = product.productId == nullptr ? "none" : ModelVariable(product);
+        if (!variable.empty()) {
+            withModel.insert(products.back());
+        }
+        if (product.link == Link::None ||
+            (!variable.empty() && facade.find("{\"" + variable + "\",") != std::string::npos)) {
+            withLink.insert(products.back());
+        }
     }
     const std::string groups = Between(Source("tests/endtoend/ProductsTest.cpp"), "c_Groups[] = {\n", "\n};");
     Names_T tested;
@@ -80,7 +101,9 @@ TEST(Tables, EachProductIsKnownEverywhere)
         tested.merge(Found(group[0], R"xx("(\w+)")xx"));
     }
     ExpectKnownEverywhere("product", "framework/Products.cpp", products,
-                          {{"tests/endtoend/ProductsTest.cpp", "a group of c_Groups", tested},
+                          {{"framework/Products.cpp", "its part number in c_ModelVariables", withModel},
+                           {"Utilities/FPGAIF.cpp", "its model in c_Models", withLink},
+                           {"tests/endtoend/ProductsTest.cpp", "a group of c_Groups", tested},
                            {"README.md", "the table of products", ProductsOfReadme()}});
 }
 
