@@ -18,6 +18,40 @@ using Rows_T = std::vector<std::string>;
 
 Rows_T RowsOf(const Names_T& names) { return {names.begin(), names.end()}; }
 
+/// The products of README's table: by name, as one of "LumetV1 to LumetV6", or by the letters that displays
+/// of one family begin with.
+Names_T ProductsOfReadme()
+{
+    const std::string text = Between(Source("README.md"), "## Products\n", "\n## ");
+    const Names_T words = Found(text, R"((\w+))");
+    const auto ranges = Matches(text, R"(([A-Za-z]+)(\d+) to ([A-Za-z]+)(\d+))");
+    Names_T names = {"none"};
+    for (const Product_T& product : Products()) {
+        const std::string name = product.name;
+        const std::string family = name.substr(0, name.find_last_not_of("0123456789") + 1);
+        const std::string digits = name.substr(family.size());
+        const int number = digits.empty() ? 0 : std::stoi(digits);
+        const bool isInRange = std::ranges::any_of(ranges, [&](const Row_T& range) {
+            return range[0] == family && number >= std::stoi(range[1]) && number <= std::stoi(range[3]);
+        });
+        if (isInRange || words.contains(name) || words.contains(family)) {
+            names.insert(name);
+        }
+    }
+    return names;
+}
+
+/// PRODUCT_ID_<model> of the product's part number; empty if no model has it.
+std::string ModelVariable(const Product_T& product)
+{
+    for (const std::string variable : ModelVariables()) {
+        if (variable.ends_with(std::string("=") + product.PartNumber())) {
+            return variable.substr(0, variable.find('='));
+        }
+    }
+    return "";
+}
+
 /// The paths of framework/UnitPaths.h.
 Rows_T Paths()
 {
@@ -48,8 +82,18 @@ std::ptrdiff_t DescribedLines(std::size_t column)
 TEST(Tables, EachProductIsKnownEverywhere)
 {
     Rows_T products;
+    Names_T withModel, withLink;
+    const std::string facade = Source("Utilities/FPGAIF.cpp");
     for (const Product_T& product : Products()) {
         products.emplace_back(product.name);
+        const std::string variable = product.productId == nullptr ? "none" : ModelVariable(product);
+        if (!variable.empty()) {
+            withModel.insert(products.back());
+        }
+        if (product.link == Link::None ||
+            (!variable.empty() && facade.find("{\"" + variable + "\",") != std::string::npos)) {
+            withLink.insert(products.back());
+        }
     }
     const std::string groups = Between(Source("tests/endtoend/ProductsTest.cpp"), "c_Groups[] = {\n", "\n};");
     Names_T tested;
@@ -57,7 +101,10 @@ TEST(Tables, EachProductIsKnownEverywhere)
         tested.merge(Found(group[0], R"xx("(\w+)")xx"));
     }
     ExpectKnownEverywhere("product", "framework/Products.cpp", products,
-                          {{"tests/endtoend/ProductsTest.cpp", "a group of c_Groups", tested}});
+                          {{"framework/Products.cpp", "its part number in c_ModelVariables", withModel},
+                           {"Utilities/FPGAIF.cpp", "its model in c_Models", withLink},
+                           {"tests/endtoend/ProductsTest.cpp", "a group of c_Groups", tested},
+                           {"README.md", "the table of products", ProductsOfReadme()}});
 }
 
 TEST(Tables, EachPathAndVariableIsInTheManual)
