@@ -102,8 +102,8 @@ int TestControllerBase::RunProcess(const QString& command, std::string* output, 
     if (quiet == 0) {
         Message("Command = " + command.toLatin1().toStdString() + "\n", nullptr, true, false);
     }
-    // QProcess encodes what it starts as UTF-8; decoded the same way, the command's bytes come through.
-    // Split here, because its own split does not survive a command without words.
+    // QProcess encodes the command as UTF-8. Decoding it the same way keeps the command's bytes.
+    // The command is split here, because QProcess does not take a command without words.
     QStringList words = QProcess::splitCommand(QFile::decodeName(command.toLatin1()));
     const QString program = words.isEmpty() ? QString() : words.takeFirst();
     child->start(program, words, QIODevice::ReadWrite);

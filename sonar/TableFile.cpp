@@ -25,8 +25,8 @@ int ToInt(std::string_view text, int base)
 }
 
 /// Calls visit() with each number's text, without "0x" and blanks. Separators are commas and line ends. Up to
-/// four in a row count as one, and every four more as an empty number, so that a damaged table fails its size
-/// check. The last number may have up to four after it. Returns the count of numbers.
+/// four in a row separate two numbers or follow the last one. The fifth, ninth and so on add an empty number,
+/// so that a damaged table fails its size check. Returns the count of numbers.
 template <class Visit>
 std::int64_t ForEachNumber(std::string_view text, Visit visit)
 {

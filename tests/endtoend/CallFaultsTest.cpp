@@ -7,13 +7,13 @@ using testing::HasSubstr;
 
 namespace
 {
-/// What the probe says on a sound unit.
+/// What the probe prints on a unit without faults.
 const std::string c_Sound = " open=0 tcsetattr=0:set ioctl=0 poll=0 write=9 poll=1 read=2:0000 close=0 |"
                             " open=0 read=6:46706761496e close=0 |"
                             " open=0 write=6:abcdef close=0 |"
                             " open=0 fclose=0\n";
 
-/// A run of the probe, which counts as the program under test.
+/// Runs the probe in place of the program under test.
 UnitRun_T Probe(CVirtualUnit unit)
 {
     return unit.Set("/sys/devices/platform/varrow/sonar_power", "1")
@@ -83,7 +83,7 @@ TEST(CallFaults, OperationsAreCountedWhereTheyBelong)
               "write 1\nioctl 1\nreply 1\nfill 0\nfifo 0\ninterrupt 0\nopen 1\nread 1\npoll 2\ntcsetattr 1\n"
               "close 1\ndevice 8\nfile-open 3\nfile-read 1\nfile-write 2\nfile-close 3\n");
 
-    // The shell that loads the firmware opens files and the node as well.
+    // The shell that loads the firmware also opens files and the node.
     const auto load = counted(CVirtualUnit("QL4K")).Run({"loadfpgabinary"});
     EXPECT_THAT(load.output, HasSubstr("Test Passed"));
     EXPECT_THAT(directory.Read("counts"), HasSubstr("\nopen 1\n"));

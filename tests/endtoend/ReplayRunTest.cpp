@@ -55,7 +55,7 @@ std::string Changed(const Golden_T& golden, const std::string& from, const std::
 }
 } // namespace
 
-TEST(ReplayRun, AGoldenTraceIsAsGoodADeviceAsTheModel)
+TEST(ReplayRun, AGoldenTraceGivesTheSameRunAsTheModel)
 {
     for (const Golden_T& golden : c_Goldens) {
         const auto run = Replay(PathOf(golden), golden.arguments);
@@ -165,7 +165,7 @@ TEST(ReplayRun, NoChangedByteOfATraceIsTakenForTheDevice)
     }
 }
 
-TEST(ReplayRun, WhatCannotBeReplayedIsWrongUsage)
+TEST(ReplayRun, ATraceThatCannotBeReplayedIsWrongUsage)
 {
     const TemporaryDirectory directory;
     const std::string noProduct = directory.Write("product", "sonarbench trace 2\nunit QL9\n");

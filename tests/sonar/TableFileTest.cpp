@@ -66,6 +66,7 @@ TEST_F(TableFiles, EveryLayoutLoadsAndEveryDamageIsReported)
         {Edited("10, 20", "10,\n,,\n20"), mismatch + "2) does not match actual size (5)\n"},
         {Edited("10, 20", "10,,,,,,,,20"), mismatch + "2) does not match actual size (5)\n"},
         {Edited("10, 20", "10,,,,,,,,,20"), mismatch + "2) does not match actual size (6)\n"},
+        {Edited("10, 20", "\n10, 20"), mismatch + "2) does not match actual size (5)\n"},
         {Edited("255, 1", "255, 1,,,"), valid},
         {Edited("255, 1", "255, 1,,,,"), mismatch + "2) does not match actual size (5)\n"},
         {Edited("255, 1", "255"), mismatch + "2) does not match actual size (3)\n"},
