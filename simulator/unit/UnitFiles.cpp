@@ -182,7 +182,10 @@ void RemoveAbandoned(const fs::path& place)
             continue;
         }
         const int lock = ::open((entry.path() / c_LockFile).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
-        if (lock >= 0 && ::flock(lock, LOCK_EX | LOCK_NB) == 0) {
+        if (lock < 0) {
+            continue;
+        }
+        if (::flock(lock, LOCK_EX | LOCK_NB) == 0) {
             RemoveTree(entry.path());
         }
         ::close(lock);
