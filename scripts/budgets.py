@@ -135,7 +135,7 @@ def half_table():
     return path
 
 
-# Links and packets, as docs/protocols.md has them.
+# Links and packets. The packets are those of docs/protocols.md.
 SPI_HERTZ, BAUD, BITS_UART = 24e6, 3e6, 10
 HEADER, CHECKSUM, BOUND = 7, 1, 5057
 SENT_AT_ONCE = {24, 67, 81, 96}

@@ -105,7 +105,8 @@ def document(singles, pairs, seed):
     text += table_text(["outcome", "what it is", "runs"], rows)
     text += "### Assertions\n\n"
     assertions = sorted((singles.assertions + pairs.assertions).items())
-    text += table_text(["text", "runs"], [[f"`{name}`", count] for name, count in assertions])
+    rows = [[f"`{name}`", count] for name, count in assertions] or [["none", ""]]
+    text += table_text(["text", "runs"], rows)
     text += "### One fault, by command\n\n"
     by_command = collections.defaultdict(collections.Counter)
     for (command, *_), counter in singles.rows.items():
