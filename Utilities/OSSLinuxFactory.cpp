@@ -39,15 +39,6 @@ void CloseDirectory(DIR* pDirectory)
 }
 } // namespace
 
-void COSSLinuxFactory::SetTaskName(const std::string& Name) { m_TaskName = Name; }
-
-std::string COSSLinuxFactory::GetTaskName() { return m_TaskName; }
-
-void COSSLinuxFactory::SetDBErrorStatusMessageInterface(IDatabaseErrorStatusMessage* pSink)
-{
-    m_pErrorStatusSink = pSink;
-}
-
 // The objects made here are handed over by raw pointer: the caller deletes them.
 
 IOSSFile* COSSLinuxFactory::CreatePipe(const char* Name, int flags)
@@ -66,8 +57,6 @@ IOSSNetwork* COSSLinuxFactory::CreateSocket(int domain, int type, int protocol, 
 {
     return new COSSLinuxNetwork(domain, type, protocol, Interface);
 }
-
-IOSSNotify* COSSLinuxFactory::CreateNotify() { return nullptr; }
 
 const char* COSSLinuxFactory::GetEnv(const char* Name)
 {
@@ -169,8 +158,6 @@ bool COSSLinuxFactory::CheckForDir(const char* FullPath)
     return true;
 }
 
-TSQEventCode_T COSSLinuxFactory::SendEvent(int, int, const char*, const char*) { return c_Success; }
-
 TSQEventCode_T COSSLinuxFactory::CreateThread(pthread_t* pThread, const pthread_attr_t* pAttributes,
                                               void* (*pRoutine)(void*), void* pArgument)
 {
@@ -188,8 +175,6 @@ TSQEventCode_T COSSLinuxFactory::InitThreadAttributes(pthread_attr_t* pAttribute
 {
     return ThreadCall(pthread_attr_init(pAttributes));
 }
-
-TSQEventCode_T COSSLinuxFactory::SendAckToErrorHandler(const char*) { return c_Success; }
 
 std::uint32_t COSSLinuxFactory::GetFileSize(const char* file)
 {

@@ -9,13 +9,16 @@
 class COSSLinuxFactory : public IOSSFactory
 {
 public:
-    void SetTaskName(const std::string& Name) override;
-    std::string GetTaskName() override;
-    void SetDBErrorStatusMessageInterface(IDatabaseErrorStatusMessage* pSink) override;
+    void SetTaskName(const std::string& Name) override { m_TaskName = Name; }
+    std::string GetTaskName() override { return m_TaskName; }
+    void SetDBErrorStatusMessageInterface(IDatabaseErrorStatusMessage* pSink) override
+    {
+        m_pErrorStatusSink = pSink;
+    }
     IOSSFile* CreatePipe(const char* Name, int flags) override;
     IOSSFile* CreateFile(const char* Name, int flags, int mode) override;
     IOSSNetwork* CreateSocket(int domain, int type, int protocol, NetworkInterface_T Interface) override;
-    IOSSNotify* CreateNotify() override;
+    IOSSNotify* CreateNotify() override { return nullptr; }
     const char* GetEnv(const char* Name) override;
     TSQEventCode_T SetEnv(const char* Name, const char* Value, bool overwrite) override;
     TSQEventCode_T Makedir(const char* Name, mode_t mode) override;
@@ -29,13 +32,13 @@ public:
     TSQEventCode_T CreateSoftLink(const char* Target, const char* Link) override;
     TSQEventCode_T RemoveFiles(const char* Path, const char* Name) override;
     TSQEventCode_T Sync() override;
-    TSQEventCode_T SendEvent(int level, int code, const char* origin, const char* text) override;
+    TSQEventCode_T SendEvent(int, int, const char*, const char*) override { return c_Success; }
     TSQEventCode_T CreateThread(pthread_t* pThread, const pthread_attr_t* pAttributes,
                                 void* (*pRoutine)(void*), void* pArgument) override;
     TSQEventCode_T JoinThread(pthread_t Thread, void** ppResult) override;
     TSQEventCode_T DetachThread(pthread_t Thread) override;
     TSQEventCode_T InitThreadAttributes(pthread_attr_t* pAttributes) override;
-    TSQEventCode_T SendAckToErrorHandler(const char* text) override;
+    TSQEventCode_T SendAckToErrorHandler(const char*) override { return c_Success; }
     std::uint32_t GetFileSize(const char* file) override;
 
 private:

@@ -2,48 +2,17 @@
 
 #include "Utilities/EventCodes.h"
 
-#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <iterator>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <type_traits>
 #include <unistd.h>
 
-// The errno constants. Their numbers are the platform's.
-// clang-format off
-#define SONARBENCH_ERRNO_NAMES(X) \
-    X(EPERM) X(ENOENT) X(ESRCH) X(EINTR) X(EIO) X(ENXIO) X(E2BIG) X(ENOEXEC) X(EBADF) X(ECHILD) X(EAGAIN) \
-    X(ENOMEM) X(EACCES) X(EFAULT) X(ENOTBLK) X(EBUSY) X(EEXIST) X(EXDEV) X(ENODEV) X(ENOTDIR) X(EISDIR) \
-    X(EINVAL) X(ENFILE) X(EMFILE) X(ENOTTY) X(ETXTBSY) X(EFBIG) X(ENOSPC) X(ESPIPE) X(EROFS) X(EMLINK) \
-    X(EPIPE) X(EDOM) X(ERANGE) X(EDEADLK) X(EDEADLOCK) X(ENAMETOOLONG) X(ENOLCK) X(ENOSYS) X(ENOTEMPTY) \
-    X(ELOOP) X(ENOMSG) X(EIDRM) X(ECHRNG) X(EL2NSYNC) X(EL3HLT) X(EL3RST) X(ELNRNG) X(EUNATCH) X(ENOCSI) \
-    X(EL2HLT) X(EBADE) X(EBADR) X(EXFULL) X(ENOANO) X(EBADRQC) X(EBADSLT) X(EBFONT) X(ENOSTR) X(ENODATA) \
-    X(ETIME) X(ENOSR) X(ENONET) X(ENOPKG) X(EREMOTE) X(ENOLINK) X(EADV) X(ESRMNT) X(ECOMM) X(EPROTO) \
-    X(EMULTIHOP) X(EDOTDOT) X(EBADMSG) X(EOVERFLOW) X(ENOTUNIQ) X(EBADFD) X(EREMCHG) X(ELIBACC) X(ELIBBAD) \
-    X(ELIBSCN) X(ELIBMAX) X(ELIBEXEC) X(EILSEQ) X(ERESTART) X(ESTRPIPE) X(EUSERS) X(ENOTSOCK) \
-    X(EDESTADDRREQ) X(EMSGSIZE) X(EPROTOTYPE) X(ENOPROTOOPT) X(EPROTONOSUPPORT) X(ESOCKTNOSUPPORT) \
-    X(EOPNOTSUPP) X(EPFNOSUPPORT) X(EAFNOSUPPORT) X(EADDRINUSE) X(EADDRNOTAVAIL) X(ENETDOWN) \
-    X(ENETUNREACH) X(ENETRESET) X(ECONNABORTED) X(ECONNRESET) X(ENOBUFS) X(EISCONN) X(ENOTCONN) \
-    X(ESHUTDOWN) X(ETOOMANYREFS) X(ETIMEDOUT) X(ECONNREFUSED) X(EHOSTDOWN) X(EHOSTUNREACH) X(EALREADY) \
-    X(EINPROGRESS) X(ESTALE) X(EUCLEAN) X(ENOTNAM) X(ENAVAIL) X(EISNAM) X(EREMOTEIO) X(EDQUOT) \
-    X(ENOMEDIUM) X(EMEDIUMTYPE) X(ECANCELED) X(ENOKEY) X(EKEYEXPIRED) X(EKEYREVOKED) X(EKEYREJECTED) \
-    X(EOWNERDEAD) X(ENOTRECOVERABLE)
-// clang-format on
-
 namespace
 {
-struct ErrnoRow_T {
-    int number;
-    const char* name;
-};
-
-#define SONARBENCH_ERRNO_ROW(name) {name, #name},
-constexpr ErrnoRow_T c_ErrnoRows[] = {SONARBENCH_ERRNO_NAMES(SONARBENCH_ERRNO_ROW)};
-
 // In a lock query: still there afterwards if no process holds a lock.
 constexpr pid_t c_NoProcess = -1;
 
@@ -106,8 +75,8 @@ auto Scanned(Filled_T Filled)
 
 const char* ErrnoName(int Number)
 {
-    const auto* const pRow = std::ranges::find(c_ErrnoRows, Number, &ErrnoRow_T::number);
-    return pRow == std::end(c_ErrnoRows) ? nullptr : pRow->name;
+    // The C library also has names for 0 and for later numbers.
+    return Number > 0 && Number <= ENOTRECOVERABLE ? strerrorname_np(Number) : nullptr;
 }
 
 COSSLinuxFile::COSSLinuxFile(const char* Name, int flags, int mode)
@@ -373,10 +342,6 @@ int COSSLinuxFile::MultiPoll(PollMembers_T* ElementsToPoll, int timeout)
     }
     return ready;
 }
-
-int COSSLinuxFile::GetErrorCode() const { return m_ErrorCode; }
-
-int COSSLinuxFile::GetFileDescriptor() const { return m_FileDescriptor; }
 
 int COSSLinuxFile::Fsync()
 {

@@ -43,8 +43,8 @@ public:
     bool WriteStream(const char* Data) override;
     int Poll(short events, int timeout) override;
     int MultiPoll(PollMembers_T* ElementsToPoll, int timeout) override;
-    int GetErrorCode() const override;
-    int GetFileDescriptor() const override;
+    int GetErrorCode() const override { return m_ErrorCode; }
+    int GetFileDescriptor() const override { return m_FileDescriptor; }
     bool Fseek(int offset, int whence) override;
     long Ftell() override;
     int Fsync() override;

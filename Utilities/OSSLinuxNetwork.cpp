@@ -196,7 +196,3 @@ bool COSSLinuxNetwork::ClearSocketFlags(int flags)
     Begin();
     return SetFlags(fcntl(m_Socket, F_GETFL) & ~flags);
 }
-
-int COSSLinuxNetwork::GetErrorCode() const { return m_ErrorCode; }
-
-int COSSLinuxNetwork::GetFileDescriptor() const { return m_Socket; }

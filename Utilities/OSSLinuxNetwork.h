@@ -27,8 +27,8 @@ public:
     bool Receive(Buffer_Bytes_T* Buffer) override;
     bool SetSocketFlags(int flags) override;
     bool ClearSocketFlags(int flags) override;
-    int GetErrorCode() const override;
-    int GetFileDescriptor() const override;
+    int GetErrorCode() const override { return m_ErrorCode; }
+    int GetFileDescriptor() const override { return m_Socket; }
 
     /// The unit's own address among the host's dotted addresses: the last one of this kind of network; empty
     /// when there is none.

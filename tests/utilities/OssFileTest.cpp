@@ -154,10 +154,13 @@ TEST(OssFile, ATextIsReadNumberByNumber)
 
 TEST(OssFile, ErrorNumbersHaveTheirNames)
 {
-    for (int number = 1; number <= 131; ++number) {
-        EXPECT_STREQ(ErrnoName(number), strerrorname_np(number)) << number;
+    EXPECT_STREQ(ErrnoName(EPERM), "EPERM");
+    EXPECT_STREQ(ErrnoName(EWOULDBLOCK), "EAGAIN");
+    EXPECT_STREQ(ErrnoName(EDEADLOCK), "EDEADLK");
+    EXPECT_STREQ(ErrnoName(ENOTRECOVERABLE), "ENOTRECOVERABLE");
+    for (const int nameless : {c_FileLocked, 0, 41, ENOTRECOVERABLE + 1}) {
+        EXPECT_EQ(ErrnoName(nameless), nullptr) << nameless;
     }
-    EXPECT_EQ(ErrnoName(c_FileLocked), nullptr);
 }
 
 TEST(OssFile, MultiPollReturnsTheFirstReadyMember)
