@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     transcript.setData(text);
     transcript.open(QIODevice::ReadOnly);
     CEveryFormat formats;
-    CDeviceLines lines(transcript);
+    CLineSource lines(transcript);
     ReadTranscript("t", lines, formats);
     const bool hasOpenLine = !text.isEmpty() && !text.endsWith('\n');
     formats.Check(static_cast<std::size_t>(text.count('\n')) + (hasOpenLine ? 1 : 0));

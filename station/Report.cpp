@@ -162,7 +162,7 @@ bool ReadFile(const std::string& name, IRunWriter& consumer)
         PrintError(shown + ": " + std::strerror(errno));
         return false;
     }
-    CDeviceLines lines(file);
+    CLineSource lines(file);
     ReadTranscript(name, lines, consumer);
     const std::string failure = lines.Failure();
     if (!failure.empty()) {

@@ -67,7 +67,7 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
     return transcripts;
 }
 
-void ReadTranscript(const Bytes_T& transcript, ILineSource& lines, IRunWriter& consumer)
+void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer)
 {
     CRunBuilder builder(transcript, [&consumer](Run_T& run) {
         Judge(run);

@@ -23,4 +23,4 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
 /// one that is not judged, so that nothing passes unnoticed. When the lines fail, the runs up to there were
 /// handed on, the last of them as if the transcript ended there.
 /// @param transcript  name for Run_T::transcript
-void ReadTranscript(const Bytes_T& transcript, ILineSource& lines, IRunWriter& consumer);
+void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer);

@@ -2,14 +2,10 @@
 
 #include <algorithm>
 
-namespace
+bool CLineSource::Fill()
 {
-constexpr std::size_t c_ChunkSize = std::size_t{256} * 1024;
-} // namespace
-
-bool CDeviceLines::Fill()
-{
-    m_Chunk.resize(c_ChunkSize);
+    constexpr std::size_t chunkSize = std::size_t{256} * 1024;
+    m_Chunk.resize(chunkSize);
     m_Used = 0;
     const qint64 got = m_Device.read(m_Chunk.data(), static_cast<qint64>(m_Chunk.size()));
     m_HasFailed = got < 0;
@@ -17,14 +13,14 @@ bool CDeviceLines::Fill()
     return !m_Chunk.empty();
 }
 
-void CDeviceLines::Append(std::string_view piece)
+void CLineSource::Append(std::string_view piece)
 {
     const std::size_t room = c_LongestLine - m_Line.size();
     m_IsCut = m_IsCut || piece.size() > room;
     m_Line.append(piece.substr(0, room));
 }
 
-bool CDeviceLines::Next(ReadLine_T& line)
+bool CLineSource::Next(ReadLine_T& line)
 {
     m_Line.clear();
     m_IsCut = false;
@@ -58,7 +54,7 @@ bool CDeviceLines::Next(ReadLine_T& line)
     return isBegun;
 }
 
-std::string CDeviceLines::Failure() const
+std::string CLineSource::Failure() const
 {
     return m_HasFailed ? m_Device.errorString().toStdString() : std::string();
 }

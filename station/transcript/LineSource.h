@@ -13,33 +13,20 @@ struct ReadLine_T {
     bool isWhole = true;      ///< false: the line was longer, and its rest is lost
 };
 
-/// Where the lines of a transcript come from.
-class ILineSource
+/// The lines of a transcript, in bounded memory.
+class CLineSource
 {
 public:
     /// Longer than the block of 1,048,560 samples of five digits.
     static constexpr std::size_t c_LongestLine = std::size_t{8} * 1024 * 1024;
 
-    ILineSource() = default;
-    ILineSource(const ILineSource&) = delete;
-    ILineSource& operator=(const ILineSource&) = delete;
-    virtual ~ILineSource() = default;
+    /// @param device  open for reading, without text mode; it must outlive this
+    explicit CLineSource(QIODevice& device) : m_Device(device) {}
 
     /// Reads the next line; false at the end, and when reading fails.
-    virtual bool Next(ReadLine_T& line) = 0;
+    bool Next(ReadLine_T& line);
     /// Why reading failed; empty: it did not.
-    virtual std::string Failure() const = 0;
-};
-
-/// The lines of a device, in bounded memory.
-class CDeviceLines : public ILineSource
-{
-public:
-    /// @param device  open for reading, without text mode; it must outlive this
-    explicit CDeviceLines(QIODevice& device) : m_Device(device) {}
-
-    bool Next(ReadLine_T& line) override;
-    std::string Failure() const override;
+    std::string Failure() const;
 
 private:
     bool Fill();

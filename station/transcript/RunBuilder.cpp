@@ -104,7 +104,7 @@ bool CRunBuilder::TakeCommandLine(std::string_view text)
     if (ApplyAsFirst(text)) {
         return true;
     }
-    const bool hasRoom = commandLine.size() + m_Blanks + text.size() < ILineSource::c_LongestLine;
+    const bool hasRoom = commandLine.size() + m_Blanks + text.size() < CLineSource::c_LongestLine;
     if (hasRoom) {
         const bool isFirst = commandLine.empty() && m_Blanks == 0;
         commandLine.append(isFirst ? 0 : static_cast<std::size_t>(m_Blanks) + 1, '\n').append(text);

@@ -16,7 +16,7 @@ public:
         QBuffer device;
         device.setData(QByteArray::fromStdString(text));
         device.open(QIODevice::ReadOnly);
-        CDeviceLines lines(device);
+        CLineSource lines(device);
         ReadTranscript("t", lines, *this);
     }
     void Write(const Run_T& run) override { m_Runs.push_back(run); }
