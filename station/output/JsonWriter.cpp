@@ -23,7 +23,7 @@ constexpr std::array<Ending_T, c_Outcomes> c_Endings = {{{"COMPLETE", "PASS"},
                                                          {"COMPLETE", "FAIL"},
                                                          {"ERROR", "NOT_APPLICABLE"}}};
 
-constexpr std::array<const char*, 3> c_Origins = {"OUTPUT", "REPORT", "STANDARD_ERROR"}; // by Origin
+constexpr std::array<const char*, 3> c_Origins = {"OUTPUT", "REPORT", "STANDARD_ERROR"}; // by Place
 
 qint64 Count(std::uint64_t number) { return static_cast<qint64>(number); }
 
@@ -59,7 +59,7 @@ QJsonObject LineObject(const Line_T& line)
 QJsonObject MessageObject(const Message_T& message)
 {
     QJsonObject object = LineObject(message.line);
-    object.insert("origin"_L1, QLatin1StringView(c_Origins[static_cast<std::size_t>(message.origin)]));
+    object.insert("origin"_L1, QLatin1StringView(c_Origins[static_cast<std::size_t>(message.place)]));
     object.insert("severity"_L1, message.isError ? "ERROR"_L1 : "INFO"_L1);
     return object;
 }

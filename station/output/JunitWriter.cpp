@@ -134,7 +134,7 @@ void CJunitWriter::WriteCase(const Run_T& run)
 void CJunitWriter::WriteMessages(const Run_T& run, bool isStandardError)
 {
     for (const Message_T& message : run.messages) {
-        if ((message.origin == Origin::StandardError) == isStandardError) {
+        if ((message.place == Place::Aside) == isStandardError) {
             m_Xml.writeCharacters(PrintableText(message.line.text) + u'\n');
         }
     }

@@ -5,13 +5,6 @@
 
 #include <span>
 
-/// Where a line can be.
-enum class Place {
-    Before, ///< printed while the test ran, before the report
-    Report, ///< between "Test Output: " and the verdict
-    Aside   ///< standard error, which can be mixed in anywhere
-};
-
 /// What a line says about the test.
 enum class Effect {
     None,

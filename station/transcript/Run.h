@@ -31,16 +31,16 @@ struct Line_T {
     Bytes_T text;             ///< without its end; at most c_LongestKeptLine bytes of it
 };
 
-/// Where a message was printed.
-enum class Origin {
-    Before,       ///< printed while the test ran
-    Report,       ///< below "Test Output: "
-    StandardError ///< on standard error, mixed in
+/// Where a line is printed.
+enum class Place {
+    Before, ///< while the test runs, before the report
+    Report, ///< between "Test Output: " and the verdict
+    Aside   ///< on standard error, which can be mixed in anywhere
 };
 
 struct Message_T {
     Line_T line;
-    Origin origin = Origin::Before;
+    Place place = Place::Before;
     bool isError = false; ///< it reports an error
 };
 

@@ -329,8 +329,7 @@ void CRunBuilder::AddMessage(const Rule_T& rule, std::string_view text)
         facts.fault = kept;
         facts.isFaultReported = isReported;
     }
-    static constexpr Origin c_Origins[] = {Origin::Before, Origin::Report, Origin::StandardError}; // by Place
-    m_Run.Keep({{m_Number, std::move(kept)}, c_Origins[static_cast<std::size_t>(rule.place)], isError});
+    m_Run.Keep({{m_Number, std::move(kept)}, rule.place, isError});
 }
 
 void CRunBuilder::ClaimBlanks() { m_Run.claimedCount += std::exchange(m_Blanks, 0); }
