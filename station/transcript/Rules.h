@@ -20,6 +20,9 @@ enum class Free {
     Reading ///< contents of a file of the unit
 };
 
+/// Puts what a line holds into the run; false: the rule does not fit after all.
+using Take_T = bool(Run_T& run, const Captures_T& captures);
+
 /// A line that the program can print.
 struct Rule_T {
     Place place;
@@ -32,9 +35,7 @@ struct Rule_T {
     bool repeats = false; ///< can be there several times in its step
     bool isEnd = false;   ///< the run ended with it, and not with a verdict
     Free next = Free::Nothing;
-    /// Puts what the line holds into the run; false: the rule does not fit after all. Null: the line is a
-    /// message.
-    bool (*take)(Run_T&, const Captures_T&) = nullptr;
+    Take_T* take = nullptr; ///< null: the line is a message
 };
 
 std::span<const Rule_T> Rules();
