@@ -231,8 +231,50 @@ public:
 
     CHtmlWriter(QIODevice& output, const View_T& view) : m_Output(output), m_View(view) {}
 
-    void Write(const Run_T& run) override;
-    void End(const Summary_T& summary) override;
+    void Write(const Run_T& run) override
+    {
+        const QString drawn = run.samples.values.empty() ? QString() : AddPing(run);
+        if (m_RowsOf[static_cast<std::size_t>(run.outcome)]++ >= c_MostRows) {
+            ++m_RowsLeftOut;
+            return;
+        }
+        const QString link = drawn.isEmpty() ? QString() : u"<a href=\"#%1\">echo</a>"_s.arg(drawn);
+        const QStringList cells = {OutcomeLabel(run.outcome),
+                                   Code(TestOf(run)),
+                                   UnitCell(run.unit),
+                                   FoundCell(run),
+                                   link,
+                                   u"<span class=\"faint\">%1</span>"_s.arg(TitleOf(run).toHtmlEscaped())};
+        m_Rows += (u"<tr><td>"_s + cells.join(u"</td><td>"_s) + u"</td></tr>\n"_s).toUtf8();
+    }
+
+    void End(const Summary_T& summary) override
+    {
+        QString top = c_Head.toString().arg(c_Style) +
+                      u"<h1>sonarbench report</h1>\n<ul class=\"counts\">\n"_s +
+                      u"<li><b>%1</b>%2</li>\n"_s.arg(summary.runs).arg(Plural(summary.runs, u"run"_s));
+        for (std::size_t i = 0; i < c_Outcomes; ++i) {
+            top += u"<li><b>%1</b>%2</li>\n"_s.arg(summary.outcomes[i])
+                       .arg(OutcomeLabel(static_cast<Outcome>(i)));
+        }
+        if (summary.unrecognised > 0) {
+            top += u"<li><b>%1</b>%2 not recognised</li>\n"_s.arg(summary.unrecognised)
+                       .arg(Plural(summary.unrecognised, u"line"_s));
+        }
+        top +=
+            u"</ul>\n<h2>Runs</h2>\n<div class=\"scroll\"><table>\n<thead><tr><th>Outcome</th><th>Test</th>"
+            "<th>Unit</th><th>Found</th><th>Echo</th><th>Transcript</th></tr></thead>\n<tbody>\n"_s;
+        m_Output.write(top.toUtf8());
+        m_Output.write(m_Rows);
+        m_Output.write(
+            (u"</tbody></table></div>\n"_s + LeftOut(m_RowsLeftOut, u"runs") + Comparisons()).toUtf8());
+        if (!m_Pings.isEmpty()) {
+            m_Output.write("<section id=\"pings\">\n<h2>Each ping</h2>\n");
+            m_Output.write(m_Pings);
+            m_Output.write((LeftOut(m_PingsLeftOut, u"pings") + u"</section>\n"_s).toUtf8());
+        }
+        m_Output.write("</body>\n</html>\n");
+    }
 
 private:
     /// Pings that can be drawn over each other.
@@ -243,9 +285,78 @@ private:
     };
 
     /// @return the name that links to the ping; empty: it is not drawn
-    QString AddPing(const Run_T& run);
-    void Compare(const Run_T& run, Ping_T ping);
-    QString Comparisons() const;
+    QString AddPing(const Run_T& run)
+    {
+        Ping_T ping = MakePing(run, m_View, c_PlotColumns);
+        QString name;
+        if (m_PingsOf[static_cast<std::size_t>(run.outcome)]++ < c_MostPings) {
+            name = u"ping%1"_s.arg(++m_PingCount);
+            m_Pings +=
+                (u"<figure id=\"%1\">\n<h3><span class=\"title\">%2</span>%3<span "
+                 "class=\"faint\">%4</span></h3>\n%5<figcaption>%6%7<br>%8</figcaption>\n</figure>\n"_s.arg(
+                     name, Code(TestOf(run)), OutcomeLabel(run.outcome), ping.title.toHtmlEscaped(),
+                     PingSvg(ping), SamplesText(ping), HeardText(run.samples), LevelsText(ping)))
+                    .toUtf8();
+        } else {
+            ++m_PingsLeftOut;
+        }
+        Compare(run, std::move(ping));
+        return name;
+    }
+
+    void Compare(const Run_T& run, Ping_T ping)
+    {
+        const Samples_T& samples = run.samples;
+        Bytes_T common = TestOf(run) + '\n' + samples.band;
+        for (const double number :
+             {static_cast<double>(samples.values.size()), static_cast<double>(samples.taken),
+              static_cast<double>(ping.fullScale), samples.centreHertz, static_cast<double>(samples.element),
+              static_cast<double>(samples.channel)}) {
+            common += '\n' + std::to_string(number);
+        }
+        if (m_Setups.size() >= c_MostSetups && !m_Setups.contains(common)) {
+            return;
+        }
+        Setup_T& setup = m_Setups[common];
+        if (setup.count++ == 0) {
+            setup.all = ping.envelope;
+        }
+        setup.all.Include(ping.envelope);
+        if (setup.pings.size() < c_ComparedPings) {
+            setup.pings.push_back(std::move(ping));
+        }
+    }
+
+    QString Comparisons() const
+    {
+        QString text;
+        for (const auto& [common, setup] : m_Setups) {
+            if (setup.count < 2) {
+                continue;
+            }
+            QString legend;
+            for (std::size_t i = 0; i < setup.pings.size(); ++i) {
+                const Ping_T& ping = setup.pings[i];
+                legend +=
+                    u"<li><svg class=\"key\" viewBox=\"0 0 40 10\" aria-hidden=\"true\"><line class=\"echo "
+                    "series%1\" x1=\"0\" y1=\"5\" x2=\"40\" y2=\"5\"/></svg>%2%3</li>\n"_s.arg(i + 1)
+                        .arg(ping.title.toHtmlEscaped(),
+                             ping.features.bottom ? u", bottom at "_s + PlaceText(ping, *ping.features.bottom)
+                                                  : QString());
+            }
+            const std::size_t others = setup.count - setup.pings.size();
+            text +=
+                u"<figure>\n<h3><span class=\"title\">%1</span><span class=\"faint\">%2 pings</span></h3>\n%3"
+                "<figcaption>The area is between the lowest and the highest samples of all "
+                "pings%4.\n<ul>%5</ul>"
+                "</figcaption>\n</figure>\n"_s.arg(
+                    Code(std::string_view(common).substr(0, common.find('\n'))), QString::number(setup.count),
+                    ComparisonSvg(setup.pings, setup.all),
+                    others == 0 ? QString() : u", of which the first %1 are drawn"_s.arg(setup.pings.size()),
+                    legend);
+        }
+        return text.isEmpty() ? text : u"<h2>Pings of the same set-up</h2>\n"_s + text;
+    }
 
     QIODevice& m_Output;
     View_T m_View;
@@ -258,121 +369,6 @@ private:
     QByteArray m_Pings;
     std::map<Bytes_T, Setup_T> m_Setups; ///< by what the pings have in common
 };
-
-void CHtmlWriter::Write(const Run_T& run)
-{
-    const QString drawn = run.samples.values.empty() ? QString() : AddPing(run);
-    if (m_RowsOf[static_cast<std::size_t>(run.outcome)]++ >= c_MostRows) {
-        ++m_RowsLeftOut;
-        return;
-    }
-    const QString link = drawn.isEmpty() ? QString() : u"<a href=\"#%1\">echo</a>"_s.arg(drawn);
-    const QStringList cells = {OutcomeLabel(run.outcome),
-                               Code(TestOf(run)),
-                               UnitCell(run.unit),
-                               FoundCell(run),
-                               link,
-                               u"<span class=\"faint\">%1</span>"_s.arg(TitleOf(run).toHtmlEscaped())};
-    m_Rows += (u"<tr><td>"_s + cells.join(u"</td><td>"_s) + u"</td></tr>\n"_s).toUtf8();
-}
-
-QString CHtmlWriter::AddPing(const Run_T& run)
-{
-    Ping_T ping = MakePing(run, m_View, c_PlotColumns);
-    QString name;
-    if (m_PingsOf[static_cast<std::size_t>(run.outcome)]++ < c_MostPings) {
-        name = u"ping%1"_s.arg(++m_PingCount);
-        m_Pings +=
-            (u"<figure id=\"%1\">\n<h3><span class=\"title\">%2</span>%3<span "
-             "class=\"faint\">%4</span></h3>\n%5<figcaption>%6%7<br>%8</figcaption>\n</figure>\n"_s.arg(
-                 name, Code(TestOf(run)), OutcomeLabel(run.outcome), ping.title.toHtmlEscaped(),
-                 PingSvg(ping), SamplesText(ping), HeardText(run.samples), LevelsText(ping)))
-                .toUtf8();
-    } else {
-        ++m_PingsLeftOut;
-    }
-    Compare(run, std::move(ping));
-    return name;
-}
-
-void CHtmlWriter::Compare(const Run_T& run, Ping_T ping)
-{
-    const Samples_T& samples = run.samples;
-    Bytes_T common = TestOf(run) + '\n' + samples.band;
-    for (const double number :
-         {static_cast<double>(samples.values.size()), static_cast<double>(samples.taken),
-          static_cast<double>(ping.fullScale), samples.centreHertz, static_cast<double>(samples.element),
-          static_cast<double>(samples.channel)}) {
-        common += '\n' + std::to_string(number);
-    }
-    if (m_Setups.size() >= c_MostSetups && !m_Setups.contains(common)) {
-        return;
-    }
-    Setup_T& setup = m_Setups[common];
-    if (setup.count++ == 0) {
-        setup.all = ping.envelope;
-    }
-    setup.all.Include(ping.envelope);
-    if (setup.pings.size() < c_ComparedPings) {
-        setup.pings.push_back(std::move(ping));
-    }
-}
-
-QString CHtmlWriter::Comparisons() const
-{
-    QString text;
-    for (const auto& [common, setup] : m_Setups) {
-        if (setup.count < 2) {
-            continue;
-        }
-        QString legend;
-        for (std::size_t i = 0; i < setup.pings.size(); ++i) {
-            const Ping_T& ping = setup.pings[i];
-            legend +=
-                u"<li><svg class=\"key\" viewBox=\"0 0 40 10\" aria-hidden=\"true\"><line class=\"echo "
-                "series%1\" x1=\"0\" y1=\"5\" x2=\"40\" y2=\"5\"/></svg>%2%3</li>\n"_s.arg(i + 1)
-                    .arg(ping.title.toHtmlEscaped(),
-                         ping.features.bottom ? u", bottom at "_s + PlaceText(ping, *ping.features.bottom)
-                                              : QString());
-        }
-        const std::size_t others = setup.count - setup.pings.size();
-        text +=
-            u"<figure>\n<h3><span class=\"title\">%1</span><span class=\"faint\">%2 pings</span></h3>\n%3"
-            "<figcaption>The area is between the lowest and the highest samples of all pings%4.\n<ul>%5</ul>"
-            "</figcaption>\n</figure>\n"_s.arg(
-                Code(std::string_view(common).substr(0, common.find('\n'))), QString::number(setup.count),
-                ComparisonSvg(setup.pings, setup.all),
-                others == 0 ? QString() : u", of which the first %1 are drawn"_s.arg(setup.pings.size()),
-                legend);
-    }
-    return text.isEmpty() ? text : u"<h2>Pings of the same set-up</h2>\n"_s + text;
-}
-
-void CHtmlWriter::End(const Summary_T& summary)
-{
-    QString top = c_Head.toString().arg(c_Style) + u"<h1>sonarbench report</h1>\n<ul class=\"counts\">\n"_s +
-                  u"<li><b>%1</b>%2</li>\n"_s.arg(summary.runs).arg(Plural(summary.runs, u"run"_s));
-    for (std::size_t i = 0; i < c_Outcomes; ++i) {
-        top +=
-            u"<li><b>%1</b>%2</li>\n"_s.arg(summary.outcomes[i]).arg(OutcomeLabel(static_cast<Outcome>(i)));
-    }
-    if (summary.unrecognised > 0) {
-        top += u"<li><b>%1</b>%2 not recognised</li>\n"_s.arg(summary.unrecognised)
-                   .arg(Plural(summary.unrecognised, u"line"_s));
-    }
-    top += u"</ul>\n<h2>Runs</h2>\n<div class=\"scroll\"><table>\n<thead><tr><th>Outcome</th><th>Test</th>"
-           "<th>Unit</th><th>Found</th><th>Echo</th><th>Transcript</th></tr></thead>\n<tbody>\n"_s;
-    m_Output.write(top.toUtf8());
-    m_Output.write(m_Rows);
-    m_Output.write(
-        (u"</tbody></table></div>\n"_s + LeftOut(m_RowsLeftOut, u"runs") + Comparisons()).toUtf8());
-    if (!m_Pings.isEmpty()) {
-        m_Output.write("<section id=\"pings\">\n<h2>Each ping</h2>\n");
-        m_Output.write(m_Pings);
-        m_Output.write((LeftOut(m_PingsLeftOut, u"pings") + u"</section>\n"_s).toUtf8());
-    }
-    m_Output.write("</body>\n</html>\n");
-}
 } // namespace
 
 std::unique_ptr<IRunWriter> MakeHtmlWriter(QIODevice& output, const View_T& view)

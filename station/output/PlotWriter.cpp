@@ -109,49 +109,42 @@ void Marks(Canvas_T& canvas)
 class CPlotWriter : public IRunWriter
 {
 public:
-    CPlotWriter(QIODevice& output, const View_T& view);
+    CPlotWriter(QIODevice& output, const View_T& view) : m_Output(output), m_View(view)
+    {
+        m_View.width = std::clamp(m_View.width, c_NarrowestPlot, c_WidestPlot);
+    }
 
-    void Write(const Run_T& run) override;
-    void End(const Summary_T& summary) override;
+    void Write(const Run_T& run) override
+    {
+        Print(SummaryText(run));
+        if (run.samples.values.empty()) {
+            return;
+        }
+        const int width = m_View.width - c_LabelWidth;
+        const Ping_T ping = MakePing(run, m_View, static_cast<std::size_t>(width));
+        const int columns = static_cast<int>(ping.envelope.high.size());
+        Canvas_T canvas{ping, m_View.isAscii ? c_Ascii : c_Unicode, width / columns};
+        Amplitudes(canvas);
+        Places(canvas);
+        Marks(canvas);
+        Print(canvas.text + LevelsText(ping) + u"\n\n"_s);
+    }
+
+    void End(const Summary_T& summary) override { Print(SummaryText(summary)); }
 
 private:
-    void Print(QString text);
+    void Print(QString text)
+    {
+        if (m_View.isAscii) {
+            std::ranges::replace_if(
+                text, [](QChar character) { return character.unicode() >= 0x80; }, QChar(u'?'));
+        }
+        m_Output.write(text.toUtf8());
+    }
 
     QIODevice& m_Output;
     View_T m_View;
 };
-
-CPlotWriter::CPlotWriter(QIODevice& output, const View_T& view) : m_Output(output), m_View(view)
-{
-    m_View.width = std::clamp(m_View.width, c_NarrowestPlot, c_WidestPlot);
-}
-
-void CPlotWriter::Print(QString text)
-{
-    if (m_View.isAscii) {
-        std::ranges::replace_if(
-            text, [](QChar character) { return character.unicode() >= 0x80; }, QChar(u'?'));
-    }
-    m_Output.write(text.toUtf8());
-}
-
-void CPlotWriter::Write(const Run_T& run)
-{
-    Print(SummaryText(run));
-    if (run.samples.values.empty()) {
-        return;
-    }
-    const int width = m_View.width - c_LabelWidth;
-    const Ping_T ping = MakePing(run, m_View, static_cast<std::size_t>(width));
-    const int columns = static_cast<int>(ping.envelope.high.size());
-    Canvas_T canvas{ping, m_View.isAscii ? c_Ascii : c_Unicode, width / columns};
-    Amplitudes(canvas);
-    Places(canvas);
-    Marks(canvas);
-    Print(canvas.text + LevelsText(ping) + u"\n\n"_s);
-}
-
-void CPlotWriter::End(const Summary_T& summary) { Print(SummaryText(summary)); }
 } // namespace
 
 std::unique_ptr<IRunWriter> MakePlotWriter(QIODevice& output, const View_T& view)
