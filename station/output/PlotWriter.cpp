@@ -1,7 +1,7 @@
 #include "station/output/Formats.h"
 
 #include "station/output/Picture.h"
-#include "station/output/SummaryWriter.h"
+#include "station/output/Text.h"
 
 #include <algorithm>
 #include <cmath>

@@ -71,3 +71,35 @@ QString PrintableText(std::string_view bytes)
 QString Plural(std::uint64_t count, const QString& noun) { return count == 1 ? noun : noun + u's'; }
 
 QString TitleOf(const Run_T& run) { return PrintableText(run.transcript) + u":%1"_s.arg(run.firstLine); }
+
+QString SummaryText(const Run_T& run)
+{
+    QString text = TitleOf(run) + u": "_s + QLatin1StringView(NameOf(run.outcome));
+    if (!run.command.empty()) {
+        text += u": "_s + PrintableText(run.command);
+    }
+    if (!run.unit.serialNumber.empty()) {
+        text += u", unit "_s + PrintableText(run.unit.serialNumber);
+    }
+    if (!run.reason.empty()) {
+        text += u": "_s + PrintableText(run.reason);
+    }
+    text += u'\n';
+    for (const Line_T& unrecognised : run.unrecognised) {
+        text += PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number) +
+                PrintableText(unrecognised.text) + u'\n';
+    }
+    return text;
+}
+
+QString SummaryText(const Summary_T& summary)
+{
+    QString line = u"%1 "_s.arg(summary.runs) + Plural(summary.runs, u"run"_s);
+    for (const Outcome outcome : {Outcome::Passed, Outcome::Performed, Outcome::Failed, Outcome::NotJudged}) {
+        line += u", %1 "_s.arg(summary.outcomes[static_cast<std::size_t>(outcome)]) +
+                QLatin1StringView(NameOf(outcome));
+    }
+    const std::uint64_t lines = summary.claimed + summary.unrecognised;
+    return line +
+           u"; %1 %2, %3 unrecognised\n"_s.arg(lines).arg(Plural(lines, u"line"_s)).arg(summary.unrecognised);
+}

@@ -6,6 +6,7 @@
 #include <string_view>
 
 struct Run_T;
+struct Summary_T;
 
 /// Bytes of a transcript for people: valid UTF-8 as it is, control bytes and all others as \xNN.
 QString PrintableText(std::string_view bytes);
@@ -15,3 +16,8 @@ QString Plural(std::uint64_t count, const QString& noun);
 
 /// Where a run begins: "transcript.txt:12".
 QString TitleOf(const Run_T& run);
+
+/// The line of a run, and its unrecognised lines; printable.
+QString SummaryText(const Run_T& run);
+/// The counts in one line.
+QString SummaryText(const Summary_T& summary);
