@@ -7,7 +7,6 @@
 
 namespace
 {
-
 using Arguments_T = const char* const*; ///< argv, including the program's name and the command word
 
 struct Command_T {
@@ -117,7 +116,6 @@ constexpr Command_T c_Commands[] = {
     {.word = "speed", .arguments = "seconds", .wrongCount = NOT_RECOGNIZED, .run = Speed},
     {.word = "sensepin", .run = Show<&CSonarTestController::SensePin>},
 };
-
 } // namespace
 
 std::vector<CommandForm_T> CommandForms()

@@ -10,7 +10,6 @@
 
 namespace
 {
-
 constexpr int c_StartTimeoutMilliseconds = 30000;
 constexpr unsigned int c_MillisecondsPerSecond = 1000;
 
@@ -31,7 +30,6 @@ int MillisecondsToWait(unsigned int seconds)
                         : static_cast<int>(std::min(seconds, longest / c_MillisecondsPerSecond) *
                                            c_MillisecondsPerSecond);
 }
-
 } // namespace
 
 bool TestControllerBase::FileExists(const QString& path)

@@ -5,7 +5,6 @@
 
 namespace
 {
-
 struct Row_T {
     OutputStrings_T key;
     std::string_view text;
@@ -91,7 +90,6 @@ constexpr Row_T c_Rows[] = {
     {OUT_NO_TOUCHSCREEN_INITIALISATION,
      "No record of Touchscreen Initialisation. (Check /corvane/Data/Log/syslog/current.)\n"},
 };
-
 } // namespace
 
 std::string_view COutputStringTable::operator[](OutputStrings_T key) const

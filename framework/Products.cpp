@@ -5,7 +5,6 @@
 
 namespace
 {
-
 using UnitPaths::c_ModuleFirmware;
 
 constexpr const char* c_ModelVariables[] = {
@@ -136,7 +135,6 @@ constexpr Product_T c_Products[] = {
      .link = Link::LumetSpi, .firmware = {.pattern = "Pleq2_FPGA*.rbf"}},
 };
 // clang-format on
-
 } // namespace
 
 std::span<const Product_T> Products() { return c_Products; }

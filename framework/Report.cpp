@@ -5,7 +5,6 @@
 
 namespace
 {
-
 void Print(const std::string& text)
 {
     // As a C string: what follows a zero byte is not printed.
@@ -25,7 +24,6 @@ void PrintAsFormat(const std::string& text)
     }
     Print(shown);
 }
-
 } // namespace
 
 void TestControllerBase::ShowValidArguments(std::string*) {}

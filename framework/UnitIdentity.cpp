@@ -5,7 +5,6 @@
 
 namespace
 {
-
 // The touchscreen's type could not be read.
 constexpr char c_TqPlaceholder[] = "Tqxx\n";
 
@@ -18,7 +17,6 @@ bool IsNamed(const Product_T& product, IdentityFile file, const QByteArray& cont
     return product.identityFile == file && !identity.empty() &&
            std::ranges::find(product.identities, identity) != product.identities.end();
 }
-
 } // namespace
 
 unsigned int TestControllerBase::GetProductId()

@@ -14,7 +14,6 @@
 
 namespace
 {
-
 constexpr mode_t c_NewFileMode = 0666;
 
 constexpr qsizetype c_MebiByte = qsizetype{1024} * 1024;
@@ -106,7 +105,6 @@ std::nullopt_t Refuse(const QString& path, const std::string& reason)
     std::fprintf(stderr, "%s: %s\n", path.toLatin1().constData(), reason.c_str());
     return std::nullopt;
 }
-
 } // namespace
 
 std::optional<QByteArray> TestControllerBase::ReadWholeFile(const QString& path, FileOwner owner)

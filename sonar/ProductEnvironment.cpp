@@ -9,7 +9,6 @@
 
 namespace
 {
-
 constexpr char c_FirstChannel[] = "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0";
 constexpr char c_SecondChannel[] = "FPGA_CHANNEL_1_COMMS=/dev/LSfpga1";
 
@@ -44,7 +43,6 @@ void MakeMarker(const char* path)
         ::close(descriptor);
     }
 }
-
 } // namespace
 
 void CSonarTestController::SetProductEnvironment()

@@ -8,7 +8,6 @@
 
 namespace
 {
-
 // The usage is part of the printed contract. It names a command that does not exist, leaves out "lumetping"
 // and mixes "./" with "../", on purpose.
 constexpr const char* c_Usage[] = {
@@ -25,7 +24,6 @@ constexpr const char* c_Usage[] = {
     "./sonarbench xkping Filename Channel IncrementBy (Example: ./sonarbench xkping 200kHPShort.txt 0 5)\n",
     "./sonarbench 6mping <channel> (Example: ./sonarbench 6mping 0 )\n",
 };
-
 } // namespace
 
 CSonarTestController::CSonarTestController()

@@ -12,7 +12,6 @@
 
 namespace
 {
-
 using enum FaultOperation_T;
 using enum CallKind_T;
 
@@ -227,7 +226,6 @@ std::vector<std::string> KindsOf(const std::vector<const FaultKind_T*>& rows)
     }
     return words;
 }
-
 } // namespace
 
 Fault_T FaultOf(const std::string& specification)

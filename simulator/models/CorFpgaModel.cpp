@@ -7,7 +7,6 @@
 
 namespace
 {
-
 // The registers that do something or describe the ping; all others only hold what was written.
 constexpr std::uint16_t c_SampleCount = 16;
 constexpr std::uint16_t c_CentreFrequency = 32;
@@ -28,7 +27,6 @@ constexpr double c_ClocksPerChirpEntry = 16;
 constexpr double c_TuningWordRange = 4294967296.0;
 
 constexpr double c_TicksPerMetre = 20;
-
 } // namespace
 
 const CPacketRegisterMap& CorRegisters()

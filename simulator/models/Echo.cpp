@@ -6,7 +6,6 @@
 
 namespace
 {
-
 constexpr double c_SpeedOfSound = 1500; // metres a second
 constexpr double c_SourceLevel = 146;   // dB over one sample unit, at 1 m
 constexpr double c_SurfaceLoss = 3;     // dB of the reflection between first and second bottom echo
@@ -35,7 +34,6 @@ double Absorption(double frequency)
     return (0.11 * squared / (1 + squared) + 44 * squared / (4100 + squared) + 2.75e-4 * squared + 0.003) /
            1000;
 }
-
 } // namespace
 
 CEcho::CEcho(Scene_T scene) : m_Scene(std::move(scene)), m_Generator(m_Scene.seed) {}

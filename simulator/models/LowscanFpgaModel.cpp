@@ -10,7 +10,6 @@
 
 namespace
 {
-
 /// A register and the bits that it has.
 struct LowscanRegister_T {
     std::string_view name;
@@ -62,7 +61,6 @@ void PutValues(Bytes_T& packet, std::span<const std::uint16_t> block)
         PutBigEndian(packet, value & 0xFFF0, 2);
     }
 }
-
 } // namespace
 
 CLowscanFpgaModel::CLowscanFpgaModel(const FpgaSetup_T& setup)

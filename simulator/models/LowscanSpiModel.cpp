@@ -8,7 +8,6 @@
 
 namespace
 {
-
 constexpr std::uint8_t c_ReadFirstPacket = 0x10;
 
 constexpr std::size_t c_AddressWidth = 2;
@@ -17,7 +16,6 @@ constexpr std::size_t c_Records = 14;
 
 constexpr std::size_t c_VersionReplySize = 4;
 constexpr std::array<std::uint8_t, 5> c_VersionRequest = {0x03, 0x00, 0x00, 0xFF, 0xFF};
-
 } // namespace
 
 struct CLowscanSpiModel::Request_T {

@@ -9,7 +9,6 @@
 
 namespace
 {
-
 constexpr std::int64_t c_LinkBaud = 3'000'000;
 constexpr std::int64_t c_BitsPerByte = 10; // with start and stop bit
 
@@ -66,7 +65,6 @@ std::string FrameRefusal(ByteView_T bytes)
     }
     return {};
 }
-
 } // namespace
 
 CLowscanUartModel::CLowscanUartModel(std::shared_ptr<CLowscanFpgaModel> pFpga, std::size_t channel)

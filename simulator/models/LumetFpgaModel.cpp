@@ -5,7 +5,6 @@
 
 namespace
 {
-
 using enum RegisterAccess_T;
 
 constexpr std::size_t c_Channels = 2;
@@ -97,7 +96,6 @@ std::vector<PacketRegister_T> Rows()
     }
     return rows;
 }
-
 } // namespace
 
 const CPacketRegisterMap& LumetRegisters()

@@ -9,7 +9,6 @@
 
 namespace
 {
-
 constexpr std::size_t c_AddressSpace = 0x10000;
 
 constexpr std::uint8_t c_FifoClear = 2;
@@ -23,7 +22,6 @@ constexpr std::size_t c_DescriptorWordWidth = 4;
 constexpr std::size_t c_FifoWord = 1;
 constexpr std::size_t c_ModeWord = 2;
 constexpr std::array<std::uint32_t, 5> c_PingReadDescriptor = {0x5343, 0, 0, 1, 1};
-
 } // namespace
 
 void CPacketFifo::Load(Bytes_T data)

@@ -7,7 +7,6 @@
 
 namespace
 {
-
 // A packet: sync word, address, flags, length minus one, payload, checksum.
 constexpr std::size_t c_SyncAt = 0;
 constexpr std::size_t c_SyncWidth = 2;
@@ -67,7 +66,6 @@ std::string LengthRefusal(const Packet_T& packet, const PacketRegister_T& row, c
     }
     return {};
 }
-
 } // namespace
 
 std::vector<Packet_T> DecodePackets(ByteView_T bytes, std::vector<std::string>& refusals)

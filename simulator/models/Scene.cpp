@@ -10,7 +10,6 @@
 
 namespace
 {
-
 /// A number in a JSON object, and where it goes.
 template <class Record>
 struct Number_T {
@@ -108,7 +107,6 @@ Scene_T SceneOf(const CJsonValue& json)
     }
     return scene;
 }
-
 } // namespace
 
 WaterAdc_T ReadWaterAdc(const Scene_T& scene)

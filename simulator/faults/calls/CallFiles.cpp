@@ -11,7 +11,6 @@
 
 namespace
 {
-
 struct Descriptor_T {
     std::atomic<CallTarget_T> target{CallTarget_T::None};
     std::atomic<bool> isDeceived{false};
@@ -76,7 +75,6 @@ Descriptor_T* Find(int descriptor)
                ? &s_Descriptors[static_cast<std::size_t>(descriptor)]
                : nullptr;
 }
-
 } // namespace
 
 void RememberArguments(int count, char** arguments)

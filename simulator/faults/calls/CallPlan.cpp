@@ -16,7 +16,6 @@
 
 namespace
 {
-
 constexpr std::string_view c_Program = "sonarbench";
 /// Far above the descriptors that the program uses.
 constexpr int c_LogDescriptor = 500;
@@ -105,7 +104,6 @@ void Log(std::string_view operation, unsigned number, std::string_view specifica
         GiveUp("its log"); // counts would be wrong otherwise
     }
 }
-
 } // namespace
 
 void BeginCounting()

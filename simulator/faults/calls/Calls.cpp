@@ -44,7 +44,6 @@ std::FILE* CountedFdopen(int descriptor, const char* mode) SONARBENCH_REPLACES("
 
 namespace
 {
-
 /// The C library's function that was replaced.
 template <class Function_T>
 class CNextCall
@@ -246,7 +245,6 @@ bool Allows(int flags, std::string_view mode)
     const int access = flags & O_ACCMODE;
     return !(reads && access == O_WRONLY) && !(writes && access == O_RDONLY);
 }
-
 } // namespace
 
 int CountedOpen(const char* path, int flags, ...)
