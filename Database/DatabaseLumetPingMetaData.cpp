@@ -15,11 +15,12 @@ TSQEventCode_T CDatabaseLumetPingMetaData::readDB()
     return GetErrorCode();
 }
 
-bool CDatabaseLumetPingMetaData::Print(const CPieceWriter& write) const
+bool CDatabaseLumetPingMetaData::Print(IOSSFile& file) const
 {
     const LumetSettings_T& s = Settings();
     const CorrelationFilterSettings_T& table = s.correlationTable;
-    return write("%d\n%d\n%zu\n%d\n%d\n%zu\n%d\n%d\n%d\n%d\n%d\n%zu\n%d\n%d\n%f\n%zu\n%zu\n%d\n%f\n%d\n%f\n"
+    return Write(file,
+                 "%d\n%d\n%zu\n%d\n%d\n%zu\n%d\n%d\n%d\n%d\n%d\n%zu\n%d\n%d\n%f\n%zu\n%zu\n%d\n%f\n%d\n%f\n"
                  "%d\n%f\n%d\n%f\n%d\n%d\n%zu\n%zu\n%f\n%f\n%f\n%d\n%d\n%d\n",
                  s.active, s.channel, AsSize(s.numberOfSamples), s.steppedAnalogueGain,
                  AsSigned(s.basebandCentreFreq), AsSize(s.subSampleRate), s.startFreq, s.endFreq,
@@ -31,9 +32,9 @@ bool CDatabaseLumetPingMetaData::Print(const CPieceWriter& write) const
                  s.burstLengthPercent, AsSize(s.numberOfSamplesToDisplay), AsSize(s.corrections.sampleDelay),
                  s.corrections.factor, s.corrections.burstLengthFactor, s.corrections.steppedGainFactor,
                  s.corrections.previousDepth, table.scaling, table.downShift) &&
-           write("Lumet Channel %d CorrelationFilterTable Size = %zu \n", s.channel,
+           Write(file, "Lumet Channel %d CorrelationFilterTable Size = %zu \n", s.channel,
                  table.coefficients.size()) &&
            std::ranges::all_of(table.coefficients, [&](const CorrelationFilterCoefficientSet_T& pair) {
-               return write("%d,%d,", pair.first, pair.second);
+               return Write(file, "%d,%d,", pair.first, pair.second);
            });
 }

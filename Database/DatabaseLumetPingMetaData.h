@@ -99,5 +99,5 @@ public:
 private:
     static constexpr std::size_t c_MessageSize = 10468;
 
-    bool Print(const CPieceWriter& write) const override;
+    bool Print(IOSSFile& file) const override;
 };

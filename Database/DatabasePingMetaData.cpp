@@ -14,11 +14,12 @@ TSQEventCode_T CDatabasePingMetaData::readDB()
     return GetErrorCode();
 }
 
-bool CDatabasePingMetaData::Print(const CPieceWriter& write) const
+bool CDatabasePingMetaData::Print(IOSSFile& file) const
 {
     const LowscanSettings_T& s = Settings();
     // Part of the contract: in the file the colour gain comes before the gain, in memory after it.
-    return write("%d\n%d\n%zu\n%f\n%f\n%d\n%d\n%d\n%d\n%f\n%d\n%f\n%f\n%zu\n%d\n%f\n%d\n%f\n%d\n%f\n%d\n%f\n"
+    return Write(file,
+                 "%d\n%d\n%zu\n%f\n%f\n%d\n%d\n%d\n%d\n%f\n%d\n%f\n%f\n%zu\n%d\n%f\n%d\n%f\n%d\n%f\n%d\n%f\n"
                  "%d\n%d\n%d\n%zu\n%zu\n%f\n%f\n%f\n%d\n",
                  s.active, s.channel, AsSize(s.numberOfSamples), s.startFreq, s.endFreq,
                  AsSigned(s.numberOfFullCycles), AsSigned(s.decimationRate), s.workingDepth, s.requestedDepth,

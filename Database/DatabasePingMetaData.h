@@ -74,5 +74,5 @@ private:
     static constexpr std::size_t c_MessageSize = 5328;
     static_assert(sizeof(void*) != 4 || sizeof(Record_T) == c_MessageSize);
 
-    bool Print(const CPieceWriter& write) const override;
+    bool Print(IOSSFile& file) const override;
 };

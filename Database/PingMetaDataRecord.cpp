@@ -22,7 +22,7 @@ constexpr std::size_t c_LongestPiece = 1024; ///< including the terminating zero
 
 // The compiler checks the values against the format, as it does for printf().
 // NOLINTNEXTLINE(cert-dcl50-cpp)
-bool CPieceWriter::operator()(const char* format, ...) const
+bool CPingMetaDataFile::Write(IOSSFile& file, const char* format, ...)
 {
     char writeBuffer[c_LongestPiece] = {};
     std::va_list values;
@@ -33,7 +33,7 @@ bool CPieceWriter::operator()(const char* format, ...) const
     va_end(values);
     assert(bytesWritten > 0);
     assert(static_cast<size_t>(bytesWritten) < sizeof(writeBuffer));
-    return m_File.WriteStream(writeBuffer);
+    return file.WriteStream(writeBuffer);
 }
 
 CPingMetaDataFile::CPingMetaDataFile(const char* ClassName, IOSSFactory* pFactory, std::size_t index)
@@ -70,7 +70,7 @@ TSQEventCode_T CPingMetaDataFile::writeDB()
         return unopened;
     }
 
-    const bool written = Print(CPieceWriter(*pFile));
+    const bool written = Print(*pFile);
     const TSQEventCode_T uncut = written ? pFile->Ftruncate(pFile->Ftell()) : c_Success;
     if (written && uncut == c_Success) {
         return c_Success;

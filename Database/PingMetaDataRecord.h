@@ -16,21 +16,6 @@ class IOSSFile;
 /// Longest path of a ping metadata file.
 inline constexpr std::size_t MAX_DATABASE_PATH_LENGTH = 256;
 
-/// Formats pieces of text and writes them to an open file.
-class CPieceWriter
-{
-public:
-    /// @param file  must live as long as the writer
-    explicit CPieceWriter(IOSSFile& file) : m_File(file) {}
-
-    /// Formats a piece and writes it in one call. A piece of 1,024 characters or more is an assertion.
-    /// Returns false when the write failed; the file's error code says why.
-    [[gnu::format(printf, 2, 3)]] bool operator()(const char* format, ...) const;
-
-private:
-    IOSSFile& m_File;
-};
-
 /// 32-bit numbers in the types of the files' formats. A line that is signed shows a value above 2,147,483,647
 /// as a negative number.
 constexpr std::size_t AsSize(std::uint32_t value) { return value; }
@@ -69,10 +54,13 @@ protected:
     /// Writes the file unless the root directory holds a regular file of its name. The last step of a
     /// record's construction. With an empty root the file is always written.
     void CreateIfMissing();
+    /// Formats a piece and writes it in one call. A piece of 1,024 characters or more is an assertion.
+    /// Returns false when the write failed; the file's error code says why.
+    [[gnu::format(printf, 2, 3)]] static bool Write(IOSSFile& file, const char* format, ...);
 
 private:
     /// Writes the record's text, stopping at the first piece that fails. Returns whether all went out.
-    virtual bool Print(const CPieceWriter& write) const = 0;
+    virtual bool Print(IOSSFile& file) const = 0;
 
     void ReportError(TSQEventCode_T code, const char* origin, const char* text);
 
