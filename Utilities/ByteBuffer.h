@@ -10,7 +10,10 @@ class Buffer_Bytes_T
 public:
     /// @param pStorage  first byte of the caller's storage
     /// @param Size      capacity in bytes; also the current size at first
-    Buffer_Bytes_T(std::uint8_t* pStorage, std::size_t Size);
+    Buffer_Bytes_T(std::uint8_t* pStorage, std::size_t Size)
+        : m_pStorage(pStorage), m_Original_Size_Bytes(Size), m_CurrentSize(Size)
+    {
+    }
     virtual ~Buffer_Bytes_T() = default;
 
     /// The caller's storage, for reading and writing.

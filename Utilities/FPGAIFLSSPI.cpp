@@ -101,8 +101,6 @@ TSQEventCode_T CFPGAIFLSSPI::setUpForPing(LSFpgaCompleteConfigure_T config)
 
 TSQEventCode_T CFPGAIFLSSPI::PingNow() { return SendRequest({c_PingNow}); }
 
-TSQEventCode_T CFPGAIFLSSPI::WaitForData() { return WaitForInterrupt(); }
-
 TSQEventCode_T CFPGAIFLSSPI::GetPing(LSChannel_T Channel, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values)
 {
     std::vector<std::uint8_t> request(1 + PingPacketSize(*Samples));

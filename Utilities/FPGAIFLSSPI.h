@@ -36,7 +36,7 @@ public:
     TSQEventCode_T setUpForPing(LSFpgaCompleteConfigure_T config);
     TSQEventCode_T PingNow();
     /// Waits until the FPGA interrupts. Returns 1, or 0 when it did not.
-    TSQEventCode_T WaitForData();
+    TSQEventCode_T WaitForData() { return WaitForInterrupt(); }
     /// Reads the samples of the last ping. Returns 0 or -171; a failed request counts as a missing reply.
     /// @param Channel  1 for the second channel, anything else for the first
     /// @param Samples  room for at most 1,024 floats, all of which are filled

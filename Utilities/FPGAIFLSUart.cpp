@@ -126,11 +126,6 @@ TSQEventCode_T CFPGAIFLSUart::GetVersion(SWVersion_T* Version)
     return ReceiveVersion(c_VersionReplySize, Version);
 }
 
-TSQEventCode_T CFPGAIFLSUart::GetPing(LSChannel_T, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values)
-{
-    return ReceivePing(Samples, Values);
-}
-
 TSQEventCode_T CFPGAIFLSUart::SetPulse(LSChannel_T Channel, LSPeriod_T Period,
                                        LSFrequency_Hz_T StartFrequency, LSFrequency_Hz_T EndFrequency)
 {
@@ -157,9 +152,4 @@ TSQEventCode_T CFPGAIFLSUart::SetAnalogueGainLevel(unsigned char level)
 TSQEventCode_T CFPGAIFLSUart::SetBoostLevel(unsigned char level, bool enable)
 {
     return SetRegisters(std::array{BoostRegister(level, enable)});
-}
-
-TSQEventCode_T CFPGAIFLSUart::setUpForPing(LSFpgaCompleteConfigure_T config)
-{
-    return SetConfiguration(config);
 }

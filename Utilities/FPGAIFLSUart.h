@@ -28,7 +28,10 @@ public:
     /// Reads the samples of the last ping. The channel is not used. Returns 0 or -171.
     /// @param Samples  room for at most 1,024 floats, all of which are filled
     /// @param Values   room for two floats for each full or partial block of 128 samples
-    TSQEventCode_T GetPing(LSChannel_T Channel, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values);
+    TSQEventCode_T GetPing(LSChannel_T, Buffer_Bytes_T* Samples, Buffer_Bytes_T* Values)
+    {
+        return ReceivePing(Samples, Values);
+    }
 
     /// The setters of several registers end at the first failure.
     /// @param Period  FPGA clock units, 0 to 1,023; 0 keeps the channel quiet
@@ -39,7 +42,7 @@ public:
     TSQEventCode_T SetGainAndColourGain(LSChannel_T Channel, LSGain_T Gain, LSColourGain_T ColourGain);
     TSQEventCode_T SetAnalogueGainLevel(unsigned char level);
     TSQEventCode_T SetBoostLevel(unsigned char level, bool enable);
-    TSQEventCode_T setUpForPing(LSFpgaCompleteConfigure_T config);
+    TSQEventCode_T setUpForPing(LSFpgaCompleteConfigure_T config) { return SetConfiguration(config); }
 
 private:
     TSQEventCode_T ConfigureSerialPort(int descriptor);

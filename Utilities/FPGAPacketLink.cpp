@@ -7,7 +7,6 @@
 #include <charconv>
 #include <poll.h>
 #include <tuple>
-#include <utility>
 
 namespace
 {
@@ -126,8 +125,6 @@ TSQEventCode_T CFPGAPacketLink::AddToTransmitBuffer(Buffer_Bytes_T* Data, CorFPG
     return c_Success;
 }
 
-void CFPGAPacketLink::TransferToDataToGoArray() { m_DataToGo.push_back(std::exchange(m_TransmitBuffer, {})); }
-
 unsigned int CFPGAPacketLink::SendTransfer(std::vector<std::uint8_t>& transfer)
 {
     const auto length = static_cast<unsigned int>(transfer.size());
@@ -149,8 +146,6 @@ unsigned int CFPGAPacketLink::TransmitDataToFPGA()
     m_DataToGo.clear();
     return total + SendCurrentTransfer();
 }
-
-TSQEventCode_T CFPGAPacketLink::UpdateFPGA() { return TransmitNow(c_Success); }
 
 unsigned int CFPGAPacketLink::ReceiveDataFromFPGA(Buffer_Bytes_T* Buffer)
 {
@@ -185,12 +180,6 @@ TSQEventCode_T CFPGAPacketLink::WriteRegister(const RegisterRow_T& row, std::uin
 TSQEventCode_T CFPGAPacketLink::WriteSampleCount(const RegisterRow_T& row, FpgaAdcSamples_T samples)
 {
     return WriteRegister(row, samples / c_SamplesPerUnit);
-}
-
-TSQEventCode_T CFPGAPacketLink::QueueTable(const RegisterRow_T& row, std::span<std::uint8_t> image)
-{
-    Buffer_Bytes_T data(image.data(), image.size());
-    return CreateCommandPacket(&data, row.address, false, row.block, false);
 }
 
 TSQEventCode_T CFPGAPacketLink::ReadRegister(const RegisterRow_T& row, std::uint8_t* pBytes)

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Address of an FPGA register, or of the first byte of a table.
@@ -72,13 +73,13 @@ public:
     TSQEventCode_T AddToTransmitBuffer(Buffer_Bytes_T* Data, CorFPGADataHeader_T* Header,
                                        bool singleTransfer);
     /// Closes the current transfer; the next packet starts another.
-    void TransferToDataToGoArray();
+    void TransferToDataToGoArray() { m_DataToGo.push_back(std::exchange(m_TransmitBuffer, {})); }
 
     /// Writes everything queued, in order, and empties the queue. A failed write does not stop the next one.
     /// Returns the bytes that went out.
     unsigned int TransmitDataToFPGA();
     /// Transmits. Returns 0, or -109 when nothing went out: the queue was empty or every write failed.
-    TSQEventCode_T UpdateFPGA();
+    TSQEventCode_T UpdateFPGA() { return TransmitNow(c_Success); }
     /// Sends the current transfer, which ends in a read, and receives the reply into the buffer. Returns the
     /// bytes of the request that went out; closed transfers stay queued.
     unsigned int ReceiveDataFromFPGA(Buffer_Bytes_T* Buffer);
@@ -135,7 +136,6 @@ protected:
     static std::string HexText(unsigned int value);
 
 private:
-    TSQEventCode_T QueueTable(const RegisterRow_T& row, std::span<std::uint8_t> image);
     unsigned int SendTransfer(std::vector<std::uint8_t>& transfer);
 
     std::vector<std::uint8_t> m_TransmitBuffer;
@@ -156,5 +156,6 @@ TSQEventCode_T CFPGAPacketLink::WriteTable(const RegisterRow_T& row, const std::
         PutLittleEndian(pTo + width, width, static_cast<std::uint32_t>(entry.second));
         pTo += sizeof(Entry);
     }
-    return QueueTable(row, image);
+    Buffer_Bytes_T data(image.data(), image.size());
+    return CreateCommandPacket(&data, row.address, false, row.block, false);
 }

@@ -94,7 +94,6 @@ constexpr Row_T c_Rows[] = {
 
 std::string_view COutputStringTable::operator[](OutputStrings_T key) const
 {
-    const auto row = std::find_if(std::begin(c_Rows), std::end(c_Rows),
-                                  [key](const Row_T& candidate) { return candidate.key == key; });
+    const auto* const row = std::ranges::find(c_Rows, key, &Row_T::key);
     return row == std::end(c_Rows) ? std::string_view() : row->text;
 }

@@ -21,17 +21,6 @@ int RunInShell(const std::string& command)
 }
 } // namespace
 
-int CSonarTestController::ReadSonarVersionEnsureValid(std::string& out, CFPGAIF* facade,
-                                                      unsigned char channel)
-{
-    return ReadSonarVersionEnsureValid(&out, facade, channel);
-}
-
-int CSonarTestController::LoadFPGABinary(std::string& out, bool checkVersion)
-{
-    return LoadFPGABinary(&out, checkVersion);
-}
-
 int CSonarTestController::ReadSonarVersionEnsureValid(std::string* out, CFPGAIF* facade,
                                                       unsigned char channel)
 {

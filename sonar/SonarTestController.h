@@ -47,10 +47,13 @@ public:
     /// Reads the FPGA's firmware version and checks that it is plausible. Returns 0 when it is, else 1.
     /// @param facade   null: one is created for the read
     /// @param channel  transducer element of the created facade; it only matters on the QL6M
-    int ReadSonarVersionEnsureValid(std::string& out, CFPGAIF* facade, unsigned char channel);
+    int ReadSonarVersionEnsureValid(std::string& out, CFPGAIF* facade, unsigned char channel)
+    {
+        return ReadSonarVersionEnsureValid(&out, facade, channel);
+    }
     /// Loads the product's firmware image with a shell command. Returns 0, or 1 when there is no firmware
     /// directory, no shell, or (with checkVersion) no plausible version afterwards.
-    int LoadFPGABinary(std::string& out, bool checkVersion);
+    int LoadFPGABinary(std::string& out, bool checkVersion) { return LoadFPGABinary(&out, checkVersion); }
 
     /// Pings an xK module with the settings of the table file and prints every incrementBy-th sample. Returns
     /// 0 or 1; a short read of samples is reported and returns 0.

@@ -36,9 +36,8 @@ constexpr FpgaChnlFltByte_T ChannelFilter(const PingPath_T& path)
 /// The path of a channel filter byte; null when no path has this byte.
 const PingPath_T* PathOf(int filterByte)
 {
-    const auto* const path = std::find_if(
-        std::begin(c_PingPaths), std::end(c_PingPaths),
-        [filterByte](const PingPath_T& candidate) { return ChannelFilter(candidate).value == filterByte; });
+    const auto* const path = std::ranges::find(
+        c_PingPaths, filterByte, [](const PingPath_T& candidate) { return ChannelFilter(candidate).value; });
     return path == std::end(c_PingPaths) ? nullptr : path;
 }
 
