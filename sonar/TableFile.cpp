@@ -2,12 +2,9 @@
 
 #include "sonar/SonarTestController.h"
 
-#include <QString>
-
 #include <algorithm>
 #include <charconv>
 #include <sys/stat.h>
-#include <utility>
 
 namespace
 {

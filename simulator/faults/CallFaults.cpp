@@ -3,7 +3,6 @@
 #include "simulator/unit/ProgramRun.h"
 
 #include <algorithm>
-#include <fstream>
 #include <stdexcept>
 
 namespace

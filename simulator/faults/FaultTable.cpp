@@ -4,7 +4,6 @@
 #include "tools/CommandLine.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <optional>
 #include <stdexcept>

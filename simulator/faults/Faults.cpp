@@ -1,7 +1,6 @@
 #include "simulator/faults/Faults.h"
 
 #include <algorithm>
-#include <utility>
 
 std::vector<Fault_T> CFaultPlan::Next(FaultOperation_T operation)
 {

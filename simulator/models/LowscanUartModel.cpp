@@ -3,7 +3,6 @@
 #include "simulator/ValueText.h"
 #include "simulator/models/WireBytes.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 
