@@ -180,6 +180,20 @@ constexpr Rule_T Step(Place place, int step, std::string_view pattern, unsigned 
     return {.place = place, .step = step, .pattern = pattern, .evidence = evidence, .take = take};
 }
 
+/// The line comes after so many empty lines.
+constexpr Rule_T After(unsigned int blanks, Rule_T rule)
+{
+    rule.blanks = blanks;
+    return rule;
+}
+
+/// The line can be there several times in its step.
+constexpr Rule_T Repeated(Rule_T rule)
+{
+    rule.repeats = true;
+    return rule;
+}
+
 /// The last line of a program that failed.
 constexpr Rule_T End(std::string_view pattern)
 {
@@ -226,27 +240,17 @@ constexpr Rule_T c_Rules[] = {
     Step(Before, 3, "3", c_GainAccepted),
     Step(Before, 4, "cat /corvane/Application/%s > /dev/LSfpga%u", c_ImageCopied, TakeImage),
     Step(Before, 5, c_NoticeText, c_EarlyNotice),
-    {.place = Before, .step = 6, .pattern = "Parameters:", .evidence = c_ParametersTitle, .blanks = 1},
+    After(1, Step(Before, 6, "Parameters:", c_ParametersTitle)),
     Step(Before, 7,
          "Ch0Period = %d; Ch1Period = %d ; Start freq = %f; End freq = %f; Decimation rate = %d ; "
          "Samples = %d",
          c_Parameters, TakeParameters),
     {.place = Before, .step = 8, .pattern = "Will need to copy %d bytes into Buffer of size %d bytes"},
-    {.place = Before,
-     .step = 9,
-     .pattern = "<SonarFPGAData>%s<EndSonarFPGAData>",
-     .evidence = c_Samples,
-     .blanks = 1,
-     .take = TakeSamples},
+    After(1, Step(Before, 9, "<SonarFPGAData>%s<EndSonarFPGAData>", c_Samples, TakeSamples)),
     Step(Before, 10, "Element: %d Centre Freq: %d & RxBand: %s", c_Element, TakeElement),
     Step(Before, 10, "Channel: %d Element: %d Centre Freq: %d & RxBand: %s", c_Element,
          TakeChannelAndElement),
-    {.place = Before,
-     .step = 11,
-     .pattern = "Samples: %u Buffer Bytes: %u",
-     .evidence = c_SampleCount,
-     .blanks = 1,
-     .take = TakeSampleCount},
+    After(1, Step(Before, 11, "Samples: %u Buffer Bytes: %u", c_SampleCount, TakeSampleCount)),
     // Last, because it may begin with anything.
     Message(Before, "%s is not a valid Analogue Gain level.", Untested),
 
@@ -254,12 +258,7 @@ constexpr Rule_T c_Rules[] = {
     Step(Report, 2, c_NoticeText, c_Notice),
     Step(Report, 3, "Firmware Version: %u.%u", c_Version, TakeVersion),
     Step(Report, 4, "Attempting ping on channel %d (%s) at start frequency of: %d", c_Attempt, TakeAttempt),
-    {.place = Report,
-     .step = 5,
-     .pattern = "Speed ticks: %d",
-     .evidence = c_Ticks,
-     .repeats = true,
-     .take = TakeTicks},
+    Repeated(Step(Report, 5, "Speed ticks: %d", c_Ticks, TakeTicks)),
 
     // Wrong command lines.
     Message(Report, "ERROR: Incorrect Parameter Count.", Untested),
@@ -303,29 +302,12 @@ constexpr Rule_T c_Rules[] = {
     Message(Report, "ERROR: OutputAsStringShort failed.", Fault),
 
     // The usage.
-    {.place = Report, .step = 6, .pattern = "Test App Build ID: ", .evidence = c_Usage, .blanks = 1},
+    After(1, Step(Report, 6, "Test App Build ID: ", c_Usage)),
     Step(Report, 7, "Test App Version: %d.%d", c_Usage),
-    {.place = Report,
-     .step = 8,
-     .pattern = "ERROR: First Parameter not recognized: %s",
-     .evidence = c_Usage,
-     .blanks = 2},
-    {.place = Report,
-     .step = 9,
-     .pattern = "Valid arguments are as follows: ",
-     .evidence = c_Usage,
-     .blanks = 1,
-     .take = TakeUsage},
-    {.place = Report,
-     .step = 10,
-     .pattern = "./sonarbench %s (Example: %s)",
-     .evidence = c_Usage,
-     .blanks = 1},
-    {.place = Report,
-     .step = 11,
-     .pattern = "./sonarbench %s (Example: %s)",
-     .evidence = c_Usage,
-     .repeats = true},
+    After(2, Step(Report, 8, "ERROR: First Parameter not recognized: %s", c_Usage)),
+    After(1, Step(Report, 9, "Valid arguments are as follows: ", c_Usage, TakeUsage)),
+    After(1, Step(Report, 10, "./sonarbench %s (Example: %s)", c_Usage)),
+    Repeated(Step(Report, 11, "./sonarbench %s (Example: %s)", c_Usage)),
 
     End("%s: %s:%d: %s: Assertion `%s' failed."),
     End("terminate called after throwing an instance of '%s'"),
