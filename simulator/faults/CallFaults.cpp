@@ -21,17 +21,17 @@ void Check(const std::ios& file, const fs::path& path)
 }
 } // namespace
 
-CCallFaults::CCallFaults(fs::path directory, CFaultPlan& faults)
-    : m_Directory(std::move(directory)), m_Library(Companion(c_LibraryFile)), m_Faults(faults)
+CCallFaults::CCallFaults(const fs::path& directory, CFaultPlan& faults)
+    : m_Library(Companion(c_LibraryFile)), m_Faults(faults)
 {
-    const fs::path planFile = m_Directory / c_PlanFile;
+    const fs::path planFile = directory / c_PlanFile;
     std::ofstream plan(planFile);
     for (const Fault_T& fault : m_Faults.OfCalls()) {
         plan << NameOf(fault.kind->operation) << ' ' << fault.number << ' ' << fault.kind->kind << ' '
              << fault.value << ' ' << fault.specification << '\n';
     }
     Check(plan.flush(), planFile);
-    const fs::path logFile = m_Directory / c_LogFile;
+    const fs::path logFile = directory / c_LogFile;
     std::ofstream(logFile).close();
     m_Log.open(logFile);
     Check(m_Log, logFile);

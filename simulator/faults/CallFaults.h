@@ -16,7 +16,7 @@ class CCallFaults
 public:
     /// Writes the plan into an existing directory; the faults must outlive this object. Throws
     /// std::runtime_error when it cannot, or when the library is missing.
-    CCallFaults(std::filesystem::path directory, CFaultPlan& faults);
+    CCallFaults(const std::filesystem::path& directory, CFaultPlan& faults);
     CCallFaults(const CCallFaults&) = delete;
     CCallFaults& operator=(const CCallFaults&) = delete;
     ~CCallFaults();
@@ -32,7 +32,6 @@ private:
     /// Reads new log lines into the plan.
     void TakeLog();
 
-    const std::filesystem::path m_Directory;
     const std::filesystem::path m_Library;
     CFaultPlan& m_Faults;
     std::ifstream m_Log;

@@ -58,7 +58,7 @@ public:
     virtual DeviceOutcome_T Write(ByteView_T bytes) = 0;
 
     /// Number of bytes that the argument pointer of a request points to; 0 when the request takes none.
-    virtual std::size_t IoctlArgumentSize(unsigned long request) const = 0;
+    virtual std::size_t IoctlArgumentSize(unsigned long) const { return 0; }
     /// One ioctl() of the program. An empty argument is a null pointer.
     virtual DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) = 0;
 

@@ -20,7 +20,6 @@ public:
     CLowscanUartModel(std::shared_ptr<CLowscanFpgaModel> pFpga, std::size_t channel);
 
     DeviceOutcome_T Write(ByteView_T bytes) override;
-    std::size_t IoctlArgumentSize(unsigned long) const override { return 0; }
     DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) override;
     DeviceOutcome_T TakeImage(ByteView_T bytes) override;
     std::optional<DeviceOutcome_T> TakeUnasked() override;
@@ -46,7 +45,6 @@ public:
     explicit CLowscanLoaderModel(std::shared_ptr<CLowscanFpgaModel> pFpga) : m_pFpga(std::move(pFpga)) {}
 
     DeviceOutcome_T Write(ByteView_T) override;
-    std::size_t IoctlArgumentSize(unsigned long) const override { return 0; }
     DeviceOutcome_T Ioctl(unsigned long, ByteView_T) override;
     DeviceOutcome_T TakeImage(ByteView_T bytes) override { return m_pFpga->TakeImage(bytes); }
 
