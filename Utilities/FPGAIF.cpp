@@ -136,11 +136,6 @@ void CFPGAIF::CreateTransport(XdcrElementIndex_T element)
     }
 }
 
-CFPGAIFLSUart* CFPGAIF::Uart(LSChannel_T channel) const
-{
-    return channel == 0 ? m_pLSIF_Uart0 : m_pLSIF_Uart1;
-}
-
 CFPGAIFLumetSPI* CFPGAIF::LumetWithAdcs() const
 {
     return m_LumetVariant == c_VariantWithAdcs ? m_pLumetIF_SPI : nullptr;

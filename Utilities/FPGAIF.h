@@ -136,7 +136,7 @@ public:
 private:
     void CreateTransport(XdcrElementIndex_T element);
     /// The channel's transport; null on units without UARTs.
-    CFPGAIFLSUart* Uart(LSChannel_T channel) const;
+    CFPGAIFLSUart* Uart(LSChannel_T channel) const { return channel == 0 ? m_pLSIF_Uart0 : m_pLSIF_Uart1; }
     /// The transport of the Lumet variant that has ADCs; null on every other unit.
     CFPGAIFLumetSPI* LumetWithAdcs() const;
     /// The answer of the unit's transport. When no transport has answered: -177 if the unit has no FPGA

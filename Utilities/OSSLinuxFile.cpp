@@ -87,8 +87,6 @@ COSSLinuxFile::COSSLinuxFile(const char* Name, int flags, int mode)
     Open(flags, mode);
 }
 
-COSSLinuxFile::~COSSLinuxFile() { Close(); }
-
 bool COSSLinuxFile::Record(bool Succeeded)
 {
     if (!Succeeded) {
@@ -302,8 +300,6 @@ bool COSSLinuxFile::Fseek(int offset, int whence)
     m_ErrorCode = 0;
     return Record(std::fseek(m_pStream, offset, whence) != -1);
 }
-
-long COSSLinuxFile::Ftell() { return m_pStream == nullptr ? -1 : std::ftell(m_pStream); }
 
 int COSSLinuxFile::Poll(short events, int timeout)
 {

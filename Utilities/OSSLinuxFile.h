@@ -18,7 +18,7 @@ public:
     /// @param Name  path of at most 255 characters; a longer one is an assertion
     /// @param flags, mode  as open() takes them
     COSSLinuxFile(const char* Name, int flags, int mode);
-    ~COSSLinuxFile() override;
+    ~COSSLinuxFile() override { Close(); }
     COSSLinuxFile(const COSSLinuxFile&) = delete;
     COSSLinuxFile& operator=(const COSSLinuxFile&) = delete;
 
@@ -46,7 +46,7 @@ public:
     int GetErrorCode() const override { return m_ErrorCode; }
     int GetFileDescriptor() const override { return m_FileDescriptor; }
     bool Fseek(int offset, int whence) override;
-    long Ftell() override;
+    long Ftell() override { return m_pStream == nullptr ? -1 : std::ftell(m_pStream); }
     int Fsync() override;
     int Ftruncate(long length) override;
 

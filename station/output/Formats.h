@@ -23,9 +23,6 @@ inline constexpr int c_WidestPlot = 1000;
 class IRunWriter
 {
 public:
-    IRunWriter() = default;
-    IRunWriter(const IRunWriter&) = delete;
-    IRunWriter& operator=(const IRunWriter&) = delete;
     virtual ~IRunWriter() = default;
 
     /// Once, before all runs.

@@ -11,8 +11,7 @@ namespace Evidence
 inline constexpr unsigned int c_StopAsked = 1U << 0;    ///< the script that stops the sounder
 inline constexpr unsigned int c_StopAnswered = 1U << 1; ///< its result
 inline constexpr unsigned int c_GainAccepted = 1U << 2;
-inline constexpr unsigned int c_GainPerhaps = 1U
-                                              << 3; ///< at the end of the script's output, on the same line
+inline constexpr unsigned int c_GainPerhaps = 1U << 3; ///< at the end of the script's last line
 inline constexpr unsigned int c_ImageCopied = 1U << 4;
 inline constexpr unsigned int c_EarlyNotice = 1U << 5; ///< about the FPGA interface, above the report
 inline constexpr unsigned int c_ParametersTitle = 1U << 6;
