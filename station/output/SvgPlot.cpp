@@ -1,5 +1,7 @@
 #include "station/output/SvgPlot.h"
 
+#include <QLocale>
+
 #include <algorithm>
 #include <cassert>
 
@@ -29,13 +31,7 @@ QString Coordinate(double value) { return QString::number(value, 'f', 1); }
 /// 65,535
 QString TickText(double value, int decimals)
 {
-    QString text = QString::number(value, 'f', decimals);
-    const qsizetype sign = value < 0 ? 1 : 0;
-    const qsizetype fraction = decimals > 0 ? decimals + 1 : 0;
-    for (qsizetype at = text.size() - fraction - 3; at > sign; at -= 3) {
-        text.insert(at, u',');
-    }
-    return text;
+    return QLocale(QLocale::English).toString(value, 'f', decimals);
 }
 
 enum class Anchor { Start, Middle, End };

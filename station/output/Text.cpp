@@ -16,16 +16,6 @@ std::size_t SequenceLength(unsigned char first)
     return first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
 }
 
-/// As \xNN.
-void AppendEscaped(QString& text, unsigned char byte)
-{
-    constexpr char digits[] = "0123456789abcdef";
-    const char escaped[] = {'\\', 'x', digits[byte >> 4U], digits[byte & 0xFU]};
-    text += QLatin1StringView(escaped, sizeof escaped);
-}
-
-bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
-
 /// False for what XML does not allow or people do not see: C1 controls, U+FFFE and U+FFFF, and characters
 /// that reorder or join others.
 bool IsShown(const QString& text)
@@ -46,7 +36,7 @@ QString PrintableText(std::string_view bytes)
     while (!bytes.empty()) {
         const auto first = static_cast<unsigned char>(bytes.front());
         const std::size_t length = SequenceLength(first);
-        if (length == 1 && !IsControl(first)) {
+        if (length == 1 && first >= 0x20 && first != 0x7F) {
             text += QLatin1Char(bytes.front());
             bytes.remove_prefix(1);
             continue;
@@ -62,7 +52,7 @@ QString PrintableText(std::string_view bytes)
                 continue;
             }
         }
-        AppendEscaped(text, first);
+        text += "\\x"_L1 + QLatin1StringView(QByteArray(1, bytes.front()).toHex());
         bytes.remove_prefix(1);
     }
     return text;
