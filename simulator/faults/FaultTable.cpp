@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -247,9 +248,8 @@ Fault_T FaultOf(const std::string& specification)
     }
     if (kinds.empty()) {
         const std::vector<std::string> names(c_FaultOperationNames.begin(), c_FaultOperationNames.end());
-        Refuse(specification, "the operation must be " + Choices(names, [](const std::string& name) {
-                                  return name;
-                              }) + DidYouMean(std::string(operation), names));
+        Refuse(specification, "the operation must be " + Choices(names, std::identity()) +
+                                  DidYouMean(std::string(operation), names));
     }
     const auto number =
         numberText == "*" ? std::optional<std::uint32_t>(0) : NumberIn<std::uint32_t>(numberText);

@@ -268,8 +268,7 @@ bool CRunBuilder::IsInPlace(const Rule_T& rule) const
 
 bool CRunBuilder::Apply(std::string_view text)
 {
-    const auto rules = Rules();
-    return std::ranges::any_of(rules,
+    return std::ranges::any_of(Rules(),
                                [&](const Rule_T& rule) { return IsInPlace(rule) && ApplyRule(rule, text); });
 }
 
