@@ -38,11 +38,8 @@ bool IsFrequencyWord(CSonarTestController& controller, Arguments_T arguments, st
 
 bool IsGainWord(CSonarTestController& controller, Arguments_T arguments, std::string&)
 {
-    const QString gain = QString::fromLatin1(arguments[7]);
-    const bool isGain = std::ranges::any_of(c_GainWords, [&gain](std::string_view word) {
-        return gain.compare(QLatin1String(word.data(), static_cast<qsizetype>(word.size())),
-                            Qt::CaseInsensitive) == 0;
-    });
+    const bool isGain = std::ranges::any_of(
+        c_GainWords, [arguments](std::string_view word) { return qstricmp(arguments[7], word.data()) == 0; });
     controller.Message(isGain ? std::string("3\n")
                               : std::string(arguments[7]) + " is not a valid Analogue Gain level.\n",
                        nullptr, true, false);

@@ -106,9 +106,8 @@ int TestControllerBase::RunProcess(const QString& command, std::string* output, 
     const QString program = words.isEmpty() ? QString() : words.takeFirst();
     child->start(program, words, QIODevice::ReadWrite);
     if (!child->waitForStarted(c_StartTimeoutMilliseconds)) {
-        Message(std::string(m_OutputStrings[OUT_FILE_NOT_FOUND]), output, false, true);
-        Message(command, output, false, true);
-        Message(std::string("\n"), output, false, true);
+        Message(std::string(m_OutputStrings[OUT_FILE_NOT_FOUND]) + command.toLatin1().toStdString() + "\n",
+                output, false, true);
         if (child->isReadable()) {
             Message(child->readAll().toStdString(), nullptr, true, false);
         }

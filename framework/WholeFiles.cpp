@@ -17,8 +17,7 @@ namespace
 constexpr mode_t c_NewFileMode = 0666;
 
 constexpr qsizetype c_MebiByte = qsizetype{1024} * 1024;
-// A hundred times the largest file of a unit. Reading a file without an end, such as /dev/zero, stops here
-// before it takes all memory.
+// Reading a file without an end, such as /dev/zero, stops here before it takes all memory.
 constexpr qsizetype c_MostBytes = 32 * c_MebiByte;
 constexpr qsizetype c_PieceBytes = qsizetype{64} * 1024;
 constexpr std::chrono::milliseconds c_LongestSilence(5000);

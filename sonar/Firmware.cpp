@@ -48,7 +48,7 @@ int CSonarTestController::LoadFPGABinary(std::string* out, bool checkVersion)
     const FirmwareImage_T& image = GetProduct().firmware;
     const std::string device = UnitPaths::c_FirstLowscanFpga;
     const std::string directory = image.directory;
-    std::string command = "cat " + directory + "/" + image.pattern;
+    const std::string command = "cat " + directory + "/" + image.pattern + " > " + device;
     if (*image.pattern == '\0') {
         // The command below still runs, on purpose.
         Message(std::string("ERROR: Product not supported.\n"), out, false, true);
@@ -60,7 +60,6 @@ int CSonarTestController::LoadFPGABinary(std::string* out, bool checkVersion)
     if (!FileExists(QString::fromLatin1(image.directory))) {
         return Fail("ERROR: Required path does not exist: " + directory + "\n", out);
     }
-    command += " > " + device;
     Message(command + "\n", nullptr, true, false);
     Message(std::string("Loading FPGA...\n"), out, false, true);
     // The command's own result is ignored; whether the image arrived shows in the version.

@@ -14,8 +14,7 @@ int OutputAsString(const float* samples, int count, WrongSize_T* wrongSize = Not
 
 /// Prints samples as decimal numbers separated by commas, between the block's markers. With a step above 1 a
 /// comma follows the last number, too.
-/// @param incrementBy  step from one printed sample to the next. A step below 1 counts as 1; one that does
-/// not
-///                     divide count is lowered until it does
+/// @param incrementBy  step from one printed sample to the next. A step below 1 counts as 1. A step that does
+///                     not divide count is lowered until it does.
 /// @return 0
 int OutputAsStringShort(const unsigned short* samples, int count, int incrementBy);
