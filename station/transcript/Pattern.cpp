@@ -12,8 +12,7 @@ namespace
 std::size_t NumberLength(std::string_view text, char kind)
 {
     const auto digits = [text](std::size_t from) {
-        const std::size_t end = text.find_first_not_of("0123456789", from);
-        return std::min(end, text.size()) - from;
+        return std::min(text.find_first_not_of("0123456789", from), text.size()) - from;
     };
     const std::size_t sign = kind != 'u' && text.starts_with('-') ? 1 : 0;
     const std::size_t whole = digits(sign);

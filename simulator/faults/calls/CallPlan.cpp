@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -51,10 +52,7 @@ Line_T TakeLine(std::string_view& plan)
 
 [[noreturn]] void GiveUp(const char* what)
 {
-    for (const std::string_view text : {std::string_view("libsonarbench-sim-calls: cannot use "),
-                                        std::string_view(what), std::string_view("\n")}) {
-        ::syscall(SYS_write, STDERR_FILENO, text.data(), text.size());
-    }
+    ::dprintf(STDERR_FILENO, "libsonarbench-sim-calls: cannot use %s\n", what);
     ::_exit(c_NoPlan);
 }
 
