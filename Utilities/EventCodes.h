@@ -7,7 +7,7 @@
 using TSQEventCode_T = std::int32_t;
 
 inline constexpr TSQEventCode_T c_Success = 0;
-inline constexpr TSQEventCode_T c_ShellNotStarted = -101;       ///< system() could not start a shell
+inline constexpr TSQEventCode_T c_ShellNotStarted = -101;       ///< system() failed
 inline constexpr TSQEventCode_T c_NothingTransferred = -109;    ///< a transmit or read moved no bytes
 inline constexpr TSQEventCode_T c_FileLocked = -140;            ///< another process holds the file's lock
 inline constexpr TSQEventCode_T c_MetadataNotWritten = -142;    ///< a ping metadata file is not complete

@@ -7,7 +7,8 @@
 /// The sounder FPGA of the QL4K, QL5K and QL6M. Setters queue their register until the next transmit; those
 /// whose comment says so send it at once. Both return 0, or -109 when something should have gone out and did
 /// not. Getters return 0, or -109 when the request did not go out; if the device does not answer, the
-/// caller's value is unchanged. Null arguments are assertions.
+/// caller's value is unchanged, except for GetVersion() (255.0) and GetSpeedReading() (0). Null arguments are
+/// assertions.
 class CFPGAIFCorSpi : public CFPGAPacketLink
 {
 public:

@@ -11,7 +11,7 @@ inline constexpr std::size_t c_MaxSamplesFromLumetFPGA = 2048;
 /// registers for both. Setters queue their register until the next transmit; those whose comment says so send
 /// it at once. Both return 0, or -109 when something should have gone out and did not. Getters return 0, or
 /// -109 when the request did not go out; if the device does not answer, the caller's value is unchanged,
-/// except where a comment says otherwise. Null arguments are assertions.
+/// except for GetVersion() (255.0) and where a comment says otherwise. Null arguments are assertions.
 class CFPGAIFLumetSPI : public CFPGAPacketLink
 {
 public:

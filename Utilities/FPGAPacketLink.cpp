@@ -222,7 +222,7 @@ TSQEventCode_T CFPGAPacketLink::ReadPingFifo(const RegisterRow_T& fifo, int inte
                                              Buffer_Bytes_T* Buffer)
 {
     std::array<int, 5> descriptor{static_cast<int>(c_SyncWord), fifo.address, interruptMode, 1, 1};
-    // Between the two requests a write does the opposite: the driver fills the buffer.
+    // Between the two requests write() returns data: the driver fills the buffer with samples.
     std::ignore = m_SerialPort->Ioctl(c_StartPingRead, descriptor.data());
     const TSQEventCode_T result = SendData(Buffer);
     std::ignore = m_SerialPort->Ioctl(c_EndPingRead, nullptr);

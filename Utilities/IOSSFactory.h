@@ -18,7 +18,7 @@ class IOSSNotify;
 enum BackGroundCopy_T { BACKGROUND_COPY = 0, FOREGROUND_COPY = 1 };
 
 /// The operating-system services. Null arguments are assertions. The operations that run a shell command
-/// return 0, or -101 when no shell could be started; the exit status of the command itself does not count.
+/// return 0, or -101 when system() fails; the exit status of the command itself does not count.
 class IOSSFactory
 {
 public:

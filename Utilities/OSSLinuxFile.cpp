@@ -13,7 +13,7 @@
 
 namespace
 {
-// In a lock query: still there afterwards if no process holds a lock.
+// F_GETLK leaves l_pid as it was if no process holds a lock.
 constexpr pid_t c_NoProcess = -1;
 
 // The bits of open() flags that select reading or writing.

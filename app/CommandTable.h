@@ -16,10 +16,12 @@ struct CommandForm_T {
     std::span<const std::string_view> choices; ///< words that the last argument may be; empty: any word
 };
 
-/// All commands. The fuzzer makes command lines of them, and the tests name each place that lacks one.
+/// All commands. The fuzzer builds command lines from them; tests check that every list of commands is
+/// complete.
 std::vector<CommandForm_T> CommandForms();
 
 /// Runs the command that argv[1] names.
 /// @param output  receives what the command reports
-/// @return the result of the run; NOT_RECOGNIZED, with nothing done, for a missing or unknown command word
+/// @return the result of the run; NOT_RECOGNIZED, with nothing done, for a missing or unknown command
+/// word, and for a wrong number of arguments of speed
 TestResult_T RunCommand(CSonarTestController& controller, int argc, char* argv[], std::string& output);

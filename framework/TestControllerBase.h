@@ -14,7 +14,7 @@ class QProcess;
 
 /// Whose file it is, which limits its size.
 enum class FileOwner {
-    Unit,   ///< 32 MiB, a hundred times the largest file of a unit
+    Unit,   ///< 32 MiB
     Station ///< a quarter of the memory; 32 MiB for what has no size, such as a pipe
 };
 
@@ -71,7 +71,8 @@ public:
     int RunProcess(const QString& command, std::string* output, unsigned int timeoutSeconds,
                    QProcess** process, bool keepRunning, int quiet);
 
-    /// Code of this unit's product, read again on every call; 0 when it is not recognised (printed).
+    /// Code of this unit's product, read again on every call; 0 when there is no identity file, or when no
+    /// product has its identity (printed).
     unsigned int GetProductId();
     /// The row of that product.
     const Product_T& GetProduct() { return ProductOf(GetProductId()); }

@@ -57,7 +57,7 @@ def run(arguments):
 
 
 def mixed(items):
-    """Returns the items shuffled, always in the same way. Runs that wait cost nothing, so they must not come together."""
+    """Returns the items shuffled, always in the same way, so that slow runs are spread evenly."""
     return random.Random(0).sample(items, len(items))
 
 

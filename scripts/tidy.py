@@ -52,7 +52,7 @@ def main():
     sources = sys.argv[1:]
     if unbuilt := [source for source in sources if os.path.realpath(source) not in known]:
         sys.exit(f"No target is built from {' '.join(unbuilt)}")
-    # One source at a time, because they differ much in size.
+    # Each job takes the next source, because sources differ much in size.
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         jobs = [pool.submit(is_clean, source, known[os.path.realpath(source)]) for source in sources]
         for number, _ in enumerate(concurrent.futures.as_completed(jobs), 1):

@@ -14,7 +14,7 @@ constexpr std::uint8_t c_NoFirmwareHigh = 255;
 
 int RunInShell(const std::string& command)
 {
-    std::fflush(stdout); // so that the shell's output follows it
+    std::fflush(stdout); // the shell's output follows on the same stream
     // The commands come from the product table; the shell expands their patterns.
     // NOLINTNEXTLINE(cert-env33-c)
     return std::system(command.c_str());

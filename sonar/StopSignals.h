@@ -3,9 +3,10 @@
 #include <chrono>
 #include <csignal>
 
-/// While an object of this class lives, SIGINT and SIGTERM do not end the program but ask it to finish. They
-/// arrive only in Wait(), so that they disturb no device transfer. One object at a time, in a program with
-/// one thread.
+/// While an object of this class lives, the first SIGINT or SIGTERM asks the program to finish. It arrives
+/// only in Wait(), so that it disturbs no device transfer. The next one ends the program at once. The
+/// constructor sets both to their default action for good. One object at a time, in a program with one
+/// thread.
 class CStopSignals
 {
 public:

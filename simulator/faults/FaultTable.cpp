@@ -101,7 +101,7 @@ void DelayReply(FaultTarget_T& target, int) { target.outcome.replyDelay = c_Late
 
 void SendBytewise(FaultTarget_T& target, int) { target.outcome.isBytewise = true; }
 
-/// The FIFO status is one byte, which is its own checksum.
+/// The FIFO status is one byte. Its reply repeats that byte as the checksum.
 void AnswerStatus(FaultTarget_T& target, int status)
 {
     std::fill_n(target.pBytes->begin() + static_cast<std::ptrdiff_t>(target.place), 2,
@@ -120,7 +120,7 @@ constexpr FaultKind_T AtCall(FaultOperation_T operation, CallKind_T kind, std::s
 }
 
 constexpr std::array c_Kinds{
-    // Played in front of a device. The program sees that a write failed, so that explains no refusal.
+    // Played before the device model. The program sees that a write failed, so later refusals still count.
     FaultKind_T{Write, c_ErrnoKind, "the write fails with an error such as EIO", false, Fail},
     FaultKind_T{Write, "short", "half of the write reaches the device and is reported", true, CutWrite},
     FaultKind_T{Write, "zero", "nothing reaches the device, and 0 is reported", true, MoveNothing},

@@ -58,7 +58,7 @@ constexpr std::string_view NameOf(CallKind_T kind) { return c_CallKindNames[stat
 inline constexpr char c_CallPlanVariable[] = "SONARBENCH_SIM_CALL_PLAN";
 inline constexpr char c_CallLogVariable[] = "SONARBENCH_SIM_CALL_LOG";
 
-/// The bit that is wrong where one bit is wrong: a digit becomes another digit.
+/// The bit that faults of one bit change. It turns an ASCII digit into another digit.
 inline constexpr unsigned char c_WrongBit = 0x01;
 
 /// What a fault acts on: an outcome, of which some bytes come back to the program, or what goes to the

@@ -24,8 +24,8 @@ public:
     void Count(FaultOperation_T operation) { ++m_Counts[static_cast<std::size_t>(operation)]; }
     /// Notes that a fault was played, by its specification.
     void Trigger(std::string_view specification);
-    /// Sets what is called before each of the answers below. It reports by the two functions above what the
-    /// preloaded library has counted and played.
+    /// Sets the function that reads new lines of the preloaded library's log and reports them by the two
+    /// functions above. Each function below calls it first.
     void SetCallLog(std::function<void()> read) { m_ReadCallLog = std::move(read); }
 
     /// Whether a fault was played that leaves a device without what the program asked for: the device may

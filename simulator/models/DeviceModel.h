@@ -12,8 +12,8 @@
 using Bytes_T = std::vector<std::uint8_t>;
 using ByteView_T = std::span<const std::uint8_t>;
 
-/// What one operation on a device did. A model never ignores an operation that it does not understand: it
-/// refuses it.
+/// What one operation on a device did. A model with power and firmware refuses each operation that it does
+/// not understand.
 struct DeviceOutcome_T {
     int error = 0;      ///< errno that the caller sees; 0: the operation succeeded
     Bytes_T fill = {};  ///< replaces the caller's bytes of a write (ping read); else empty

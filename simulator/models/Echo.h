@@ -17,10 +17,10 @@ struct EchoSettings_T {
 /// The water below the transducer: what a ping brings back from a scene, as envelope samples of 16 bits.
 ///
 /// An echo from range r arrives after 2r / 1500 m/s at a level of 146 dB + strength - 40 log10(r) - 2 a r, in
-/// dB over one sample unit, where a is the absorption of sea water at the centre frequency after Thorp.
+/// dB over one sample unit, where a is the absorption of sea water after Thorp.
 ///
-/// Transmit ring-down: full scale while the pulse lasts, then falling by e every 0.25 ms; it hides the
-/// first two metres.
+/// Transmit ring-down: four times full scale while the pulse lasts, then falling by e every 0.25 ms; it hides
+/// the first two metres.
 ///
 /// Fish: short echoes. The further a fish is from the beam's axis, the weaker and later its echo, so that
 /// successive pings draw an arc.
@@ -31,8 +31,8 @@ struct EchoSettings_T {
 /// bottom and one at the surface.
 ///
 /// Receiver noise is added as a complex voltage and the magnitude is clipped to 0 to 65,535. The receiver's
-/// gain is constant. One seeded generator and our own integer arithmetic make all random numbers, so that
-/// the samples do not depend on the library's distributions.
+/// gain is constant. One seeded generator makes all random numbers, without the library's
+/// distributions, so that the samples are the same everywhere.
 class CEcho
 {
 public:

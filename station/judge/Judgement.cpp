@@ -67,7 +67,7 @@ void Measure(Run_T& run)
     const CommandText_T* const row = TextOf(run.command);
     const auto value = DecimalNumber(run.facts.reading);
     if (row != nullptr && row->measurement != nullptr && value) {
-        // The program calculated it; the contents of a file are in the unit of its driver.
+        // Only a value from the FPGA's readings is in degrees; a file has the units of its driver.
         run.measurements.push_back(
             {row->measurement, *value, (run.facts.evidence & c_Version) != 0 ? "degC" : ""});
     }

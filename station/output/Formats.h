@@ -7,7 +7,7 @@
 #include <memory>
 #include <span>
 
-/// How pictures are drawn. No transcript says it.
+/// Settings of the pictures, which no transcript contains.
 struct View_T {
     double sampleClock = 0;   ///< samples that the unit takes in a second; 0: not known, no range is shown
     double soundSpeed = 1500; ///< of the water, metres a second
@@ -19,7 +19,7 @@ struct View_T {
 inline constexpr int c_NarrowestPlot = 30;
 inline constexpr int c_WidestPlot = 1000;
 
-/// Takes runs one by one, in the order of the transcripts. An output format is one.
+/// Base class of the output formats. Takes runs one by one, in the order of the transcripts.
 class IRunWriter
 {
 public:

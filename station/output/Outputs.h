@@ -27,7 +27,7 @@ struct WantedOutput_T {
     std::string file; ///< c_StandardStream: standard output
 };
 
-/// A file that remembers why something was not written, whenever that was.
+/// A file that keeps its first write error.
 class COutputFile : public QFile
 {
 public:

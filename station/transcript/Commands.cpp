@@ -20,10 +20,10 @@ std::int64_t NumberOf(std::string_view text)
     return static_cast<int>(LeadingNumber(text));
 }
 
-/// One at the beginning and one at the end of each second.
+/// One reading at the beginning, and one at the end of each second.
 const char* WrongTicks(const Run_T& run)
 {
-    // An argument with blanks before the number comes as words without a letter, and then the number.
+    // Blanks before the number were split into empty words.
     const auto word = std::ranges::find_if_not(run.arguments, &Bytes_T::empty);
     const std::int64_t duration = word == run.arguments.end() ? 0 : NumberOf(*word);
     return duration != 0 && run.facts.ticks != static_cast<std::uint64_t>(duration) + 1

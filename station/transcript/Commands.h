@@ -50,5 +50,5 @@ const CommandText_T* TextOf(std::string_view command);
 /// Whether nothing was seen that the command does not print.
 bool IsAllowed(const CommandText_T& row, unsigned int evidence);
 
-/// Whether what was seen above a report can be of this command; if not, another run left it.
+/// Whether this command can have printed the lines above its report; if not, they are another run's.
 bool CanStandAbove(std::string_view command, unsigned int evidence);

@@ -15,8 +15,8 @@ enum class Effect {
 /// Text without a rule that may follow a line.
 enum class Free {
     Nothing,
-    Path,   ///< on the next line, which what is printed next continues
-    Output, ///< of a script: it begins on this line, which what is printed next continues
+    Path,   ///< a path on the next line; further output may follow it without a line end
+    Output, ///< a script's output, from this line on; further output may follow it without a line end
     Reading ///< contents of a file of the unit
 };
 
@@ -40,8 +40,8 @@ struct Rule_T {
 
 std::span<const Rule_T> Rules();
 
-/// Where, after its first byte, a line continues with a text that can be printed before a report; otherwise
-/// its length. Nothing marks the end of a file's name.
+/// The offset, from 1, of the first text in the line that can come before a report; the line's length if
+/// there is none. A path has no end mark, so such a text can follow it on the same line.
 std::size_t NextRuleText(std::string_view line);
 
 /// A last line, without its end.

@@ -12,7 +12,7 @@ constexpr std::string_view c_GainAccepted = "3";
 /// False for a rule so short that the contents of a file may look like it.
 bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
 
-/// Whether a run can begin with the text.
+/// Whether the rule matches the text as the first line of a run.
 bool Fits(const Rule_T& rule, std::string_view text)
 {
     const auto captures = Match(rule.pattern, text);
@@ -20,7 +20,8 @@ bool Fits(const Rule_T& rule, std::string_view text)
     return captures && (rule.take == nullptr || rule.take(run, *captures));
 }
 
-/// Nothing marks the end of a file's name.
+/// The verdict at the end of the text, empty if there is none. A path has no end mark, so a verdict can
+/// follow it on the same line.
 std::string_view VerdictAtEnd(std::string_view text)
 {
     const auto verdicts = VerdictLines();
@@ -272,7 +273,7 @@ bool CRunBuilder::Apply(std::string_view text)
                                [&](const Rule_T& rule) { return IsInPlace(rule) && ApplyRule(rule, text); });
 }
 
-/// A line that is printed before a report, but not after the lines so far: it begins another run.
+/// Starts a new run if the line can come before a report, but not after the lines so far.
 bool CRunBuilder::ApplyAsFirst(std::string_view text)
 {
     const bool isAfterRun = m_Section == Section::Done;
@@ -308,7 +309,7 @@ bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
     }
     m_Section = rule.isEnd ? Section::Done : m_Section;
     const bool goesOn = rule.next == Free::Output && !captures->front().empty();
-    // Once per line: what continues it begins no other run.
+    // The rest of a line never starts another run.
     return !goesOn || Apply(captures->front()) || TakeFree(captures->front());
 }
 

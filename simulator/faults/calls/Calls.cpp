@@ -203,7 +203,7 @@ int PollWith(const Next_T& next, std::span<pollfd> entries)
 // The C library's streams do not call the functions that are replaced here. A stream on a counted descriptor
 // is therefore replaced by one that does.
 
-/// The cookie of a stream points to the element of its descriptor's number.
+/// A stream's cookie points to the element that its descriptor selects.
 constinit std::array<char, c_FollowedDescriptors> s_Cookies{};
 
 int DescriptorOf(void* pCookie) { return static_cast<int>(static_cast<char*>(pCookie) - s_Cookies.data()); }
