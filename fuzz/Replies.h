@@ -15,10 +15,13 @@ using Operation_T = void (*)(Link&, CFuzzInput&);
 
 /// Calls the operations that the input chooses from the table, and answers from the input, until it has run
 /// out. The same transport serves all inputs; what an input leaves queued is dropped.
-template <class Link, class Table>
-void Run(Link& link, CFuzzDevice& device, CFuzzInput input, Table& operations)
+/// @param start  the arguments of the transport's constructor that come before the device and the factory
+template <class Link, class Table, class... Start>
+int Run(CFuzzInput input, Table& operations, Start... start)
 {
-    device.Use(&input);
+    static FuzzFactory_T factory;
+    static Link link(start..., "/dev/fuzz", &factory);
+    factory.device.Use(&input);
     try {
         while (!input.IsEmpty()) {
             input.OneOf(operations)(link, input);
@@ -26,10 +29,11 @@ void Run(Link& link, CFuzzDevice& device, CFuzzInput input, Table& operations)
     } catch (const AllowedAssertion_T& broken) {
         Require(broken.by == BrokenBy_T::SurplusReply, "a reply breaks no other assertion");
     }
-    device.Use(nullptr);
+    factory.device.Use(nullptr);
     if constexpr (requires { link.TransmitDataToFPGA(); }) {
         link.TransmitDataToFPGA();
     }
+    return 0;
 }
 
 /// Calls an operation with a buffer of exactly the size that the input chooses, below the limit.

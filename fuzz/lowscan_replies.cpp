@@ -3,16 +3,26 @@
 
 #include "Utilities/FPGAIFLSSPI.h"
 #include "Utilities/FPGAIFLSUart.h"
-#include "fuzz/LowscanPing.h"
+#include "Utilities/Lowscan.h"
+#include "fuzz/Replies.h"
 
 namespace
 {
 using Link_T = LOWSCAN_LINK;
 
+/// Reads a ping of any valid size into buffers of exactly that size.
 void Ping(Link_T& link, CFuzzInput& input)
 {
+    constexpr std::size_t blockSamples = 128;
     const LSChannel_T channel = input.Byte();
-    ReadLowscanPing(link, channel, input.Word() % (c_MaxSamplesFromLowscanFPGA + 1));
+    const std::size_t samples = input.Word() % (c_MaxSamplesFromLowscanFPGA + 1);
+    std::vector<std::uint8_t> sampleBytes(samples * sizeof(float));
+    std::vector<std::uint8_t> valueBytes((samples + blockSamples - 1) / blockSamples * 2 * sizeof(float));
+    Buffer_Bytes_T sampleBuffer(sampleBytes.data(), sampleBytes.size());
+    Buffer_Bytes_T valueBuffer(valueBytes.data(), valueBytes.size());
+    link.GetPing(channel, &sampleBuffer, &valueBuffer);
+    Replies::RequireWholeNumbers(sampleBytes, 255, "a sample is a byte's value");
+    Replies::RequireWholeNumbers(valueBytes, 4095, "a value has twelve bits");
 }
 
 void Receive(Link_T& link, CFuzzInput& input)
@@ -69,8 +79,5 @@ constexpr Replies::Operation_T<Link_T> c_Operations[] = {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size)
 {
-    static FuzzFactory_T factory;
-    static Link_T link("/dev/fuzz", &factory);
-    Replies::Run(link, factory.device, {pData, size}, c_Operations);
-    return 0;
+    return Replies::Run<Link_T>({pData, size}, c_Operations);
 }

@@ -53,8 +53,5 @@ constexpr Replies::Operation_T<Link_T> c_Operations[] = {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size)
 {
-    static FuzzFactory_T factory;
-    static Link_T link("/dev/fuzz", &factory);
-    Replies::Run(link, factory.device, {pData, size}, c_Operations);
-    return 0;
+    return Replies::Run<Link_T>({pData, size}, c_Operations);
 }
