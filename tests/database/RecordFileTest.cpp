@@ -186,6 +186,50 @@ TEST(RecordFile, WithoutARootTheFileIsInTheWorkingDirectory)
     EXPECT_EQ(fileless.events, Lines{"841 640"});
 }
 
+TEST(Configure, LowscanRecordsBecomeARegisterSetInWhichIdleChannelsListenLikeTheirNeighbours)
+{
+    ScriptedFactory factory;
+    factory.environment = {{"PRODUCT_ID", "N"}, {"PRODUCT_ID_Pk1", "N"}, {"FPGA_CHANNEL_0_COMMS", "fpga"}};
+    CDatabasePingMetaData records[] = {{&factory, 0}, {&factory, 1}};
+    CDatabasePingMetaData* pointers[] = {&records[0], &records[1]};
+    CFPGAIF fpga(&factory, 0);
+    using Values_T = std::vector<std::uint32_t>;
+    const Values_T first{0x01880AC5, 45 << 16, 0x05050001, 0x03030101, 16, 256},
+        second{0x45D, 7 << 16, 0x06060001, 0x04040202, 32, 512},
+        // Without a period; a sweep that takes no time has the highest rate.
+        quietFirst{0xFFFF0AC5, 0, 0x05050001, 0x03030101, 16, 256},
+        quietSecond{0x45D, 0, 0x06060001, 0x04040202, 32, 512};
+    const std::tuple<std::string, Values_T, Values_T, Values_T> cases[] = {
+        {"none", quietSecond, quietFirst, {0x35, 0xA1}},
+        {"0", first, quietFirst, {0x05, 0xA1}},
+        {"1", quietSecond, second, {0x31, 0xB2}},
+        {"01", first, second, {0x35, 0xB2}}};
+    for (const auto& [channels, channel0, channel1, shared] : cases) {
+        for (const bool channel : {false, true}) {
+            CDatabasePingMetaData& record = records[channel];
+            record.SetActive(channels.find(channel ? '1' : '0') != std::string::npos);
+            record.SetNumberOfFullCycles(channel ? 7 : 45);
+            record.SetStartFreq(channel ? 81000 : 200000);
+            record.SetEndFreq(channel ? 81000 : 210000);
+            record.SetNumberOfSamples(channel ? 0x202 : 0x101);
+            record.SetSampleDelay(channel ? 0x404 : 0x303);
+            record.SetDecimationRate(channel ? 0x606 : 0x505);
+            record.SetGain(channel ? 2 : 1);
+            record.SetColourGain(channel ? 0.5 : 0.25);
+            record.SetCalculatedSteppedAnalogueGain(channel ? 0x31 : 0x05);
+            record.SetCalculatedBoostLevel(channel ? 0xB2 : 0xA1);
+        }
+        EXPECT_EQ(CConfigureFpga().Configure(pointers, &fpga, true), 0) << channels;
+        WireBytes expected{4};
+        for (const Values_T* const pValues : {&channel0, &channel1, &shared}) {
+            for (const std::uint32_t value : *pValues) {
+                expected = expected + LowscanRecord(c_LowscanAddresses.at(expected.size() / 6), value);
+            }
+        }
+        EXPECT_EQ(factory.devices["fpga"].writes.back(), expected) << channels;
+    }
+}
+
 TEST(RecordFileDeathTest, AProgrammingFaultIsAnAssertion)
 {
     ScriptedFactory factory;

@@ -10,25 +10,6 @@
 #include <set>
 
 using namespace testing;
-using Words_T = std::vector<std::string>;
-
-namespace
-{
-/// What the completion offers for the last of these words, as bash's readline splits them.
-Words_T Offered(const Words_T& words)
-{
-    std::string script = ". packaging/completion/sonarbench\nCOMP_WORDS=(";
-    for (const std::string& word : words) {
-        script += "'" + word + "' ";
-    }
-    const std::string function = words.front() == SONARBENCH_SIM ? "_sonarbench_sim" : "_sonarbench";
-    Words_T offered = Split(Printed(script + ")\nCOMP_CWORD=" + std::to_string(words.size() - 1) + "\n" +
-                                    function + "\nprintf '%s\\n' \"${COMPREPLY[@]}\""),
-                            '\n');
-    std::erase(offered, "");
-    return offered;
-}
-} // namespace
 
 TEST(Manual, HasTheOptionsThatTheSimulatorsHelpShows)
 {

@@ -7,9 +7,9 @@
 #include <regex>
 #include <sstream>
 
-std::vector<std::string> Split(const std::string& text, char separator)
+Words_T Split(const std::string& text, char separator)
 {
-    std::vector<std::string> parts;
+    Words_T parts;
     std::istringstream rest(text);
     for (std::string part; std::getline(rest, part, separator);) {
         const auto first = part.find_first_not_of(' ');
@@ -54,4 +54,18 @@ std::string Printed(const std::string& script)
     const std::string file = directory.Write("script", script);
     EXPECT_EQ(std::system(("bash " + file + " </dev/null >" + directory.Path("out")).c_str()), 0) << script;
     return directory.Read("out");
+}
+
+Words_T Offered(const Words_T& words)
+{
+    std::string script = ". packaging/completion/sonarbench\nCOMP_WORDS=(";
+    for (const std::string& word : words) {
+        script += "'" + word + "' ";
+    }
+    const std::string function = words.front() == SONARBENCH_SIM ? "_sonarbench_sim" : "_sonarbench";
+    Words_T offered = Split(Printed(script + ")\nCOMP_CWORD=" + std::to_string(words.size() - 1) + "\n" +
+                                    function + "\nprintf '%s\\n' \"${COMPREPLY[@]}\""),
+                            '\n');
+    std::erase(offered, "");
+    return offered;
 }

@@ -1,5 +1,6 @@
 #include "tests/endtoend/VirtualUnit.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
 #include <gmock/gmock.h>
 
@@ -11,7 +12,7 @@ namespace
 const std::string c_Sound = " open=0 tcsetattr=0:set ioctl=0 poll=0 write=9 poll=1 read=2:0000 close=0 |"
                             " open=0 read=6:46706761496e close=0 |"
                             " open=0 write=6:abcdef close=0 |"
-                            " open=0 fclose=0\n";
+                            " fclose=0\n";
 
 /// Runs the probe in place of the program under test.
 UnitRun_T Probe(CVirtualUnit unit)
@@ -19,11 +20,6 @@ UnitRun_T Probe(CVirtualUnit unit)
     return unit.Set("/sys/devices/platform/varrow/sonar_power", "1")
         .Option("--program", SONARBENCH_CALL_PROBE)
         .Run({"examples/../examples/short.txt"});
-}
-
-std::string Replaced(std::string text, const std::string& from, const std::string& to)
-{
-    return text.replace(text.find(from), from.size(), to);
 }
 
 const std::string c_DeviceUsed = c_Sound.substr(0, c_Sound.find(" |"));
@@ -87,14 +83,4 @@ TEST(CallFaults, OperationsAreCountedWhereTheyBelong)
     const auto load = counted(CVirtualUnit("QL4K")).Run({"loadfpgabinary"});
     EXPECT_THAT(load.output, HasSubstr("Test Passed"));
     EXPECT_THAT(directory.Read("counts"), HasSubstr("\nopen 1\n"));
-}
-
-TEST(CallFaults, TheUnmodifiedProgramMeetsThem)
-{
-    const auto gone = CVirtualUnit().Fault("device:9=gone").Run({"xkping", "examples/short.txt", "0", "512"});
-    EXPECT_THAT(gone.Report(), HasSubstr("Tests Failed")) << gone.errors;
-    EXPECT_EQ(gone.status, 0) << "what follows from a fault is no refusal" << gone.errors;
-    const auto missed = CVirtualUnit().Fault("file-close:99=EIO").Run({"batteryvoltage"});
-    EXPECT_EQ(missed.status, 3);
-    EXPECT_THAT(missed.errors, HasSubstr("fault file-close:99=EIO was never triggered: the run made only "));
 }

@@ -8,7 +8,6 @@ using testing::StartsWith;
 
 namespace
 {
-using Words_T = std::vector<std::string>;
 
 std::string Joined(const Words_T& words)
 {

@@ -47,37 +47,3 @@ TEST(Metadata, LumetRecordsBecomeTheRegistersOfTheirActiveChannelsAndAPing)
     EXPECT_EQ(idle.Calls().back(), status);
     EXPECT_EQ(idle.errors, "metadata_ping: configuring the FPGA failed with -109\n");
 }
-
-TEST(Metadata, LowscanRecordsBecomeARegisterSetInWhichIdleChannelsListenLikeTheirNeighbours)
-{
-    using Words_T = std::vector<unsigned>;
-    const Words_T first{0x01880AC5, 45 << 16, 0x05050001, 0x03030101, 16, 256},
-        second{0x45D, 7 << 16, 0x06060001, 0x04040202, 32, 512},
-        // Without a period; a sweep that takes no time has the highest rate.
-        quietFirst{0xFFFF0AC5, 0, 0x05050001, 0x03030101, 16, 256},
-        quietSecond{0x45D, 0, 0x06060001, 0x04040202, 32, 512};
-    const std::tuple<std::string, Words_T, Words_T, Words_T> cases[] = {
-        {"none", quietSecond, quietFirst, {0x35, 0xA1}},
-        {"0", first, quietFirst, {0x05, 0xA1}},
-        {"1", quietSecond, second, {0x31, 0xB2}},
-        {"01", first, second, {0x35, 0xB2}}};
-    for (const auto& [channels, channel0, channel1, shared] : cases) {
-        std::string expected = "write 04";
-        const auto append = [&expected](const Words_T& addresses, const Words_T& words) {
-            for (std::size_t i = 0; i < words.size(); ++i) {
-                char record[13];
-                std::snprintf(record, sizeof record, "%04x%08x", addresses[i], words[i]);
-                expected += record;
-            }
-        };
-        append({17, 18, 33, 37, 34, 35}, channel0);
-        append({25, 26, 41, 45, 42, 43}, channel1);
-        append({66, 65}, shared);
-        const auto run = CVirtualUnit("none").RunScript("NONPERSISTED_DATABASE_ROOT=/tmp/ PRODUCT_ID=N "
-                                                        "PRODUCT_ID_Pk1=N FPGA_CHANNEL_0_COMMS=/dev/LSfpga0 "
-                                                        "exec " SONARBENCH_CONFIGURE_LOWSCAN " \"$@\"",
-                                                        {channels});
-        EXPECT_EQ(run.status, 0) << run.errors;
-        EXPECT_EQ(run.Calls().back(), expected) << channels;
-    }
-}

@@ -1,19 +1,17 @@
-#include "tests/endtoend/GoldenTrace.h"
+#include "simulator/trace/Replay.h"
 #include "tests/endtoend/VirtualUnit.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
+#include <cerrno>
 #include <gmock/gmock.h>
-
 #include <sstream>
 
 using testing::AnyOf;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace
 {
-using Words_T = std::vector<std::string>;
-
 struct Golden_T {
     std::string name;
     std::string product;
@@ -34,24 +32,35 @@ UnitRun_T Replay(const std::string& trace, const Words_T& arguments)
     return CVirtualUnit("").Option("--replay", trace).Run(arguments);
 }
 
-/// Replays the operations of one trace on another one, given as text. Returns the first difference.
-std::string WhatIsWrong(const TraceFile_T& done, const std::string& device)
+TraceFile_T Trace(const std::string& text)
 {
-    std::istringstream text(device);
-    try {
-        return DifferenceOf(done, ReadTrace(text, "file"));
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
+    std::istringstream stream(text);
+    return ReadTrace(stream, "file");
 }
 
-/// A golden trace with a piece of its text replaced.
-std::string Changed(const Golden_T& golden, const std::string& from, const std::string& to)
+/// Replays the operations of one trace on another one, given as text. Returns the first difference.
+/// Everything fails after it, and after the end.
+std::string WhatIsWrong(const TraceFile_T& done, const std::string& device)
 {
-    std::string text = Source(PathOf(golden));
-    const std::size_t at = text.find(from);
-    EXPECT_NE(at, std::string::npos) << from;
-    return text.replace(at, from.size(), to);
+    using Kind = DeviceOperation_T::Kind;
+    std::string difference;
+    const std::string error = ErrorOf([&] {
+        CReplay replay(Trace(device));
+        for (const TraceOperation_T& operation : done.operations) {
+            Bytes_T bytes;
+            for (const auto& byte : operation.bytes) {
+                bytes.push_back(byte.value_or(0));
+            }
+            if (operation.kind == Kind::Unasked) {
+                replay.AnswerUnasked(operation.device);
+            } else {
+                replay.Answer(operation.device, operation.kind, operation.request, bytes);
+            }
+        }
+        difference = replay.Finish();
+        EXPECT_EQ(replay.Answer("LSfpga0", Kind::Ioctl, 0x80047203, {}).error, EIO) << difference;
+    });
+    return difference + error;
 }
 } // namespace
 
@@ -97,48 +106,63 @@ TEST(ReplayRun, ARecordedTraceReplaysToTheSameTraceAndPageOnEveryLink)
         const auto replayed = CVirtualUnit("")
                                   .Option("--scene", scene)
                                   .Option("--report", directory.Path("replayed.html"))
-                                  .Option("--replay", directory.Write("recorded", recorded.traceText))
+                                  .Option("--replay", directory.Write("recorded", recorded.trace))
                                   .RunScript(row.script, row.arguments);
         const std::string page = directory.Read("recorded.html");
         EXPECT_EQ(directory.Read("replayed.html"), page);
         pagesWithRange += page.find("range, m") != page.npos ? 1 : 0;
-        EXPECT_EQ(replayed.traceText, recorded.traceText);
+        EXPECT_EQ(replayed.trace, recorded.trace);
         EXPECT_EQ(replayed.output, recorded.output);
+        EXPECT_EQ(recorded.status, 0) << recorded.errors;
         EXPECT_EQ(replayed.status, 0) << replayed.errors;
     }
     EXPECT_GE(pagesWithRange, 4);
 }
 
+TEST(ReplayRun, TheFirstDifferenceIsReportedWithItsPlace)
+{
+    const std::string head = "sonarbench trace 2\nunit QL6M\n", image = "- LSfpga0 image - 310a\n",
+                      write = "- LSfpga1 write - 010203\n", unasked = "- LSfpga1 unasked - 05\n";
+    const std::string device = head + image + "- LSfpga1 write - 01\n 02 ??\n- LSfpga1 reply - 0304\n" +
+                               unasked + "- LSfpga0 ioctl - 80047203+ !ETIMEDOUT\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {image + write + unasked + "- LSfpga0 ioctl - 80047203+\n", ""},
+        {"- LSfpga1 image - 310a\n",
+         "3: operation 1: expected image of 2 bytes on LSfpga0, got image of 2 bytes on LSfpga1"},
+        {image + "- LSfpga1 write - 010300\n" + write,
+         "5: operation 2: write of 3 bytes on LSfpga1, byte 1: expected 0x02, got 0x03"},
+        {image + "- LSfpga1 write - 01020304\n",
+         "5: operation 2: write of 3 bytes on LSfpga1, byte 3: expected the end, got 0x04"},
+        {image + write + unasked + "- LSfpga0 ioctl - 80047206+\n",
+         "8: operation 4: expected ioctl 0x80047203 with 0 bytes on LSfpga0, got ioctl 0x80047206 with 0 "
+         "bytes on LSfpga0"},
+        {image + write + "- LSfpga0 unasked - 05\n",
+         "7: operation 3: expected unasked of 1 byte on LSfpga1, got the end; operations left over: 2"},
+        {image + write + unasked + "- LSfpga0 ioctl - 80047203+\n" + write + image,
+         "8: operation 5: expected the end, got write of 3 bytes on LSfpga1"}};
+    for (const auto& [done, text] : cases) {
+        EXPECT_EQ(WhatIsWrong(Trace(head + done), device), (text.empty() ? "" : "file:") + text) << done;
+    }
+}
+
 TEST(ReplayRun, AChangedTraceFailsWithTheExactPlace)
 {
     const TemporaryDirectory directory;
-    const auto& [xkping, ping, lumet, lowscan] = c_Goldens;
-    const std::tuple<const Golden_T&, std::string, std::string, std::string> cases[] = {
-        {xkping, "| 5b | 5b", "| 5b | 5c",
-         "42: operation 5: write of 222 bytes on LSfpga0, byte 81: expected 0x5c, got 0x5b"},
-        {lowscan, "31 0a", "30 0a",
-         "10: operation 1: image of 1035 bytes on LSfpga0, byte 0: expected 0x30, got 0x31"},
-        {ping, "00 00 00 0a", "00 00 00 0b",
-         "49: operation 14: write of 8 bytes on ttyO1, byte 6: expected 0x0b, got 0x0a"},
-        {lumet, "- LSfpga0 reply 2 ~2e03 # Ch0.FifoStatus=0x04\n    0404",
-         "- LSfpga0 reply 2 0404\n- LSfpga0 write - 01",
-         "85: operation 11: expected write of 1 byte on LSfpga0, got the end; operations left over: 1"},
-    };
-    for (const auto& [golden, from, to, text] : cases) {
-        const std::string trace = directory.Write("trace", Changed(golden, from, to));
-        const auto run = Replay(trace, golden.arguments);
-        EXPECT_EQ(run.status, 3);
-        EXPECT_EQ(run.errors,
-                  "sonarbench-sim: the program departs from the trace: " + trace + ":" + text + "\n");
-    }
+    const Golden_T& golden = c_Goldens[0];
+    const std::string trace =
+        directory.Write("trace", Replaced(Source(PathOf(golden)), "| 5b | 5b", "| 5b | 5c"));
+    const auto run = Replay(trace, golden.arguments);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.errors,
+              "sonarbench-sim: the program departs from the trace: " + trace +
+                  ":42: operation 5: write of 222 bytes on LSfpga0, byte 81: expected 0x5c, got 0x5b\n");
 }
 
 TEST(ReplayRun, NoChangedByteOfATraceIsTakenForTheDevice)
 {
     for (const Golden_T& golden : c_Goldens) {
         const std::string text = Source(PathOf(golden));
-        std::istringstream whole(text);
-        const TraceFile_T trace = ReadTrace(whole, "file");
+        const TraceFile_T trace = Trace(text);
         EXPECT_EQ(WhatIsWrong(trace, text), "");
         std::size_t changes = 0;
         std::size_t begin = 0;
@@ -162,32 +186,5 @@ TEST(ReplayRun, NoChangedByteOfATraceIsTakenForTheDevice)
             }
         }
         EXPECT_GT(changes, 40U);
-    }
-}
-
-TEST(ReplayRun, ATraceThatCannotBeReplayedIsWrongUsage)
-{
-    const TemporaryDirectory directory;
-    const std::string noProduct = directory.Write("product", "sonarbench trace 2\nunit QL9\n");
-    const std::string noDevice =
-        directory.Write("device", "sonarbench trace 2\nunit QL4K\n- LSfpga9 write - 01\n");
-    const std::string noTrace = directory.Write("empty", "");
-    const std::pair<CVirtualUnit, std::string> cases[] = {
-        {CVirtualUnit("").Option("--replay", "/nowhere"),
-         "cannot read the trace /nowhere: No such file or directory\n"},
-        {CVirtualUnit("").Option("--replay", directory.Path()),
-         "sonarbench-sim: cannot read the trace " + directory.Path() + ": Is a directory\n"},
-        {CVirtualUnit("").Option("--replay", noTrace),
-         noTrace + ":1: the trace ends before it names its unit"},
-        {CVirtualUnit("").Option("--replay", noProduct),
-         noProduct + ":2: unknown product QL9 (--list-products lists them)\n"},
-        {CVirtualUnit("").Option("--replay", noDevice), noDevice + ":3: the unit QL4K has no device LSfpga9"},
-        {CVirtualUnit("").Option("--replay", noTrace).Fault("write:1=EIO"),
-         "--fault cannot go with --replay: "},
-    };
-    for (const auto& [unit, text] : cases) {
-        const auto run = unit.Run({"sensepin"});
-        EXPECT_EQ(run.status, 2);
-        EXPECT_THAT(run.errors, HasSubstr(text));
     }
 }

@@ -19,6 +19,14 @@ using testing::StartsWith;
 namespace
 {
 UnitRun_T Ping(const CVirtualUnit& unit) { return unit.Run({"xkping", "examples/short.txt", "0", "1"}); }
+
+/// Exit status of a shell command that ends within a minute.
+int StatusOf(const std::string& command)
+{
+    const TemporaryDirectory directory;
+    const std::string file = directory.Write("command", command);
+    return WEXITSTATUS(std::system(("timeout 60 bash " + file + " >/dev/null").c_str()));
+}
 } // namespace
 
 TEST(Simulator, AWrongCommandLineEndsWith2AndAFailureWith3)
@@ -41,6 +49,14 @@ TEST(Simulator, AWrongCommandLineEndsWith2AndAFailureWith3)
         {2, "--help-all", "", "unknown option --help-all\n"},
         {2, "--sceen", "x", "unknown option --sceen; did you mean --scene?\n"},
         {2, "--report", "-", "--report cannot use a standard stream"},
+        {2, "--replay", "/nowhere", "cannot read the trace /nowhere: No such file or directory\n"},
+        {2, "--replay", "/usr", "cannot read the trace /usr: Is a directory\n"},
+        {2, "--replay", directory.Write("product", "sonarbench trace 2\nunit QL9\n"),
+         "product:2: unknown product QL9 (--list-products lists them)\n"},
+        {2, "--replay", directory.Write("device", "sonarbench trace 2\nunit QL4K\n- LSfpga9 write - 01\n"),
+         "device:3: the unit QL4K has no device LSfpga9"},
+        {2, "--fault=write:1=EIO", "--replay=" + directory.Path("device"),
+         "--fault cannot go with --replay: "},
         {3, "--program", "/nowhere/sonarbench",
          "cannot run /nowhere/sonarbench: No such file or directory\n"},
         {3, "--program", scene, "cannot run " + scene + ": Permission denied\n"},
@@ -54,9 +70,11 @@ TEST(Simulator, AWrongCommandLineEndsWith2AndAFailureWith3)
         {3, "--set", "/sys/devices=x", "the unit's file /sys/devices: Is a directory\n"},
         {3, "--fault", "write:9=EIO",
          "fault write:9=EIO was never triggered: the run made no write operations\n"},
+        {3, "--fault", "file-close:99=EIO",
+         "fault file-close:99=EIO was never triggered: the run made only "},
     };
     for (const auto& [status, option, value, text] : cases) {
-        const auto run = CVirtualUnit(option == "--product" ? "" : "QL4K")
+        const auto run = CVirtualUnit(status == 2 ? "" : "QL4K")
                              .In("TMPDIR=" + left.Path())
                              .Option(option, value)
                              .Run({"sensepin"});
@@ -72,8 +90,8 @@ TEST(Simulator, MisplacedOptionsAndMisspeltCommandsAreRefused)
     const auto run = [](const std::string& words) {
         const TemporaryDirectory directory;
         const std::string streams = " >" + directory.Path("out") + " 2>" + directory.Path("err");
-        const int status = std::system((SONARBENCH_SIM " " + words + streams).c_str());
-        return std::to_string(WEXITSTATUS(status)) + " " + directory.Read("err") + directory.Read("out");
+        const int status = StatusOf(SONARBENCH_SIM " " + words + streams);
+        return std::to_string(status) + " " + directory.Read("err") + directory.Read("out");
     };
     const std::pair<const char*, const char*> cases[] = {
         {"batteryvoltage --product QL1A", "2 sonarbench-sim: the option --product must come before "},
@@ -93,9 +111,7 @@ TEST(Simulator, MisplacedOptionsAndMisspeltCommandsAreRefused)
 TEST(Simulator, AFullStandardOutputIsAnError)
 {
     for (const char* option : {"--help", "--version", "--list-products", "--list-faults"}) {
-        const int status =
-            std::system((SONARBENCH_SIM " " + std::string(option) + " >/dev/full 2>&1").c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 3) << option;
+        EXPECT_EQ(StatusOf(std::string(SONARBENCH_SIM " ") + option + " >/dev/full 2>&1"), 3) << option;
     }
 }
 
@@ -114,9 +130,8 @@ TEST(Simulator, ARunThatCannotBeginOverwritesNothingAndLeavesNothing)
                                                                {2, "--replay", directory.Path("counts")},
                                                                {2, "--copy", "/tmp/x=" + trace}};
     for (const auto& [status, option, value] : cases) {
-        const std::string words = " --trace " + trace + " --calls " + directory.Path("counts") + " " +
-                                  option + " " + value + " sensepin >/dev/null 2>&1";
-        EXPECT_EQ(WEXITSTATUS(std::system((SONARBENCH_SIM + words).c_str())), status) << option << value;
+        const std::string words = SONARBENCH_SIM " --trace " + trace + " --calls " + directory.Path("counts");
+        EXPECT_EQ(StatusOf(words + " " + option + " " + value + " sensepin 2>&1"), status) << option << value;
         EXPECT_EQ(directory.Read("trace"), text) << option;
         EXPECT_FALSE(std::filesystem::exists(directory.Path("counts"))) << option;
     }
@@ -125,12 +140,11 @@ TEST(Simulator, ARunThatCannotBeginOverwritesNothingAndLeavesNothing)
 TEST(Simulator, ABrokenPipeEndsTheProgramAsOutside)
 {
     const TemporaryDirectory directory;
-    const std::string program = directory.Write("program", "#!/bin/sh\nwhile :; do echo line; done\n");
-    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-    const std::string words = " --program " + program + " 2>&1 | head -n 1; exit ${PIPESTATUS[0]}'";
+    const std::string words = " --program " +
+                              directory.WriteProgram("program", "while :; do echo line; done") +
+                              " 2>&1 | head -n 1; exit ${PIPESTATUS[0]}";
     for (const std::string& options : {std::string(), " --report " + directory.Path("page")}) {
-        const int status = std::system(("timeout 60 bash -c '" SONARBENCH_SIM + options + words).c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 128 + 13) << options;
+        EXPECT_EQ(StatusOf(SONARBENCH_SIM + options + words), 128 + 13) << options;
     }
 }
 
@@ -138,26 +152,19 @@ TEST(Simulator, StopsAndContinuesWithEverythingThatItStarted)
 {
     for (const bool hasNamespaces : {true, false}) {
         const TemporaryDirectory directory;
-        const auto write = [&](const std::string& name, const std::string& script) {
-            const std::string file = directory.Write(name, script);
-            std::filesystem::permissions(file, std::filesystem::perms::owner_all);
-            return file;
-        };
-        write("program", "#!/bin/sh\necho started\nuntil [ -e $1/go ]; do sleep 0.01; done\nexit 7\n");
+        directory.WriteProgram("program", "echo started\nuntil [ -e $1/go ]; do sleep 0.01; done\nexit 7");
         if (!hasNamespaces) {
-            write("bwrap", "#!/bin/sh\nexit 1\n");
+            directory.WriteProgram("bwrap", "exit 1");
         }
-        const std::string script = write(
-            "script", "set -m\ncd " + directory.Path() +
-                          "\nPATH=$PWD:$PATH " SONARBENCH_SIM " --program ./program $PWD >out &\n"
-                          "states() { cut -d' ' -f3 /proc/$1/stat; for child in "
-                          "$(cat /proc/$1/task/*/children); do states $child; done; }\n"
-                          "until [ -s out ]; do sleep 0.01; done\n"
-                          "kill -TSTP $!\n"
-                          "until [[ $(states $! | sort -u | tr -d '\\n') =~ ^[Tt]+$ ]]; do sleep 0.01; done\n"
-                          "touch go\nfg\n");
-        const int status = std::system(("timeout 60 bash " + script + " >/dev/null").c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 7) << hasNamespaces;
+        const std::string script = "set -m\ncd " + directory.Path() + R"(
+PATH=$PWD:$PATH )" SONARBENCH_SIM R"( --program ./program $PWD >out &
+states() { cut -d' ' -f3 /proc/$1/stat; for child in $(cat /proc/$1/task/*/children); do states $child; done; }
+until [ -s out ]; do sleep 0.01; done
+kill -TSTP $!
+until [[ $(states $! | sort -u | tr -d '\n') =~ ^[Tt]+$ ]]; do sleep 0.01; done
+touch go
+fg)";
+        EXPECT_EQ(StatusOf(script), 7) << hasNamespaces;
     }
 }
 
@@ -180,9 +187,7 @@ TEST(Simulator, ARequestToEndIsNotLostWhileTheUnitIsMade)
     const TemporaryDirectory left;
     const auto run = [&](const std::string& before) {
         for (const char* tool : {"bwrap", "proot"}) {
-            const std::string file =
-                tools.Write(tool, "#!/bin/sh\n" + before + " $PPID\nPATH=${PATH#*:}\nexec ${0##*/} \"$@\"\n");
-            std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+            tools.WriteProgram(tool, before + " $PPID\nPATH=${PATH#*:}\nexec ${0##*/} \"$@\"");
         }
         return CVirtualUnit()
             .In("TMPDIR=" + left.Path())
@@ -263,7 +268,7 @@ TEST(Simulator, NothingReadsTheEnvironmentWhileItChanges)
 {
     const TemporaryDirectory directory;
     const std::vector<std::string> xkping = {"xkping", "examples/short.txt", "0", "1"};
-    const std::string trace = directory.Write("trace", Ping(CVirtualUnit()).traceText);
+    const std::string trace = directory.Write("trace", Ping(CVirtualUnit()).trace);
     const std::tuple<CVirtualUnit, std::vector<std::string>> cases[] = {
         {CVirtualUnit(), xkping},
         {CVirtualUnit("").Option("--replay", trace), xkping},
@@ -299,8 +304,7 @@ TEST(Simulator, NothingReadsTheEnvironmentWhileItChanges)
 TEST(Simulator, ProotIsUsedWhereNamespacesAreRefused)
 {
     const TemporaryDirectory directory;
-    std::filesystem::permissions(directory.Write("bwrap", "#!/bin/sh\nexit 1\n"),
-                                 std::filesystem::perms::owner_all);
+    directory.WriteProgram("bwrap", "exit 1");
     const auto run = Ping(CVirtualUnit().In("PATH=" + directory.Path() + ":$PATH"));
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_EQ(run.output, Ping(CVirtualUnit()).output);

@@ -13,8 +13,7 @@ const std::string c_Passed = "Test Result: Test Passed.\n";
 /// A valid file with the first occurrence of a text replaced; unchanged without arguments.
 std::string Edited(const std::string& from = "", const std::string& to = "")
 {
-    std::string text = Source("tests/golden/xkping_ql4k.txt");
-    return text.replace(text.find(from), from.size(), to);
+    return Replaced(Source("tests/golden/xkping_ql4k.txt"), from, to);
 }
 
 UnitRun_T RunWith(const std::string& contents, const std::string& name = "table")

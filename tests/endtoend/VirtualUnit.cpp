@@ -11,6 +11,7 @@
 
 namespace
 {
+constexpr int c_Direction = 2; // number of the word in a line of a trace
 constexpr char c_HeadEnd[] = "\n\nTest Output: \n";
 
 std::string ShellWord(const std::string& word)
@@ -22,19 +23,16 @@ std::string ShellWord(const std::string& word)
     return quoted + "'";
 }
 
-Trace_T ReadTrace(const std::string& text)
+/// A word of a trace's line; the first has number 0.
+std::string Word(const std::string& line, int number)
 {
-    Trace_T trace;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string skipped;
-        TraceLine_T fields;
-        fields.text = line;
-        words >> skipped >> fields.device >> fields.direction >> skipped >> fields.bytes;
-        trace.push_back(fields);
+    std::istringstream words(line);
+    std::string word;
+    for (int read = 0; read <= number; ++read) {
+        word.clear();
+        words >> word;
     }
-    return trace;
+    return word;
 }
 
 /// The station recognises every line, and its verdict is good only if the program's is.
@@ -58,7 +56,7 @@ std::string Source(const std::string& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string ReportHead(const std::vector<std::string>& arguments)
+std::string ReportHead(const Words_T& arguments)
 {
     const auto append = [](const std::string& text, const std::string& word) { return text + word + " "; };
     return std::accumulate(arguments.begin(), arguments.end(), std::string(51, '-') + "\nsonarbench ",
@@ -66,23 +64,27 @@ std::string ReportHead(const std::vector<std::string>& arguments)
            c_HeadEnd;
 }
 
-std::vector<std::string> UnitRun_T::Trace(const std::string& direction) const
+std::string BytesOf(const std::string& traceLine) { return Word(traceLine, 4); }
+
+Words_T UnitRun_T::Trace(const std::string& direction) const
 {
-    std::vector<std::string> lines;
-    for (const TraceLine_T& line : trace) {
-        if (line.direction == direction) {
-            lines.push_back(line.text);
+    Words_T lines;
+    std::istringstream rest(trace);
+    for (std::string line; std::getline(rest, line);) {
+        if (direction.empty() || Word(line, c_Direction) == direction) {
+            lines.push_back(line);
         }
     }
     return lines;
 }
 
-std::vector<std::string> UnitRun_T::Calls() const
+Words_T UnitRun_T::Calls() const
 {
-    std::vector<std::string> calls;
-    for (const TraceLine_T& line : trace) {
-        if (line.direction == "ioctl" || line.direction == "write") {
-            calls.push_back(line.direction + " " + line.bytes);
+    Words_T calls;
+    for (const std::string& line : Trace("")) {
+        const std::string direction = Word(line, c_Direction);
+        if (direction == "ioctl" || direction == "write") {
+            calls.push_back(direction + " " + BytesOf(line));
         }
     }
     return calls;
@@ -101,7 +103,7 @@ CVirtualUnit& CVirtualUnit::Option(const std::string& name, const std::string& v
     return *this;
 }
 
-UnitRun_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
+UnitRun_T CVirtualUnit::Run(const Words_T& arguments) const
 {
     const TemporaryDirectory directory;
     std::string command = m_Environment + SONARBENCH_SIM " --trace" + ShellWord(directory.Path("trace"));
@@ -121,14 +123,11 @@ UnitRun_T CVirtualUnit::Run(const std::vector<std::string>& arguments) const
     if (std::ranges::find(m_Options, "--program") == m_Options.end()) {
         ExpectReadable(directory.Read("out"));
     }
-    return {exitStatus, directory.Read("out"), directory.Read("err"), ReadTrace(directory.Read("trace")),
-            directory.Read("trace")};
+    return {exitStatus, directory.Read("out"), directory.Read("err"), directory.Read("trace")};
 }
 
-UnitRun_T CVirtualUnit::RunScript(const std::string& script, const std::vector<std::string>& arguments) const
+UnitRun_T CVirtualUnit::RunScript(const std::string& script, const Words_T& arguments) const
 {
     const TemporaryDirectory directory;
-    const std::string program = directory.Write("program", "#!/bin/sh\n" + script);
-    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-    return CVirtualUnit(*this).Option("--program", program).Run(arguments);
+    return CVirtualUnit(*this).Option("--program", directory.WriteProgram("program", script)).Run(arguments);
 }

@@ -1,33 +1,19 @@
 #pragma once
 
-#include <ostream>
-#include <string>
-#include <vector>
-
-/// A line of a trace.
-struct TraceLine_T {
-    std::string device;
-    std::string direction; ///< "image", "ioctl", "write", "unasked", "fill", "reply" or "refused"
-    std::string bytes;     ///< hexadecimal, of an ioctl with the request before it
-    std::string text;      ///< the whole line
-
-    bool operator==(const TraceLine_T&) const = default;
-};
-inline void PrintTo(const TraceLine_T& line, std::ostream* out) { *out << line.text; }
-using Trace_T = std::vector<TraceLine_T>;
+#include "tests/support/Texts.h"
 
 /// The result of a run on a virtual unit.
 struct UnitRun_T {
     int status;         ///< exit status of the simulator
     std::string output; ///< standard output
     std::string errors; ///< standard error
-    Trace_T trace;
-    std::string traceText; ///< the trace file's text
+    std::string trace;  ///< the trace file's text
 
-    /// The trace's lines of one direction, whole.
-    std::vector<std::string> Trace(const std::string& direction) const;
+    /// The trace's lines of one direction ("image", "ioctl", "write", "unasked", "fill", "reply" or
+    /// "refused"), or all of them.
+    Words_T Trace(const std::string& direction) const;
     /// The program's requests and writes in their order: "ioctl REQUEST+ARGUMENT" or "write BYTES".
-    std::vector<std::string> Calls() const;
+    Words_T Calls() const;
     /// The report without its head.
     std::string Report() const;
 };
@@ -63,17 +49,21 @@ public:
     CVirtualUnit& Fault(const std::string& specification) { return Option("--fault", specification); }
 
     /// Runs sonarbench on the unit. Arguments may hold any byte but zero.
-    UnitRun_T Run(const std::vector<std::string>& arguments) const;
+    UnitRun_T Run(const Words_T& arguments) const;
     /// Runs a shell script on the unit.
-    UnitRun_T RunScript(const std::string& script, const std::vector<std::string>& arguments = {}) const;
+    UnitRun_T RunScript(const std::string& script, const Words_T& arguments = {}) const;
 
 private:
-    std::vector<std::string> m_Options;
+    Words_T m_Options;
     std::string m_Environment;
 };
+
+/// The word of a trace's line that contains the bytes, in hexadecimal; of an ioctl with the request before
+/// them.
+std::string BytesOf(const std::string& traceLine);
 
 /// Contents of a file of the repository.
 std::string Source(const std::string& path);
 
 /// The beginning of the report for these arguments.
-std::string ReportHead(const std::vector<std::string>& arguments);
+std::string ReportHead(const Words_T& arguments);

@@ -31,15 +31,18 @@ void Read(int descriptor)
     }
 }
 
-bool Poll(int descriptor, int timeout)
+/// Reads what is there when the time is over.
+void PollAndRead(int descriptor, int timeout)
 {
     pollfd entry = {descriptor, POLLIN, 0};
     Tell("poll", poll(&entry, 1, timeout));
     std::printf("%s", (entry.revents & POLLHUP) != 0 ? ":hup" : "");
-    return (entry.revents & POLLIN) != 0;
+    if ((entry.revents & POLLIN) != 0) {
+        Read(descriptor);
+    }
 }
 
-void SetLine(int descriptor)
+void UseDevice(int descriptor)
 {
     termios settings{};
     tcgetattr(descriptor, &settings);
@@ -47,19 +50,10 @@ void SetLine(int descriptor)
     Tell("tcsetattr", tcsetattr(descriptor, TCSANOW, &settings));
     tcgetattr(descriptor, &settings);
     std::printf("%s", cfgetospeed(&settings) == B115200 ? ":set" : "");
-}
-
-void UseDevice(int descriptor)
-{
-    SetLine(descriptor);
     Tell("ioctl", ioctl(descriptor, c_ConfigureSpi, nullptr));
-    if (Poll(descriptor, 0)) {
-        Read(descriptor);
-    }
+    PollAndRead(descriptor, 0);
     Tell("write", write(descriptor, c_ReadVersion, sizeof c_ReadVersion));
-    if (Poll(descriptor, c_ReplyTimeoutMs)) {
-        Read(descriptor);
-    }
+    PollAndRead(descriptor, c_ReplyTimeoutMs);
 }
 
 void WriteBack(int descriptor)
@@ -69,23 +63,10 @@ void WriteBack(int descriptor)
     std::printf(":%s", pread(descriptor, written, 6, 0) < 0 ? "?" : written);
 }
 
-void Write(int descriptor)
-{
-    std::FILE* const pStream = fdopen(descriptor, "w");
-    std::fputs("abcdef", pStream);
-    Tell("fclose", std::fclose(pStream));
-}
-
-int Open(const char* name, int flags)
+void Use(const char* name, int flags, void (*use)(int))
 {
     const int descriptor = open(name, flags | O_CLOEXEC, 0600);
     Tell("open", descriptor < 0 ? -1 : 0); // the number has no meaning
-    return descriptor;
-}
-
-void Use(const char* name, int flags, void (*use)(int))
-{
-    const int descriptor = Open(name, flags);
     if (descriptor >= 0) {
         use(descriptor);
         Tell("close", close(descriptor));
@@ -101,7 +82,9 @@ int main(int, char** argv)
     Use("/dev/LSfpga0", O_RDWR | O_NOCTTY, UseDevice);
     Use(argv[1], O_RDONLY, Read);
     Use("/tmp/note", O_RDWR | O_CREAT, WriteBack);
-    Write(Open("/tmp/stream", O_WRONLY | O_CREAT));
+    std::FILE* const pStream = fdopen(open("/tmp/stream", O_WRONLY | O_CREAT | O_CLOEXEC, 0600), "w");
+    std::fputs("abcdef", pStream);
+    Tell("fclose", std::fclose(pStream));
     std::printf("\n");
     return 0;
 }

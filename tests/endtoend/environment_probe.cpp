@@ -6,8 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -38,28 +39,21 @@ void Log(const std::string& line)
 
 bool IsAsleep(const std::string& thread)
 {
-    // One that has ended is as good as asleep.
-    bool isAwake = false;
-    if (FILE* const pStatus = std::fopen(("/proc/self/task/" + thread + "/stat").c_str(), "re")) {
-        char state = 0;
-        isAwake = std::fscanf(pStatus, "%*d (%*[^)]) %c", &state) == 1 && state != 'S';
-        std::fclose(pStatus);
-    }
-    return !isAwake;
+    std::ifstream status("/proc/self/task/" + thread + "/stat");
+    std::string text;
+    std::getline(status, text);
+    return text.empty() || text.find(") S ") != std::string::npos; // one that has ended is as good as asleep
 }
 
 /// Returns how many threads live, and whether all but this one are asleep.
 std::pair<int, bool> LookAtThreads()
 {
     std::pair<int, bool> seen = {0, true};
-    DIR* const pTasks = ::opendir("/proc/self/task");
-    while (const dirent* const pEntry = ::readdir(pTasks)) {
-        if (pEntry->d_name[0] != '.') {
-            ++seen.first;
-            seen.second &= std::to_string(::gettid()) == pEntry->d_name || IsAsleep(pEntry->d_name);
-        }
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        const std::string thread = entry.path().filename();
+        ++seen.first;
+        seen.second &= std::to_string(::gettid()) == thread || IsAsleep(thread);
     }
-    ::closedir(pTasks);
     return seen;
 }
 

@@ -1,5 +1,6 @@
 #include "framework/TestControllerBase.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
 #include <gtest/gtest.h>
 
@@ -21,14 +22,6 @@ protected:
     {
         m_Directory.Write("\xb5\xff.txt", contents); // a name that is not valid UTF-8
         return PathOf("\xb5\xff.txt");
-    }
-    /// Runs the call and returns the printed text.
-    template <typename Call>
-    std::string Printed(Call call)
-    {
-        testing::internal::CaptureStdout();
-        call();
-        return testing::internal::GetCapturedStdout();
     }
 
     const TemporaryDirectory m_Directory;
@@ -68,7 +61,7 @@ TEST_F(FileHelpers, WriteWholeFilesAndReportFailures)
     EXPECT_EQ(m_Program.GetFileContents(path, back, nullptr), OPERATION_PERFORMED);
     EXPECT_EQ(back, bytes);
     EXPECT_EQ(m_Output, "");
-    EXPECT_EQ(Printed([&] { EXPECT_TRUE(m_Program.WriteToFile(path, "1", nullptr)); }), "\n");
+    EXPECT_EQ(PrintedBy([&] { EXPECT_TRUE(m_Program.WriteToFile(path, "1", nullptr)); }), "\n");
 
     const QString unreachable = PathOf("none/switch");
     EXPECT_FALSE(m_Program.WriteToFile(unreachable, "1", &m_Output));
@@ -80,7 +73,7 @@ TEST_F(FileHelpers, WriteWholeFilesAndReportFailures)
 TEST_F(FileHelpers, RunACommandToItsEnd)
 {
     const auto run = [&](const QString& command, unsigned int seconds, int quiet, int result) {
-        return Printed([&] {
+        return PrintedBy([&] {
             EXPECT_EQ(m_Program.RunProcess(command, &m_Output, seconds, nullptr, false, quiet), result);
         });
     };

@@ -1,11 +1,11 @@
 #include "simulator/faults/Faults.h"
 
 #include "simulator/ValueText.h"
+#include "tests/support/Texts.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <stdexcept>
 
 using testing::HasSubstr;
 
@@ -57,11 +57,6 @@ std::string Round(SoundDevice& device, CFaultyDevice& faulty)
            " ioctl " + std::to_string(ioctl.error) + device.seen + write.meaning + ioctl.meaning;
 }
 
-std::string Replaced(std::string text, const std::string& from, const std::string& to)
-{
-    return text.replace(text.find(from), from.size(), to);
-}
-
 } // namespace
 
 TEST(FaultsTest, EachKindHasItsEffectOnItsOperationOnly)
@@ -111,15 +106,6 @@ TEST(FaultsTest, EachKindHasItsEffectOnItsOperationOnly)
     }
 }
 
-TEST(FaultsTest, AStaleReplyHasTheLengthOfTheOneItReplaces)
-{
-    SoundDevice device;
-    CFaultPlan plan({FaultOf("reply:*=stale")});
-    CFaultyDevice faulty(device, plan);
-    EXPECT_EQ(faulty.TakeUnasked()->reply, Bytes_T{0}) << "nothing came before the first";
-    EXPECT_EQ(faulty.Write({}).reply, (Bytes_T{1, 1, 1, 1}));
-}
-
 TEST(FaultsTest, FaultsAlsoHitUnaskedReplies)
 {
     SoundDevice device;
@@ -128,6 +114,11 @@ TEST(FaultsTest, FaultsAlsoHitUnaskedReplies)
     EXPECT_EQ(faulty.TakeUnasked()->replyDelay, std::chrono::milliseconds(1500));
     EXPECT_TRUE(faulty.Write({}).isBytewise);
     EXPECT_EQ(faulty.TakeUnasked()->reply, Bytes_T{});
+    // A stale reply has the length of the one that it replaces.
+    CFaultPlan stalePlan({FaultOf("reply:*=stale")});
+    CFaultyDevice stale(device, stalePlan);
+    EXPECT_EQ(stale.TakeUnasked()->reply, Bytes_T{0}) << "nothing came before the first";
+    EXPECT_EQ(stale.Write({}).reply, (Bytes_T{1, 1, 1, 1}));
 }
 
 TEST(FaultsTest, DevicesOfAUnitShareTheCountAndTheMark)
@@ -164,7 +155,6 @@ TEST(FaultsTest, AWrongSpecificationIsRefusedWithWhatIsAllowed)
         {"fifo:1=256", "the kind must be a number from 0 to 255"},
     };
     for (const auto& [fault, why] : rows) {
-        EXPECT_THAT([text = fault] { FaultOf(text); },
-                    testing::ThrowsMessage<std::invalid_argument>(HasSubstr(why)));
+        EXPECT_THAT(ErrorOf([&text = fault] { FaultOf(text); }), HasSubstr(why));
     }
 }

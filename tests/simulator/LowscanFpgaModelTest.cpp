@@ -14,11 +14,9 @@ using namespace testing;
 namespace
 {
 
-Bytes_T Frame(std::uint32_t address, std::uint32_t value)
+Bytes_T Frame(std::uint8_t address, std::uint32_t value)
 {
-    Bytes_T frame{0xF5};
-    PutBigEndian(frame, address, 2);
-    PutBigEndian(frame, value, 4);
+    Bytes_T frame = Bytes_T{0xF5} + LowscanRecord(address, value);
     frame.push_back(SumOfBytes(frame));
     return frame;
 }
@@ -45,11 +43,12 @@ protected:
     }
 
     /// Sets a channel up: period, samples, decimation rate 76 (27 mm a sample), 200 kHz.
-    void SetChannel(std::uint32_t channel, std::uint32_t period, std::uint32_t samples)
+    void SetChannel(std::uint8_t channel, std::uint32_t period, std::uint32_t samples)
     {
-        for (const auto& [address, value] : std::initializer_list<std::pair<std::uint32_t, std::uint32_t>>{
-                 {17, 2757}, {18, period << 16}, {33, 76 << 16 | 1}, {37, samples}}) {
-            EXPECT_THAT(first.Write(Frame(address + 8 * channel, value)).refusals, IsEmpty());
+        const std::uint32_t values[] = {2757, period << 16, 76 << 16 | 1, samples};
+        for (std::size_t i = 0; i < std::size(values); ++i) {
+            const Bytes_T frame = Frame(c_LowscanAddresses[6 * channel + i], values[i]);
+            EXPECT_THAT(first.Write(frame).refusals, IsEmpty());
         }
     }
 

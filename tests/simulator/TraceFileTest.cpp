@@ -1,5 +1,6 @@
 #include "simulator/trace/TraceFile.h"
 #include "simulator/trace/TraceWriter.h"
+#include "tests/support/Texts.h"
 
 #include <gmock/gmock.h>
 
@@ -8,22 +9,10 @@
 
 namespace
 {
-const std::string c_Head = "sonarbench trace 2\nunit QL4K\n";
-
 TraceFile_T Read(const std::string& text)
 {
     std::istringstream stream(text);
     return ReadTrace(stream, "file");
-}
-
-std::string RefusalOf(const std::string& text)
-{
-    try {
-        Read(text);
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "read";
 }
 } // namespace
 
@@ -90,46 +79,45 @@ TEST(TraceFile, AHandWrittenTraceCanLeaveValuesOpenAndUseSeveralLines)
 
 TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
 {
-    const std::string write = "- LSfpga0 write - 01\n";
-    const std::pair<std::string, std::string> cases[] = {
+    const std::pair<std::string, std::string> heads[] = {
         {"", "1: the trace ends before it names its unit"},
         {"sonarbench trace 1\n", "1: a trace begins with the line \"sonarbench trace 2\""},
-        {"sonarbench trace 2\n# unit\n", "3: the trace ends before it names its unit"},
-        {c_Head + " 01\n", "3: this line begins with a blank, but there is no entry above it"},
-        {c_Head + write + "- LSfpga0 refused why\n 01\n",
+        {"sonarbench trace 2\n# unit\n", "3: the trace ends before it names its unit"}};
+    for (const auto& [text, refusal] : heads) {
+        EXPECT_EQ(ErrorOf([&text = text] { Read(text); }), "file:" + refusal) << text;
+    }
+    const std::string write = "- A write - 01\n", reply = "- A reply - 01\n";
+    const std::pair<std::string, std::string> bodies[] = {
+        {" 01\n", "3: this line begins with a blank, but there is no entry above it"},
+        {write + "- A refused why\n 01\n",
          "5: this line begins with a blank, but a refusal above it cannot continue"},
-        {c_Head + "1.5 LSfpga0 write - 01\n", "3: the time \"1.5\" is not of the form 0.000000000 or -"},
-        {c_Head + "1.000000000 A write - 01\n0.999999999 A write - 01\n",
+        {"1.5 A write - 01\n", "3: the time \"1.5\" is not of the form 0.000000000 or -"},
+        {"1.000000000 A write - 01\n0.999999999 A write - 01\n",
          "4: the time is earlier than that of the operation above"},
-        {c_Head + "- LSfpga0 read - 01\n", "3: unknown direction \"read\""},
-        {c_Head + "- LSfpga0 write x 01\n", "3: the count \"x\" is neither a number nor -"},
-        {c_Head + "- LSfpga0 write 3 01\n 02\n" + write, "3: the count is 3, but there are 2 bytes"},
-        {c_Head + "- LSfpga0 write - 012\n",
-         "3: \"012\" is neither bytes nor one byte and its repeats, as 00*16"},
-        {c_Head + "- LSfpga0 write -\n 0g\n", "4: \"0g\" is not a byte"},
-        {c_Head + "- LSfpga0 write - 00*999999999\n", "3: more than 16777216 bytes"},
-        {c_Head + "- LSfpga0 ioctl - 8004\n", "3: an ioctl's bytes begin with its request, as 80047202+"},
-        {c_Head + "- LSfpga0 write - 01 !EWHAT\n", "3: unknown error \"EWHAT\""},
-        {c_Head + "- LSfpga0 unasked - 01 !EIO\n", "3: only an image, ioctl or write can fail"},
-        {c_Head + write.substr(0, 20) + " bytewise\n",
-         "3: only a reply or unasked can come late or bytewise"},
-        {c_Head + write.substr(0, 20) + " =2\n", "3: only a write reports a count, of at most its bytes"},
-        {c_Head + write + "fault read:1=EIO\n", "4: faults must come before the operations"},
-        {c_Head + "fault read:1=EWHAT\n",
+        {"- A read - 01\n", "3: unknown direction \"read\""},
+        {"- A write x 01\n", "3: the count \"x\" is neither a number nor -"},
+        {"- A write 3 01\n 02\n" + write, "3: the count is 3, but there are 2 bytes"},
+        {"- A write - 012\n", "3: \"012\" is neither bytes nor one byte and its repeats, as 00*16"},
+        {"- A write -\n 0g\n", "4: \"0g\" is not a byte"},
+        {"- A write - 00*999999999\n", "3: more than 16777216 bytes"},
+        {"- A ioctl - 8004\n", "3: an ioctl's bytes begin with its request, as 80047202+"},
+        {"- A write - 01 !EWHAT\n", "3: unknown error \"EWHAT\""},
+        {"- A unasked - 01 !EIO\n", "3: only an image, ioctl or write can fail"},
+        {"- A write - 01 bytewise\n", "3: only a reply or unasked can come late or bytewise"},
+        {"- A write - 01 =2\n", "3: only a write reports a count, of at most its bytes"},
+        {write + "fault read:1=EIO\n", "4: faults must come before the operations"},
+        {"fault read:1=EWHAT\n",
          "3: fault \"read:1=EWHAT\": the kind must be an error's name (such as EIO), short or zero"},
-        {c_Head + "fault write:1=EIO\n",
-         "3: fault \"write:1=EIO\": a trace names only those in the program's calls"},
-        {c_Head + write + "- LSfpga1 reply - 01\n", "4: reply needs an operation on LSfpga1 above it"},
-        {c_Head + write + "- LSfpga0 reply - 01\n- LSfpga0 reply - 01\n",
-         "5: a second reply to one operation"},
-        {c_Head + write + "- LSfpga0 reply - 0102 ~1a2b\n",
+        {"fault write:1=EIO\n", "3: fault \"write:1=EIO\": a trace names only those in the program's calls"},
+        {write + "- B reply - 01\n", "4: reply needs an operation on B above it"},
+        {write + reply + reply, "5: a second reply to one operation"},
+        {write + "- A reply - 0102 ~1a2b\n",
          "4: the checksum is ~1a2b, but the bytes have ~358d, so they were changed"},
-        {c_Head + "- LSfpga0 write - 01 ~1a2b\n", "3: only a fill, reply or unasked has a checksum"},
-        {c_Head + write + "- LSfpga0 reply - ??\n", "4: a byte that a device sends cannot be ??"},
-        {c_Head + write + "- LSfpga0 fill - 0102\n",
-         "4: a fill must follow a write of at least as many bytes"},
-    };
-    for (const auto& [text, refusal] : cases) {
-        EXPECT_EQ(RefusalOf(text), "file:" + refusal) << text;
+        {"- A write - 01 ~1a2b\n", "3: only a fill, reply or unasked has a checksum"},
+        {write + "- A reply - ??\n", "4: a byte that a device sends cannot be ??"},
+        {write + "- A fill - 0102\n", "4: a fill must follow a write of at least as many bytes"}};
+    for (const auto& [text, refusal] : bodies) {
+        const std::string whole = "sonarbench trace 2\nunit QL4K\n" + text;
+        EXPECT_EQ(ErrorOf([&whole] { Read(whole); }), "file:" + refusal) << text;
     }
 }

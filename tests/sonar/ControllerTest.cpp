@@ -4,12 +4,15 @@
 #include "sonar/SonarTestController.h"
 #include "sonar/StopSignals.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <gmock/gmock.h>
+#include <optional>
 #include <pty.h>
 #include <unistd.h>
 
@@ -43,62 +46,67 @@ TEST(Controller, FailuresAreReportedOnAMachineThatIsNoUnit)
 
 TEST(Controller, EveryTestTakesANullOutputTextAndPrints)
 {
-    testing::internal::CaptureStdout();
-    CSonarTestController controller; // on a machine that is no unit
-    testing::internal::GetCapturedStdout();
-    const auto printed = [](auto test) {
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(test(), TEST_FAILED);
-        return testing::internal::GetCapturedStdout();
-    };
-    const std::string notice = "GetSounderType()\n", noVersion = "ERROR: Failed to get version.\n",
-                      noLoad = "ERROR: Product not supported.\n"
-                               "ERROR: Required path does not exist: /corvane/Application/FPGAFirmware\n";
-    EXPECT_EQ(printed([&] { return controller.xKPing(nullptr, QStringLiteral("none"), 0, 1); }), noLoad);
-    EXPECT_THAT(printed([&] { return controller.Ping(nullptr, 1, 2, 3, 4, 0, QStringLiteral("low")); }),
-                testing::EndsWith(notice + noVersion));
-    EXPECT_THAT(printed([&] { return controller.Ping(nullptr, CPingMetaData()); }),
-                testing::EndsWith(notice + noVersion + "ERROR: Failed to populate FPGA data.\n"));
-    EXPECT_THAT(printed([&] { return controller.LumetPing(nullptr, QStringLiteral("200")); }),
-                testing::EndsWith("ERROR: Unknown frequency request.\n"));
-    EXPECT_EQ(printed([&] {
-                  ChirpTable_T chirp;
-                  TVGTable_T tvg;
-                  CorrelationFilterCoefficients_T correlation;
-                  return controller.LoadTables(chirp, tvg, correlation, nullptr, QStringLiteral("/dev/null"));
-              }),
-              "ERROR: Ensure file exists: /dev/null \n");
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(controller.EnableSonar(nullptr), OPERATION_PERFORMED);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Non-Varrow platform. Sonar may not be enabled.\n");
+    const std::string notice = "GetSounderType()\n", noVersion = "ERROR: Failed to get version.\n";
+    ChirpTable_T chirp;
+    TVGTable_T tvg;
+    CorrelationFilterCoefficients_T correlation;
+    using Test_T = std::function<int(CSonarTestController&)>;
+    const std::pair<Test_T, std::string> cases[] = {
+        {[](auto& c) { return c.xKPing(nullptr, QStringLiteral("none"), 0, 1); },
+         "ERROR: Product not supported.\n"
+         "ERROR: Required path does not exist: /corvane/Application/FPGAFirmware\n"},
+        {[](auto& c) { return c.Ping(nullptr, 1, 2, 3, 4, 0, QStringLiteral("low")); }, notice + noVersion},
+        {[](auto& c) { return c.Ping(nullptr, CPingMetaData()); },
+         notice + noVersion + "ERROR: Failed to populate FPGA data.\n"},
+        {[](auto& c) { return c.LumetPing(nullptr, QStringLiteral("200")); },
+         "ERROR: Unknown frequency request.\n"},
+        {[&](auto& c) { return c.LoadTables(chirp, tvg, correlation, nullptr, QStringLiteral("/dev/null")); },
+         "ERROR: Ensure file exists: /dev/null \n"},
+        {[](auto& c) { return c.EnableSonar(nullptr) == OPERATION_PERFORMED ? TEST_FAILED : TEST_PASSED; },
+         "Non-Varrow platform. Sonar may not be enabled.\n"}};
+    for (const auto& [test, text] : cases) {
+        int result = TEST_PASSED;
+        const std::string printed = PrintedBy([&test = test, &result] {
+            CSonarTestController controller; // on a machine that is no unit
+            result = test(controller);
+        });
+        EXPECT_EQ(result, TEST_FAILED) << text;
+        EXPECT_THAT(printed, testing::EndsWith(text));
+    }
 }
 
 TEST(Controller, AValueComesFromTheTableFileAsItIsNow)
 {
     const TemporaryDirectory directory;
     const std::string table = directory.Path("table");
-    testing::internal::CaptureStdout();
-    CSonarTestController controller; // on a machine that is no unit
-    const auto value = [&] {
-        return controller.GetValue(QString::fromStdString(table), QStringLiteral("a("), QStringLiteral(");"));
+    const auto time = std::filesystem::last_write_time(directory.Write("table", ""));
+    std::optional<CSonarTestController> controller;
+    PrintedBy([&] { controller.emplace(); }); // on a machine that is no unit
+    const auto expect = [&](int value, const char* change) {
+        int read = 0;
+        PrintedBy([&] {
+            read = controller->GetValue(QString::fromStdString(table), QStringLiteral("a("),
+                                        QStringLiteral(");"));
+        });
+        EXPECT_EQ(read, value) << change;
     };
-    directory.Write("table", "a( 1);");
-    EXPECT_EQ(value(), 1);
-    const auto time = std::filesystem::last_write_time(table);
-    directory.Write("table", "a( 2);");
-    std::filesystem::last_write_time(table, time + std::chrono::nanoseconds(1));
-    EXPECT_EQ(value(), 2) << "another modification time";
-    directory.Write("table", "a( 17);");
-    std::filesystem::last_write_time(table, time + std::chrono::nanoseconds(1));
-    EXPECT_EQ(value(), 17) << "another size";
-    std::filesystem::last_write_time(directory.Write("other", "a( 18);"), time + std::chrono::nanoseconds(1));
+    const auto write = [&](const char* name, const char* text, int nanoseconds) {
+        std::filesystem::last_write_time(directory.Write(name, text),
+                                         time + std::chrono::nanoseconds(nanoseconds));
+    };
+    write("table", "a( 1);", 0);
+    expect(1, "a new file");
+    write("table", "a( 2);", 1);
+    expect(2, "another modification time");
+    write("table", "a( 17);", 1);
+    expect(17, "another size");
+    write("other", "a( 18);", 1);
     std::filesystem::rename(directory.Path("other"), table);
-    EXPECT_EQ(value(), 18) << "another inode";
+    expect(18, "another inode");
     std::filesystem::remove(table);
-    EXPECT_EQ(value(), -1);
+    expect(-1, "no file");
     directory.Write("table", "a( 19);");
-    EXPECT_EQ(value(), 19);
-    testing::internal::GetCapturedStdout();
+    expect(19, "a file again");
 }
 
 /// The link of the product table that the facade's type means.

@@ -1,6 +1,7 @@
 #include "sonar/TableFile.h"
 #include "framework/TestControllerBase.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 
 #include <gmock/gmock.h>
 
@@ -12,8 +13,7 @@ using testing::HasSubstr;
 std::string Edited(const std::string& from, const std::string& to)
 {
     std::ifstream file("tests/golden/xkping_ql4k.txt");
-    std::string text(std::istreambuf_iterator<char>(file), {});
-    return text.replace(text.find(from), from.size(), to);
+    return Replaced({std::istreambuf_iterator<char>(file), {}}, from, to);
 }
 
 class TableFiles : public testing::Test
@@ -27,12 +27,13 @@ protected:
     /// The result, the entries of the three tables, the appended text and the printed text.
     std::string Load(const std::string& text)
     {
-        testing::internal::CaptureStdout();
         ChirpTable_T chirp;
         TVGTable_T tvg;
         CorrelationFilterCoefficients_T correlation;
         std::string output;
-        std::string seen = std::to_string(Open(text).LoadTables(chirp, tvg, correlation, &output));
+        std::string seen;
+        const std::string printed = PrintedBy(
+            [&] { seen = std::to_string(Open(text).LoadTables(chirp, tvg, correlation, &output)); });
         const auto list = [&seen](const auto& table) {
             for (const auto& [first, second] : table) {
                 seen += " " + std::to_string(first) + "," + std::to_string(second);
@@ -40,7 +41,7 @@ protected:
             seen += " |";
         };
         list(chirp), list(tvg), list(correlation);
-        return seen + output + testing::internal::GetCapturedStdout();
+        return seen + output + printed;
     }
 
     TemporaryDirectory m_Directory;

@@ -4,10 +4,11 @@
 
 #include <gmock/gmock.h>
 
+#include <numeric>
 #include <random>
+#include <span>
 
 using namespace testing;
-using Words_T = std::vector<std::string>;
 
 namespace
 {
@@ -24,30 +25,9 @@ const Words_T c_Aliens = {"//////////////////////////////////\n",
                           "ERROR: Failed to open file:\n",
                           "utter nonsense\n"};
 
-/// Lines, each with its line end.
-Words_T LinesOf(const std::string& text)
+std::string Joined(std::span<const std::string> lines)
 {
-    Words_T lines;
-    for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end) {
-        end = text.find('\n', begin) + 1;
-        lines.push_back(text.substr(begin, end - begin));
-    }
-    return lines;
-}
-
-std::string Joined(const Words_T& lines, std::size_t from = 0, std::size_t to = std::string::npos)
-{
-    std::string text;
-    for (std::size_t index = from; index < std::min(to, lines.size()); ++index) {
-        text += lines[index];
-    }
-    return text;
-}
-
-/// A run with these arguments, with one text above its report and one in it.
-std::string RunText(const Words_T& arguments, const std::string& before, const std::string& report)
-{
-    return before + ReportHead(arguments) + report;
+    return std::accumulate(lines.begin(), lines.end(), std::string());
 }
 } // namespace
 
@@ -70,15 +50,20 @@ TEST(Transcript, PassesOnlyWithACompletePassingRun)
             const bool isIn = ("\n" + text).find("\n" + original) != std::string::npos;
             ASSERT_EQ(CRuns(text).Good(), isIn ? 1 : 0) << text;
         };
-        const Words_T lines = LinesOf(original);
+        Words_T lines; // each with its line end
+        for (std::size_t begin = 0, end = 0; begin < original.size(); begin = end) {
+            end = original.find('\n', begin) + 1;
+            lines.push_back(original.substr(begin, end - begin));
+        }
         for (std::size_t index = 0; index < lines.size(); ++index) {
-            const std::string beginning = Joined(lines, 0, index);
+            const std::string beginning = Joined(std::span(lines).first(index));
+            const auto rest = std::span<const std::string>(lines).subspan(index);
             expect(beginning);
             expect(beginning + original); // a run that was cut off takes no line of the next run
-            expect(beginning + Joined(lines, index + 1));
-            expect(beginning + lines[index] + Joined(lines, index));
+            expect(beginning + Joined(rest.subspan(1)));
+            expect(beginning + lines[index] + Joined(rest));
             for (const std::string& alien : c_Aliens) {
-                expect(beginning + alien + Joined(lines, std::max<std::size_t>(index, 1)));
+                expect(beginning + alien + Joined(index == 0 ? rest.subspan(1) : rest));
             }
         }
         std::mt19937 random(1);
@@ -137,8 +122,8 @@ TEST(Transcript, AssertionsAndUnknownLinesBelongToTheRunAroundThem)
 {
     const std::string assertion =
         "sonarbench: Utilities/FPGAIF.cpp:9: void f(): Assertion `pFactory' failed.\n";
-    const std::string passed = RunText({"batteryvoltage"}, "", "2873\nTest Result: Operation Performed.\n");
-    EXPECT_EQ(CRuns(RunText({"speed", "1"}, "", "") + assertion).Only().reason + "\n", assertion);
+    const std::string passed = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
+    EXPECT_EQ(CRuns(ReportHead({"speed", "1"}) + assertion).Only().reason + "\n", assertion);
     // Between runs an unknown line may be an operator's; in a run it may not.
     const CRuns around("unit 5\n" + passed + "\n$ exit\n");
     EXPECT_EQ(around.Good(), 1);
@@ -146,15 +131,16 @@ TEST(Transcript, AssertionsAndUnknownLinesBelongToTheRunAroundThem)
     EXPECT_EQ(around.Only().claimedCount, 7U);
     EXPECT_EQ(CRuns("Failed to kill Quenlor Sonar.\nunit 5\n" + passed).Good(), 0);
     // An argument with line ends can imitate a whole report, but not the end of one.
-    const CRuns spoofed(RunText({"sensepin", "\n\nTest Output: \n1\nTest Result: Operation Performed.\n"}, "",
-                                "2873\nTest Result: Tests Failed.\n"));
+    const CRuns spoofed(
+        ReportHead({"sensepin", "\n\nTest Output: \n1\nTest Result: Operation Performed.\n"}) +
+        "2873\nTest Result: Tests Failed.\n");
     EXPECT_EQ(spoofed.All().back().outcome, Outcome::NotJudged);
     EXPECT_EQ(CRuns("").Only().outcome, Outcome::NotJudged);
 }
 
 TEST(Transcript, LinesOfOneRunDoNotGetIntoAnother)
 {
-    const std::string good = RunText({"batteryvoltage"}, "", "2873\nTest Result: Operation Performed.\n");
+    const std::string good = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
     const std::string image = "cat /corvane/Application/FPGAFirmware/x > /dev/LSfpga0\n";
     struct Case_T {
         std::string text;
@@ -189,7 +175,7 @@ TEST(Transcript, HostileBytesAndSizesNeedBoundedMemory)
     for (const std::string& reading :
          {std::string("28\0", 3), std::string("\x1b[2J"), std::string("\xff\xc0"), std::string(9 << 20, '1'),
           std::string("nan")}) {
-        const CRuns runs(RunText({"sensepin", "\xe9\x01"}, "", reading + performed));
+        const CRuns runs(ReportHead({"sensepin", "\xe9\x01"}) + reading + performed);
         EXPECT_EQ(runs.Only().outcome, Outcome::NotJudged);
         EXPECT_THAT(Written("json", runs.All()), HasSubstr("sensepin \\\\xe9\\\\x01"));
     }
@@ -214,11 +200,11 @@ TEST(Transcript, HostileBytesAndSizesNeedBoundedMemory)
     block.back() = '<';
     const std::string small = CVirtualUnit().Run(c_XkPing).output;
     const auto whole = [&](const std::string& count) {
-        std::string text = small;
-        text.replace(text.find("\n<Son"), text.find("EndSon") - text.find("\n<Son"), block);
-        text.replace(text.find("1024 "), 4, count);
-        text.replace(text.find("2048\n"), 4, std::to_string(2 * largest));
-        return text.replace(text.find(" 0 8 \n"), 4, " 0 1");
+        const std::size_t begin = small.find("\n<Son");
+        std::string text = Replaced(small, small.substr(begin, small.find("EndSon") - begin), block);
+        text = Replaced(text, "1024 ", count + " ");
+        text = Replaced(text, "2048\n", std::to_string(2 * largest) + "\n");
+        return Replaced(text, " 0 8 \n", " 0 1 \n");
     };
     EXPECT_EQ(CRuns(whole("1048560")).Only().reason, "");
     EXPECT_EQ(CRuns(whole("1048560")).Only().samples.values.size(), std::size_t{largest});
@@ -240,10 +226,8 @@ TEST(Transcript, SamplesComeOutAsTheyWerePrinted)
     }
     EXPECT_THAT(text, HasSubstr("<SonarFPGAData>" + printed + "<EndSonarFPGAData>"));
     for (const char* bytes : {"2047", "2049"}) {
-        std::string wrong = text;
-        wrong.replace(wrong.find("2048\n"), 4, bytes);
-        EXPECT_EQ(CRuns(wrong).Only().reason, "the number of samples is not the one that the run states")
-            << bytes;
+        const CRuns wrong(Replaced(text, "2048\n", bytes + std::string("\n")));
+        EXPECT_EQ(wrong.Only().reason, "the number of samples is not the one that the run states") << bytes;
     }
     const std::string csv = Written("csv", runs.All());
     EXPECT_THAT(csv, HasSubstr("\r\n\"t\",1,\"xkping\",passed,1016," + std::to_string(samples.values.back()) +

@@ -27,6 +27,14 @@ public:
         return Path(Name);
     }
 
+    /// Writes an executable shell script inside and returns its path.
+    std::string WriteProgram(const std::string& Name, const std::string& Script) const
+    {
+        const std::string path = Write(Name, "#!/bin/sh\n" + Script);
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+        return path;
+    }
+
     /// Content of a file inside, empty when there is none.
     std::string Read(const std::string& Name) const
     {

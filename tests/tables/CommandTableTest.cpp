@@ -11,8 +11,6 @@
 
 namespace
 {
-using Names_T = std::set<std::string>;
-
 constexpr char c_Table[] = "app/CommandTable.cpp";
 constexpr char c_Usage[] = "sonar/SonarTestController.cpp";
 
@@ -49,15 +47,6 @@ Names_T CommandsOfUsage()
     return names;
 }
 
-Names_T OfferedCommands()
-{
-    const auto offered = Split(
-        Printed(". packaging/completion/sonarbench\nCOMP_WORDS=(sonarbench '')\nCOMP_CWORD=1\n_sonarbench\n"
-                "printf '%s\\n' \"${COMPREPLY[@]}\""),
-        '\n');
-    return {offered.begin(), offered.end()};
-}
-
 /// The manual's commands: how they are written, and what follows.
 std::vector<Row_T> ManualItems()
 {
@@ -78,9 +67,9 @@ Names_T DescribedCommands()
 }
 
 /// The commands of scripts/commands.txt.
-std::vector<std::string> CommandsInOrder()
+Words_T CommandsInOrder()
 {
-    std::vector<std::string> commands;
+    Words_T commands;
     for (const Row_T& line : Matches("\n" + Source("scripts/commands.txt"), R"(\n(\w+))")) {
         commands.push_back(line[0]);
     }
@@ -114,11 +103,11 @@ Names_T CommandsOfReadme()
 
 TEST(Tables, EachCommandIsKnownEverywhere)
 {
-    std::vector<std::string> commands;
+    Words_T commands;
     for (const CommandForm_T& form : CommandForms()) {
         commands.emplace_back(form.word);
     }
-    const auto inOrder = CommandsInOrder();
+    const auto inOrder = CommandsInOrder(), offered = Offered({"sonarbench", ""});
     ExpectKnownEverywhere(
         "command", c_Table, commands,
         {{"station/transcript/Commands.cpp", "a row with what it prints", JudgedCommands()},
@@ -135,13 +124,13 @@ TEST(Tables, EachCommandIsKnownEverywhere)
           Found(Source("fuzz/transcripts.dict"), R"(\n"sonarbench (\w+))")},
          {c_Usage, "a line of the usage", CommandsOfUsage()},
          {"packaging/man/sonarbench.1", ".It Cm COMMAND Ar ARGUMENTS", DescribedCommands()},
-         {"packaging/completion/sonarbench", "the word", OfferedCommands()},
+         {"packaging/completion/sonarbench", "the word", {offered.begin(), offered.end()}},
          {"README.md", "the command with its arguments in capitals", CommandsOfReadme()}});
 }
 
 TEST(Tables, EachWordThatAnArgumentMayBeIsInTheManual)
 {
-    std::vector<std::string> words;
+    Words_T words;
     for (const CommandForm_T& form : CommandForms()) {
         for (const std::string_view word : form.choices) {
             words.push_back(std::string(form.word).append(" ").append(word));

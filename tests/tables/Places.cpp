@@ -6,11 +6,11 @@
 
 #include <algorithm>
 
-void ExpectKnownEverywhere(const std::string& kind, const std::string& table,
-                           const std::vector<std::string>& rows, const std::vector<Place_T>& places)
+void ExpectKnownEverywhere(const std::string& kind, const std::string& table, const Words_T& rows,
+                           const std::vector<Place_T>& places)
 {
     EXPECT_FALSE(rows.empty()) << table << " has no " << kind;
-    const std::set<std::string> known(rows.begin(), rows.end());
+    const Names_T known(rows.begin(), rows.end());
     for (const std::string& row : known) {
         if (std::ranges::count(rows, row) > 1) {
             ADD_FAILURE() << kind << " \"" << row << "\" is in " << table << " more than once";
@@ -33,9 +33,9 @@ void ExpectKnownEverywhere(const std::string& kind, const std::string& table,
     }
 }
 
-std::set<std::string> Found(const std::string& text, const std::string& expression)
+Names_T Found(const std::string& text, const std::string& expression)
 {
-    std::set<std::string> found;
+    Names_T found;
     for (const Row_T& match : Matches(text, expression)) {
         found.insert(match.front());
     }

@@ -13,14 +13,14 @@
 
 namespace
 {
-using Names_T = std::set<std::string>;
-using Rows_T = std::vector<std::string>;
+/// The names and numbers of the keys of the family's messages.
+std::vector<Row_T> Keys() { return Matches(Source("framework/OutputStrings.h"), R"((OUT_\w+) = (\d+))"); }
 
 /// The texts of the family's messages by the names of their keys.
 std::map<std::string, std::string> FamilyMessages()
 {
     std::map<std::string, std::string> messages;
-    for (const Row_T& key : Matches(Source("framework/OutputStrings.h"), R"((OUT_\w+) = (\d+))")) {
+    for (const Row_T& key : Keys()) {
         messages[key[0]] = COutputStringTable()[static_cast<OutputStrings_T>(std::stoi(key[1]))];
     }
     return messages;
@@ -38,7 +38,7 @@ std::string TestSources()
 Names_T PrintedLines()
 {
     const std::string sources = TestSources();
-    Rows_T texts;
+    Words_T texts;
     for (const Row_T& text : Matches(sources, R"xx("((?:[^"\\\n]|\\.)*)")xx")) {
         if (std::regex_search(text[0], std::regex("[A-Z]")) &&
             std::regex_search(text[0], std::regex("[A-Za-z:] [A-Za-z]"))) {
@@ -60,9 +60,9 @@ Names_T PrintedLines()
 }
 
 /// The words of a fuzzer's dictionary.
-Rows_T Dictionary(const std::string& file)
+Words_T Dictionary(const std::string& file)
 {
-    Rows_T words;
+    Words_T words;
     for (const Row_T& word : Matches("\n" + Source(file), R"xx(\n"([^\n]*)")xx")) {
         std::string text = word[0];
         for (const auto& [written, meant] :
@@ -83,8 +83,8 @@ TEST(Tables, EachMessageOfTheFamilyHasItsTextAndNumber)
             written.insert(key);
         }
     }
-    Rows_T keys, numbers;
-    for (const Row_T& key : Matches(Source("framework/OutputStrings.h"), R"((OUT_\w+) = (\d+))")) {
+    Words_T keys, numbers;
+    for (const Row_T& key : Keys()) {
         keys.push_back(key[0]);
         numbers.push_back(key[1]);
     }
@@ -110,7 +110,7 @@ TEST(Tables, EachLineThatATestPrintsIsKnownToTheStation)
         }
     }
     ExpectKnownEverywhere(
-        "line", "the sources of sonar/", {lines.begin(), lines.end()},
+        "line", "the sources of sonar/", RowsOf(lines),
         {{"station/transcript/Rules.cpp", "a rule; the unit's data is in UnitData.cpp", known}});
 }
 
@@ -118,9 +118,9 @@ TEST(Tables, EachRuleOfTheStationIsKnownToTheFuzzer)
 {
     constexpr std::size_t c_LongestWord = 64; // the fuzzer passes over longer ones
     constexpr std::size_t c_EnoughOfWord = 40;
-    Rows_T rules;
+    Words_T rules;
     Names_T inDictionary;
-    const Rows_T dictionary = Dictionary("fuzz/transcripts.dict");
+    const Words_T dictionary = Dictionary("fuzz/transcripts.dict");
     for (const std::string& word : dictionary) {
         EXPECT_LE(word.size(), c_LongestWord) << word;
     }
@@ -141,7 +141,7 @@ TEST(Tables, EachRuleOfTheStationIsKnownToTheFuzzer)
 
 TEST(Tables, EachOutputFormatIsTestedAndDescribed)
 {
-    Rows_T options;
+    Words_T options;
     for (const Format_T& format : Formats()) {
         options.emplace_back(format.option);
     }

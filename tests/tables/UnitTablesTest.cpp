@@ -13,11 +13,6 @@
 
 namespace
 {
-using Names_T = std::set<std::string>;
-using Rows_T = std::vector<std::string>;
-
-Rows_T RowsOf(const Names_T& names) { return {names.begin(), names.end()}; }
-
 /// The products of README's table: by name, as one of "LumetV1 to LumetV6", or by the letters that displays
 /// of one family begin with.
 Names_T ProductsOfReadme()
@@ -53,7 +48,7 @@ std::string ModelVariable(const Product_T& product)
 }
 
 /// The paths of framework/UnitPaths.h.
-Rows_T Paths()
+Words_T Paths()
 {
     const std::string header = Source("framework/UnitPaths.h");
     const std::string inputs = Between(header, "#define ADC_DIRECTORY \"", "\"");
@@ -81,7 +76,7 @@ std::ptrdiff_t DescribedLines(std::size_t column)
 
 TEST(Tables, EachProductIsKnownEverywhere)
 {
-    Rows_T products;
+    Words_T products;
     Names_T withModel, withLink;
     const std::string facade = Source("Utilities/FPGAIF.cpp");
     for (const Product_T& product : Products()) {
@@ -146,7 +141,7 @@ TEST(Tables, EachFaultIsTestedAndDescribed)
     const auto shown = Matches(Printed(SONARBENCH_SIM " --help"), R"(\n  ([\w-]+:N=\w+) +(.*))");
     const auto described = Matches(Source("packaging/man/sonarbench-sim.1"),
                                    R"(\n\.It Cm ([\w-]+:)\\& Ns Ar (N) Ns Cm (=) Ns (?:Ar|Cm) (\w+)\n(.*))");
-    Rows_T faults;
+    Words_T faults;
     Names_T values, inManual, tested;
     for (const Row_T& fault : shown) {
         faults.push_back(fault[0]);

@@ -1,4 +1,5 @@
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Texts.h"
 #include "tools/CommandLine.h"
 #include "tools/JsonFile.h"
 #include "tools/Program.h"
@@ -25,16 +26,6 @@ std::string Read(const CJsonValue& record)
         }
     }
     return read;
-}
-
-std::string Refusal(const std::function<void()>& fails)
-{
-    try {
-        fails();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "nothing was refused";
 }
 } // namespace
 
@@ -63,9 +54,9 @@ TEST(JsonFile, AnErrorIsReportedWithItsPlace)
         {"{\"fish\": [{\"a\": [null, true]}, \"\\\\\"], \"other\": 1}", "f:1:11: fish[0]: is not a number"},
         {"{\"other\": [{\"a\": {}}]}", "f:1:2: other: unknown key"}};
     for (const auto& [text, message] : cases) {
-        EXPECT_EQ(Refusal([&json = text] { Read(CJsonValue::Parse("f", json)); }), message) << text;
+        EXPECT_EQ(ErrorOf([&json = text] { Read(CJsonValue::Parse("f", json)); }), message) << text;
     }
-    EXPECT_THAT(Refusal([] { CJsonValue::Parse("f", QByteArray(2000, '[')); }),
+    EXPECT_THAT(ErrorOf([] { CJsonValue::Parse("f", QByteArray(2000, '[')); }),
                 HasSubstr("too deeply nested"));
 }
 
@@ -74,9 +65,9 @@ TEST(JsonFile, AFileThatCannotBeReadSaysWhy)
     const TemporaryDirectory directory;
     const std::string file = directory.Write("file", R"({"depth": 2})");
     EXPECT_EQ(Read(CJsonValue::ReadFile(file)), "2.000000 ");
-    EXPECT_EQ(Refusal([&] { CJsonValue::ReadFile(file + "x"); }), file + "x: No such file or directory");
-    EXPECT_THAT(Refusal([] { CJsonValue::ReadFile("/"); }), HasSubstr("is a directory"));
-    EXPECT_EQ(Refusal([] { CJsonValue::ReadFile("/dev/zero"); }), "/dev/zero: larger than 1 MiB");
+    EXPECT_EQ(ErrorOf([&] { CJsonValue::ReadFile(file + "x"); }), file + "x: No such file or directory");
+    EXPECT_THAT(ErrorOf([] { CJsonValue::ReadFile("/"); }), HasSubstr("is a directory"));
+    EXPECT_EQ(ErrorOf([] { CJsonValue::ReadFile("/dev/zero"); }), "/dev/zero: larger than 1 MiB");
 }
 
 TEST(CommandLine, SuggestsTheIntendedWord)

@@ -19,7 +19,7 @@ struct Lowscan : testing::Test {
 
 TEST_F(Lowscan, BothLinksSendTheSameWordsForASetUp)
 {
-    const std::vector<std::pair<LSChannelConfigure_T, std::vector<std::size_t>>> cases{
+    const std::vector<std::pair<LSChannelConfigure_T, std::vector<std::uint32_t>>> cases{
         {{0, 45, 2e5, 2.1e5, 993, 0, 76, 0, 1, 0}, {0x01880AC5, 0x2D0000, 0x4C0001, 993, 0, 1024}},
         {{0, 0x42D, 2.1e5, 2e5, 0xABCD, 0x1234, 0x56789, 300, 5, 0},
          {0x00110B4F, 0x802D0000, 0x67890001, 0x1234ABCD, 4095, 4095}},
@@ -29,17 +29,15 @@ TEST_F(Lowscan, BothLinksSendTheSameWordsForASetUp)
         // The last digits of the constants count: 0.0131072 and 1.6777 would give 0x45A35D56.
         {{0, 1, 1e10, 1.01e10, 0, 0, 0, 0, 0, 0}, {0x45A75D58, 0x10000, 1, 0, 0, 0}},
         {{0, 1, 4e11, 0, 0, 0, 0, 1e300, 0, 0}, {0xFFFFFFFF, 0x80010000, 1, 0, 4095, 0}}};
-    const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value); };
     const LSChannelConfigure_T idle{1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     for (auto [channel, words] : cases) {
         words.insert(words.end(), {0, 0, 1, 0, 0, 0, 10, 0x800000B5});
         WireBytes request{4};
         std::vector<WireBytes> frames;
-        for (const auto address : WireBytes{17, 18, 33, 37, 34, 35, 25, 26, 41, 45, 42, 43, 66, 65}) {
-            const std::size_t word = words[frames.size()];
-            const WireBytes record{0, address, low(word >> 24), low(word >> 16), low(word >> 8), low(word)};
-            const WireBytes sum{low(std::accumulate(record.begin(), record.end(), 0xF5U))};
-            frames.push_back(WireBytes{0xF5} + record + sum);
+        for (const std::uint8_t address : c_LowscanAddresses) {
+            const WireBytes record = LowscanRecord(address, words[frames.size()]);
+            const auto sum = std::accumulate(record.begin(), record.end(), 0xF5U);
+            frames.push_back(WireBytes{0xF5} + record + WireBytes{static_cast<std::uint8_t>(sum)});
             request = request + record;
         }
         const LSFpgaCompleteConfigure_T setUp{channel, idle, 10, 181, 1};
@@ -130,20 +128,18 @@ TEST_F(Lowscan, VersionAndReadingsComeFromTheReply)
 {
     SWVersion_T version{7, 8};
     LSADCReadings_T adc{1, 2, 3};
+    const auto read = [&version, &adc] {
+        return std::vector<std::uint32_t>{version.major, version.minor, adc.reference, adc.waterTemperature,
+                                          adc.third};
+    };
     EXPECT_EQ(uart.GetVersion(&version), -171);
     EXPECT_EQ(spi.GetVersion(&version), -171);
-    EXPECT_EQ(version.major, 7) << "no reply changes nothing";
-    EXPECT_EQ(version.minor, 8);
     EXPECT_EQ(spi.GetADCReadings(&adc), -171);
-    EXPECT_EQ(adc.third, 3U);
+    EXPECT_THAT(read(), ElementsAre(7, 8, 1, 2, 3)) << "no reply changes nothing";
     node.replies = {{0, 0, 5, 3}, {1, 2, 3, 0xFF, 0xFE, 0xFD, 0, 0, 9}};
     EXPECT_EQ(spi.GetVersion(&version), 0);
-    EXPECT_EQ(version.major, 5);
-    EXPECT_EQ(version.minor, 3);
     EXPECT_EQ(spi.GetADCReadings(&adc), 0);
-    EXPECT_EQ(adc.reference, 0x010203U);
-    EXPECT_EQ(adc.waterTemperature, 0xFFFEFDU);
-    EXPECT_EQ(adc.third, 9U);
+    EXPECT_THAT(read(), ElementsAre(5, 3, 0x010203, 0xFFFEFD, 9));
     EXPECT_EQ(uart.Echo("a"), 0);
     EXPECT_EQ(spi.Echo("a"), 0);
     EXPECT_EQ(spi.PingNow(), 0);
