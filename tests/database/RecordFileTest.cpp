@@ -230,7 +230,7 @@ TEST(Configure, LowscanRecordsBecomeARegisterSetInWhichIdleChannelsListenLikeThe
     }
 }
 
-TEST(RecordFileDeathTest, AProgrammingFaultIsAnAssertion)
+TEST(RecordFileDeathTest, MisuseFailsAnAssertion)
 {
     ScriptedFactory factory;
     factory.environment["NONPERSISTED_DATABASE_ROOT"] = std::string(239, 'x');

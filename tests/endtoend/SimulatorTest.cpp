@@ -137,7 +137,7 @@ TEST(Simulator, ARunThatCannotBeginOverwritesNothingAndLeavesNothing)
     }
 }
 
-TEST(Simulator, ABrokenPipeEndsTheProgramAsOutside)
+TEST(Simulator, ABrokenPipeEndsTheProgramWithItsSignal)
 {
     const TemporaryDirectory directory;
     const std::string words = " --program " +
@@ -242,7 +242,7 @@ TEST(Simulator, TheUnitHasItsOwnFilesTheCallersArgumentsAndKeepsWhatIsAskedFor)
     EXPECT_EQ(directory.Read("unit/VERSION"), "2.6.1\n");
 }
 
-TEST(Simulator, RunsSideBySideGiveTheSameBytesAnotherSeedOthersAndNoneLeavesAnything)
+TEST(Simulator, ParallelRunsDependOnlyOnTheSeedAndLeaveNoFiles)
 {
     const TemporaryDirectory scenes;
     const TemporaryDirectory left;

@@ -53,7 +53,7 @@ TEST(XkPing, PrintsTheSamplesAndTheVerdict)
     EXPECT_THAT(BlockOf(Ping(CVirtualUnit("QL5K"), "1000")), testing::MatchesRegex(first + "[0-9]+,"));
 }
 
-TEST(XkPing, ElementsOfTheQl6mUseItsFpgasCrosswise)
+TEST(XkPing, OnTheQl6mChannelZeroUsesTheSecondFpga)
 {
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {"1", "1", "LSfpga0"}, {"0", "0", "LSfpga1"}, {"256", "0", "LSfpga1"}};

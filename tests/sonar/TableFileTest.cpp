@@ -85,7 +85,7 @@ TEST_F(TableFiles, EveryLayoutLoadsAndEveryDamageIsReported)
     }
 }
 
-TEST_F(TableFiles, AHugeFileDoesNotTakeHours)
+TEST_F(TableFiles, AHugeFileIsRead)
 {
     const std::string filler(QByteArray("FpgaInterface->SetNothing( 1);\n").repeated(500000));
     const std::string numbers(QByteArray("0x0001, 0x0002,\n\n").repeated(500000));
