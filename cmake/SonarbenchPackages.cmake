@@ -26,7 +26,9 @@ observed and a verdict for the test station.")
 # nodes, and bubblewrap or proot for its file system, whichever the machine permits.
 if(SONARBENCH_SIMULATOR)
   sonarbench_package(
-    tools sonarbench-tools "sonarbench (= ${PROJECT_VERSION}), bubblewrap, proot, umockdev"
+    tools sonarbench-tools
+    "sonarbench (= ${PROJECT_VERSION}), bubblewrap (>= ${SONARBENCH_BUBBLEWRAP_VERSION}), proot, umockdev (>= \
+${SONARBENCH_UMOCKDEV_VERSION})"
     "virtual sonar unit and test station program for sonarbench"
     "sonarbench-sim runs the unmodified sonarbench on a simulated product, with\n\
 faults on demand, traces and their replay; sonarbench-station judges what the\n\

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <span>
 #include <string>
+#include <string_view>
 
 /// The fuzzer's bytes, taken from the front. After the last one, all bytes are zero.
 class CFuzzInput
@@ -60,4 +61,13 @@ inline void Require(bool holds, const char* what)
         std::fprintf(stderr, "Not so: %s\n", what);
         std::abort();
     }
+}
+
+/// A condition of every message about an input: a terminal can show it.
+inline void RequireMessage(std::string_view message)
+{
+    constexpr std::size_t c_Longest = 1000;
+    Require(!message.empty() && message.size() <= c_Longest, "a message is short");
+    Require(std::ranges::all_of(message, [](char character) { return character >= ' ' && character <= '~'; }),
+            "a message is printable");
 }

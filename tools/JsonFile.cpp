@@ -1,6 +1,8 @@
 #include "tools/JsonFile.h"
 
-#include <QFile>
+#include "tools/BoundedFile.h"
+#include "tools/Program.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -12,7 +14,10 @@
 
 namespace
 {
-constexpr qint64 c_LargestFile = qint64{1024} * 1024;
+constexpr std::size_t c_MostBytes = std::size_t{1} << 20;
+// Each value takes much more memory than its text, also for the path to it.
+constexpr std::size_t c_MostValues = 20'000;
+constexpr std::size_t c_MostLevels = 16;
 
 std::string NumberText(double number) { return QByteArray::number(number, 'g', 12).toStdString(); }
 } // namespace
@@ -86,21 +91,28 @@ private:
     void FillEntries(CJsonValue& value)
     {
         std::set<std::string> keys;
+        if (++m_Level > c_MostLevels) {
+            value.Refuse("has more than " + std::to_string(c_MostLevels) + " levels");
+        }
         Advance();
         for (Skip(" \t\r\n,"); !IsAt("]}"); Skip(" \t\r\n,")) {
             CJsonValue entry = Place(value.m_Path + "[" + std::to_string(value.m_Entries.size()) + "]");
             if (value.m_Value.isObject()) {
                 entry.m_Key = Scalar().toString().toStdString();
-                entry.m_Path = value.m_Path + (value.m_Path.empty() ? "" : ".") + entry.m_Key;
+                entry.m_Path = value.m_Path + (value.m_Path.empty() ? "" : ".") + Excerpt(entry.m_Key);
                 if (!keys.insert(entry.m_Key).second) {
                     entry.Refuse("the object has this key twice");
                 }
                 Skip(" \t\r\n:");
             }
+            if (++m_Values > c_MostValues) {
+                entry.Refuse("the file has more than " + std::to_string(c_MostValues) + " values");
+            }
             Fill(entry);
             value.m_Entries.push_back(std::move(entry));
         }
         Advance();
+        --m_Level;
     }
 
     QJsonValue Scalar()
@@ -119,19 +131,13 @@ private:
     qsizetype m_Place = 0;
     qsizetype m_Line = 1;
     qsizetype m_LineBegin = 0;
+    std::size_t m_Values = 0;
+    std::size_t m_Level = 0; ///< of the object or list that is read
 };
 
 CJsonValue CJsonValue::ReadFile(const std::string& file)
 {
-    QFile source(QFile::decodeName(file.c_str()));
-    const QByteArray text = source.open(QIODevice::ReadOnly) ? source.read(c_LargestFile + 1) : QByteArray();
-    if (source.error() != QFileDevice::NoError) {
-        throw std::runtime_error(file + ": " + source.errorString().toStdString());
-    }
-    if (text.size() > c_LargestFile) {
-        throw std::runtime_error(file + ": larger than 1 MiB");
-    }
-    return Parse(file, text);
+    return Parse(file, QByteArray::fromStdString(ReadBounded(file, c_MostBytes)));
 }
 
 CJsonValue CJsonValue::Parse(const std::string& file, const QByteArray& text)

@@ -8,11 +8,11 @@
 
 /// A value of a JSON file, with its place in the file. Refusals are thrown as std::runtime_error and name the
 /// file, line, column and value: "scene.json:3:14: fish[0].depth: is not a number". A file in which an object
-/// has the same key twice is refused.
+/// has the same key twice is refused, and one with more than 20,000 values or 16 levels.
 class CJsonValue
 {
 public:
-    /// Reads a file of at most 1 MiB.
+    /// Reads a file of at most 1 MiB, as ReadBounded() does.
     static CJsonValue ReadFile(const std::string& file);
     /// @param file  for messages
     static CJsonValue Parse(const std::string& file, const QByteArray& text);
@@ -32,7 +32,7 @@ private:
     std::shared_ptr<const std::string> m_File;
     qsizetype m_Line = 0;   ///< from 1
     qsizetype m_Column = 0; ///< in bytes, from 1; of a member, that of its key
-    std::string m_Path;     ///< from the outermost value, whose path is empty
+    std::string m_Path;     ///< from the outermost value, whose path is empty; each key as an excerpt
     std::string m_Key;
     QJsonValue m_Value; ///< for an object or list, only the type
     std::vector<CJsonValue> m_Entries;

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -24,6 +25,14 @@ void OpenClosedStreams()
 CUsageError::CUsageError(const QString& text) : std::runtime_error(BytesOf(text)) {}
 
 std::string BytesOf(const QString& text) { return text.toLatin1().toStdString(); }
+
+std::string Excerpt(std::string_view text, std::size_t longest)
+{
+    std::string shown(text.substr(0, longest));
+    std::ranges::replace_if(
+        shown, [](char character) { return character < ' ' || character > '~'; }, '?');
+    return shown + (text.size() > longest ? "..." : "");
+}
 
 void PrintError(const std::string& text)
 {

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 /// Exit status for a wrong command line.
 inline constexpr int c_WrongUsage = 2;
@@ -20,6 +21,10 @@ public:
 /// Arguments are decoded as Latin-1, one character per byte, so that any name is kept. This returns the
 /// bytes.
 std::string BytesOf(const QString& text);
+
+/// A text from elsewhere as a message shows it: at most so many characters, and ? for those that are not
+/// printable.
+std::string Excerpt(std::string_view text, std::size_t longest = 60);
 
 /// Writes a line to standard error: the program's name and the text.
 void PrintError(const std::string& text);

@@ -2,6 +2,7 @@
 
 #include "simulator/ValueText.h"
 #include "tools/CommandLine.h"
+#include "tools/Program.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -99,7 +100,9 @@ void RepeatPrevious(FaultTarget_T& target, int)
 
 void DelayReply(FaultTarget_T& target, int) { target.outcome.replyDelay = c_Late; }
 
-void SendBytewise(FaultTarget_T& target, int) { target.outcome.isBytewise = true; }
+void SendBytewise(FaultTarget_T& target, int) { target.outcome.pace = Pace::Bytewise; }
+
+void SendSlowly(FaultTarget_T& target, int) { target.outcome.pace = Pace::Slow; }
 
 /// The FIFO status is one byte. Its reply repeats that byte as the checksum.
 void AnswerStatus(FaultTarget_T& target, int status)
@@ -137,6 +140,7 @@ constexpr std::array c_Kinds{
                 RepeatPrevious},
     FaultKind_T{Reply, "late", "the reply comes after one and a half seconds", false, DelayReply},
     FaultKind_T{Reply, "bytewise", "each read gets one byte of the reply", false, SendBytewise},
+    FaultKind_T{Reply, "slow", "each byte of the reply takes half a second", false, SendSlowly},
     FaultKind_T{Fill, "lying", "the ping read succeeds, but leaves the buffer as it was", false, Drop},
     FaultKind_T{Fill, "short", "the ping read leaves the buffer's second half as it was", false,
                 CutSecondHalf},
@@ -189,7 +193,7 @@ std::optional<int> ValueOf(const FaultKind_T& row, std::string_view text)
 
 [[noreturn]] void Refuse(const std::string& specification, const std::string& why)
 {
-    throw std::invalid_argument("fault \"" + specification + "\": " + why);
+    throw std::invalid_argument("fault \"" + Excerpt(specification) + "\": " + why);
 }
 
 /// Words as "a, b or c".

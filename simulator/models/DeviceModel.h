@@ -12,6 +12,16 @@
 using Bytes_T = std::vector<std::uint8_t>;
 using ByteView_T = std::span<const std::uint8_t>;
 
+/// More bytes than any firmware image has.
+inline constexpr std::size_t c_LargestImage = std::size_t{64} << 20;
+
+/// How the bytes of a reply become readable.
+enum class Pace {
+    AtOnce,
+    Bytewise, ///< each one when the one before was read
+    Slow      ///< each one half a second after the one before
+};
+
 /// What one operation on a device did. A model with power and firmware refuses each operation that it does
 /// not understand.
 struct DeviceOutcome_T {
@@ -27,7 +37,7 @@ struct DeviceOutcome_T {
     std::vector<std::string> refusals = {}; ///< what the real device would not have understood
     std::chrono::nanoseconds linkTime{};    ///< time that the bytes need on the link, computed
     std::chrono::milliseconds replyDelay{}; ///< from the operation until the reply is readable
-    bool isBytewise = false;                ///< each byte of the reply comes after the one before was read
+    Pace pace = Pace::AtOnce;               ///< of the reply's bytes
     std::optional<std::size_t> taken = {};  ///< count that a write reports; none: all of its bytes
 };
 

@@ -22,7 +22,8 @@ std::string Text(const std::string& device, Kind kind, unsigned long request, st
 std::string Text(const TraceOperation_T& operation)
 {
     return Text(operation.device, operation.kind, operation.request,
-                operation.kind == Kind::Unasked ? operation.outcome.reply.size() : operation.bytes.size());
+                operation.kind == Kind::Unasked ? operation.outcome.reply.size()
+                                                : operation.bytes.values.size());
 }
 
 /// Whether the recorded device got the operation: no fault kept it away.
@@ -56,20 +57,17 @@ DeviceOutcome_T CReplay::Answer(const std::string& device, Kind kind, unsigned l
 
 bool CReplay::Compare(const TraceOperation_T& operation, ByteView_T bytes)
 {
-    const auto isSame = [](std::optional<std::uint8_t> expected, std::uint8_t byte) {
-        return expected.value_or(byte) == byte;
-    };
-    const auto [expected, actual] = std::ranges::mismatch(operation.bytes, bytes, isSame);
-    if (expected == operation.bytes.end() && actual == bytes.end()) {
+    const std::optional<std::size_t> offset = operation.bytes.DifferenceFrom(bytes);
+    if (!offset) {
         return true;
     }
-    const auto offset = static_cast<std::size_t>(actual - bytes.begin());
-    const std::string expectedText = expected == operation.bytes.end() ? "the end"
-                                     : *expected                       ? HexText(**expected, 2)
-                                                                       : "a byte";
-    Differ(operation.LineOf(offset), Text(operation) + ", byte " + std::to_string(offset) + ": expected " +
-                                         expectedText + ", got " +
-                                         (actual == bytes.end() ? "the end" : HexText(*actual, 2)));
+    const auto& [values, isOpen] = operation.bytes;
+    const std::string expected = *offset == values.size() ? "the end"
+                                 : isOpen[*offset]        ? "a byte"
+                                                          : HexText(values[*offset], 2);
+    Differ(operation.LineOf(*offset), Text(operation) + ", byte " + std::to_string(*offset) + ": expected " +
+                                          expected + ", got " +
+                                          (*offset == bytes.size() ? "the end" : HexText(bytes[*offset], 2)));
     return false;
 }
 

@@ -7,7 +7,9 @@
 class CReplay
 {
 public:
-    explicit CReplay(TraceFile_T trace) : m_Trace(std::move(trace)) {}
+    /// @param trace  must outlive the replay
+    explicit CReplay(const TraceFile_T& trace) : m_Trace(trace) {}
+    explicit CReplay(TraceFile_T&&) = delete;
 
     /// The outcome of the trace's next operation, if it is this one.
     DeviceOutcome_T Answer(const std::string& device, DeviceOperation_T::Kind kind, unsigned long request,
@@ -24,7 +26,7 @@ private:
     /// Whether the bytes are those of the operation; if not, keeps the first difference.
     bool Compare(const TraceOperation_T& operation, ByteView_T bytes);
 
-    TraceFile_T m_Trace;
+    const TraceFile_T& m_Trace;
     std::size_t m_Next = 0; ///< index of the operation that is expected
     std::string m_Difference;
 };

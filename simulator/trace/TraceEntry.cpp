@@ -1,17 +1,15 @@
 #include "simulator/trace/TraceEntry.h"
 
 #include "simulator/ValueText.h"
+#include "tools/Program.h"
 
 #include <QByteArrayView>
 
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
 
 namespace
 {
-/// Far more than a device takes at once. A repeat count could ask for more.
-constexpr std::size_t c_MostBytes = std::size_t{1} << 24;
 constexpr int c_HexBase = 16;
 constexpr std::string_view c_Separator = "|";
 constexpr std::string_view c_Open = "??";
@@ -19,16 +17,16 @@ constexpr char c_Repeat = '*';
 
 [[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+std::string Quoted(std::string_view text) { return "\"" + Excerpt(text) + "\""; }
 
-std::optional<std::chrono::nanoseconds> TimeOf(const std::string& text)
+std::optional<std::chrono::nanoseconds> TimeOf(std::string_view text)
 {
     if (text == TraceWord::c_Nothing) {
         return std::nullopt;
     }
     const std::size_t point = std::min(text.find('.'), text.size());
     const auto seconds = NumberIn<std::uint32_t>(text.substr(0, point));
-    const std::string decimals = text.substr(std::min(point + 1, text.size()));
+    const std::string_view decimals = text.substr(std::min(point + 1, text.size()));
     const auto fraction = NumberIn<std::uint32_t>(decimals);
     if (!seconds || !fraction || decimals.size() != TraceWord::c_Decimals) {
         Refuse("the time " + Quoted(text) + " is not of the form 0.000000000 or -");
@@ -74,7 +72,7 @@ void TakeDelay(TraceEntry_T& entry, std::string_view text)
 }
 
 /// "4353", "00*1372" or "??*4".
-void TakeBytes(TraceEntry_T& entry, std::string_view word, std::size_t number)
+void TakeBytes(TraceEntry_T& entry, std::string_view word, std::size_t number, RepeatBudget_T& budget)
 {
     const std::size_t star = word.find(c_Repeat);
     const std::string_view digits = word.substr(0, star);
@@ -84,22 +82,25 @@ void TakeBytes(TraceEntry_T& entry, std::string_view word, std::size_t number)
         Refuse(Quoted(word) + " is neither bytes nor one byte and its repeats, as 00*16");
     }
     if (entry.places.empty() || entry.places.back().line != number) {
-        entry.places.push_back({entry.bytes.size(), number});
+        entry.places.push_back({entry.bytes.values.size(), number});
     }
+    if (star != word.npos && *repeats > budget) {
+        Refuse("the repeats add more than " + std::to_string(c_MostRepeats >> 20) + " MiB");
+    }
+    budget -= star != word.npos ? *repeats : 0;
     for (std::size_t at = 0; at < digits.size(); at += 2) {
         const std::string_view pair = digits.substr(at, 2);
         const auto value = NumberIn<std::uint8_t>(pair, c_HexBase);
         if (!value && pair != c_Open) {
             Refuse(Quoted(pair) + " is not a byte");
         }
-        if (*repeats > c_MostBytes - entry.bytes.size()) {
-            Refuse("more than " + std::to_string(c_MostBytes) + " bytes");
-        }
-        entry.bytes.insert(entry.bytes.end(), *repeats, value);
+        auto& [values, isOpen] = entry.bytes;
+        values.insert(values.end(), *repeats, value.value_or(0));
+        isOpen.insert(isOpen.end(), *repeats, !value);
     }
 }
 
-void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number)
+void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number, RepeatBudget_T& budget)
 {
     constexpr auto c_Ioctl = static_cast<std::size_t>(DeviceOperation_T::Kind::Ioctl);
     if (entry.direction == TraceWord::c_Operations[c_Ioctl] && !entry.request) {
@@ -108,8 +109,9 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number)
     if (word.empty() || word == c_Separator || word == TraceWord::c_Nothing) {
         return;
     }
-    if (word == TraceWord::c_Bytewise) {
-        entry.isBytewise = true;
+    if (const auto* const pPace = std::ranges::find(TraceWord::c_Paces, word);
+        pPace != TraceWord::c_Paces.end()) {
+        entry.pace = static_cast<Pace>(pPace - TraceWord::c_Paces.begin());
     } else if (word.front() == TraceWord::c_Error) {
         TakeError(entry, word.substr(1));
     } else if (word.front() == TraceWord::c_Taken) {
@@ -119,7 +121,7 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number)
     } else if (word.front() == TraceWord::c_Delay) {
         TakeDelay(entry, word.substr(1));
     } else {
-        TakeBytes(entry, word, number);
+        TakeBytes(entry, word, number, budget);
     }
 }
 } // namespace
@@ -130,43 +132,65 @@ std::string ChecksumText(ByteView_T bytes)
     return TraceWord::c_Checksum + HexText(checksum, TraceWord::c_ChecksumDigits).substr(2);
 }
 
-TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number)
+std::optional<std::size_t> BytePattern_T::DifferenceFrom(ByteView_T bytes) const
 {
-    std::istringstream words(text);
-    std::string time;
+    for (std::size_t at = 0; at < std::max(values.size(), bytes.size()); ++at) {
+        if (at == values.size() || at == bytes.size() || (!isOpen[at] && values[at] != bytes[at])) {
+            return at;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string_view TakeTraceField(std::string_view& text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(TraceWord::c_Blanks), text.size()));
+    const std::string_view word = text.substr(0, text.find_first_of(TraceWord::c_Blanks));
+    text.remove_prefix(word.size());
+    return word;
+}
+
+std::string TraceNameIn(std::string_view text)
+{
+    constexpr std::size_t c_Longest = 32;
+    if (text.empty() || text.size() > c_Longest || Excerpt(text) != text) {
+        Refuse(Quoted(text) + " is not a name of 1 to " + std::to_string(c_Longest) +
+               " printable characters");
+    }
+    return std::string(text);
+}
+
+TraceEntry_T BeginTraceEntry(std::string_view text, std::size_t number, RepeatBudget_T& budget)
+{
     TraceEntry_T entry{.number = number};
-    words >> time >> entry.device >> entry.direction;
-    entry.time = TimeOf(time);
+    entry.time = TimeOf(TakeTraceField(text));
+    entry.device = TraceNameIn(TakeTraceField(text));
+    entry.direction = TakeTraceField(text);
     if (entry.IsRefusal()) {
-        words.get();
-        std::getline(words, entry.text);
+        entry.text = text.substr(std::min(std::size_t{1}, text.size()));
         return entry;
     }
-    std::string count;
-    words >> count;
+    const std::string_view count = TakeTraceField(text);
     entry.count = NumberIn<std::uint32_t>(count);
     if (!entry.count && count != TraceWord::c_Nothing) {
         Refuse("the count " + Quoted(count) + " is neither a number nor -");
     }
-    std::string rest;
-    std::getline(words, rest);
-    if (const std::size_t comment = rest.find(TraceWord::c_Comment); comment != rest.npos) {
-        entry.text = rest.substr(comment + 1);
+    if (const std::size_t comment = text.find(TraceWord::c_Comment); comment != text.npos) {
+        entry.text = text.substr(comment + 1);
         entry.text.erase(0, entry.text.starts_with(' ') ? 1 : 0);
     }
-    ContinueTraceEntry(entry, rest, number);
+    ContinueTraceEntry(entry, text, number, budget);
     return entry;
 }
 
-void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number)
+void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number,
+                        RepeatBudget_T& budget)
 {
     if (entry.IsRefusal()) {
         Refuse("this line begins with a blank, but a refusal above it cannot continue");
     }
     text = text.substr(0, text.find(TraceWord::c_Comment));
-    for (std::size_t begin = text.find_first_not_of(TraceWord::c_Blanks); begin < text.size();) {
-        const std::size_t end = std::min(text.find_first_of(TraceWord::c_Blanks, begin), text.size());
-        TakeWord(entry, text.substr(begin, end - begin), number);
-        begin = text.find_first_not_of(TraceWord::c_Blanks, end);
+    for (std::string_view word = TakeTraceField(text); !word.empty(); word = TakeTraceField(text)) {
+        TakeWord(entry, word, number, budget);
     }
 }

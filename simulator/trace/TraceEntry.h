@@ -31,12 +31,19 @@ constexpr char c_Checksum = '~';
 constexpr std::size_t c_ChecksumDigits = 4;
 constexpr char c_Delay = '+';
 constexpr std::string_view c_DelayUnit = "ms";
-constexpr std::string_view c_Bytewise = "bytewise";
+/// By Pace.
+constexpr std::array<std::string_view, 3> c_Paces = {"", "bytewise", "slow"};
 constexpr std::string_view c_Blanks = " \t\r";
 } // namespace TraceWord
 
 /// Bytes, some of which can have any value.
-using BytePattern_T = std::vector<std::optional<std::uint8_t>>;
+struct BytePattern_T {
+    Bytes_T values = {};           ///< 0 where a byte can have any value
+    std::vector<bool> isOpen = {}; ///< for each byte, whether it can have any value
+
+    /// Offset of the first byte that differs or is missing on one side; none when there is no difference.
+    std::optional<std::size_t> DifferenceFrom(ByteView_T bytes) const;
+};
 
 /// The line of the file for the bytes from an offset to that of the next place.
 struct TracePlace_T {
@@ -58,7 +65,7 @@ struct TraceEntry_T {
     std::optional<std::size_t> taken{};
     std::string checksum{}; ///< expected of its bytes, in the form of ChecksumText(); empty: not given
     std::chrono::milliseconds delay{};
-    bool isBytewise = false;
+    Pace pace = Pace::AtOnce;
     std::string text{}; ///< the meaning, or why something was refused
 
     bool IsRefusal() const { return direction == TraceWord::c_Refused || direction == TraceWord::c_Excused; }
@@ -68,9 +75,21 @@ struct TraceEntry_T {
 /// neighbouring bytes changes it.
 std::string ChecksumText(ByteView_T bytes);
 
+/// How many bytes repeats such as 00*1372 may still add. Otherwise a few characters could ask for all memory.
+using RepeatBudget_T = std::size_t;
+constexpr RepeatBudget_T c_MostRepeats = RepeatBudget_T{16} << 20; ///< of a file
+
+/// Takes the first word off a text, with the blanks before it; empty at the end of the text.
+std::string_view TakeTraceField(std::string_view& text);
+
+/// The name of a unit or device in a trace. Throws std::runtime_error for other texts, so that messages can
+/// show names as they are.
+std::string TraceNameIn(std::string_view text);
+
 /// Reads the first line of an entry; the caller checks the direction. Throws std::runtime_error, which says
 /// what is wrong, for any other line.
-TraceEntry_T BeginTraceEntry(const std::string& text, std::size_t number);
+TraceEntry_T BeginTraceEntry(std::string_view text, std::size_t number, RepeatBudget_T& budget);
 
 /// Adds the line with this number, which continues the entry. Throws in the same way.
-void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number);
+void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t number,
+                        RepeatBudget_T& budget);

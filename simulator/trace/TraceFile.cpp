@@ -1,11 +1,11 @@
 #include "simulator/trace/TraceFile.h"
 
+#include "tools/BoundedFile.h"
+#include "tools/Program.h"
+
 #include <algorithm>
-#include <cerrno>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 namespace
@@ -14,10 +14,10 @@ using Kind = DeviceOperation_T::Kind;
 
 [[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
 
-[[noreturn]] void RefuseFile(const std::string& name, int error)
-{
-    throw std::system_error(error, std::generic_category(), "cannot read the trace " + name);
-}
+/// A recorded image of the largest size, in hexadecimal, and half as much again.
+constexpr std::size_t c_MostFileBytes = 3 * c_LargestImage;
+/// Each of them takes more memory than its line.
+constexpr std::size_t c_MostOperations = 1'000'000;
 
 /// Reads lines into operations.
 class CReader
@@ -26,7 +26,7 @@ public:
     explicit CReader(const std::string& name) : m_Trace{name, {}, 0, {}, {}, 0} {}
 
     /// These throw std::runtime_error, which says what is wrong with the line At().
-    void Take(const std::string& text);
+    void Take(std::string_view text);
     TraceFile_T Finish();
     std::size_t At() const { return m_At; }
 
@@ -34,7 +34,7 @@ private:
     struct Direction_T;
     static const Direction_T* FindDirection(std::string_view name);
 
-    void TakeUnit(const std::string& text);
+    void TakeUnit(std::string_view text);
     void TakeFault(const std::string& specification);
     /// Puts the entry, when there is one, into its operation.
     void Complete();
@@ -43,14 +43,15 @@ private:
     void AddReply();
     void AddRefusal();
     void Append(TraceOperation_T operation);
-    void PutReply(DeviceOutcome_T& outcome) const;
+    void PutReply(DeviceOutcome_T& outcome);
     /// The operation that the entry belongs to.
     TraceOperation_T& Above();
     /// The entry's bytes as a device sends them.
-    Bytes_T Sent() const;
+    Bytes_T Sent();
 
     TraceFile_T m_Trace; ///< its last line is the one that was read last
     std::optional<TraceEntry_T> m_Entry;
+    RepeatBudget_T m_Repeats = c_MostRepeats;
     std::size_t m_At = 0; ///< number of the line that is checked
 };
 
@@ -79,7 +80,7 @@ const CReader::Direction_T* CReader::FindDirection(std::string_view name)
     return found == directions.end() ? nullptr : &*found;
 }
 
-void CReader::Take(const std::string& text)
+void CReader::Take(std::string_view text)
 {
     const std::size_t number = m_At = ++m_Trace.lastLine;
     const std::size_t first = text.find_first_not_of(TraceWord::c_Blanks);
@@ -92,29 +93,29 @@ void CReader::Take(const std::string& text)
     } else if (m_Trace.unit.empty()) {
         TakeUnit(text);
     } else if (text.starts_with(TraceWord::c_Fault)) {
-        TakeFault(text.substr(TraceWord::c_Fault.size()));
+        TakeFault(std::string(text.substr(TraceWord::c_Fault.size())));
     } else if (first == 0) {
         Complete();
         m_At = number;
-        m_Entry = BeginTraceEntry(text, number);
+        m_Entry = BeginTraceEntry(text, number, m_Repeats);
         if (FindDirection(m_Entry->direction) == nullptr) {
-            Refuse("unknown direction \"" + m_Entry->direction + "\"");
+            Refuse("unknown direction \"" + Excerpt(m_Entry->direction) + "\"");
         }
     } else if (m_Entry) {
-        ContinueTraceEntry(*m_Entry, text, number);
+        ContinueTraceEntry(*m_Entry, text, number, m_Repeats);
     } else {
         Refuse("this line begins with a blank, but there is no entry above it");
     }
 }
 
-void CReader::TakeUnit(const std::string& text)
+void CReader::TakeUnit(std::string_view text)
 {
-    std::istringstream words(text);
-    std::string word;
-    std::string rest;
-    if (!(words >> word >> m_Trace.unit) || word != TraceWord::c_Unit || words >> rest) {
+    const std::string_view word = TakeTraceField(text);
+    const std::string_view name = TakeTraceField(text);
+    if (word != TraceWord::c_Unit || name.empty() || !TakeTraceField(text).empty()) {
         Refuse("a line \"unit PRODUCT\" must come before the operations");
     }
+    m_Trace.unit = TraceNameIn(name);
     m_Trace.unitLine = m_At;
 }
 
@@ -140,15 +141,16 @@ void CReader::Complete()
     }
     m_At = m_Entry->number;
     const Direction_T& direction = *FindDirection(m_Entry->direction);
-    if (m_Entry->count.value_or(m_Entry->bytes.size()) != m_Entry->bytes.size()) {
-        Refuse("the count is " + std::to_string(*m_Entry->count) + ", but there are " +
-               std::to_string(m_Entry->bytes.size()) + " bytes");
+    const std::size_t size = m_Entry->bytes.values.size();
+    if (m_Entry->count.value_or(size) != size) {
+        Refuse("the count is " + std::to_string(*m_Entry->count) + ", but there are " + std::to_string(size) +
+               " bytes");
     }
     if (m_Entry->error != 0 && !direction.mayFail) {
         Refuse("only an image, ioctl or write can fail");
     }
-    if ((m_Entry->delay.count() != 0 || m_Entry->isBytewise) && !direction.mayBeLate) {
-        Refuse("only a reply or unasked can come late or bytewise");
+    if ((m_Entry->delay.count() != 0 || m_Entry->pace != Pace::AtOnce) && !direction.mayBeLate) {
+        Refuse("only a reply or unasked can come late, bytewise or slow");
     }
     if (!m_Entry->checksum.empty() && !direction.isOfDevice) {
         Refuse("only a fill, reply or unasked has a checksum");
@@ -165,7 +167,7 @@ void CReader::AddOperation()
         Refuse("an ioctl needs a request");
     }
     if (kind != Kind::Unasked && m_Entry->taken &&
-        (kind != Kind::Write || *m_Entry->taken > m_Entry->bytes.size())) {
+        (kind != Kind::Write || *m_Entry->taken > m_Entry->bytes.values.size())) {
         Refuse("only a write reports a count, of at most its bytes");
     }
     TraceOperation_T operation{.line = m_Entry->number,
@@ -185,6 +187,9 @@ void CReader::AddOperation()
 
 void CReader::Append(TraceOperation_T operation)
 {
+    if (m_Trace.operations.size() == c_MostOperations) {
+        Refuse("more than " + std::to_string(c_MostOperations) + " operations");
+    }
     if (!m_Trace.operations.empty()) {
         TraceOperation_T& before = m_Trace.operations.back();
         if (operation.time && before.time) {
@@ -202,7 +207,7 @@ void CReader::AddFill()
     TraceOperation_T& above = Above();
     above.outcome.fill = Sent();
     above.outcome.replyMeaning = m_Entry->text;
-    if (above.outcome.fill.size() > above.bytes.size() || above.kind != Kind::Write) {
+    if (above.outcome.fill.size() > above.bytes.values.size() || above.kind != Kind::Write) {
         Refuse("a fill must follow a write of at least as many bytes");
     }
 }
@@ -223,12 +228,12 @@ void CReader::AddRefusal()
     above.outcome.faulted = m_Entry->direction == TraceWord::c_Excused;
 }
 
-void CReader::PutReply(DeviceOutcome_T& outcome) const
+void CReader::PutReply(DeviceOutcome_T& outcome)
 {
     outcome.reply = Sent();
     outcome.replyMeaning = m_Entry->text;
     outcome.replyDelay = m_Entry->delay;
-    outcome.isBytewise = m_Entry->isBytewise;
+    outcome.pace = m_Entry->pace;
 }
 
 TraceOperation_T& CReader::Above()
@@ -239,18 +244,14 @@ TraceOperation_T& CReader::Above()
     return m_Trace.operations.back();
 }
 
-Bytes_T CReader::Sent() const
+Bytes_T CReader::Sent()
 {
-    Bytes_T bytes;
-    bytes.reserve(m_Entry->bytes.size());
-    for (const std::optional<std::uint8_t> byte : m_Entry->bytes) {
-        if (!byte) {
-            Refuse("a byte that a device sends cannot be ??");
-        }
-        bytes.push_back(*byte);
+    if (std::ranges::find(m_Entry->bytes.isOpen, true) != m_Entry->bytes.isOpen.end()) {
+        Refuse("a byte that a device sends cannot be ??");
     }
+    Bytes_T bytes = std::move(m_Entry->bytes.values);
     if (const std::string has = ChecksumText(bytes); !m_Entry->checksum.empty() && m_Entry->checksum != has) {
-        Refuse("the checksum is " + m_Entry->checksum + ", but the bytes have " + has +
+        Refuse("the checksum is " + Excerpt(m_Entry->checksum) + ", but the bytes have " + has +
                ", so they were changed");
     }
     return bytes;
@@ -285,20 +286,14 @@ TraceFile_T ReadTrace(std::istream& stream, const std::string& name)
         for (std::string line; std::getline(stream, line);) {
             reader.Take(line);
         }
-        if (!stream.bad()) {
-            return reader.Finish();
-        }
+        return reader.Finish();
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(PlaceIn(name, reader.At()) + error.what());
     }
-    RefuseFile(name, errno);
 }
 
 TraceFile_T ReadTraceFile(const std::filesystem::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        RefuseFile(file.string(), errno);
-    }
+    std::istringstream stream(ReadBounded(file, c_MostFileBytes));
     return ReadTrace(stream, file.string());
 }

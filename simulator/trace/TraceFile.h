@@ -41,5 +41,5 @@ std::string PlaceIn(const std::string& name, std::size_t line);
 /// docs/trace.md says.
 TraceFile_T ReadTrace(std::istream& stream, const std::string& name);
 
-/// Reads a trace from a file. For a file that cannot be read, the exception has its name and the reason.
+/// Reads a trace from a file of at most 192 MiB, as ReadBounded() does.
 TraceFile_T ReadTraceFile(const std::filesystem::path& file);

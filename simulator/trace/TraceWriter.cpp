@@ -53,8 +53,8 @@ std::string ReplyText(const DeviceOutcome_T& outcome)
         text += " " + (TraceWord::c_Delay + std::to_string(outcome.replyDelay.count())) +
                 std::string(TraceWord::c_DelayUnit);
     }
-    if (outcome.isBytewise) {
-        text.append(" ").append(TraceWord::c_Bytewise);
+    if (outcome.pace != Pace::AtOnce) {
+        text.append(" ").append(TraceWord::c_Paces[static_cast<std::size_t>(outcome.pace)]);
     }
     return text + MeaningText(outcome.replyMeaning);
 }

@@ -110,6 +110,9 @@ void CDeviceHost::Drain()
     const std::scoped_lock guard(m_pImplementation->lock);
     for (const auto& node : m_pImplementation->nodes) {
         node->Drain();
+        if (node->IsTooLarge()) { // its writer may never end
+            throw std::runtime_error("the device refused: " + node->TooLarge());
+        }
     }
 }
 

@@ -36,7 +36,8 @@ public:
     void AddDevice(const std::string& name, IDeviceModel& model);
 
     /// Descriptors that become readable when child processes wrote to a node; Drain() then takes the bytes,
-    /// so that a writer of more than a terminal's buffer is not held up.
+    /// so that a writer of more than a terminal's buffer is not held up. It throws std::runtime_error for
+    /// more bytes than an image can have.
     std::vector<int> Descriptors() const;
     void Drain();
 

@@ -2,6 +2,7 @@
 
 #include "simulator/unit/ProgramRun.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -37,12 +38,11 @@ Bytes_T ArgumentOf(UMockdevIoctlClient* pClient, std::size_t size)
 bool CReplySender::Send(const DeviceOutcome_T& outcome)
 {
     const std::scoped_lock guard(m_Lock);
-    const bool isPlain = outcome.replyDelay.count() == 0 && !outcome.isBytewise;
+    const bool isPlain = outcome.replyDelay.count() == 0 && outcome.pace == Pace::AtOnce;
     if (isPlain && m_Waiting.empty()) {
         return Put(outcome.reply);
     }
-    m_Waiting.push_back(
-        {outcome.reply, std::chrono::steady_clock::now() + outcome.replyDelay, outcome.isBytewise});
+    m_Waiting.push_back({outcome.reply, std::chrono::steady_clock::now() + outcome.replyDelay, outcome.pace});
     if (!m_Thread) {
         m_Thread.emplace([this](const std::stop_token& stop) { Run(stop); });
     }
@@ -68,8 +68,10 @@ void CReplySender::Run(const std::stop_token& stop)
         const Reply_T reply = m_Waiting.front();
         m_Wake.wait_until(guard, stop, reply.due, [] { return false; });
         guard.unlock();
-        if (!stop.stop_requested() && reply.isBytewise) {
+        if (!stop.stop_requested() && reply.pace == Pace::Bytewise) {
             PutBytewise(stop, reply.bytes);
+        } else if (!stop.stop_requested() && reply.pace == Pace::Slow) {
+            PutSlowly(stop, reply.bytes);
         } else if (!stop.stop_requested()) {
             Put(reply.bytes);
         }
@@ -90,6 +92,19 @@ void CReplySender::PutBytewise(const std::stop_token& stop, const Bytes_T& bytes
             std::this_thread::sleep_for(c_Moment);
         } while (IsUnread() && !stop.stop_requested());
         if (stop.stop_requested()) {
+            return;
+        }
+    }
+}
+
+void CReplySender::PutSlowly(const std::stop_token& stop, const Bytes_T& bytes)
+{
+    // Shorter than the program waits for a byte.
+    constexpr std::chrono::milliseconds c_ByteTime(500);
+    for (const std::uint8_t byte : bytes) {
+        std::unique_lock guard(m_Lock);
+        m_Wake.wait_for(guard, stop, c_ByteTime, [] { return false; });
+        if (stop.stop_requested() || !Put({&byte, 1})) {
             return;
         }
     }
@@ -175,8 +190,15 @@ void CDeviceNode::Drain()
         if (count <= 0) {
             return;
         }
-        m_Image.insert(m_Image.end(), chunk.begin(), chunk.begin() + count);
+        const auto room = static_cast<ssize_t>(c_LargestImage - m_Image.size());
+        m_IsTooLarge = m_IsTooLarge || count > room;
+        m_Image.insert(m_Image.end(), chunk.begin(), chunk.begin() + std::min(count, room));
     }
+}
+
+std::string CDeviceNode::TooLarge() const
+{
+    return "an image of more than " + std::to_string(c_LargestImage >> 20) + " MiB on " + m_Node;
 }
 
 void CDeviceNode::TakeImage()
@@ -186,7 +208,11 @@ void CDeviceNode::TakeImage()
         return;
     }
     const Bytes_T image = std::exchange(m_Image, {});
-    Finish(DeviceOperation_T::Kind::Image, 0, image, m_Model.TakeImage(image));
+    DeviceOutcome_T outcome = m_Model.TakeImage(image);
+    if (std::exchange(m_IsTooLarge, false)) {
+        outcome.refusals.push_back(TooLarge());
+    }
+    Finish(DeviceOperation_T::Kind::Image, 0, image, std::move(outcome));
 }
 
 /// Reports the operation and lets its reply become readable.

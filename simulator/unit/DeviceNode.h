@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/unit/DeviceHost.h"
+#include "tools/BoundedFile.h"
 
 #include <condition_variable>
 #include <deque>
@@ -9,7 +10,6 @@
 #include <optional>
 #include <thread>
 #include <umockdev.h>
-#include <unistd.h>
 
 struct ObjectRelease {
     void operator()(void* pObject) const { g_object_unref(pObject); }
@@ -18,21 +18,8 @@ struct ObjectRelease {
 template <class T>
 using Object_T = std::unique_ptr<T, ObjectRelease>;
 
-class CDescriptor
-{
-public:
-    explicit CDescriptor(int descriptor) : m_Descriptor(descriptor) {}
-    CDescriptor(const CDescriptor&) = delete;
-    CDescriptor& operator=(const CDescriptor&) = delete;
-    ~CDescriptor() { ::close(m_Descriptor); }
-    int Get() const { return m_Descriptor; }
-
-private:
-    int m_Descriptor;
-};
-
-/// Puts replies into a node's terminal in their order: at once, or later and byte by byte if a fault asks for
-/// that.
+/// Puts replies into a node's terminal in their order: at once, or later, byte by byte or slowly if a fault
+/// asks for that.
 class CReplySender
 {
 public:
@@ -47,7 +34,7 @@ private:
     struct Reply_T {
         Bytes_T bytes;
         std::chrono::steady_clock::time_point due;
-        bool isBytewise;
+        Pace pace;
     };
 
     bool Put(ByteView_T bytes) const;
@@ -55,6 +42,7 @@ private:
     bool IsUnread() const;
     void Run(const std::stop_token& stop);
     void PutBytewise(const std::stop_token& stop, const Bytes_T& bytes) const;
+    void PutSlowly(const std::stop_token& stop, const Bytes_T& bytes);
 
     const int m_Master;
     const int m_Slave;
@@ -75,8 +63,12 @@ public:
     CDeviceNode& operator=(const CDeviceNode&) = delete;
 
     int Master() const { return m_Master; }
-    /// Takes what child processes wrote; the lock must be held.
+    /// Takes what child processes wrote; the lock must be held. Of an image that is too large, the rest is
+    /// dropped.
     void Drain();
+    bool IsTooLarge() const { return m_IsTooLarge; }
+    /// What the message about such an image says.
+    std::string TooLarge() const;
     /// Drains and hands the model a complete image; the lock must be held.
     void TakeImage();
 
@@ -104,6 +96,7 @@ private:
     CReplySender m_Sender;
     const Object_T<UMockdevIoctlBase> m_pHandler;
     Bytes_T m_Image;
+    bool m_IsTooLarge = false;
 };
 
 struct CDeviceHost::Implementation {

@@ -2,6 +2,7 @@
 
 #include "framework/UnitPaths.h"
 #include "simulator/models/FpgaFirmware.h"
+#include "tools/BoundedFile.h"
 
 #include <algorithm>
 #include <array>
@@ -36,6 +37,9 @@ constexpr std::pair<const char*, const char*> c_CommonFiles[] = {
 /// Files that sonarbench reads where they exist.
 constexpr const char* c_OtherFiles[] = {UnitPaths::c_WaterTemperature, UnitPaths::c_VarrowProductId,
                                         UnitPaths::c_PelionProductId};
+
+/// More than the unit's program reads of any file.
+constexpr std::size_t c_MostCopied = std::size_t{256} << 20;
 
 constexpr char c_DirectoryName[] = "sonarbench-sim-";
 constexpr char c_LockFile[] = "simulator-lock";
@@ -128,27 +132,13 @@ std::vector<UnitFile_T> FactoryFiles(const Product_T& product, std::uint8_t firm
     return files;
 }
 
-std::string ContentsOf(const fs::path& path)
-{
-    std::error_code isUnusable;
-    if (fs::is_directory(path, isUnusable)) { // a stream could open it
-        Refuse(EISDIR, path.string());
-    }
-    std::ifstream file(path, std::ios::binary);
-    std::string contents{std::istreambuf_iterator<char>(file), {}};
-    if (!file.is_open() || file.bad()) {
-        Refuse(errno, path.string());
-    }
-    return contents;
-}
-
 void MakeChange(const fs::path& place, const FileChange_T& change)
 {
     std::string contents = change.value + "\n";
     if (change.value.empty()) {
         contents.clear();
     } else if (change.kind == FileChange_T::Kind::Copy) {
-        contents = ContentsOf(change.value);
+        contents = ReadBounded(change.value, c_MostCopied);
     }
     try {
         if (change.kind == FileChange_T::Kind::Remove) {

@@ -9,6 +9,8 @@
 #include "simulator/unit/Sandbox.h"
 #include "simulator/unit/UnitDevices.h"
 #include "simulator/unit/UnitFiles.h"
+#include "tools/BoundedFile.h"
+#include "tools/Program.h"
 
 #include <algorithm>
 #include <array>
@@ -31,6 +33,9 @@ constexpr char c_UnitDirectory[] = "/unit";
 constexpr char c_ProgramDirectory[] = "/unit/bin";
 constexpr char c_CallLibrary[] = "/unit/call-library.so";
 constexpr char c_ProgramName[] = "sonarbench";
+
+/// Of a refusal that comes out of a replayed trace, in characters.
+constexpr std::size_t c_LongestComplaint = 400;
 
 /// Nodes of this machine that a unit has too.
 constexpr std::array<const char*, 7> c_PlainDevices = {
@@ -180,7 +185,12 @@ public:
     {
         std::error_code ignored;
         m_IsNew = IsWanted() && !fs::exists(fs::symlink_status(m_Path, ignored));
-        m_File.open(IsWanted() ? m_Path : "/dev/null", std::ios::binary | std::ios::app);
+        if (fs::is_fifo(m_Path, ignored)) {
+            OpenPipe();
+        }
+        if (!m_File.is_open()) {
+            m_File.open(IsWanted() ? m_Path : "/dev/null", std::ios::binary | std::ios::app);
+        }
         Check();
     }
     CResult(const CResult&) = delete;
@@ -203,12 +213,25 @@ public:
     }
     void Finish()
     {
+        errno = EIO; // unless the system says why, now or when a write failed before
         m_File.flush();
         Check();
         m_IsNew = false;
     }
 
 private:
+    /// A stream would wait for a reader without an end.
+    void OpenPipe()
+    {
+        try {
+            const CDescriptor pipe = OpenPipeToWrite(m_Path);
+            m_File.open(m_Path, std::ios::binary | std::ios::app);
+        } catch (const std::system_error& error) {
+            const bool isUnread = error.code().value() == ENXIO;
+            throw std::runtime_error(m_What + ": " +
+                                     (isUnread ? "nobody reads the pipe" : error.code().message()));
+        }
+    }
     void Check() const
     {
         if (!m_File) {
@@ -269,9 +292,10 @@ double SampleInterval(const std::vector<UnitDevice_T>& devices)
 
 UnitRun_T RunOnVirtualUnit(const Options_T& options)
 {
-    const CSignals signals;
     CheckProgram(options.program);
+    // While signals still end the process, because a pipe can keep this waiting.
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);
+    const CSignals signals;
     CFaultPlan faults(options.faults);
     const CUnitDirectory directory;
     std::optional<CCallFaults> calls;
@@ -293,7 +317,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         // A refusal that a planned fault explains is not a failure of the run.
         if (!operation.outcome.faulted) {
             for (const std::string& refusal : operation.outcome.refusals) {
-                run.complaints.push_back("the device refused: " + refusal);
+                run.complaints.push_back("the device refused: " + Excerpt(refusal, c_LongestComplaint));
             }
         }
     });

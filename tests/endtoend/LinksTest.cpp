@@ -108,6 +108,7 @@ TEST(Links, FaultsOfASerialLineAreReportedAndSlownessDoesNoHarm)
     }
     const auto run = CVirtualUnit("Varrow").Fault("reply:*=bytewise").Run(Ping("0"));
     EXPECT_EQ(run.output, CVirtualUnit("Varrow").Run(Ping("0")).output);
+    EXPECT_THAT(CVirtualUnit("QL4K").Fault("reply:1=slow").Run({"loadfpgabinary"}).output, HasSubstr(passed));
 }
 
 TEST(Links, APingOnAChannelThatDoesNotExistIsFiredAndFails)

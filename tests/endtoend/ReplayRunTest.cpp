@@ -45,16 +45,13 @@ std::string WhatIsWrong(const TraceFile_T& done, const std::string& device)
     using Kind = DeviceOperation_T::Kind;
     std::string difference;
     const std::string error = ErrorOf([&] {
-        CReplay replay(Trace(device));
+        const TraceFile_T trace = Trace(device);
+        CReplay replay(trace);
         for (const TraceOperation_T& operation : done.operations) {
-            Bytes_T bytes;
-            for (const auto& byte : operation.bytes) {
-                bytes.push_back(byte.value_or(0));
-            }
             if (operation.kind == Kind::Unasked) {
                 replay.AnswerUnasked(operation.device);
             } else {
-                replay.Answer(operation.device, operation.kind, operation.request, bytes);
+                replay.Answer(operation.device, operation.kind, operation.request, operation.bytes.values);
             }
         }
         difference = replay.Finish();

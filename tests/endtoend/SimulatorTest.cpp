@@ -137,6 +137,36 @@ TEST(Simulator, ARunThatCannotBeginOverwritesNothingAndLeavesNothing)
     }
 }
 
+TEST(Simulator, APipeWithNobodyAtItsOtherEndIsRefused)
+{
+    const TemporaryDirectory directory;
+    const std::pair<std::string, std::string> cases[] = {
+        {"--replay ", "p0: no data within 5 seconds\n2\n"},
+        {"--scene ", "p1: no data within 5 seconds\n3\n"},
+        {"--copy /VERSION=", "p2: no data within 5 seconds\n3\n"},
+        {"--trace ", "cannot write the trace p3: nobody reads the pipe\n3\n"},
+        {"--calls ", "cannot write the counts p4: nobody reads the pipe\n3\n"},
+        {"--report ", "cannot write the report p5: nobody reads the pipe\n3\n"}};
+    std::string script = "cd " + directory.Path() + "\n";
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const std::string number = std::to_string(i);
+        script += "mkfifo p" + number + "; (timeout 60 " SONARBENCH_SIM " " + cases[i].first + "p" + number +
+                  " sensepin 2>" + number + " >/dev/null; echo $? >>" + number + ") &\n";
+    }
+    EXPECT_EQ(std::system((script + "wait").c_str()), 0);
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        EXPECT_EQ(directory.Read(std::to_string(i)), "sonarbench-sim: " + cases[i].second);
+    }
+}
+
+TEST(Simulator, AnEndlessImageEndsTheRun)
+{
+    const auto run = CVirtualUnit().RunScript("cat /dev/zero >/dev/LSfpga0");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.errors, HasSubstr("sonarbench-sim: the device refused: an image of more than 64 MiB on "
+                                      "/dev/LSfpga0\n"));
+}
+
 TEST(Simulator, ABrokenPipeEndsTheProgramWithItsSignal)
 {
     const TemporaryDirectory directory;

@@ -109,10 +109,12 @@ TEST(FaultsTest, EachKindHasItsEffectOnItsOperationOnly)
 TEST(FaultsTest, FaultsAlsoHitUnaskedReplies)
 {
     SoundDevice device;
-    CFaultPlan plan({FaultOf("reply:1=late"), FaultOf("reply:2=bytewise"), FaultOf("reply:3=silent")});
+    CFaultPlan plan({FaultOf("reply:1=late"), FaultOf("reply:2=bytewise"), FaultOf("reply:3=slow"),
+                     FaultOf("reply:4=silent")});
     CFaultyDevice faulty(device, plan);
     EXPECT_EQ(faulty.TakeUnasked()->replyDelay, std::chrono::milliseconds(1500));
-    EXPECT_TRUE(faulty.Write({}).isBytewise);
+    EXPECT_EQ(faulty.Write({}).pace, Pace::Bytewise);
+    EXPECT_EQ(faulty.TakeUnasked()->pace, Pace::Slow);
     EXPECT_EQ(faulty.TakeUnasked()->reply, Bytes_T{});
     // A stale reply has the length of the one that it replaces.
     CFaultPlan stalePlan({FaultOf("reply:*=stale")});

@@ -28,8 +28,8 @@ TEST(TraceFile, WhatIsWrittenIsReadAsItWas)
         {Kind::Ioctl, {.error = ETIMEDOUT, .refusals = {"first # no comment", "second"}}},
         {Kind::Ioctl, {.faulted = true, .refusals = {"follows from a fault"}}},
         {Kind::Write, {.fill = {1, 2, 3}, .reply = {4}, .replyMeaning = "both", .linkTime = 11 * second}},
-        {Kind::Write, {.reply = {5}, .replyDelay = std::chrono::milliseconds(1500), .isBytewise = true}},
-        {Kind::Unasked, {.reply = bytes, .replyMeaning = "ping", .isBytewise = true}},
+        {Kind::Write, {.reply = {5}, .replyDelay = std::chrono::milliseconds(1500), .pace = Pace::Bytewise}},
+        {Kind::Unasked, {.reply = bytes, .replyMeaning = "ping", .pace = Pace::Slow}},
         {Kind::Unasked, {.faulted = true, .replyMeaning = "fault reply:3=silent"}}};
     for (const auto& [kind, outcome] : operations) {
         const bool isUnasked = kind == Kind::Unasked;
@@ -41,11 +41,8 @@ TEST(TraceFile, WhatIsWrittenIsReadAsItWas)
     std::ostringstream again;
     CTraceWriter copy(again, read.unit);
     for (const TraceOperation_T& operation : read.operations) {
-        Bytes_T copied;
-        for (const auto& byte : operation.bytes) {
-            copied.push_back(byte.value());
-        }
-        copy.Write({operation.device, operation.kind, operation.request, copied, operation.outcome});
+        copy.Write(
+            {operation.device, operation.kind, operation.request, operation.bytes.values, operation.outcome});
     }
     EXPECT_EQ(read.operations.size(), std::size(operations));
     EXPECT_EQ(again.str(), text.str());
@@ -66,7 +63,8 @@ TEST(TraceFile, AHandWrittenTraceCanLeaveValuesOpenAndUseSeveralLines)
     ASSERT_EQ(trace.operations.size(), 3U);
     const auto& [write, request, unasked] =
         std::tie(trace.operations[0], trace.operations[1], trace.operations[2]);
-    EXPECT_EQ(write.bytes, (BytePattern_T{0x43, 0x53, 0, 0, 0, {}, {}, {}, 0x0A, 0x0B}));
+    EXPECT_EQ(write.bytes.values, (Bytes_T{0x43, 0x53, 0, 0, 0, 0, 0, 0, 0x0A, 0x0B}));
+    EXPECT_EQ(write.bytes.isOpen, (std::vector<bool>{0, 0, 0, 0, 0, 1, 1, 1, 0, 0}));
     EXPECT_EQ(write.outcome.meaning, "meaning");
     EXPECT_EQ(std::tuple(write.line, write.LineOf(5), write.LineOf(6), write.LineOf(99)),
               std::tuple(5U, 6U, 9U, 9U));
@@ -99,11 +97,15 @@ TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
         {"- A write 3 01\n 02\n" + write, "3: the count is 3, but there are 2 bytes"},
         {"- A write - 012\n", "3: \"012\" is neither bytes nor one byte and its repeats, as 00*16"},
         {"- A write -\n 0g\n", "4: \"0g\" is not a byte"},
-        {"- A write - 00*999999999\n", "3: more than 16777216 bytes"},
+        {"- A write - 00*999999999\n", "3: the repeats add more than 16 MiB"},
+        {"- A write - ??*9000000\n- A write - 00*9000000\n", "4: the repeats add more than 16 MiB"},
+        {"- A write - 01 !\x1b" + std::string(99, 'E') + "\n",
+         "3: unknown error \"?" + std::string(59, 'E') + "...\""},
+        {"- \x1b write - 01\n", "3: \"?\" is not a name of 1 to 32 printable characters"},
         {"- A ioctl - 8004\n", "3: an ioctl's bytes begin with its request, as 80047202+"},
         {"- A write - 01 !EWHAT\n", "3: unknown error \"EWHAT\""},
         {"- A unasked - 01 !EIO\n", "3: only an image, ioctl or write can fail"},
-        {"- A write - 01 bytewise\n", "3: only a reply or unasked can come late or bytewise"},
+        {"- A write - 01 bytewise\n", "3: only a reply or unasked can come late, bytewise or slow"},
         {"- A write - 01 =2\n", "3: only a write reports a count, of at most its bytes"},
         {write + "fault read:1=EIO\n", "4: faults must come before the operations"},
         {"fault read:1=EWHAT\n",

@@ -52,12 +52,20 @@ TEST(JsonFile, AnErrorIsReportedWithItsPlace)
         {"{\"fish\": {}}", "f:1:2: fish: is not a list"},
         {"{\"fish\": [\"]\\\"\", {\"a\": [null]}]}", "f:1:11: fish[0]: is not a number"},
         {"{\"fish\": [{\"a\": [null, true]}, \"\\\\\"], \"other\": 1}", "f:1:11: fish[0]: is not a number"},
-        {"{\"other\": [{\"a\": {}}]}", "f:1:2: other: unknown key"}};
+        {"{\"other\": [{\"a\": {}}]}", "f:1:2: other: unknown key"},
+        {"{\"\\u001b[2J\xc3\xa9\": 1}", "f:1:2: ?[2J??: unknown key"}};
     for (const auto& [text, message] : cases) {
         EXPECT_EQ(ErrorOf([&json = text] { Read(CJsonValue::Parse("f", json)); }), message) << text;
     }
-    EXPECT_THAT(ErrorOf([] { CJsonValue::Parse("f", QByteArray(2000, '[')); }),
-                HasSubstr("too deeply nested"));
+    const auto refused = [](const QByteArray& text) {
+        return ErrorOf([&] { Read(CJsonValue::Parse("f", text)); });
+    };
+    EXPECT_THAT(refused(QByteArray(2000, '[')), HasSubstr("too deeply nested"));
+    EXPECT_THAT(refused(QByteArray(17, '[') + QByteArray(17, ']')), HasSubstr("has more than 16 levels"));
+    EXPECT_THAT(refused('[' + QByteArray(40'000, '0').replace("00", "0,") + "0]"),
+                HasSubstr("f:1:40002: [20000]: the file has more than 20000 values"));
+    EXPECT_EQ(refused("{\"" + QByteArray(1000, 'k') + "\": 1}"),
+              "f:1:2: " + std::string(60, 'k') + "...: unknown key");
 }
 
 TEST(JsonFile, AFileThatCannotBeReadSaysWhy)
@@ -66,7 +74,7 @@ TEST(JsonFile, AFileThatCannotBeReadSaysWhy)
     const std::string file = directory.Write("file", R"({"depth": 2})");
     EXPECT_EQ(Read(CJsonValue::ReadFile(file)), "2.000000 ");
     EXPECT_EQ(ErrorOf([&] { CJsonValue::ReadFile(file + "x"); }), file + "x: No such file or directory");
-    EXPECT_THAT(ErrorOf([] { CJsonValue::ReadFile("/"); }), HasSubstr("is a directory"));
+    EXPECT_THAT(ErrorOf([] { CJsonValue::ReadFile("/"); }), HasSubstr("Is a directory"));
     EXPECT_EQ(ErrorOf([] { CJsonValue::ReadFile("/dev/zero"); }), "/dev/zero: larger than 1 MiB");
 }
 

@@ -1,0 +1,40 @@
+// Scenes of arbitrary bytes: each is refused with a message, or holds only values in their ranges.
+
+#include "fuzz/FuzzInput.h"
+#include "simulator/models/Scene.h"
+
+#include <stdexcept>
+
+namespace
+{
+void CheckRange(double value, double low, double high)
+{
+    Require(value >= low && value <= high, "a value of a scene is in its range");
+}
+
+void Check(const Scene_T& scene)
+{
+    CheckRange(scene.bottomDepth, 0.5, 1000);
+    CheckRange(scene.bottomStrength, -60, 0);
+    CheckRange(scene.waterTemperature, -5, 50);
+    CheckRange(scene.waterSpeed, 0, 30);
+    CheckRange(scene.noise, 0, 10000);
+    Require(scene.fish.size() <= 100, "a scene has at most 100 fish");
+    for (const Fish_T& fish : scene.fish) {
+        CheckRange(fish.depth, 0.5, scene.bottomDepth);
+        CheckRange(fish.strength, -80, 0);
+        CheckRange(fish.offset, -100, 100);
+        CheckRange(fish.drift, -10, 10);
+    }
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size)
+{
+    try {
+        Check(ParseScene({reinterpret_cast<const char*>(pData), static_cast<qsizetype>(size)}));
+    } catch (const std::runtime_error& error) {
+        RequireMessage(error.what());
+    }
+    return 0;
+}
