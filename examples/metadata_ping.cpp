@@ -74,7 +74,7 @@ TSQEventCode_T ReadSamples(CFPGAIF& fpga, Record_T& record)
 
 /// Usage: metadata_ping [DIRECTORY [CHANNELS]]. Pings the channels (01 unless given) of a Lumet unit from two
 /// records, whose files it leaves in the directory. Try it with
-///   sonarbench-sim --product LumetV2 --program build/release/bin/metadata_ping .
+///   sonarbench-sim --product LumetV2 --write . --program build/release/bin/metadata_ping .
 int main(int argc, char** argv)
 {
     const std::string directory = argc > 1 ? argv[1] : c_DefaultDirectory;

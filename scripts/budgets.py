@@ -64,7 +64,7 @@ def script(name, *lines):
 
 
 def on_unit(product, wrapper, *arguments, options=()):
-    return run(SIMULATOR, "--product", product, *options, "--program", wrapper, *arguments)
+    return run(SIMULATOR, "--product", product, *options, "--write", OUT, "--program", wrapper, *arguments)
 
 
 def counted(program):
@@ -84,8 +84,7 @@ def total():
 @functools.cache
 def start(program, *arguments):
     """Instructions on the files of a virtual unit alone, without the library by which the simulator gives devices."""
-    bare = script("bare", 'sys="$UMOCKDEV_DIR/sys"', "unset LD_PRELOAD UMOCKDEV_DIR",
-                  f'set -- {shlex.join(counted(program))} "$@"', 'exec bwrap --dev-bind / / --bind "$sys" /sys "$@"')
+    bare = script("bare", "unset LD_PRELOAD UMOCKDEV_DIR", shell(counted(program)))
     on_unit("QL4K", bare, *arguments)
     return total()
 

@@ -114,13 +114,15 @@ void CheckDevices(const TraceFile_T& trace, const Product_T& product)
 
 fs::path UnitFile(const QString& text)
 {
-    const std::string name = BytesOf(text);
-    if (!IsUnitFile(name) || name.find("/../") != std::string::npos || name.ends_with("/..")) {
-        throw CUsageError("\"" + name +
+    const fs::path given = BytesOf(text);
+    const fs::path file = given.lexically_normal();
+    fs::path name = file.has_filename() ? file : file.parent_path(); // without a slash at its end
+    if (!IsUnitFile(name.native()) || std::ranges::find(given, fs::path("..")) != given.end()) {
+        throw CUsageError("\"" + given.native() +
                           "\" is not a file of a unit; those are /VERSION and the files below /sys, /corvane "
                           "and /tmp");
     }
-    return fs::path(name).lexically_normal();
+    return name;
 }
 
 FileChange_T FileChange(FileChange_T::Kind kind, const QCommandLineOption& option, const QString& text)
@@ -143,6 +145,36 @@ std::uint8_t FirmwareVersion(const QString& text)
         throw CUsageError(u"\"%1\" is not a firmware version, which is a number from 0 to 255"_s.arg(text));
     }
     return static_cast<std::uint8_t>(version);
+}
+
+std::chrono::seconds TimeLimit(const QString& text)
+{
+    constexpr std::chrono::seconds c_Longest = std::chrono::hours(24);
+    bool isNumber = false;
+    const std::chrono::seconds limit(text.toUInt(&isNumber));
+    if (!isNumber || limit.count() == 0 || limit > c_Longest) {
+        throw CUsageError(
+            u"\"%1\" is not a time limit, which is a number of seconds from 1 to %2"_s.arg(text).arg(
+                c_Longest.count()));
+    }
+    return limit;
+}
+
+/// A directory that the program may change. It must not cover what is the unit's own.
+fs::path WritableDirectory(const fs::path& name)
+{
+    std::error_code isMissing;
+    fs::path directory = fs::canonical(name, isMissing);
+    if (!fs::is_directory(directory, isMissing)) {
+        throw CUsageError("--write needs a directory, not " + name.native());
+    }
+    const bool isUnits = std::ranges::any_of(c_UnitPlaces, [&](const char* place) {
+        return directory == place || (LiesBelow(directory, place) && place != c_Temporary);
+    });
+    if (isUnits || directory == "/") {
+        throw CUsageError("--write cannot open " + directory.native() + ", because the unit has its own");
+    }
+    return directory;
 }
 
 Fault_T Fault(const QString& text)
@@ -183,6 +215,13 @@ struct OptionSet_T {
     QCommandLineOption keep{u"keep"_s, u"Keeps the unit's files in a new directory."_s, u"DIR"_s};
     QCommandLineOption program{u"program"_s, u"The program to run (default: sonarbench next to this one)."_s,
                                u"PATH"_s};
+    QCommandLineOption write{u"write"_s,
+                             u"Lets the program change a directory of this machine. Repeatable."_s, u"DIR"_s};
+    QCommandLineOption noIsolation{
+        u"no-isolation"_s,
+        u"Lets root run --program even where this machine cannot isolate it (then it can change anything)."_s};
+    QCommandLineOption timeLimit{u"time-limit"_s, u"Ends the run after this time, with exit status 124."_s,
+                                 u"SECONDS"_s};
 };
 
 fs::path PathValue(const QCommandLineParser& parser, const QCommandLineOption& option)
@@ -298,12 +337,22 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     for (const QString& word : parser.positionalArguments()) {
         options.arguments.push_back(BytesOf(word));
     }
+    for (const QString& name : parser.values(set.write)) {
+        options.writable.push_back(WritableDirectory(BytesOf(name)));
+    }
+    if (parser.isSet(set.timeLimit)) {
+        options.timeLimit = TimeLimit(parser.value(set.timeLimit));
+    }
+    options.mayBeOpen = parser.isSet(set.noIsolation);
     CheckFiles(options);
+    const QByteArray here = QFile::encodeName(QCoreApplication::applicationDirPath());
+    const fs::path own = fs::path(here.toStdString()) / "sonarbench";
     if (options.program.empty()) {
         CheckFileChanges(options);
-        const QByteArray here = QFile::encodeName(QCoreApplication::applicationDirPath());
-        options.program = fs::path(here.toStdString()) / "sonarbench";
+        options.program = own;
     }
+    std::error_code isMissing;
+    options.isOwnProgram = options.program == own || fs::equivalent(options.program, own, isMissing);
     return options;
 }
 
@@ -346,10 +395,12 @@ std::optional<Options_T> ReadOptions(const QStringList& arguments)
     line.Parser().setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     for (const QCommandLineOption* const pOption :
          {&set.product, &set.listProducts, &set.firmwareVersion, &set.scene, &set.trace, &set.replay,
-          &set.listFaults, &set.calls, &set.report, &set.keep, &set.program}) {
+          &set.listFaults, &set.calls, &set.report, &set.keep, &set.program, &set.noIsolation,
+          &set.timeLimit}) {
         line.Add(*pOption);
     }
-    for (const QCommandLineOption* const pOption : {&set.set, &set.copy, &set.remove, &set.fault}) {
+    for (const QCommandLineOption* const pOption :
+         {&set.set, &set.copy, &set.remove, &set.fault, &set.write}) {
         line.Add(*pOption, Occurs::Often);
     }
     line.Parser().addPositionalArgument(u"command"_s, u"Command and arguments for sonarbench."_s,

@@ -1,5 +1,6 @@
 #include "framework/StandardStreams.h"
 #include "simulator/Options.h"
+#include "simulator/unit/RunGuard.h"
 #include "simulator/unit/VirtualUnit.h"
 #include "tools/Program.h"
 
@@ -19,6 +20,10 @@ int RunSimulator(const QStringList& arguments)
     try {
         const UnitRun_T run = RunOnVirtualUnit(*options);
         std::ranges::for_each(run.complaints, PrintError);
+        if (run.isTimeUp) {
+            PrintError(CRunGuard::c_TimeIsUpText);
+            return CRunGuard::c_TimeIsUp;
+        }
         return run.complaints.empty() ? run.exitStatus : c_SimulatorFailed;
     } catch (const std::filesystem::filesystem_error& error) {
         throw std::runtime_error(error.path1().string() + ": " + error.code().message());

@@ -11,6 +11,7 @@
 #include <spawn.h>
 #include <sstream>
 #include <stdexcept>
+#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -31,10 +32,10 @@ std::string ProcessorOf(const std::filesystem::path& program)
 }
 
 constexpr std::array<int, 6> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
-/// When passing a signal on is tried again.
+/// When passing a signal on is tried again, and the time after a request to end is checked.
 constexpr int c_RetryMilliseconds = 10;
 
-pid_t Start(const std::vector<std::string>& command, const CSignals& signals)
+pid_t Start(const std::vector<std::string>& command, const CSignals& signals, bool hasOwnSession)
 {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
@@ -48,8 +49,9 @@ pid_t Start(const std::vector<std::string>& command, const CSignals& signals)
     ::posix_spawnattr_setsigdefault(&attributes, &signals.Defaults());
     // A group of its own gets the keyboard's signals only from here, not twice.
     ::posix_spawnattr_setpgroup(&attributes, 0);
+    const int group = hasOwnSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
     ::posix_spawnattr_setflags(&attributes,
-                               POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+                               static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group));
     pid_t child = -1;
     const int error = ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
     ::posix_spawnattr_destroy(&attributes);
@@ -142,7 +144,8 @@ CSignals::CSignals()
     ::signal(SIGCHLD, SIG_DFL);
     ::sigprocmask(SIG_BLOCK, &handled, &m_Before);
     m_Descriptor = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (m_Descriptor < 0) {
+    m_EndDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (m_Descriptor < 0 || m_EndDescriptor < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");
     }
 }
@@ -150,6 +153,7 @@ CSignals::CSignals()
 CSignals::~CSignals()
 {
     ::close(m_Descriptor);
+    ::close(m_EndDescriptor);
     ::sigprocmask(SIG_SETMASK, &m_Before, nullptr);
 }
 
@@ -157,9 +161,14 @@ int CSignals::TakeRequest() const
 {
     signalfd_siginfo information{};
     while (::read(m_Descriptor, &information, sizeof information) == sizeof information) {
-        if (const auto signal = static_cast<int>(information.ssi_signo); signal != SIGCHLD) {
-            return signal;
+        const auto signal = static_cast<int>(information.ssi_signo);
+        if (signal == SIGCHLD) {
+            continue;
         }
+        if (int none = 0; signal != SIGTSTP && m_EndRequest.compare_exchange_strong(none, signal)) {
+            ::eventfd_write(m_EndDescriptor, 1);
+        }
+        return signal;
     }
     return 0;
 }
@@ -176,36 +185,59 @@ void CSignals::Stop()
 
 int RunCommand(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
 {
-    const pid_t id = Start(command, signals);
+    using Clock_T = std::chrono::steady_clock;
+    const pid_t id = Start(command, signals, watch.hasOwnSession);
     CChild child(id);
     const auto passOn =
         watch.passOn ? watch.passOn : [](int signal, pid_t started) { return ::kill(started, signal) == 0; };
     const auto wasPassedOn = [&](int signal) {
         const bool isDone = passOn(signal, id);
         if (isDone && signal == SIGTSTP) {
-            ::kill(-id, SIGTSTP);
+            ::kill(-id, SIGSTOP);
             CSignals::Stop();
             ::kill(-id, SIGCONT);
+            passOn(SIGCONT, id);
         }
         return isDone;
     };
     std::vector<int> requests; // that are not passed on yet
+    std::optional<Clock_T::time_point> end;
     std::vector<pollfd> watched = {{signals.Descriptor(), POLLIN, 0}};
     for (const int descriptor : watch.descriptors) {
         watched.push_back({descriptor, POLLIN, 0});
     }
     for (;;) {
-        const int timeout = requests.empty() ? -1 : c_RetryMilliseconds;
+        const int timeout = requests.empty() && !end ? -1 : c_RetryMilliseconds;
         if (::poll(watched.data(), static_cast<nfds_t>(watched.size()), timeout) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
-        watch.onReadable();
+        watch.onReadable(id);
         for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
             requests.push_back(signal);
+            if (signal != SIGTSTP && !end) {
+                end = Clock_T::now() + c_EndTime;
+            }
         }
         std::erase_if(requests, wasPassedOn); // first, since waitpid() blocks while proot is stopped
+        if (end && Clock_T::now() >= *end) {
+            ::kill(-id, SIGKILL);
+        }
         if (const std::optional<int> status = child.Ended()) {
             return *status;
         }
+    }
+}
+
+void EndChildren()
+{
+    const std::string list = "/proc/self/task/" + std::to_string(::getpid()) + "/children";
+    for (;;) {
+        std::ifstream children(list);
+        pid_t child = -1;
+        if (!(children >> child)) {
+            return;
+        }
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
@@ -34,6 +36,10 @@ public:
     int Descriptor() const { return m_Descriptor; }
     /// Takes the signals that wait, up to the next request; returns that one, 0 when there is none.
     int TakeRequest() const;
+    /// The first request to end that was taken, 0 when there is none. For any thread.
+    int EndRequest() const { return m_EndRequest; }
+    /// Readable when a request to end was taken.
+    int EndDescriptor() const { return m_EndDescriptor; }
     /// Stops this process until it is continued, like SIGTSTP without a handler.
     static void Stop();
     /// The signals that were blocked before, for programs to start with.
@@ -45,23 +51,37 @@ private:
     sigset_t m_Before{};
     sigset_t m_Defaults{};
     int m_Descriptor;
+    int m_EndDescriptor;
+    mutable std::atomic<int> m_EndRequest{0};
 };
 
 /// What RunCommand() does while a program runs.
 struct RunWatch_T {
-    std::vector<int> descriptors = {};        ///< to wait for
-    std::function<void()> onReadable = [] {}; ///< called when one of them has input
-    /// Passes SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP on, given the id of what RunCommand() started.
+    std::vector<int> descriptors = {}; ///< to wait for
+    /// Called when one of them has input, given the id of what RunCommand() started.
+    std::function<void(pid_t child)> onReadable = [](pid_t) {};
+    /// Passes SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP on, given the same id, and SIGCONT after SIGTSTP.
     /// Called again and again until it returns true: the signal arrived and, after SIGTSTP, the program has
     /// stopped. None: the signal goes to what RunCommand() started.
     std::function<bool(int signal, pid_t child)> passOn = {};
+    /// Whether the program gets a session of its own, in which it cannot put input into this process's
+    /// terminal. Otherwise it gets a process group of its own.
+    bool hasOwnSession = false;
 };
 
 /// The exit status for an end by a signal.
 constexpr int StatusOfSignal(int signal) { return 128 + signal; }
 
+/// How long a program may take to end after a request to end. Then its process group gets SIGKILL.
+inline constexpr std::chrono::milliseconds c_EndTime(500);
+
 /// Runs a command (found by PATH) with this process's standard streams, in a process group of its own, and
-/// waits for its end. At SIGTSTP this process and the command's group stop until this process is continued.
-/// Returns its exit status, StatusOfSignal() when a signal ended it. Throws std::system_error when it
-/// cannot be started or waited for; then, and when the watch throws, it is ended.
+/// waits for its end, after a request to end no longer than c_EndTime. At SIGTSTP this process and the
+/// command's group stop until this process is continued. Returns its exit status, StatusOfSignal() when a
+/// signal ended it. Throws std::system_error when it cannot be started or waited for; then, and when the
+/// watch throws, it is ended.
 int RunCommand(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);
+
+/// Ends all children of this thread's process, and their children: a process that has
+/// PR_SET_CHILD_SUBREAPER gets the children of a child that ends.
+void EndChildren();

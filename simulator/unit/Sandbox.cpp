@@ -1,12 +1,20 @@
 #include "simulator/unit/Sandbox.h"
 
+#include "simulator/unit/SupervisorLink.h"
+#include "tools/Program.h"
+
 #include <QProcess>
 #include <QStandardPaths>
 
 #include <algorithm>
 #include <array>
-#include <fstream>
+#include <cerrno>
+#include <fcntl.h>
+#include <optional>
 #include <stdexcept>
+#include <sys/prctl.h>
+#include <system_error>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -18,10 +26,31 @@ using Command_T = std::vector<std::string>;
 constexpr char c_RootDirectory[] = "root";
 constexpr char c_Supervisor[] = "supervisor";
 constexpr char c_SupervisorFile[] = "sonarbench-sim-supervisor";
-constexpr char c_IdFile[] = "supervisor-id";
-constexpr char c_StatusFile[] = "status";
+constexpr char c_Processes[] = "/proc";
+
+void Append(Command_T& command, const Command_T& words)
+{
+    command.insert(command.end(), words.begin(), words.end());
+}
 
 bool IsInstalled(const QString& tool) { return !QStandardPaths::findExecutable(tool).isEmpty(); }
+
+/// The words that make bubblewrap isolate a program, given those that make its root directory. The first
+/// process in there is the program that bubblewrap starts: when it ends, all others end, and none of them can
+/// stop or kill it.
+Command_T Isolated(const Command_T& root)
+{
+    Command_T command = {"bwrap",         "--die-with-parent", "--unshare-pid", "--as-pid-1", "--unshare-net",
+                         "--unshare-ipc", "--unshare-uts",     "--cap-drop",    "ALL"};
+    Append(command, root);
+    Append(command, {"--proc", c_Processes});
+    // Root can change the kernel's settings there even without capabilities.
+    for (const char* name : {"bus", "fs", "irq", "sys", "sysrq-trigger"}) {
+        const fs::path path = fs::path(c_Processes) / name;
+        Append(command, {"--ro-bind-try", path, path});
+    }
+    return command;
+}
 
 /// On machines that refuse namespaces, bubblewrap can be installed but fails.
 bool BubblewrapWorks()
@@ -29,8 +58,14 @@ bool BubblewrapWorks()
     if (!IsInstalled(u"bwrap"_s)) {
         return false;
     }
+    Command_T command = Isolated({"--ro-bind", "/", "/"});
+    command.emplace_back("true");
+    QStringList words;
+    for (const std::string& word : command) {
+        words.append(QString::fromStdString(word));
+    }
     QProcess trial;
-    trial.start(u"bwrap"_s, {u"--bind"_s, u"/"_s, u"/"_s, u"true"_s});
+    trial.start(words.takeFirst(), words);
     return trial.waitForFinished() && trial.exitStatus() == QProcess::NormalExit && trial.exitCode() == 0;
 }
 
@@ -41,39 +76,41 @@ struct RootEntry_T {
 
 /// The entries of this machine's root directory that no binding replaces. The sandbox's root is made of them,
 /// because directories such as /corvane cannot be made in the real one.
-std::vector<RootEntry_T> RootEntries(const Sandbox_T& sandbox)
+std::vector<RootEntry_T> RootEntries(const std::vector<Binding_T>& bindings)
 {
     std::vector<RootEntry_T> entries;
     // Not "/", because an emulator shows another one to programs.
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/root")) {
         const fs::path path = "/" / entry.path().filename();
         const auto replaces = [&](const Binding_T& binding) { return binding.inside == path; };
-        if (std::ranges::none_of(sandbox.bindings, replaces)) {
+        if (std::ranges::none_of(bindings, replaces)) {
             entries.push_back({path, entry.is_symlink() ? fs::read_symlink(entry.path()) : ""});
         }
     }
     return entries;
 }
 
-void Append(Command_T& command, const Command_T& words)
-{
-    command.insert(command.end(), words.begin(), words.end());
-}
-
 Command_T BubblewrapCommand(const Sandbox_T& sandbox)
 {
-    Command_T command = {"bwrap", "--die-with-parent"};
-    for (const RootEntry_T& entry : RootEntries(sandbox)) {
-        if (entry.target.empty()) {
-            Append(command, {"--bind-try", entry.path, entry.path});
-        } else {
-            Append(command, {"--symlink", entry.target, entry.path});
+    constexpr std::array<const char*, 3> c_Options = {"--ro-bind-try", "--bind-try", "--dev-bind-try"};
+    Command_T root;
+    for (const RootEntry_T& entry : RootEntries(sandbox.bindings)) {
+        if (!entry.target.empty()) {
+            Append(root, {"--symlink", entry.target, entry.path});
+        } else if (entry.path != c_Processes) {
+            Append(root, {"--ro-bind-try", entry.path, entry.path});
         }
     }
+    Command_T command = Isolated(root);
     for (const Binding_T& binding : sandbox.bindings) {
-        Append(command, {binding.isDevice ? "--dev-bind-try" : "--bind-try", binding.host, binding.inside});
+        if (binding.access == Access_T::Empty) {
+            Append(command, {"--tmpfs", binding.inside});
+        } else {
+            const char* const option = c_Options[static_cast<std::size_t>(binding.access)];
+            Append(command, {option, binding.host, binding.inside});
+        }
     }
-    Append(command, {"--chdir", sandbox.workingDirectory, "--"});
+    Append(command, {"--remount-ro", "/", "--chdir", sandbox.workingDirectory, "--"});
     return command;
 }
 
@@ -91,51 +128,101 @@ Command_T ProotCommand(const Sandbox_T& sandbox)
             Append(command, {"-b", host.string() + ":" + inside.string()});
         }
     };
+    std::vector<Binding_T> bindings = sandbox.bindings; // proot has no empty directories
+    std::erase_if(bindings, [](const Binding_T& binding) { return binding.access == Access_T::Empty; });
     fs::create_directory(root);
-    for (const RootEntry_T& entry : RootEntries(sandbox)) {
+    for (const RootEntry_T& entry : RootEntries(bindings)) {
         if (entry.target.empty()) {
             bind(entry.path, entry.path);
         } else {
             fs::create_symlink(entry.target, root / entry.path.filename());
         }
     }
-    for (const Binding_T& binding : sandbox.bindings) {
+    for (const Binding_T& binding : bindings) {
         bind(binding.host, binding.inside);
     }
     Append(command, {"-w", sandbox.workingDirectory});
     return command;
 }
 
-Command_T ToolCommand(const Sandbox_T& sandbox)
+/// The words that make the sandbox, and whether it isolates the program.
+struct Tool_T {
+    Command_T command;
+    bool isolates;
+};
+
+Tool_T ToolFor(const Sandbox_T& sandbox)
 {
     if (BubblewrapWorks()) {
-        return BubblewrapCommand(sandbox);
+        return {BubblewrapCommand(sandbox), true};
     }
-    if (IsInstalled(u"proot"_s)) {
-        return ProotCommand(sandbox);
+    if (!IsInstalled(u"proot"_s)) {
+        throw std::runtime_error("neither bwrap (with namespaces) nor proot can be used here; install "
+                                 "bubblewrap or proot");
     }
-    throw std::runtime_error(
-        "neither bwrap (with namespaces) nor proot can be used here; install bubblewrap or "
-        "proot");
+    if (!sandbox.mayBeOpen) {
+        throw std::runtime_error("bwrap cannot isolate the program here, so it could change this machine as "
+                                 "root; --no-isolation runs it nevertheless");
+    }
+    PrintError(
+        "the program is not isolated from this machine, because bwrap (with namespaces) cannot be used "
+        "here");
+    return {ProotCommand(sandbox), false};
 }
 
-/// Whether a process runs or sleeps. It can also be stopped, held by its tracer, or have ended.
-bool IsActive(int id)
+/// The connection to the supervisor.
+class CSupervisor
 {
-    std::ifstream file("/proc/" + std::to_string(id) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    return std::ranges::any_of(std::array{") R ", ") S ", ") D "},
-                               [&text](const char* state) { return text.find(state) != text.npos; });
-}
+public:
+    CSupervisor()
+    {
+        if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, m_Sockets.data()) != 0 ||
+            ::fcntl(m_Sockets[1], F_SETFD, 0) != 0) { // the supervisor inherits its end
+            throw std::system_error(errno, std::generic_category(), "socketpair");
+        }
+    }
+    CSupervisor(const CSupervisor&) = delete;
+    CSupervisor& operator=(const CSupervisor&) = delete;
+    ~CSupervisor()
+    {
+        for (const int socket : m_Sockets) {
+            ::close(socket);
+        }
+    }
 
-/// The number that a file begins with, -1 when there is none.
-int NumberIn(const fs::path& file)
-{
-    int number = -1;
-    std::ifstream(file) >> number;
-    return number;
-}
+    int Inherited() const { return m_Sockets[1]; }
+    /// Sends a signal to the program, or as soon as it has started.
+    bool Deliver(int signal) const { return SendMessage(m_Sockets[0], signal); }
+    /// Makes the program stop; returns true when the supervisor has done so. Call it until then.
+    bool Stop()
+    {
+        m_IsStopping = m_IsStopping || Deliver(SIGTSTP);
+        TakeReports();
+        m_IsStopping = m_IsStopping && !m_HasStopped;
+        return std::exchange(m_HasStopped, false);
+    }
+    void TakeReports()
+    {
+        SupervisorReport_T report{};
+        while (TakeMessage(m_Sockets[0], report) == sizeof report) {
+            m_HasStarted = true;
+            m_HasStopped = m_HasStopped || report.kind == SupervisorReport_T::Kind::Stopped;
+            if (report.kind == SupervisorReport_T::Kind::Ended) {
+                m_Status = report.status;
+            }
+        }
+    }
+    bool HasStarted() const { return m_HasStarted; }
+    /// The program's exit status.
+    std::optional<int> Status() const { return m_Status; }
+
+private:
+    std::array<int, 2> m_Sockets{};
+    bool m_IsStopping = false;
+    bool m_HasStopped = false;
+    bool m_HasStarted = false;
+    std::optional<int> m_Status;
+};
 } // namespace
 
 int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
@@ -144,12 +231,13 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     Sandbox_T whole = sandbox;
     // Neither tool passes signals on, and not each gives the exit status of a program that a signal ended. So
     // the parent of the program is one of the simulator's.
-    const fs::path supervisor = sandbox.inside / c_Supervisor;
-    whole.bindings.insert(whole.bindings.begin(), {sandbox.directory, sandbox.inside});
-    whole.bindings.push_back({Companion(c_SupervisorFile), supervisor});
-    Command_T command = ToolCommand(whole);
+    const fs::path supervisorFile = sandbox.inside / c_Supervisor;
+    whole.bindings.push_back({Companion(c_SupervisorFile), supervisorFile});
+    Tool_T tool = ToolFor(whole);
+    Command_T& command = tool.command;
+    CSupervisor supervisor;
     Append(command, EmulatorOf(whole.bindings.back().host));
-    Append(command, {supervisor, sandbox.inside / c_IdFile, sandbox.inside / c_StatusFile});
+    Append(command, {supervisorFile, std::to_string(supervisor.Inherited())});
     // Set inside, so that the tool itself runs without the preloaded library.
     command.emplace_back("env");
     for (const std::string& name : sandbox.unsetEnvironment) {
@@ -160,15 +248,11 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     }
     Append(command, program);
 
-    const auto passOn = [&](int signal, pid_t tool) {
-        // There is no id while the sandbox is being made.
-        const int id = NumberIn(sandbox.directory / c_IdFile);
-        if (id <= 0 || signal != SIGTSTP) {
-            return id > 0 && ::kill(id, signal) == 0;
+    const auto passOn = [&](int signal, pid_t started) {
+        if (!tool.isolates && signal == SIGTSTP) {
+            return ::kill(started, SIGSTOP) == 0; // before its group, because proot continues what it traces
         }
-        ::kill(tool, SIGSTOP); // first, because proot continues what it traces
-        ::kill(id, signal);
-        return !IsActive(id);
+        return signal == SIGTSTP ? supervisor.Stop() : supervisor.Deliver(signal);
     };
     for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
         if (signal != SIGTSTP) {
@@ -176,16 +260,22 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
         }
         CSignals::Stop();
     }
-    RunCommand(command, signals, {descriptors, onReadable, passOn});
-    const int status = NumberIn(sandbox.directory / c_StatusFile);
-    if (status < 0) {
-        throw std::runtime_error(
-            NumberIn(sandbox.directory / c_IdFile) < 0
-                ? "the program could not be run in the unit's file system (its tool is " + command[0] + ")"
-                : "the program ran, but its exit status is lost: something ended its parent, or no file can "
-                  "be "
-                  "written in " +
-                      sandbox.directory.parent_path().string());
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1); // a killed proot leaves processes
+    const int toolStatus = RunCommand(command, signals,
+                                      {.descriptors = descriptors,
+                                       .onReadable = [&](pid_t) { onReadable(); },
+                                       .passOn = passOn,
+                                       .hasOwnSession = true});
+    EndChildren();
+    supervisor.TakeReports();
+    if (supervisor.Status()) {
+        return *supervisor.Status();
     }
-    return status;
+    if (toolStatus == StatusOfSignal(SIGKILL) && signals.EndRequest() != 0) {
+        return toolStatus; // it did not end in time
+    }
+    throw std::runtime_error(supervisor.HasStarted()
+                                 ? "the program ran, but its exit status is lost: something ended its parent"
+                                 : "the program could not be run in the unit's file system (its tool is " +
+                                       command[0] + ")");
 }

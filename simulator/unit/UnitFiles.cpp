@@ -199,9 +199,11 @@ CUnitDirectory::CUnitDirectory()
     } while (::flock(m_Lock, LOCK_EX) == 0 && !fs::exists(m_Path / c_LockFile));
 }
 
+void CUnitDirectory::Remove() const { RemoveTree(m_Path); }
+
 CUnitDirectory::~CUnitDirectory()
 {
-    RemoveTree(m_Path);
+    Remove();
     ::close(m_Lock);
 }
 
@@ -262,5 +264,12 @@ std::function<bool()> SonarPowerOf(const UnitTrees_T& trees, const Product_T& pr
     if (powerSwitch == nullptr) {
         return [] { return true; };
     }
-    return [place = trees.Place(powerSwitch)] { return std::ifstream(place).get() == '1'; };
+    return [place = trees.Place(powerSwitch)] {
+        // The program can replace the file by a link or a pipe.
+        char digit = 0;
+        const int file = ::open(place.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        const bool isRead = file >= 0 && ::read(file, &digit, 1) == 1;
+        ::close(file);
+        return isRead && digit == '1';
+    };
 }

@@ -20,6 +20,8 @@ public:
     ~CUnitDirectory();
 
     const std::filesystem::path& Path() const { return m_Path; }
+    /// Removes the directory with everything in it. For any thread.
+    void Remove() const;
 
 private:
     std::filesystem::path m_Path;

@@ -8,6 +8,12 @@
 inline constexpr std::array<std::string_view, 3> c_UnitTrees = {"/sys/", "/corvane/", "/tmp/"};
 inline constexpr std::string_view c_PlatformVersionFile = "/VERSION";
 
+/// The unit's own /tmp.
+inline constexpr char c_Temporary[] = "/tmp";
+/// What the program sees of the unit and the simulator in place of this machine's.
+inline constexpr std::array<const char*, 6> c_UnitPlaces = {"/corvane", "/dev",      "/proc",
+                                                            "/sys",     c_Temporary, "/unit"};
+
 /// Beginnings of the unit's device nodes.
 inline constexpr std::array<std::string_view, 2> c_UnitNodes = {"/dev/LSfpga", "/dev/ttyO"};
 

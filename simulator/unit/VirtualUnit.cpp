@@ -5,22 +5,21 @@
 #include "simulator/trace/TraceWriter.h"
 #include "simulator/unit/DeviceHost.h"
 #include "simulator/unit/ProgramRun.h"
+#include "simulator/unit/RunGuard.h"
 #include "simulator/unit/RunReport.h"
 #include "simulator/unit/Sandbox.h"
 #include "simulator/unit/UnitDevices.h"
 #include "simulator/unit/UnitFiles.h"
+#include "simulator/unit/UnitSandbox.h"
 #include "tools/BoundedFile.h"
 #include "tools/Program.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <optional>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
 #include <unistd.h>
 
@@ -28,106 +27,8 @@ namespace
 {
 namespace fs = std::filesystem;
 
-/// Where the program sees the unit's directory, and its own directory.
-constexpr char c_UnitDirectory[] = "/unit";
-constexpr char c_ProgramDirectory[] = "/unit/bin";
-constexpr char c_CallLibrary[] = "/unit/call-library.so";
-constexpr char c_ProgramName[] = "sonarbench";
-
 /// Of a refusal that comes out of a replayed trace, in characters.
 constexpr std::size_t c_LongestComplaint = 400;
-
-/// Nodes of this machine that a unit has too.
-constexpr std::array<const char*, 7> c_PlainDevices = {
-    "/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty", "/dev/pts"};
-
-/// How the names of the variables begin that the program sets for its FPGA layer. A unit starts without them.
-constexpr std::array<std::string_view, 7> c_UnitVariables = {
-    "PRODUCT_ID",    "FPGA_CHANNEL_",    "QL3B_FPGA_SIZE",    "SONAR_BOARD_ID",
-    "PLATFORM_TYPE", "SOUNDER_ROOT_DIR", "KILL_MON_QLSOUNDER"};
-
-std::vector<std::string> UnitVariablesSet()
-{
-    std::vector<std::string> names;
-    for (char** pVariable = environ; *pVariable != nullptr; ++pVariable) {
-        const std::string_view variable = *pVariable;
-        const std::string_view name = variable.substr(0, variable.find('='));
-        for (const std::string_view beginning : c_UnitVariables) {
-            if (name.starts_with(beginning)) {
-                names.emplace_back(name);
-            }
-        }
-    }
-    return names;
-}
-
-std::string Variable(const char* name)
-{
-    const char* const pValue = std::getenv(name);
-    return pValue != nullptr ? pValue : "";
-}
-
-/// The files of this machine's /tmp that the run needs, although the unit has its own /tmp.
-std::vector<Binding_T> NeededTemporaryFiles(const Options_T& options, const fs::path& workingDirectory)
-{
-    std::vector<Binding_T> bindings;
-    const auto need = [&](const fs::path& path) {
-        const bool isBound = std::ranges::any_of(bindings, [&](const Binding_T& binding) {
-            return path == binding.inside || LiesBelow(path, binding.inside);
-        });
-        std::error_code isUnusable; // for a word that is not a path
-        if (LiesBelow(path, "/tmp") && !isBound && fs::exists(path, isUnusable)) {
-            bindings.push_back({path, path});
-        }
-    };
-    need(workingDirectory);
-    need(fs::absolute(options.program).lexically_normal().parent_path());
-    for (const std::string& argument : options.arguments) {
-        const fs::path path = (workingDirectory / argument).lexically_normal();
-        std::error_code isMissing;
-        need(path);
-        need(fs::canonical(path, isMissing)); // the target of a link elsewhere
-    }
-    return bindings;
-}
-
-/// Loads the library that counts the program's calls, before the one for the unit's nodes.
-void CountCalls(const CCallFaults& calls, Sandbox_T& sandbox)
-{
-    constexpr std::string_view c_Preload = "LD_PRELOAD";
-    sandbox.bindings.push_back({calls.Library(), c_CallLibrary});
-    for (auto& [name, value] : sandbox.environment) {
-        value.insert(0, name == c_Preload ? std::string(c_CallLibrary) + ":" : "");
-    }
-    for (const auto& variable : CCallFaults::Environment(c_UnitDirectory)) {
-        sandbox.environment.push_back(variable);
-    }
-}
-
-Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const CDeviceHost& host)
-{
-    Sandbox_T sandbox;
-    sandbox.directory = trees.directory;
-    sandbox.inside = c_UnitDirectory;
-    sandbox.workingDirectory = fs::current_path();
-    auto& bindings = sandbox.bindings;
-    for (const char* place : {"/corvane", "/VERSION", "/tmp", "/dev"}) {
-        bindings.push_back({trees.Place(place), place});
-    }
-    for (const char* node : c_PlainDevices) {
-        bindings.push_back({node, node, true});
-    }
-    bindings.push_back({fs::absolute(options.program), fs::path(c_ProgramDirectory) / c_ProgramName});
-    for (const Binding_T& binding : NeededTemporaryFiles(options, sandbox.workingDirectory)) {
-        bindings.push_back(binding);
-    }
-    sandbox.unsetEnvironment = UnitVariablesSet();
-    sandbox.environment = host.Environment(c_UnitDirectory);
-    sandbox.environment.emplace_back("PATH", std::string(c_ProgramDirectory) + ":" + Variable("PATH"));
-    // Otherwise a sanitized program requires its own library to be loaded first.
-    sandbox.environment.emplace_back("ASAN_OPTIONS", "verify_asan_link_order=0:" + Variable("ASAN_OPTIONS"));
-    return sandbox;
-}
 
 [[noreturn]] void Refuse(const std::string& what, int error)
 {
@@ -245,19 +146,6 @@ private:
     std::ofstream m_File;
 };
 
-/// The words that start the program in the unit.
-std::vector<std::string> ProgramCommand(const Options_T& options)
-{
-    std::vector<std::string> command = EmulatorOf(options.program);
-    if (command.empty()) {
-        command.emplace_back(c_ProgramName);
-    } else { // an emulator does not search PATH, and has an option for the name
-        command.insert(command.end(), {"-0", c_ProgramName, fs::path(c_ProgramDirectory) / c_ProgramName});
-    }
-    command.insert(command.end(), options.arguments.begin(), options.arguments.end());
-    return command;
-}
-
 /// Runs the program in the sandbox, and keeps what it prints when there is a transcript; returns its exit
 /// status.
 int RunAndKeep(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
@@ -321,6 +209,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
             }
         }
     });
+    const CRunGuard guard(signals, options.timeLimit, [&directory] { directory.Remove(); });
     const UnitTrees_T trees{directory.Path(), host.Root() / "sys"};
     WriteUnitFiles(trees, options);
     const Product_T& product = *options.product;
@@ -337,10 +226,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         }
         host.AddDevice(device.node, *device.front);
     }
-    Sandbox_T sandbox = MakeSandbox(options, trees, host);
-    if (calls) {
-        CountCalls(*calls, sandbox);
-    }
+    const Sandbox_T sandbox = MakeSandbox(options, trees, host, devices, calls ? &*calls : nullptr);
 
     // Everything that can be wrong in the user's options has been checked, so files can be overwritten now.
     traceFile.emplace("trace", options.trace);
@@ -358,6 +244,11 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     }
     run.exitStatus = RunAndKeep(sandbox, ProgramCommand(options), signals, host, transcript);
     host.Finish();
+    for (const UnitDevice_T& device : devices) {
+        if (!fs::is_symlink(host.Root() / "dev" / device.node)) {
+            run.complaints.push_back("the program removed the unit's node /dev/" + device.node);
+        }
+    }
     std::ranges::copy(faults.Untriggered(), std::back_inserter(run.complaints));
     if (const std::string difference = replay ? replay->Finish() : ""; !difference.empty()) {
         run.complaints.push_back("the program departs from the trace: " + difference);
@@ -374,5 +265,6 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         WriteRunReport(options.report, *transcript, SampleInterval(devices), signals);
     }
     reportFile->Finish();
+    run.isTimeUp = guard.IsTimeUp();
     return run;
 }

@@ -11,6 +11,7 @@ struct UnitRun_T {
     /// What the real device would not have understood, faults that were never triggered, and the first
     /// difference from the replayed trace, a line each.
     std::vector<std::string> complaints;
+    bool isTimeUp; ///< the time limit ended the run
 };
 
 /// Makes the unit, runs the program on it and removes the unit. Throws std::exception, with a message for the

@@ -18,6 +18,7 @@ const std::string c_Sound = " open=0 tcsetattr=0:set ioctl=0 poll=0 write=9 poll
 UnitRun_T Probe(CVirtualUnit unit)
 {
     return unit.Set("/sys/devices/platform/varrow/sonar_power", "1")
+        .Option("--no-isolation")
         .Option("--program", SONARBENCH_CALL_PROBE)
         .Run({"examples/../examples/short.txt"});
 }

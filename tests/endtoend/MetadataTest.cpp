@@ -9,7 +9,11 @@ namespace
 {
 UnitRun_T RunExample(const std::string& product, const std::vector<std::string>& arguments)
 {
-    return CVirtualUnit(product).Option("--program", SONARBENCH_METADATA_PING).Run(arguments);
+    return CVirtualUnit(product)
+        .Option("--no-isolation")
+        .Option("--write", arguments.front())
+        .Option("--program", SONARBENCH_METADATA_PING)
+        .Run(arguments);
 }
 
 /// The bytes with which lumetping configures a channel (the golden traces check them), followed by the FIFO's

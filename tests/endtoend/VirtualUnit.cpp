@@ -97,6 +97,12 @@ std::string UnitRun_T::Report() const
     return head == std::string::npos ? "" : output.substr(head + sizeof c_HeadEnd - 1);
 }
 
+CVirtualUnit& CVirtualUnit::Option(const std::string& name)
+{
+    m_Options.push_back(name);
+    return *this;
+}
+
 CVirtualUnit& CVirtualUnit::Option(const std::string& name, const std::string& value)
 {
     m_Options.insert(m_Options.end(), {name, value});
@@ -129,5 +135,8 @@ UnitRun_T CVirtualUnit::Run(const Words_T& arguments) const
 UnitRun_T CVirtualUnit::RunScript(const std::string& script, const Words_T& arguments) const
 {
     const TemporaryDirectory directory;
-    return CVirtualUnit(*this).Option("--program", directory.WriteProgram("program", script)).Run(arguments);
+    return CVirtualUnit(*this)
+        .Option("--no-isolation")
+        .Option("--program", directory.WriteProgram("program", script))
+        .Run(arguments);
 }

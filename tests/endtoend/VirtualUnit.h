@@ -30,6 +30,7 @@ public:
         }
     }
 
+    CVirtualUnit& Option(const std::string& name);
     CVirtualUnit& Option(const std::string& name, const std::string& value);
     CVirtualUnit& Set(const std::string& file, const std::string& value)
     {
@@ -50,7 +51,7 @@ public:
 
     /// Runs sonarbench on the unit. Arguments may hold any byte but zero.
     UnitRun_T Run(const Words_T& arguments) const;
-    /// Runs a shell script on the unit.
+    /// Runs a shell script on the unit, isolated from this machine where it permits that.
     UnitRun_T RunScript(const std::string& script, const Words_T& arguments = {}) const;
 
 private:

@@ -1,0 +1,171 @@
+#include "tests/endtoend/VirtualUnit.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using testing::AnyOf;
+using testing::HasSubstr;
+
+namespace
+{
+namespace fs = std::filesystem;
+
+int StatusOf(const std::string& command) { return WEXITSTATUS(std::system(command.c_str())); }
+
+/// Whether this machine permits the namespaces that isolate a program.
+bool HasNamespaces()
+{
+    return StatusOf("bwrap --unshare-pid --as-pid-1 --unshare-net --unshare-ipc --unshare-uts --cap-drop ALL "
+                    "--ro-bind / / --proc /proc true 2>/dev/null") == 0;
+}
+} // namespace
+
+// Each row is one of docs/hostile-inputs.md, tried by a program in the unit.
+TEST(Sandbox, ProtectsTheMachineFromTheProgram)
+{
+    if (!HasNamespaces()) {
+        GTEST_SKIP() << "this machine refuses the namespaces that isolate a program";
+    }
+    const TemporaryDirectory host;
+    const TemporaryDirectory writable;
+    const TemporaryDirectory work;
+    host.Write("secret", "secret\n");
+    work.Write("table", "readable\n");
+    const std::string id = std::to_string(::getpid());
+    // $1: a directory below this machine's /tmp, $2: one for --write, $3: this process
+    const std::pair<const char*, const char*> refused[] = {
+        {"read another /tmp file", "cat $HOST/secret"},
+        {"read another /tmp file by /proc", "cat /proc/1/root$HOST/secret /proc/$ID/root$HOST/secret"},
+        {"see what is in /root, /home, /run and /var/tmp",
+         "ls -A /root /home /run /var/tmp | grep -v :$ | grep ."},
+        {"write into the working directory", "echo x >table"},
+        {"remove from the working directory", "rm -f table; [ ! -e table ]"},
+        {"write next to the simulator", "echo x >" SONARBENCH_SIM "-x"},
+        {"write a file of the machine", "echo x >/etc/sonarbench-x"},
+        {"make a directory in the root", "mkdir /sonarbench-x"},
+        {"write a setting of the kernel", "cat /proc/sys/vm/swappiness >/proc/sys/vm/swappiness"},
+        {"see a process of the machine", "[ \"$(ls -d /proc/[0-9]* | wc -l)\" -gt 6 ]"},
+        {"signal a process of the machine", "kill -0 $ID"},
+        {"end the supervisor", "kill -KILL 1; kill -STOP 1; sleep 0.05; grep -q 'State:.T' /proc/1/status"},
+        {"trace a process of the machine", "cat /proc/$ID/mem /proc/$ID/environ"},
+        {"mount", "mount -t tmpfs none /tmp"},
+        {"unmount", "umount /root"},
+        {"make a device node", "mknod /tmp/node c 1 3"},
+        {"see a network device", "grep -v lo: /proc/net/dev | grep :"},
+        {"gain rights", "grep Cap[PE] /proc/self/status | grep '[1-9a-f]$'"},
+        {"see another terminal",
+         "ls /dev/pts | grep -vx \"$(basename \"$(readlink /unit/*/dev/LSfpga0)\")\""},
+        {"open the terminal of the caller", ": </dev/tty"},
+    };
+    const std::pair<const char*, const char*> permitted[] = {
+        {"read the working directory", "[ \"$(cat table)\" = readable ]"},
+        {"write a directory of --write", "echo written >$WRITE/file && [ -s $WRITE/file ]"},
+        {"write its own /tmp", "echo x >/tmp/x && [ -s /tmp/x ]"},
+        {"write a file of the unit", "echo x >/corvane/Config/SerialNumber"},
+        {"write a null device", "echo x >/dev/null"},
+        {"see itself", "[ -d /proc/$$ ] && [ -d /proc/self/task ]"},
+    };
+    std::string script = "HOST=" + host.Path() + " WRITE=" + writable.Path() + " ID=" + id + "\n";
+    for (const auto& [what, attempt] : refused) {
+        script += "(" + std::string(attempt) + ") >/dev/null 2>&1 && echo 'can " + what + "'\n";
+    }
+    for (const auto& [what, attempt] : permitted) {
+        script += "(" + std::string(attempt) + ") >/dev/null 2>&1 || echo 'cannot " + what + "'\n";
+    }
+    const std::string program = work.WriteProgram("program", script + "echo tried\n");
+    const std::string out = host.Path("out");
+    EXPECT_EQ(StatusOf("cd " + work.Path() + " && " SONARBENCH_SIM " --program ./program --write " +
+                       writable.Path() + " >" + out + " 2>&1"),
+              0);
+    EXPECT_EQ(host.Read("out"), "tried\n");
+    EXPECT_EQ(host.Read("secret"), "secret\n");
+    EXPECT_EQ(work.Read("table"), "readable\n");
+    EXPECT_EQ(writable.Read("file"), "written\n");
+}
+
+TEST(Sandbox, RootMustAskForAProgramThatCannotBeIsolated)
+{
+    const TemporaryDirectory tools;
+    tools.WriteProgram("bwrap", "exit 1\n");
+    const std::string program = tools.WriteProgram("program", "echo started\n");
+    const std::string run = "PATH=" + tools.Path() + ":$PATH " SONARBENCH_SIM " --program " + program;
+    const std::string out = " >" + tools.Path("out") + " 2>&1";
+    if (::geteuid() == 0) {
+        EXPECT_EQ(StatusOf(run + out), 3);
+        EXPECT_THAT(tools.Read("out"), HasSubstr("--no-isolation"));
+    }
+    EXPECT_EQ(StatusOf(run + " --no-isolation" + out), 0);
+    EXPECT_THAT(tools.Read("out"),
+                HasSubstr("sonarbench-sim: the program is not isolated from this machine"));
+    EXPECT_THAT(tools.Read("out"), HasSubstr("started\n"));
+}
+
+TEST(Sandbox, ADirectoryOfTheUnitCannotBeOpenedForWriting)
+{
+    for (const char* directory :
+         {"/", "//", "/tmp", "/tmp/.", "/dev", "/proc/self", "/sys", "/nowhere", "/etc/passwd"}) {
+        EXPECT_EQ(StatusOf(SONARBENCH_SIM " --write " + std::string(directory) + " sensepin 2>/dev/null"), 2)
+            << directory;
+    }
+}
+
+TEST(Sandbox, AProgramThatRemovesItsUnitFailsTheRun)
+{
+    const TemporaryDirectory directory;
+    const auto run = CVirtualUnit()
+                         .Option("--keep", directory.Path("unit"))
+                         .Option("--report", directory.Path("page"))
+                         .RunScript("rm -rf /unit /corvane /VERSION /tmp /dev 2>/dev/null\necho removed");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.output, "removed\n");
+    EXPECT_THAT(run.errors, HasSubstr("sonarbench-sim: the program removed the unit's node /dev/LSfpga0\n"));
+}
+
+TEST(Sandbox, ARequestToEndAndATimeLimitEndEveryRunAndRemoveTheUnit)
+{
+    const TemporaryDirectory files;
+    const std::string pipe = files.Path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const TemporaryDirectory marks;
+    const std::string begin = ": >" + marks.Path("begun") + "\n";
+    const auto program = [&](const std::string& name, const std::string& script) {
+        return "--no-isolation --write " + marks.Path() + " --program " + files.WriteProgram(name, script);
+    };
+    const std::string hasBegun = "until [ -e " + marks.Path("begun") + " ]; do sleep 0.01; done";
+    const std::string isWaiting = "sleep 0.3"; // usually; the result is the same before
+    const std::tuple<std::string, std::string, int, bool> cases[] = {
+        {program("sleeping", begin + "sleep 100\n"), hasBegun, 128 + SIGTERM, true},
+        {program("deaf", "trap : TERM\n" + begin + "while :; do sleep 1; done\n"), hasBegun, 128 + SIGKILL,
+         true},
+        {program("stopped", begin + "kill -STOP $$\n"), hasBegun, 128 + SIGKILL, true},
+        {"--copy /VERSION=" + pipe, isWaiting, 128 + SIGTERM, true},
+        {"--report " + files.Path("page") + " " + program("endless", "while :; do echo line; done\n") +
+             " 3<>" + pipe + " >&3", // which nobody reads
+         isWaiting, 128 + SIGTERM, true},
+        {"--scene " + pipe, isWaiting, 128 + SIGTERM, false},
+    };
+    for (const auto& [options, wait, status, hasLimit] : cases) {
+        const TemporaryDirectory left;
+        const std::string start = "exec >/dev/null 2>" + files.Path("errors") +
+                                  "; export TMPDIR=" + left.Path() + "; " SONARBENCH_SIM " " + options;
+        const auto run = [](const std::string& commands) {
+            return StatusOf("timeout -s KILL 60 bash -c '" + commands + "'");
+        };
+        // On a slow machine the simulator may end before it sees how the program ended.
+        EXPECT_THAT(run(start + " sensepin & " + wait + "; kill -TERM $!; wait $!"),
+                    AnyOf(status, 128 + SIGTERM))
+            << options;
+        EXPECT_TRUE(fs::is_empty(left.Path())) << options;
+        fs::remove(marks.Path("begun"));
+        if (hasLimit) {
+            EXPECT_EQ(run(start + " --time-limit 1 sensepin"), 124) << options;
+            EXPECT_EQ(files.Read("errors"), "sonarbench-sim: the time limit ended the run\n") << options;
+            EXPECT_TRUE(fs::is_empty(left.Path())) << options;
+        }
+    }
+}
