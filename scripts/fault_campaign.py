@@ -19,11 +19,13 @@ SIMULATOR = "build/release/bin/sonarbench-sim"
 TABLE = pathlib.Path("docs/faults.md")
 BEGIN, END = "<!-- written by scripts/fault-campaign: begin -->\n", "<!-- written by scripts/fault-campaign: end -->\n"
 
+# A slow reply takes real time, minutes on a serial line, and otherwise the same course as a reply in pieces.
+NOT_PLAYED = {"slow": []}
 # The values of the kinds that take one.
-VALUES = {"ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"], "VALUE": ["0", "255"]}
+VALUES = {"ERRNO": ["EIO", "EAGAIN", "EINTR", "ENODEV", "ENOSPC"], "VALUE": ["0", "255"]} | NOT_PLAYED
 # For the slice: one product for each link and firmware behaviour.
 SLICE_PRODUCTS = ["QL4K", "QL6M", "QL1A", "Varrow", "LumetV2", "HY05"]
-SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]}
+SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]} | NOT_PLAYED
 
 
 def clean_run(case):
