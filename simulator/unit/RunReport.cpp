@@ -19,8 +19,8 @@ namespace
 namespace fs = std::filesystem;
 
 constexpr char c_Reader[] = "sonarbench-station";
-/// From this exit status on the reader has failed, except with the one for runs without a verdict. The reader
-/// has the same numbers.
+/// sonarbench-station has failed if it exits with this status or above, except with the one for runs that it
+/// cannot judge.
 constexpr int c_ReaderFailed = 2;
 constexpr int c_NotJudged = 3;
 
@@ -111,13 +111,17 @@ void CStreamCopy::Drain()
 
 void CStreamCopy::Break()
 {
-    // The program's writes fail once no descriptor can read the pipe. RunCommand() still waits for the number
-    // of the descriptor, so it becomes one that never has input.
-    const int silent = ::eventfd(0, 0);
-    Check(silent);
-    Check(::dup3(silent, m_Read, O_CLOEXEC));
+    // The program's writes fail once nobody can read the pipe. RunCommand() still polls this descriptor, so
+    // it becomes one that never has input.
+    const int silent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (silent < 0) {
+        m_Failure = errno;
+        return;
+    }
+    if (::dup3(silent, m_Read, O_CLOEXEC) < 0) {
+        m_Failure = errno;
+    }
     ::close(silent);
-    Check(::fcntl(m_Read, F_SETFL, O_NONBLOCK));
 }
 
 CTranscript::CTranscript(const fs::path& file)

@@ -59,15 +59,22 @@ constexpr char c_KillScript[] = "#!/bin/sh\necho stopped > /tmp/sounder_state\n"
     throw std::system_error(error, std::generic_category(), what);
 }
 
-/// Throws std::system_error, which names nothing of this machine.
-void WriteFile(const fs::path& place, std::string_view contents)
+/// Throws std::system_error with the file's name in the unit, and not on this machine.
+[[noreturn]] void RefuseFile(const std::error_code& error, const fs::path& unitFile)
 {
-    fs::create_directories(place.parent_path());
+    Refuse(error.value(), "the unit's file " + unitFile.string());
+}
+
+/// Throws as RefuseFile().
+void WriteFile(const fs::path& place, const fs::path& unitFile, std::string_view contents)
+{
+    std::error_code error;
+    fs::create_directories(place.parent_path(), error);
     std::ofstream file(place, std::ios::binary | std::ios::trunc);
     file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
     file.close();
     if (!file) {
-        Refuse(errno, "");
+        RefuseFile(error ? error : std::error_code(errno, std::generic_category()), unitFile);
     }
 }
 
@@ -140,14 +147,14 @@ void MakeChange(const fs::path& place, const FileChange_T& change)
     } else if (change.kind == FileChange_T::Kind::Copy) {
         contents = ReadBounded(change.value, c_MostCopied);
     }
-    try {
-        if (change.kind == FileChange_T::Kind::Remove) {
-            fs::remove_all(place);
-        } else {
-            WriteFile(place, contents);
-        }
-    } catch (const std::system_error& error) {
-        throw std::system_error(error.code(), "the unit's file " + change.file.string());
+    if (change.kind != FileChange_T::Kind::Remove) {
+        WriteFile(place, change.file, contents);
+        return;
+    }
+    std::error_code error;
+    fs::remove_all(place, error);
+    if (error) {
+        RefuseFile(error, change.file);
     }
 }
 
@@ -248,7 +255,7 @@ void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options)
     fs::create_directories(trees.Place(options.product->firmware.directory));
     for (const UnitFile_T& file : FactoryFiles(*options.product, options.firmwareVersion)) {
         const fs::path place = trees.Place(file.path);
-        WriteFile(place, file.contents);
+        WriteFile(place, file.path, file.contents);
         if (file.isScript) {
             fs::permissions(place, fs::perms::owner_exec, fs::perm_options::add);
         }

@@ -16,10 +16,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <optional>
 #include <stdexcept>
+#include <sys/mman.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -33,6 +36,33 @@ constexpr std::size_t c_LongestComplaint = 400;
 [[noreturn]] void Refuse(const std::string& what, int error)
 {
     throw std::system_error(error, std::generic_category(), what);
+}
+
+/// Refuses a run for which too little is left: the mock library would abort, with the unit's directory left.
+void CheckResources()
+{
+    constexpr std::size_t c_Terminals = 4;
+    constexpr std::size_t c_Descriptors = 64;
+    constexpr std::size_t c_AddressSpace = std::size_t{128} << 20;
+    std::vector<CDescriptor> taken;
+    while (taken.size() < c_Terminals) {
+        taken.emplace_back(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+        if (taken.back().Get() < 0) {
+            Refuse("a run needs 4 pseudo-terminals", errno);
+        }
+    }
+    while (taken.size() < c_Descriptors) {
+        taken.emplace_back(::fcntl(taken.front().Get(), F_DUPFD_CLOEXEC, 0));
+        if (taken.back().Get() < 0) {
+            Refuse("a run needs 64 file descriptors", errno);
+        }
+    }
+    void* const space =
+        ::mmap(nullptr, c_AddressSpace, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (space == MAP_FAILED) {
+        Refuse("a run needs 128 MiB of address space", errno);
+    }
+    ::munmap(space, c_AddressSpace);
 }
 
 void CheckProgram(const fs::path& program)
@@ -180,6 +210,7 @@ double SampleInterval(const std::vector<UnitDevice_T>& devices)
 
 UnitRun_T RunOnVirtualUnit(const Options_T& options)
 {
+    CheckResources();
     CheckProgram(options.program);
     // While signals still end the process, because a pipe can keep this waiting.
     const Scene_T scene = options.scene.empty() ? Scene_T{} : ReadScene(options.scene);

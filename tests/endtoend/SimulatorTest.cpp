@@ -85,6 +85,27 @@ TEST(Simulator, AWrongCommandLineEndsWith2AndAFailureWith3)
     }
 }
 
+TEST(Simulator, NamesTheResourceThatIsMissingAndLeavesNothing)
+{
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {"-n 6", "a run needs 4 pseudo-terminals: Too many open files\n"},
+        {"-n 16", "a run needs 64 file descriptors: Too many open files\n"},
+    };
+#ifndef __SANITIZE_ADDRESS__ // which needs terabytes
+    cases.emplace_back("-v 120000", "a run needs 128 MiB of address space: Cannot allocate memory\n");
+#endif
+    const TemporaryDirectory directory;
+    const TemporaryDirectory left;
+    for (const auto& [limit, text] : cases) {
+        EXPECT_EQ(StatusOf("export TMPDIR=" + left.Path() + "; ulimit " + limit +
+                           "; " SONARBENCH_SIM " sensepin 2>" + directory.Path("err")),
+                  3)
+            << limit;
+        EXPECT_EQ(directory.Read("err"), "sonarbench-sim: " + text);
+        EXPECT_TRUE(std::filesystem::is_empty(left.Path())) << limit;
+    }
+}
+
 TEST(Simulator, MisplacedOptionsAndMisspeltCommandsAreRefused)
 {
     const auto run = [](const std::string& words) {
