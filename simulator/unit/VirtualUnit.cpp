@@ -58,6 +58,7 @@ void CheckResources()
         }
     }
     void* const space =
+        // cppcheck-suppress invalidFunctionArg ; -1 is right for memory without a file
         ::mmap(nullptr, c_AddressSpace, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (space == MAP_FAILED) {
         Refuse("a run needs 128 MiB of address space", errno);
