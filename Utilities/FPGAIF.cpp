@@ -43,13 +43,18 @@ constexpr unsigned int c_VariantWithAdcs = 8;
 /// Length of a part number; what follows it in the unit's identity does not count.
 constexpr std::size_t c_PartNumberLength = 6;
 
-/// Whether the unit's identity is the model's part number. An unset variable matches nothing.
-bool Matches(IOSSFactory& factory, const Model_T& model)
+/// The model whose part number is the unit's identity; null if there is none. An unset variable matches
+/// nothing.
+const Model_T* FindModel(IOSSFactory& factory)
 {
-    const char* identity = factory.GetEnv("PRODUCT_ID");
-    const char* partNumber = factory.GetEnv(model.variable);
-    return identity != nullptr && partNumber != nullptr &&
-           std::strncmp(identity, partNumber, c_PartNumberLength) == 0;
+    const char* const identity = factory.GetEnv("PRODUCT_ID");
+    const auto matches = [&](const Model_T& model) {
+        const char* const partNumber = factory.GetEnv(model.variable);
+        return partNumber != nullptr && std::strncmp(identity, partNumber, c_PartNumberLength) == 0;
+    };
+    const auto* const pModel =
+        identity != nullptr ? std::ranges::find_if(c_Models, matches) : std::end(c_Models);
+    return pModel != std::end(c_Models) ? pModel : nullptr;
 }
 
 std::string DevicePath(IOSSFactory& factory, LSChannel_T channel)
@@ -84,9 +89,7 @@ std::optional<TSQEventCode_T> Ask(Transport* pTransport, Operation operation, Ar
 CFPGAIF::CFPGAIF(IOSSFactory* pFactory, XdcrElementIndex_T element) : m_pFactory(pFactory)
 {
     assert(pFactory && "No Factory Passed to CFPGAIF");
-    const auto* const pModel = std::ranges::find_if(
-        c_Models, [pFactory](const Model_T& model) { return Matches(*pFactory, model); });
-    if (pModel != std::end(c_Models)) {
+    if (const Model_T* const pModel = FindModel(*pFactory); pModel != nullptr) {
         m_InterfaceType = pModel->type;
         m_LumetVariant = pModel->lumetVariant;
     }

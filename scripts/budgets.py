@@ -261,7 +261,7 @@ def main():
     measure_samples()
     measure_commands()
     row("sonarbench: bytes when stripped", stripped_size(PROGRAM), 320 * KIB)
-    row("sonarbench-sim: bytes when stripped", stripped_size(SIMULATOR), 640 * KIB)
+    row("sonarbench-sim: bytes when stripped", stripped_size(SIMULATOR), 720 * KIB)
 
 
 if __name__ == "__main__":
