@@ -73,7 +73,7 @@ constexpr Product_T c_Products[] = {
      .productId = "PRODUCT_ID=N41004", .setup = Setup::Full, .power = SonarPower::Varrow, .link = Link::Uart,
      .firmware = {.directory = c_ModuleFirmware, .pattern = "QL2A*.bin"}, .stopsSounder = true},
 
-    // Three boards of one module. Their identity files are the same; the board reading tells them apart.
+    // Three boards of one module. Their identity files are the same; the board reading distinguishes them.
     {.code = 17, .name = "QL4K", .identityFile = IdentityFile::Varrow, .identities = {"QL3B\n"},
      .board = {362, 618}, .productId = "PRODUCT_ID=N41005", .setup = Setup::Full, .power = SonarPower::Varrow,
      .link = Link::CorSpi, .firmware = {.directory = c_ModuleFirmware, .pattern = "QL4K_5K_A2_*"},

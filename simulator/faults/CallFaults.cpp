@@ -22,7 +22,7 @@ void Check(const std::ios& file, const fs::path& path)
 } // namespace
 
 CCallFaults::CCallFaults(const fs::path& directory, CFaultPlan& faults)
-    : m_Library(Companion(c_LibraryFile)), m_Faults(faults)
+    : m_Library(HelperFile(c_LibraryFile)), m_Faults(faults)
 {
     const fs::path planFile = directory / c_PlanFile;
     std::ofstream plan(planFile);
@@ -35,12 +35,12 @@ CCallFaults::CCallFaults(const fs::path& directory, CFaultPlan& faults)
     std::ofstream(logFile).close();
     m_Log.open(logFile);
     Check(m_Log, logFile);
-    m_Faults.SetCallLog([this] { TakeLog(); });
+    m_Faults.SetLogReader([this] { TakeLog(); });
 }
 
 CCallFaults::~CCallFaults()
 {
-    m_Faults.SetCallLog([] {});
+    m_Faults.SetLogReader([] {});
 }
 
 std::vector<std::pair<std::string, std::string>> CCallFaults::Environment(const fs::path& insideDirectory)

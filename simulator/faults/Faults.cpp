@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-std::vector<Fault_T> CFaultPlan::Next(FaultOperation_T operation)
+std::vector<Fault_T> CFaultPlan::CountAndMatch(FaultOperation_T operation)
 {
     const std::size_t count = ++m_Counts[static_cast<std::size_t>(operation)];
     std::vector<Fault_T> due;
@@ -32,14 +32,14 @@ void CFaultPlan::Trigger(std::string_view specification)
 
 bool CFaultPlan::ExplainsRefusals() const
 {
-    m_ReadCallLog();
+    m_LogReader();
     return std::ranges::any_of(
         m_Faults, [](const Fault_T& fault) { return fault.wasTriggered && fault.kind->explainsRefusals; });
 }
 
 std::vector<std::string> CFaultPlan::Untriggered() const
 {
-    m_ReadCallLog();
+    m_LogReader();
     std::vector<std::string> lines;
     for (const Fault_T& fault : m_Faults) {
         if (fault.wasTriggered) {
@@ -57,7 +57,7 @@ std::vector<std::string> CFaultPlan::Untriggered() const
 
 std::string CFaultPlan::Counts() const
 {
-    m_ReadCallLog();
+    m_LogReader();
     std::string text;
     for (std::size_t i = 0; i < m_Counts.size(); ++i) {
         text.append(c_FaultOperationNames[i]).append(" ").append(std::to_string(m_Counts[i])).append("\n");
@@ -67,7 +67,7 @@ std::string CFaultPlan::Counts() const
 
 void CFaultyDevice::Play(FaultOperation_T operation, FaultTarget_T& target)
 {
-    for (const Fault_T& fault : m_Plan.Next(operation)) {
+    for (const Fault_T& fault : m_Plan.CountAndMatch(operation)) {
         fault.kind->play(target, fault.value);
         AppendMeaning(target.outcome.meaning, "fault " + fault.specification);
         AppendMeaning(target.outcome.replyMeaning, "fault " + fault.specification);

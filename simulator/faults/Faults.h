@@ -16,7 +16,7 @@ public:
     explicit CFaultPlan(std::vector<Fault_T> faults) : m_Faults(std::move(faults)) {}
 
     /// Counts an operation and returns its faults, in the order given.
-    std::vector<Fault_T> Next(FaultOperation_T operation);
+    std::vector<Fault_T> CountAndMatch(FaultOperation_T operation);
 
     /// The faults that are played where the program calls the system, in the order given.
     std::vector<Fault_T> OfCalls() const;
@@ -26,7 +26,7 @@ public:
     void Trigger(std::string_view specification);
     /// Sets the function that reads new lines of the preloaded library's log and reports them by the two
     /// functions above. Each function below calls it first.
-    void SetCallLog(std::function<void()> read) { m_ReadCallLog = std::move(read); }
+    void SetLogReader(std::function<void()> read) { m_LogReader = std::move(read); }
 
     /// Whether a fault was played that leaves a device without what the program asked for: the device may
     /// refuse what follows.
@@ -41,7 +41,7 @@ public:
 private:
     std::vector<Fault_T> m_Faults;
     std::array<std::size_t, c_FaultOperationNames.size()> m_Counts{};
-    std::function<void()> m_ReadCallLog = [] {};
+    std::function<void()> m_LogReader = [] {};
 };
 
 /// A device with the faults of a plan in front of it; both must outlive it. The meaning of an outcome names

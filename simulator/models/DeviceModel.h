@@ -83,6 +83,6 @@ public:
 
     /// Whether the node is a serial line, which begins with the settings of an interactive terminal.
     virtual bool IsSerialLine() const { return false; }
-    /// Tells a serial line its present settings; called before each operation and before TakeUnasked().
+    /// Gives a serial line its present settings; called before each operation and before TakeUnasked().
     virtual void SetLine(const termios&) {}
 };

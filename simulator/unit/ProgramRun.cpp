@@ -97,7 +97,7 @@ private:
 
 } // namespace
 
-std::filesystem::path Companion(const char* name)
+std::filesystem::path HelperFile(const char* name)
 {
     constexpr std::array<const char*, 2> c_Places = {".", SONARBENCH_LIBRARY_FROM_PROGRAMS};
     const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();

@@ -10,7 +10,7 @@
 
 /// A file of the simulator by its name, next to the simulator's program or, if installed, in the library
 /// directory. Throws std::runtime_error when it is missing.
-std::filesystem::path Companion(const char* name);
+std::filesystem::path HelperFile(const char* name);
 
 /// Whether the simulator itself runs under an emulator, whose command is in the variable SONARBENCH_EMULATOR.
 bool IsEmulated();

@@ -166,7 +166,7 @@ void WriteRunReport(const fs::path& page, const CTranscript& transcript, double 
     const fs::path& file = transcript.File();
     // The page shows the transcript's name as it is given here.
     std::vector<std::string> command = {"env", "-C", file.parent_path()};
-    const fs::path reader = Companion(c_Reader);
+    const fs::path reader = HelperFile(c_Reader);
     std::ranges::copy(EmulatorOf(reader), std::back_inserter(command));
     command.insert(command.end(), {reader, "report", "--html", fs::absolute(page)});
     if (sampleInterval > 0) {

@@ -232,7 +232,7 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     // Neither tool passes signals on, and not each gives the exit status of a program that a signal ended. So
     // the parent of the program is one of the simulator's.
     const fs::path supervisorFile = sandbox.inside / c_Supervisor;
-    whole.bindings.push_back({Companion(c_SupervisorFile), supervisorFile});
+    whole.bindings.push_back({HelperFile(c_SupervisorFile), supervisorFile});
     Tool_T tool = ToolFor(whole);
     Command_T& command = tool.command;
     CSupervisor supervisor;

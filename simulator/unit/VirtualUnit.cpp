@@ -109,10 +109,10 @@ void KeepFiles(const UnitTrees_T& trees, const fs::path& target)
 
 /// A file that the user asked for; none when its path is empty. An existing file keeps its contents until
 /// Begin(). A new one is removed unless Finish() is called. Errors name the file.
-class CResult
+class CRequestedFile
 {
 public:
-    CResult(const char* what, fs::path path)
+    CRequestedFile(const char* what, fs::path path)
         : m_What(std::string("cannot write the ") + what + " " + path.string()), m_Path(std::move(path))
     {
         std::error_code ignored;
@@ -125,9 +125,9 @@ public:
         }
         Check();
     }
-    CResult(const CResult&) = delete;
-    CResult& operator=(const CResult&) = delete;
-    ~CResult()
+    CRequestedFile(const CRequestedFile&) = delete;
+    CRequestedFile& operator=(const CRequestedFile&) = delete;
+    ~CRequestedFile()
     {
         if (m_IsNew) {
             std::error_code ignored;
@@ -223,7 +223,8 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         calls.emplace(directory.Path(), faults);
     }
     UnitRun_T run{};
-    std::optional<CResult> traceFile, countsFile, reportFile; // the host uses the trace until it is gone
+    std::optional<CRequestedFile> traceFile, countsFile,
+        reportFile; // the host uses the trace until it is gone
     std::optional<CTraceWriter> trace;
     std::optional<CReplay> replay;
     if (options.replay) {

@@ -121,7 +121,7 @@ bool IsAllowed(const CommandText_T& row, unsigned int evidence)
     return (evidence & ~(row.required | row.allowed | c_Stops)) == 0;
 }
 
-bool CanStandAbove(std::string_view command, unsigned int evidence)
+bool CanComeBefore(std::string_view command, unsigned int evidence)
 {
     const CommandText_T* const row = TextOf(command);
     return row == nullptr ? (evidence & ~c_Stops) == 0 : IsAllowed(*row, evidence);

@@ -51,4 +51,4 @@ const CommandText_T* TextOf(std::string_view command);
 bool IsAllowed(const CommandText_T& row, unsigned int evidence);
 
 /// Whether this command can have printed the lines above its report; if not, they are another run's.
-bool CanStandAbove(std::string_view command, unsigned int evidence);
+bool CanComeBefore(std::string_view command, unsigned int evidence);

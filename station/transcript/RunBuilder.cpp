@@ -129,7 +129,7 @@ void CRunBuilder::LeaveAboveHeader()
     Run_T report;
     report.commandLine = m_Run.commandLine;
     report.SplitCommandLine();
-    if (CanStandAbove(report.command, m_Run.facts.evidence)) {
+    if (CanComeBefore(report.command, m_Run.facts.evidence)) {
         return;
     }
     const std::uint64_t claimed = m_Run.claimedCount - m_Header.claimed;

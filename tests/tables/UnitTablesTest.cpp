@@ -164,7 +164,7 @@ TEST(Tables, EachFaultIsTestedAndDescribed)
                           {{"packaging/man/sonarbench-sim.1", "an item with the words of --help", inManual},
                            {"tests/simulator/FaultsTest.cpp or tests/endtoend/CallFaultsTest.cpp",
                             "its effect", tested, true}});
-    // What stands for a value is played, and offered, as values.
+    // A kind that takes a value is played, and offered, with values.
     const std::string campaign = Source("scripts/fault_campaign.py");
     ExpectKnownEverywhere("kind of fault with a value", table, RowsOf(values),
                           {{"scripts/fault_campaign.py", "values in VALUES",

@@ -23,7 +23,7 @@ struct ModelFactory : ScriptedFactory {
 
 TEST(Facade, RecognizesModelsByTheirPartNumber)
 {
-    // The models that no command tells apart.
+    // The models that no command distinguishes.
     const std::tuple<const char*, unsigned, unsigned> cases[] = {{"LUMETV3", 1, 4},   {"LUMETV4", 1, 3},
                                                                  {"LUMETV5", 1, 0},   {"LUMETV7", 1, 6},
                                                                  {"TESSFINV1", 1, 7}, {"Pk4", 2, 0}};
