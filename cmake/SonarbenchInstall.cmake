@@ -43,6 +43,7 @@ if(SONARBENCH_SIMULATOR)
   install(FILES packaging/completion/sonarbench DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           COMPONENT tools)
   sonarbench_install_completion(sonarbench-sim)
+  install(FILES simulator/scene.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonarbench COMPONENT tools)
 
   install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
   install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools

@@ -14,14 +14,19 @@ void CheckRange(double value, double low, double high)
 
 void Check(const Scene_T& scene)
 {
-    CheckRange(scene.bottomDepth, 0.5, 1000);
-    CheckRange(scene.bottomStrength, -60, 0);
+    const Bottom_T bottom = scene.bottom.value_or(Bottom_T{.depth = 1000});
+    CheckRange(bottom.depth, 0.5, 1000);
+    CheckRange(bottom.strength, -60, 0);
     CheckRange(scene.waterTemperature, -5, 50);
     CheckRange(scene.waterSpeed, 0, 30);
     CheckRange(scene.noise, 0, 10000);
+    CheckRange(scene.unit.interferenceFrequency, 1, 10000);
+    for (const Defect_T& defect : scene.unit.defects) {
+        CheckRange(defect.severity, defect.kind->low, defect.kind->high);
+    }
     Require(scene.fish.size() <= 100, "a scene has at most 100 fish");
     for (const Fish_T& fish : scene.fish) {
-        CheckRange(fish.depth, 0.5, scene.bottomDepth);
+        CheckRange(fish.depth, 0.5, bottom.depth);
         CheckRange(fish.strength, -80, 0);
         CheckRange(fish.offset, -100, 100);
         CheckRange(fish.drift, -10, 10);

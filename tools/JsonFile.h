@@ -21,6 +21,7 @@ public:
     const std::vector<CJsonValue>& Members() const; ///< of an object, in the file's order
     const std::vector<CJsonValue>& Elements() const;
     double Number(double low, double high, bool isWhole = false) const;
+    bool IsNull() const { return m_Value.isNull(); }
 
     /// The key of a member; otherwise empty.
     const std::string& Key() const { return m_Key; }

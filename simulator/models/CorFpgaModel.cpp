@@ -21,7 +21,6 @@ constexpr std::uint8_t c_CommandPing = 0x01;
 constexpr std::uint8_t c_CommandIdentify = 0x7C;
 
 constexpr std::size_t c_SampleCountUnit = 16;
-constexpr std::size_t c_SampleWidth = 2;
 constexpr double c_FrontEndDivisor = 128;
 constexpr double c_ClocksPerChirpEntry = 16;
 constexpr double c_TuningWordRange = 4294967296.0;
@@ -95,9 +94,7 @@ std::string CCorFpgaModel::Command(std::uint8_t command)
                                       .frequency =
                                           Value(c_CentreFrequency, 4) * m_ClockHz / c_TuningWordRange,
                                       .pulse = Value(c_ChirpLength, 2) * c_ClocksPerChirpEntry / m_ClockHz};
-        effect += FirePing(c_FifoData, settings, [](Bytes_T& data, std::uint16_t sample) {
-            PutLittleEndian(data, sample, c_SampleWidth);
-        });
+        effect += FirePing(c_FifoData, settings);
     }
     return effect;
 }

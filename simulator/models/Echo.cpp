@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <utility>
 
 namespace
@@ -24,6 +25,10 @@ constexpr double c_HardTail = 2.0;
 constexpr double c_SoftestBottom = -60;
 constexpr double c_BottomRoughness = 0.6;
 
+/// The band of the transducer, as a part of its frequency: half of the power is lost at its edges.
+constexpr double c_TransducerBand = 0.2;
+constexpr double c_HighestBandLoss = 40; // dB
+
 /// Where an echo is cut off, in units of its decay. Full scale has fallen below one sample unit by then.
 constexpr double c_DecaysKept = 12;
 
@@ -34,14 +39,26 @@ double Absorption(double frequency)
     return (0.11 * squared / (1 + squared) + 44 * squared / (4100 + squared) + 2.75e-4 * squared + 0.003) /
            1000;
 }
+
+/// A sample of 8 bits.
+std::uint16_t ByteSample(std::uint16_t sample)
+{
+    constexpr double c_ByteFullScale = 255;
+    return static_cast<std::uint16_t>(std::lround(c_ByteFullScale * std::sqrt(sample / c_FullScale)));
+}
 } // namespace
 
-CEcho::CEcho(Scene_T scene) : m_Scene(std::move(scene)), m_Generator(m_Scene.seed) {}
+CEcho::CEcho(Scene_T scene)
+    : m_Scene(std::move(scene)), m_Unit(TraitsOf(m_Scene.unit)), m_Generator(m_Scene.seed),
+      m_ConverterGenerator(m_Scene.seed ^ ~m_Scene.unit.seed.value_or(0))
+{
+}
 
 std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
 {
     m_Interval = settings.interval;
-    m_Absorption = Absorption(settings.frequency);
+    m_TrueInterval = settings.interval / m_Unit.clock;
+    m_Absorption = Absorption(settings.frequency * m_Unit.frequency);
     m_Signal.assign(settings.samples, 0);
     if (settings.pulse > 0) {
         AddTransmit(settings);
@@ -50,22 +67,48 @@ std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
     }
     ++m_Ping;
 
+    const double noise = m_Unit.gain * m_Unit.noise * m_Scene.noise;
     std::vector<std::uint16_t> samples;
     samples.reserve(m_Signal.size());
-    for (const double signal : m_Signal) {
-        const double inPhase = signal + m_Scene.noise * Gaussian();
-        const double quadrature = m_Scene.noise * Gaussian();
+    for (std::size_t i = 0; i < m_Signal.size(); ++i) {
+        const double inPhase = m_Unit.gain * m_Signal[i] + Interference(i) + noise * Gaussian();
+        const double quadrature = noise * Gaussian();
         const double magnitude = std::sqrt(inPhase * inPhase + quadrature * quadrature);
-        samples.push_back(static_cast<std::uint16_t>(std::min(std::floor(magnitude + 0.5), c_FullScale)));
+        const auto level = static_cast<std::uint16_t>(std::min(std::floor(magnitude + 0.5), c_FullScale));
+        samples.push_back(settings.bits == 8 ? ByteSample(level) : level);
+    }
+    Convert(m_Unit, m_Scene.unit.seed.value_or(0), m_ConverterGenerator, samples, settings.bits);
+    if (m_Unit.stale > 0) {
+        AddStale(settings, samples);
     }
     return samples;
 }
 
+/// Puts the end of a block of the default scene, which only depends on the unit, over the end of this one.
+void CEcho::AddStale(const EchoSettings_T& settings, std::vector<std::uint16_t>& samples) const
+{
+    CEcho earlier({.seed = m_Scene.unit.seed.value_or(0), .unit = m_Scene.unit});
+    earlier.m_Unit.stale = 0;
+    const auto old = earlier.Ping(settings);
+    const auto fresh = std::lround((1 - m_Unit.stale) * static_cast<double>(samples.size()));
+    std::copy(old.begin() + fresh, old.end(), samples.begin() + fresh);
+}
+
+double CEcho::Interference(std::size_t sample) const
+{
+    const double turns = static_cast<double>(sample) * m_TrueInterval * m_Scene.unit.interferenceFrequency;
+    return m_Unit.interference > 0
+               ? m_Unit.interference * (0.5 + 0.5 * std::cos(2 * std::numbers::pi * turns))
+               : 0;
+}
+
 void CEcho::AddTransmit(const EchoSettings_T& settings)
 {
+    const double peak = m_Unit.transmit * m_Unit.ringDown * c_RingPeak;
+    const double decay = m_Unit.ringing * c_RingDecay;
     for (std::size_t i = 0; i < m_Signal.size(); ++i) {
-        const double silence = std::max(static_cast<double>(i) * m_Interval - settings.pulse, 0.0);
-        m_Signal[i] += c_RingPeak * std::exp(-silence / c_RingDecay);
+        const double silence = std::max(static_cast<double>(i) * m_TrueInterval - settings.pulse, 0.0);
+        m_Signal[i] += peak * std::exp(-silence / decay);
     }
 }
 
@@ -73,11 +116,14 @@ void CEcho::AddTarget(double range, double level, const Shape_T& shape)
 {
     const double arrival = 2 * range / c_SpeedOfSound;
     const double loss = 40 * std::log10(range) + 2 * m_Absorption * range;
-    const double amplitude = std::pow(10, (c_SourceLevel + level - loss) / 20);
-    const auto first = static_cast<std::size_t>(std::max((arrival - shape.attack) / m_Interval, 0.0));
-    const auto last = static_cast<std::size_t>((arrival + c_DecaysKept * shape.decay) / m_Interval);
+    const double off = (m_Unit.frequency - 1) / c_TransducerBand;
+    const double bandLoss = std::min(12 * off * off, c_HighestBandLoss);
+    const double amplitude =
+        m_Unit.transmit * m_Unit.echoes * std::pow(10, (c_SourceLevel + level - loss - bandLoss) / 20);
+    const auto first = static_cast<std::size_t>(std::max((arrival - shape.attack) / m_TrueInterval, 0.0));
+    const auto last = static_cast<std::size_t>((arrival + c_DecaysKept * shape.decay) / m_TrueInterval);
     for (std::size_t i = first; i < std::min(last, m_Signal.size()); ++i) {
-        const double since = static_cast<double>(i) * m_Interval - arrival;
+        const double since = static_cast<double>(i) * m_TrueInterval - arrival;
         if (since < 0) {
             m_Signal[i] += amplitude * std::max(1 + since / shape.attack, 0.0);
         } else {
@@ -94,16 +140,20 @@ void CEcho::AddFish(const Fish_T& fish)
     const double slope = offset / fish.depth / c_BeamSlope;
     // As short as the samples can show.
     AddTarget(std::hypot(fish.depth, offset), fish.strength - c_BeamEdgeLoss * slope * slope,
-              {.attack = 2 * m_Interval, .decay = m_Interval});
+              {.attack = 2 * m_TrueInterval, .decay = m_TrueInterval});
 }
 
 void CEcho::AddBottoms()
 {
-    const double hardness = 1 - m_Scene.bottomStrength / c_SoftestBottom;
+    if (!m_Scene.bottom) {
+        return;
+    }
+    const auto& [depth, strength] = *m_Scene.bottom;
+    const double hardness = 1 - strength / c_SoftestBottom;
     const double tail = 2 * (c_SoftTail + c_HardTail * hardness) / c_SpeedOfSound;
-    const Shape_T shape{.attack = 2 * m_Interval, .decay = tail, .roughness = c_BottomRoughness};
-    AddTarget(m_Scene.bottomDepth, m_Scene.bottomStrength, shape);
-    AddTarget(2 * m_Scene.bottomDepth, 2 * m_Scene.bottomStrength - c_SurfaceLoss, shape);
+    const Shape_T shape{.attack = 2 * m_TrueInterval, .decay = tail, .roughness = c_BottomRoughness};
+    AddTarget(depth, strength, shape);
+    AddTarget(2 * depth, 2 * strength - c_SurfaceLoss, shape);
 }
 
 double CEcho::Uniform() { return static_cast<double>(m_Generator()) / c_GeneratorRange; }
@@ -115,10 +165,4 @@ double CEcho::Gaussian()
     const std::uint32_t both = static_cast<std::uint32_t>(m_Generator());
     const double sum = static_cast<double>((both >> 16) + (both & 0xFFFF)) / 65535 - 1;
     return sum * std::sqrt(6.0);
-}
-
-std::uint8_t ByteSample(std::uint16_t sample)
-{
-    constexpr double c_ByteFullScale = 255;
-    return static_cast<std::uint8_t>(std::lround(c_ByteFullScale * std::sqrt(sample / c_FullScale)));
 }

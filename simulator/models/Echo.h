@@ -12,9 +12,10 @@ struct EchoSettings_T {
     std::size_t samples = 0; ///< samples to take
     double frequency = 0;    ///< of the transmitted pulse, Hz
     double pulse = 0;        ///< seconds that the pulse lasts; 0: nothing is transmitted
+    unsigned int bits = 16;  ///< of a sample, 8 or 16
 };
 
-/// The water below the transducer: what a ping brings back from a scene, as envelope samples of 16 bits.
+/// The water below the transducer: what a ping brings back from a scene, as envelope samples.
 ///
 /// An echo from range r arrives after 2r / 1500 m/s at a level of 146 dB + strength - 40 log10(r) - 2 a r, in
 /// dB over one sample unit, where a is the absorption of sea water after Thorp.
@@ -30,9 +31,13 @@ struct EchoSettings_T {
 /// Second bottom: the echo that travelled twice, at double the depth, weakened by two reflections at the
 /// bottom and one at the surface.
 ///
-/// Receiver noise is added as a complex voltage and the magnitude is clipped to 0 to 65,535. The receiver's
-/// gain is constant. One seeded generator makes all random numbers, without the library's
-/// distributions, so that the samples are the same everywhere.
+/// Receiver noise is added as a complex voltage and the magnitude is clipped to 0 to 65,535. A sample of 8
+/// bits is its square root, so that weak echoes show next to strong ones; full scale is 255. The receiver's
+/// gain is constant. Seeded generators make all random numbers, without the library's distributions, so that
+/// the samples are the same everywhere.
+///
+/// The scene's unit changes all of this as its traits say. What the converter does wrong has a generator of
+/// its own, so the noise of a nominal unit does not depend on it.
 class CEcho
 {
 public:
@@ -40,7 +45,7 @@ public:
 
     /// The samples of the next ping.
     std::vector<std::uint16_t> Ping(const EchoSettings_T& settings);
-    /// Seconds from one sample of the last ping to the next; 0 when there was none.
+    /// Seconds from one sample of the last ping to the next, by the settings; 0 when there was none.
     double Interval() const { return m_Interval; }
 
 private:
@@ -56,17 +61,18 @@ private:
     void AddTarget(double range, double level, const Shape_T& shape);
     void AddFish(const Fish_T& fish);
     void AddBottoms();
+    void AddStale(const EchoSettings_T& settings, std::vector<std::uint16_t>& samples) const;
+    double Interference(std::size_t sample) const;
     double Uniform();
     double Gaussian();
 
     Scene_T m_Scene;
+    UnitTraits_T m_Unit;
     std::mt19937 m_Generator;
+    std::mt19937 m_ConverterGenerator;
     unsigned int m_Ping = 0;           ///< pings fired before this one
-    double m_Interval = 0;             ///< of the last ping, seconds
+    double m_Interval = 0;             ///< of the last ping, seconds, by the settings
+    double m_TrueInterval = 0;         ///< by the unit's clock
     double m_Absorption = 0;           ///< of this ping, dB a metre
     std::vector<double> m_Signal = {}; ///< of this ping, sample units
 };
-
-/// A sample of a receiver with 8 bits: the square root, so that weak echoes show next to strong ones. Full
-/// scale is 255.
-std::uint8_t ByteSample(std::uint16_t sample);

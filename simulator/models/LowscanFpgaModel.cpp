@@ -5,6 +5,7 @@
 #include "simulator/models/WireBytes.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <span>
 
@@ -52,13 +53,17 @@ constexpr std::size_t c_LeadingBytes = 2;
 constexpr std::size_t c_TrailingBytes = 1;
 constexpr std::size_t c_LongestPacket = 1059;
 
-/// Peak and mean of a whole block, 12 bits each in the upper part of 16.
+/// Peak and mean of a whole block on the linear scale, 12 bits each in the upper part of 16.
 void PutValues(Bytes_T& packet, std::span<const std::uint16_t> block)
 {
-    const std::uint32_t sum = std::accumulate(block.begin(), block.end(), 0U);
-    for (const std::uint32_t value :
-         {std::uint32_t{*std::ranges::max_element(block)}, sum / std::uint32_t{c_BlockSamples}}) {
-        PutBigEndian(packet, value & 0xFFF0, 2);
+    constexpr std::uint32_t c_LinearFullScale = 65535;
+    constexpr std::uint32_t c_SquareOfFullScale = 255 * 255;
+    const auto square = [](std::uint32_t sample) { return sample * sample; };
+    const std::uint32_t peak = square(*std::ranges::max_element(block));
+    const std::uint32_t sum = std::transform_reduce(block.begin(), block.end(), 0U, std::plus{}, square);
+    for (const std::uint64_t value : {std::uint64_t{peak}, std::uint64_t{sum} / c_BlockSamples}) {
+        PutBigEndian(packet,
+                     static_cast<std::uint32_t>(value * c_LinearFullScale / c_SquareOfFullScale) & 0xFFF0, 2);
     }
 }
 } // namespace
@@ -117,11 +122,13 @@ Bytes_T CLowscanFpgaModel::PingChannel(std::size_t channel)
     const auto samples = m_Echo.Ping({.interval = c_SampleInterval * decimation,
                                       .samples = value(c_SamplingB) & 0xFFFF,
                                       .frequency = (value(c_PulseA) & 0xFFFF) * c_HzPerStartUnit,
-                                      .pulse = period * c_SamplesPerPeriodUnit * c_SampleInterval});
+                                      .pulse = period * c_SamplesPerPeriodUnit * c_SampleInterval,
+                                      .bits = 8});
     Bytes_T packet(c_LeadingBytes, 0);
     for (std::span<const std::uint16_t> rest = samples; !rest.empty();) {
         const auto block = rest.first(std::min(c_BlockSamples, rest.size()));
-        std::ranges::transform(block, std::back_inserter(packet), ByteSample);
+        std::ranges::transform(block, std::back_inserter(packet),
+                               [](std::uint16_t sample) { return static_cast<std::uint8_t>(sample); });
         if (block.size() == c_BlockSamples) {
             PutValues(packet, block);
         }

@@ -10,11 +10,11 @@
 ///
 /// A ping is fired on each channel whose period is not 0. A sample is taken each 475 nanoseconds x decimation
 /// rate (0.36 mm of water x rate), the first count of the sampling registers says how many; the pulse lasts
-/// 16 undecimated samples for each unit of the period. Samples are bytes (ByteSample()).
+/// 16 undecimated samples for each unit of the period. Samples are bytes.
 ///
 /// A packet is 2 bytes of zero; blocks of 128 samples, each with two values of 12 bits left-aligned in 16,
-/// the most significant byte first: the peak and the mean of the block before the samples were made
-/// bytes; the remaining samples; and a byte of zero.
+/// the most significant byte first: the peak and the mean of the block's samples, squared so that full scale
+/// is 65,535; the remaining samples; and a byte of zero.
 ///
 /// Without power or firmware, registers are checked but not kept, and no ping fires.
 class CLowscanFpgaModel

@@ -126,12 +126,12 @@ std::string CLumetFpgaModel::Command(std::uint8_t command)
         const double rate = std::max(value(c_SubSampleRate, 1), 1U);
         const double frequency = value(c_StartFrequency, 4) * c_ClockHz / c_FrequencyWordRange;
         const double cycles = value(c_BurstLength, 2);
-        effect += FirePing(AddressOf(channel, c_FifoData),
-                           {.interval = c_FrontEndDivisor * rate / c_ClockHz,
-                            .samples = value(c_SampleCount, 2) * c_SampleCountUnit,
-                            .frequency = frequency,
-                            .pulse = frequency > 0 ? cycles / frequency : 0},
-                           [](Bytes_T& data, std::uint16_t sample) { data.push_back(ByteSample(sample)); });
+        effect +=
+            FirePing(AddressOf(channel, c_FifoData), {.interval = c_FrontEndDivisor * rate / c_ClockHz,
+                                                      .samples = value(c_SampleCount, 2) * c_SampleCountUnit,
+                                                      .frequency = frequency,
+                                                      .pulse = frequency > 0 ? cycles / frequency : 0,
+                                                      .bits = 8});
     }
     return effect;
 }

@@ -219,12 +219,11 @@ std::string CPacketFpgaModel::Store(const Packet_T& packet)
     return {};
 }
 
-std::string CPacketFpgaModel::FirePing(std::uint16_t fifo, const EchoSettings_T& settings,
-                                       void (*put)(Bytes_T& data, std::uint16_t sample))
+std::string CPacketFpgaModel::FirePing(std::uint16_t fifo, const EchoSettings_T& settings)
 {
     Bytes_T data;
     for (const std::uint16_t sample : m_Echo.Ping(settings)) {
-        put(data, sample);
+        PutLittleEndian(data, sample, settings.bits / 8);
     }
     m_Fifos[fifo].Load(std::move(data));
     return " (ping of " + std::to_string(settings.samples) + " samples)";

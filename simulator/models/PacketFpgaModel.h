@@ -67,10 +67,8 @@ protected:
 
     /// The value of neighbouring registers.
     std::uint32_t Value(std::uint16_t address, std::size_t width) const;
-    /// Pings, and fills the FIFO at an address with the samples in the form that put gives them. Returns what
-    /// it did, for the trace.
-    std::string FirePing(std::uint16_t fifo, const EchoSettings_T& settings,
-                         void (*put)(Bytes_T& data, std::uint16_t sample));
+    /// Pings, and fills the FIFO at an address with the samples. Returns what it did, for the trace.
+    std::string FirePing(std::uint16_t fifo, const EchoSettings_T& settings);
 
 private:
     void Transfer(ByteView_T bytes, DeviceOutcome_T& outcome) final;

@@ -20,9 +20,9 @@ struct Number_T {
     bool isWhole = false;
 };
 
-constexpr std::array<Number_T<Scene_T>, 2> c_Bottom{{
-    {"depth", 0.5, 1000, [](Scene_T& scene, double value) { scene.bottomDepth = value; }},
-    {"strength", -60, 0, [](Scene_T& scene, double value) { scene.bottomStrength = value; }},
+constexpr std::array<Number_T<Bottom_T>, 2> c_Bottom{{
+    {"depth", 0.5, 1000, [](Bottom_T& bottom, double value) { bottom.depth = value; }},
+    {"strength", -60, 0, [](Bottom_T& bottom, double value) { bottom.strength = value; }},
 }};
 
 constexpr std::array<Number_T<Scene_T>, 2> c_Water{{
@@ -41,6 +41,13 @@ constexpr std::array<Number_T<Scene_T>, 2> c_Receiver{{
     {"noise", 0, 10000, [](Scene_T& scene, double value) { scene.noise = value; }},
     {"seed", 0, 4294967295.0,
      [](Scene_T& scene, double value) { scene.seed = static_cast<std::uint32_t>(value); }, true},
+}};
+
+constexpr std::array<Number_T<Unit_T>, 2> c_Unit{{
+    {"seed", 0, 4294967295.0,
+     [](Unit_T& unit, double value) { unit.seed = static_cast<std::uint32_t>(value); }, true},
+    {"interferenceFrequency", 1, 10000,
+     [](Unit_T& unit, double value) { unit.interferenceFrequency = value; }},
 }};
 
 constexpr std::size_t c_MostFish = 100;
@@ -80,15 +87,47 @@ std::vector<Fish_T> ReadFish(const CJsonValue& list)
     return fish;
 }
 
+std::vector<Defect_T> ReadDefects(const CJsonValue& object)
+{
+    std::vector<Defect_T> defects;
+    for (const CJsonValue& member : object.Members()) {
+        const auto kind = std::ranges::find(DefectKinds(), member.Key(), &DefectKind_T::name);
+        if (kind == DefectKinds().end()) {
+            member.Refuse("unknown kind of defect");
+        }
+        defects.push_back({&*kind, member.Number(kind->low, kind->high, kind->isWhole)});
+    }
+    return defects;
+}
+
+Unit_T ReadUnit(const CJsonValue& object)
+{
+    Unit_T unit;
+    for (const CJsonValue& member : object.Members()) {
+        if (member.Key() == "defects") {
+            unit.defects = ReadDefects(member);
+        } else if (!ReadMember<Unit_T>(member, c_Unit, unit)) {
+            member.Refuse("unknown key");
+        }
+    }
+    return unit;
+}
+
 Scene_T SceneOf(const CJsonValue& json)
 {
     Scene_T scene;
     const CJsonValue* pFish = nullptr;
     for (const CJsonValue& member : json.Members()) {
         if (member.Key() == "bottom") {
-            ReadObject<Scene_T>(member, c_Bottom, scene);
+            if (member.IsNull()) {
+                scene.bottom.reset();
+            } else {
+                ReadObject<Bottom_T>(member, c_Bottom, *scene.bottom);
+            }
         } else if (member.Key() == "water") {
             ReadObject<Scene_T>(member, c_Water, scene);
+        } else if (member.Key() == "unit") {
+            scene.unit = ReadUnit(member);
         } else if (member.Key() == "fish") {
             scene.fish = ReadFish(member);
             pFish = &member;
@@ -96,7 +135,9 @@ Scene_T SceneOf(const CJsonValue& json)
             member.Refuse("unknown key");
         }
     }
-    const auto isBuried = [&](const Fish_T& fish) { return fish.depth >= scene.bottomDepth; };
+    const auto isBuried = [&](const Fish_T& fish) {
+        return scene.bottom && fish.depth >= scene.bottom->depth;
+    };
     if (pFish == nullptr) { // the default fish give way to a shallow bottom
         std::erase_if(scene.fish, isBuried);
     }

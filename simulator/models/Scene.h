@@ -1,9 +1,12 @@
 #pragma once
 
+#include "simulator/models/UnitDefects.h"
+
 #include <QByteArray>
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 /// A fish below the boat. It crosses the beam from ping to ping, which draws an arc.
@@ -14,17 +17,22 @@ struct Fish_T {
     double drift = 0;      ///< metres that the offset grows between pings, -10 to 10
 };
 
-/// The water that the transducer and the sensors are in. The default scene has a bottom at 20 m and two
-/// fish.
+struct Bottom_T {
+    double depth = 20;     ///< metres, 0.5 to 1000
+    double strength = -10; ///< dB, -60 to 0
+};
+
+/// The water that the transducer and the sensors are in, and the unit that listens. The default scene has a
+/// bottom at 20 m, two fish and a nominal unit.
 struct Scene_T {
-    double bottomDepth = 20;     ///< metres, 0.5 to 1000
-    double bottomStrength = -10; ///< dB, -60 to 0
+    std::optional<Bottom_T> bottom = Bottom_T{};
     std::vector<Fish_T> fish = {{.depth = 8, .strength = -38, .offset = 0.2, .drift = 0.1},
                                 {.depth = 13, .strength = -34, .offset = -0.6, .drift = 0.2}};
     double waterTemperature = 15; ///< degrees Celsius, -5 to 50
     double waterSpeed = 2.5;      ///< of the water past the paddle wheel, metres per second, 0 to 30
     double noise = 40;            ///< of the receiver, in sample units (root mean square), 0 to 10000
     std::uint32_t seed = 1;       ///< of the receiver noise and the bottom's roughness
+    Unit_T unit = {};
 };
 
 /// Readings of the 24-bit converter at the water temperature sensor: water / reference = (27.334 r + 1) / 10,
@@ -38,14 +46,10 @@ struct WaterAdc_T {
 /// The readings in the water of a scene.
 WaterAdc_T ReadWaterAdc(const Scene_T& scene);
 
-/// Reads a scene from JSON text:
-///   {"bottom": {"depth": 20, "strength": -10},
-///    "fish": [{"depth": 8, "strength": -38, "offset": 0.2, "drift": 0.1}],
-///    "water": {"temperature": 15, "speed": 2.5},
-///    "noise": 40, "seed": 1}
-/// Keys that are left out keep the values of the default scene; a "fish" list replaces the default one.
-/// Throws std::runtime_error, which names line, column and key, for text that is not JSON, an unknown key, a
-/// value of the wrong type or out of its range, and a fish below the bottom.
+/// Reads a scene from JSON text (docs/scene.md, simulator/scene.schema.json). Keys that are left out keep the
+/// values of the default scene; a "fish" list replaces the default one. Throws std::runtime_error, which
+/// names line, column and key, for text that is not JSON, an unknown key, a value of the wrong type or out of
+/// its range, and a fish below the bottom.
 Scene_T ParseScene(const QByteArray& json);
 
 /// ParseScene() of a file, which its errors name.

@@ -7,13 +7,19 @@ TEST(SceneTest, ASceneKeepsTheDefaultsThatItDoesNotName)
 {
     const Scene_T scene = ParseScene(
         R"({"bottom": {"depth": 33.5}, "seed": 4294967295, "water": {"speed": 3}, "fish": [{"drift": -1}]})");
-    EXPECT_EQ(scene.bottomDepth, 33.5);
-    EXPECT_EQ(scene.bottomStrength, Scene_T{}.bottomStrength);
+    EXPECT_EQ(scene.bottom->depth, 33.5);
+    EXPECT_EQ(scene.bottom->strength, Bottom_T{}.strength);
     EXPECT_EQ(scene.seed, 4294967295U);
     EXPECT_EQ(scene.waterSpeed, 3);
     ASSERT_EQ(scene.fish.size(), 1U);
     EXPECT_EQ(scene.fish[0].drift, -1);
     EXPECT_EQ(ParseScene(R"({"bottom": {"depth": 10}})").fish.size(), 1U) << "default fish need their water";
+    EXPECT_EQ(ParseScene(R"({"bottom": null, "fish": [{"depth": 900}]})").bottom.has_value(), false);
+    const Unit_T unit = ParseScene(R"({"unit": {"seed": 0, "defects": {"deaf": 20, "stuckLow": 2}}})").unit;
+    EXPECT_EQ(unit.seed, 0U);
+    ASSERT_EQ(unit.defects.size(), 2U);
+    EXPECT_STREQ(unit.defects[1].kind->name, "stuckLow");
+    EXPECT_EQ(unit.defects[1].severity, 2);
 }
 
 TEST(SceneTest, AWrongSceneIsRefusedWithThePlaceOfItsMistake)
@@ -24,6 +30,9 @@ TEST(SceneTest, AWrongSceneIsRefusedWithThePlaceOfItsMistake)
         {R"({"water": {"temperature": 51}})", "water.temperature: 51 is not a number from -5 to 50"},
         {R"({"seed": 1.5})", "seed: 1.5 is not a whole number from 0 to 4294967295"},
         {R"({"fish": [{}, {"strength": 3}]})", "fish[1].strength: 3 is not a number from -80 to 0"},
+        {R"({"unit": {"serial": 3}})", "scene:1:11: unit.serial: unknown key"},
+        {R"({"unit": {"defects": {"blind": 1}}})", "unit.defects.blind: unknown kind of defect"},
+        {R"({"unit": {"defects": {"deaf": 120}}})", "unit.defects.deaf: 120 is not a number from 0 to 96"},
         {"{\n \"fish\": [{\"depth\": 20}]}", "scene:2:11: fish[0]: the fish is not above the bottom"},
     };
     for (const auto& [json, why] : rows) {
