@@ -43,11 +43,11 @@ constexpr std::array<Number_T<Scene_T>, 2> c_Receiver{{
      [](Scene_T& scene, double value) { scene.seed = static_cast<std::uint32_t>(value); }, true},
 }};
 
-constexpr std::array<Number_T<Unit_T>, 2> c_Unit{{
+constexpr std::array<Number_T<SceneUnit_T>, 2> c_Unit{{
     {"seed", 0, 4294967295.0,
-     [](Unit_T& unit, double value) { unit.seed = static_cast<std::uint32_t>(value); }, true},
+     [](SceneUnit_T& unit, double value) { unit.seed = static_cast<std::uint32_t>(value); }, true},
     {"interferenceFrequency", 1, 10000,
-     [](Unit_T& unit, double value) { unit.interferenceFrequency = value; }},
+     [](SceneUnit_T& unit, double value) { unit.interferenceFrequency = value; }},
 }};
 
 constexpr std::size_t c_MostFish = 100;
@@ -100,13 +100,13 @@ std::vector<Defect_T> ReadDefects(const CJsonValue& object)
     return defects;
 }
 
-Unit_T ReadUnit(const CJsonValue& object)
+SceneUnit_T ReadUnit(const CJsonValue& object)
 {
-    Unit_T unit;
+    SceneUnit_T unit;
     for (const CJsonValue& member : object.Members()) {
         if (member.Key() == "defects") {
             unit.defects = ReadDefects(member);
-        } else if (!ReadMember<Unit_T>(member, c_Unit, unit)) {
+        } else if (!ReadMember<SceneUnit_T>(member, c_Unit, unit)) {
             member.Refuse("unknown key");
         }
     }

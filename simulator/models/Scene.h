@@ -32,7 +32,7 @@ struct Scene_T {
     double waterSpeed = 2.5;      ///< of the water past the paddle wheel, metres per second, 0 to 30
     double noise = 40;            ///< of the receiver, in sample units (root mean square), 0 to 10000
     std::uint32_t seed = 1;       ///< of the receiver noise and the bottom's roughness
-    Unit_T unit = {};
+    SceneUnit_T unit = {};
 };
 
 /// Readings of the 24-bit converter at the water temperature sensor: water / reference = (27.334 r + 1) / 10,

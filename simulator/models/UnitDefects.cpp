@@ -79,7 +79,7 @@ std::span<std::uint16_t> End(std::span<std::uint16_t> samples, double share)
 
 std::span<const DefectKind_T> DefectKinds() { return c_Kinds; }
 
-UnitTraits_T TraitsOf(const Unit_T& unit)
+UnitTraits_T TraitsOf(const SceneUnit_T& unit)
 {
     UnitTraits_T traits;
     if (unit.seed) {

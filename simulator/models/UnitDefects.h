@@ -46,14 +46,14 @@ struct Defect_T {
 };
 
 /// The unit that hears a scene.
-struct Unit_T {
+struct SceneUnit_T {
     std::optional<std::uint32_t> seed = {}; ///< of what varies between good units; none: a nominal unit
     double interferenceFrequency = 1000;    ///< Hz, 1 to 10000
     std::vector<Defect_T> defects = {};
 };
 
 /// What the unit's hardware does.
-UnitTraits_T TraitsOf(const Unit_T& unit);
+UnitTraits_T TraitsOf(const SceneUnit_T& unit);
 
 /// Makes the samples that a nominal converter gives those of the unit's.
 /// @param seed       of the unit; it determines the missing codes

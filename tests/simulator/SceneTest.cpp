@@ -15,7 +15,8 @@ TEST(SceneTest, ASceneKeepsTheDefaultsThatItDoesNotName)
     EXPECT_EQ(scene.fish[0].drift, -1);
     EXPECT_EQ(ParseScene(R"({"bottom": {"depth": 10}})").fish.size(), 1U) << "default fish need their water";
     EXPECT_EQ(ParseScene(R"({"bottom": null, "fish": [{"depth": 900}]})").bottom.has_value(), false);
-    const Unit_T unit = ParseScene(R"({"unit": {"seed": 0, "defects": {"deaf": 20, "stuckLow": 2}}})").unit;
+    const SceneUnit_T unit =
+        ParseScene(R"({"unit": {"seed": 0, "defects": {"deaf": 20, "stuckLow": 2}}})").unit;
     EXPECT_EQ(unit.seed, 0U);
     ASSERT_EQ(unit.defects.size(), 2U);
     EXPECT_STREQ(unit.defects[1].kind->name, "stuckLow");

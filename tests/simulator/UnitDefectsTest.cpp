@@ -18,14 +18,14 @@ constexpr double c_Interval = 20 / 750.0 / c_Bottom;
 
 /// A scene with a bottom at 20 m and no fish, heard by a unit. The seed differs from that of the default
 /// scene.
-Samples_T Ping(const Unit_T& unit, unsigned int bits, std::uint32_t seed = 5)
+Samples_T Ping(const SceneUnit_T& unit, unsigned int bits, std::uint32_t seed = 5)
 {
     CEcho echo({.fish = {}, .seed = seed, .unit = unit});
     return echo.Ping(
         {.interval = c_Interval, .samples = 1000, .frequency = 200e3, .pulse = 100e-6, .bits = bits});
 }
 
-Unit_T With(const char* kind, double severity, std::optional<std::uint32_t> seed = {})
+SceneUnit_T With(const char* kind, double severity, std::optional<std::uint32_t> seed = {})
 {
     const auto row = std::ranges::find(DefectKinds(), std::string_view(kind), &DefectKind_T::name);
     return {.seed = seed, .defects = {{&*row, severity}}};
@@ -135,7 +135,7 @@ TEST(UnitDefects, TheConverterLosesWhatTheSeveritySays)
 
 TEST(UnitDefects, InterferenceHasItsFrequency)
 {
-    Unit_T unit = With("interference", 66); // 2000 units
+    SceneUnit_T unit = With("interference", 66); // 2000 units
     unit.interferenceFrequency = 1 / (50 * c_Interval);
     const Samples_T samples = Ping(unit, 16);
     for (const std::size_t period : {4, 5, 6}) {
