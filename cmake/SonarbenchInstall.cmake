@@ -56,5 +56,6 @@ if(SONARBENCH_STATION)
   install(TARGETS sonarbench-station RUNTIME COMPONENT tools)
   sonarbench_install_manual(sonarbench-station tools)
   sonarbench_install_completion(sonarbench-station)
-  install(FILES station/report.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonarbench COMPONENT tools)
+  install(FILES station/limits.schema.json station/report.schema.json
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/sonarbench COMPONENT tools)
 endif()

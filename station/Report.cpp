@@ -1,5 +1,6 @@
 #include "station/Subcommands.h"
 #include "station/Transcripts.h"
+#include "station/judge/LimitsFile.h"
 #include "station/output/Outputs.h"
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
@@ -21,6 +22,8 @@ constexpr int c_NotRecognised = 4;
 constexpr int c_NotJudged = 3;
 constexpr std::array<int, c_Outcomes> c_Statuses = {0, 0, 1, c_NotJudged}; // by Outcome
 
+constexpr char c_Limits[] = "limits";
+constexpr char c_Product[] = "product";
 constexpr char c_Ascii[] = "ascii";
 constexpr char c_Strict[] = "strict";
 constexpr int c_UsualWidth = 80;
@@ -31,6 +34,7 @@ struct Options_T {
     std::vector<std::string> transcripts; ///< files and directories; at least one
     bool isStrict = false;
     View_T view;
+    std::optional<CLimits> limits;
 };
 
 /// An option with a number, and where it goes.
@@ -134,6 +138,27 @@ std::vector<std::string> ReadTranscriptNames(const QCommandLineParser& parser)
     return names;
 }
 
+std::optional<CLimits> ReadLimitsOptions(const QCommandLineParser& parser)
+{
+    const bool hasProduct = parser.isSet(Decoded(c_Product));
+    const std::string product = BytesOf(parser.value(Decoded(c_Product)));
+    if (!parser.isSet(Decoded(c_Limits))) {
+        if (hasProduct) {
+            throw CUsageError(u"--product needs --limits"_s);
+        }
+        return std::nullopt;
+    }
+    std::vector<Limit_T> all;
+    for (const QString& file : parser.values(Decoded(c_Limits))) {
+        std::ranges::move(ReadLimits(BytesOf(file)), std::back_inserter(all));
+    }
+    CLimits limits(std::move(all), product);
+    if (hasProduct && !limits.IsForProduct()) {
+        throw CUsageError("no limit is for the product \"" + product + "\"");
+    }
+    return limits;
+}
+
 void AddOptions(CCommandLine& line)
 {
     for (const Format_T& format : Formats()) {
@@ -144,6 +169,9 @@ void AddOptions(CCommandLine& line)
     for (const NumberOption_T& option : c_Numbers) {
         line.Add({Decoded(option.name), Decoded(option.description), Decoded(option.value)});
     }
+    line.Add({Decoded(c_Limits), u"Judges measurements by the limits in a file."_s, u"FILE"_s},
+             Occurs::Often);
+    line.Add({Decoded(c_Product), u"The product that the limits are for."_s, u"NAME"_s});
     line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
     line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
     line.Parser().addPositionalArgument(
@@ -151,7 +179,7 @@ void AddOptions(CCommandLine& line)
 }
 
 /// Returns false, after a message, when the file cannot be read to its end.
-bool ReadFile(const std::string& name, IRunWriter& consumer)
+bool ReadFile(const std::string& name, IRunWriter& consumer, CLimits* pLimits)
 {
     const bool isStream = name == c_StandardStream;
     const std::string shown = isStream ? "standard input" : name;
@@ -163,7 +191,7 @@ bool ReadFile(const std::string& name, IRunWriter& consumer)
         return false;
     }
     CLineSource lines(file);
-    ReadTranscript(name, lines, consumer);
+    ReadTranscript(name, lines, consumer, pLimits);
     const std::string failure = lines.Failure();
     if (!failure.empty()) {
         PrintError(shown + ": " + failure);
@@ -180,15 +208,16 @@ int StatusOf(const Summary_T& summary, bool isStrict)
     return isStrict && summary.unrecognised != 0 ? c_NotRecognised : status;
 }
 
-int ReadAndWrite(const Options_T& options)
+int ReadAndWrite(Options_T options)
 {
+    CLimits* const pLimits = options.limits ? &*options.limits : nullptr;
     COutputs outputs(options.outputs, options.view);
     const Transcripts_T transcripts = FindTranscripts(options.transcripts, outputs.Written());
     outputs.Begin();
     std::ranges::for_each(transcripts.complaints, PrintError);
     bool areRead = transcripts.complaints.empty();
     for (const std::string& file : transcripts.files) {
-        areRead = ReadFile(file, outputs) && areRead; // the others are read all the same
+        areRead = ReadFile(file, outputs, pLimits) && areRead; // the others are read all the same
     }
     outputs.End(outputs.Summary());
     if (const std::string failed = outputs.Failed(); !failed.empty()) {
@@ -213,5 +242,5 @@ int Report(const QStringList& arguments)
     }
     const QCommandLineParser& parser = line.Parser();
     return ReadAndWrite({ReadOutputs(parser), ReadTranscriptNames(parser), parser.isSet(Decoded(c_Strict)),
-                         ReadView(parser)});
+                         ReadView(parser), ReadLimitsOptions(parser)});
 }

@@ -4,4 +4,5 @@
 
 // The subcommands, each in a file of its name. The first argument is skipped. Each returns the exit status
 // and throws what RunProgram() prints.
+int Limits(const QStringList& arguments);
 int Report(const QStringList& arguments);

@@ -67,10 +67,13 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
     return transcripts;
 }
 
-void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer)
+void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer, CLimits* pLimits)
 {
-    CRunBuilder builder(transcript, [&consumer](Run_T& run) {
+    CRunBuilder builder(transcript, [&consumer, pLimits](Run_T& run) {
         Judge(run);
+        if (pLimits != nullptr) {
+            pLimits->Apply(run);
+        }
         consumer.Write(run);
     });
     for (ReadLine_T line; lines.Next(line);) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "station/judge/Limits.h"
 #include "station/output/Outputs.h"
 #include "station/transcript/LineSource.h"
 
@@ -23,4 +24,6 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
 /// one that is not judged, so that nothing passes unnoticed. When the lines fail, the runs up to there were
 /// handed on, the last of them as if the transcript ended there.
 /// @param transcript  name for Run_T::transcript
-void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer);
+/// @param pLimits     by which the runs are judged, too; null: there are none
+void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer,
+                    CLimits* pLimits = nullptr);

@@ -16,6 +16,7 @@ struct Subcommand_T {
 };
 
 constexpr Subcommand_T c_Subcommands[] = {
+    {"limits", "Checks and shows limits, by which report judges measurements.", Limits},
     {"report", "Says how runs ended, as text, JSON, JUnit XML, CSV or pictures.", Report},
 };
 

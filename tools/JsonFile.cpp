@@ -174,6 +174,18 @@ double CJsonValue::Number(double low, double high, bool isWhole) const
     return number;
 }
 
+std::string CJsonValue::Text(std::size_t longest) const
+{
+    if (!m_Value.isString()) {
+        Refuse("is not a text");
+    }
+    std::string text = m_Value.toString().toStdString();
+    if (text.size() > longest) {
+        Refuse("is longer than " + std::to_string(longest) + " bytes");
+    }
+    return text;
+}
+
 void CJsonValue::Refuse(const std::string& why) const
 {
     throw std::runtime_error(*m_File + ":" + std::to_string(m_Line) + ":" + std::to_string(m_Column) + ": " +

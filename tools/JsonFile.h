@@ -22,6 +22,8 @@ public:
     const std::vector<CJsonValue>& Elements() const;
     double Number(double low, double high, bool isWhole = false) const;
     bool IsNull() const { return m_Value.isNull(); }
+    /// In UTF-8, of at most so many bytes.
+    std::string Text(std::size_t longest) const;
 
     /// The key of a member; otherwise empty.
     const std::string& Key() const { return m_Key; }

@@ -1,5 +1,6 @@
 #include "station/output/Formats.h"
 
+#include "station/judge/Limits.h"
 #include "station/output/SvgPlot.h"
 #include "station/output/Text.h"
 
@@ -71,6 +72,9 @@ td ul { margin: 0; padding: 0; list-style: none; }
 .passed { color: var(--passed); } .performed { color: var(--performed); }
 .failed { color: var(--failed); } .notjudged { color: var(--unjudged); }
 .failed::before { border-radius: 1px; } .notjudged::before { border-radius: 1px; transform: rotate(45deg); }
+.bad { color: var(--failed); } .marginal, .absent { color: var(--unjudged); }
+figcaption table { margin-top: .5rem; min-width: 0; width: auto; }
+figcaption td { padding: .1rem .8rem .1rem 0; border: 0; }
 .counts .outcome { font-weight: 400; }
 figure { margin: 0 0 1.25rem; padding: 1rem 1rem .8rem; background: var(--card); border: 1px solid var(--rule);
   border-radius: 6px; break-inside: avoid; scroll-margin-top: 1rem; overflow-x: auto; }
@@ -91,6 +95,7 @@ svg .grid { stroke: var(--grid); } svg .frame { stroke: var(--faint); stroke-wid
 svg .limit { stroke: var(--limit); stroke-dasharray: 2 4; }
 svg .ringdown { fill: var(--ring); } svg .bottom { stroke: var(--bottom); stroke-width: 1.5; stroke-dasharray: 6 3; }
 svg .echo { fill: none; stroke: var(--echo); stroke-width: 1.2; stroke-linejoin: round; }
+svg .tolerance { fill: var(--passed); fill-opacity: .14; stroke: none; }
 svg .band { fill: var(--echo); stroke: var(--echo); stroke-width: .6; stroke-linejoin: round; }
 svg .spread { fill: var(--spread); stroke: none; }
 svg .series1 { stroke: var(--s1); } svg .series2 { stroke: var(--s2); stroke-dasharray: 7 2; }
@@ -154,10 +159,35 @@ QString UnitCell(const Unit_T& unit)
     return text;
 }
 
+QString FitOf(const LimitResult_T& result) { return QLatin1StringView(NameOf(result.fit)); }
+
+/// The limits that need a look.
+QString LimitItems(const Run_T& run)
+{
+    QString items;
+    std::size_t count = 0;
+    for (const LimitResult_T& result : run.limits) {
+        if (result.fit != Fit::Good && count++ < c_MostMeasurements) {
+            items += u"<li class=\"%1\">%1: %2</li>"_s.arg(FitOf(result), Shown(LimitText(result)));
+        }
+    }
+    return items;
+}
+
+QString LimitsTable(const Run_T& run)
+{
+    QString rows;
+    for (const LimitResult_T& result : run.limits) {
+        rows +=
+            u"<tr><td class=\"%1\">%1</td><td>%2</td></tr>\n"_s.arg(FitOf(result), Shown(LimitText(result)));
+    }
+    return rows.isEmpty() ? rows : u"<table>\n"_s + rows + u"</table>"_s;
+}
+
 QString FoundCell(const Run_T& run)
 {
     QString text = Shown(run.reason);
-    QString list;
+    QString list = LimitItems(run);
     for (std::size_t i = 0; i < std::min(run.measurements.size(), c_MostMeasurements); ++i) {
         const Quantity_T& measured = run.measurements[i];
         list += u"<li>%1: %2 %3</li>"_s.arg(Shown(measured.name), QString::number(measured.value, 'g', 8),
@@ -191,6 +221,9 @@ QString SamplesText(const Ping_T& ping)
     }
     if (ping.metres > 0) {
         text += u"; range at %1 m/s"_s.arg(ping.soundSpeed);
+    }
+    if (ping.band != nullptr) {
+        text += u"; the green area is where the means of %1 columns must be"_s.arg(ping.band->high.size());
     }
     return text;
 }
@@ -293,9 +326,10 @@ private:
             name = u"ping%1"_s.arg(++m_PingCount);
             m_Pings +=
                 (u"<figure id=\"%1\">\n<h3><span class=\"title\">%2</span>%3<span "
-                 "class=\"faint\">%4</span></h3>\n%5<figcaption>%6%7<br>%8</figcaption>\n</figure>\n"_s.arg(
+                 "class=\"faint\">%4</span></h3>\n%5<figcaption>%6%7<br>%8%9</figcaption>\n</figure>\n"_s.arg(
                      name, Code(TestOf(run)), OutcomeLabel(run.outcome), ping.title.toHtmlEscaped(),
-                     PingSvg(ping), SamplesText(ping), HeardText(run.samples), LevelsText(ping)))
+                     PingSvg(ping), SamplesText(ping), HeardText(run.samples), LevelsText(ping),
+                     LimitsTable(run)))
                     .toUtf8();
         } else {
             ++m_PingsLeftOut;

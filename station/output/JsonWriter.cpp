@@ -1,17 +1,20 @@
 #include "station/output/Formats.h"
 
+#include "station/judge/Limits.h"
 #include "station/output/Text.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
+
 using namespace Qt::StringLiterals;
 
 namespace
 {
 constexpr int c_MajorVersion = 1;
-constexpr int c_MinorVersion = 0;
+constexpr int c_MinorVersion = 1;
 
 /// How the run ended, and what it says about the unit; by Outcome.
 struct Ending_T {
@@ -48,6 +51,27 @@ QJsonObject QuantityObject(const Quantity_T& value)
 {
     QJsonObject object{{u"name"_s, QLatin1StringView(value.name)}, {u"value"_s, value.value}};
     Insert(object, "unit"_L1, value.unit);
+    return object;
+}
+
+QJsonObject LimitObject(const LimitResult_T& result)
+{
+    const Limit_T& limit = *result.limit;
+    QJsonObject object{{u"name"_s, QString::fromStdString(limit.measurement)},
+                       {u"fit"_s, QString::fromLatin1(NameOf(result.fit)).toUpper()}};
+    if (result.fit != Fit::Absent) {
+        object.insert("value"_L1, result.value);
+    }
+    for (const auto& [name, bound] : {std::pair("least"_L1, limit.least), std::pair("most"_L1, limit.most)}) {
+        if (std::isfinite(bound)) {
+            object.insert(name, bound);
+        }
+    }
+    if (limit.margin > 0) {
+        object.insert("margin"_L1, limit.margin);
+    }
+    Insert(object, "unit"_L1, result.unit);
+    Insert(object, "note"_L1, limit.note);
     return object;
 }
 
@@ -131,6 +155,9 @@ public:
             {u"unrecognisedLines"_s, Count(run.unrecognisedCount)},
             {u"unrecognised"_s, Array(run.unrecognised, LineObject)},
         };
+        if (!run.limits.empty()) {
+            object.insert("limits"_L1, Array(run.limits, LimitObject));
+        }
         Insert(object, "verdict"_L1, run.verdict);
         Insert(object, "reason"_L1, run.reason);
         if (run.samples.isPrinted) {

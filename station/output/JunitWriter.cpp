@@ -1,5 +1,6 @@
 #include "station/output/Formats.h"
 
+#include "station/judge/Limits.h"
 #include "station/output/Text.h"
 
 #include <QDateTime>
@@ -91,12 +92,22 @@ private:
         for (const auto& [name, value] : properties) {
             // JUnit requires a value.
             if (!value.empty()) {
-                m_Xml.writeEmptyElement("property"_L1);
-                m_Xml.writeAttribute("name"_L1, name);
-                m_Xml.writeAttribute("value"_L1, PrintableText(value));
+                WriteProperty(name, PrintableText(value));
             }
         }
+        for (const LimitResult_T& result : run.limits) {
+            WriteProperty(u"limit."_s + PrintableText(result.limit->measurement),
+                          QLatin1StringView(::NameOf(result.fit)) + u": "_s +
+                              PrintableText(LimitText(result)));
+        }
         m_Xml.writeEndElement();
+    }
+
+    void WriteProperty(const QString& name, const QString& value)
+    {
+        m_Xml.writeEmptyElement("property"_L1);
+        m_Xml.writeAttribute("name"_L1, name);
+        m_Xml.writeAttribute("value"_L1, value);
     }
 
     void WriteCase(const Run_T& run)
@@ -109,6 +120,12 @@ private:
             m_Xml.writeStartElement(trouble.element);
             m_Xml.writeAttribute("message"_L1, PrintableText(run.reason));
             m_Xml.writeAttribute("type"_L1, trouble.type);
+            for (const LimitResult_T& result : run.limits) {
+                if (result.fit == Fit::Bad || result.fit == Fit::Absent) {
+                    m_Xml.writeCharacters(QLatin1StringView(::NameOf(result.fit)) + u": "_s +
+                                          PrintableText(LimitText(result)) + u'\n');
+                }
+            }
             for (const Line_T& line : run.unrecognised) {
                 m_Xml.writeCharacters(u"%1: unrecognised: "_s.arg(line.number) + PrintableText(line.text) +
                                       u'\n');

@@ -1,5 +1,6 @@
 #include "station/output/Picture.h"
 
+#include "station/judge/Limits.h"
 #include "station/output/Text.h"
 
 #include <algorithm>
@@ -26,6 +27,14 @@ int DecimalsOf(double step)
     // The logarithm of a power of ten may be rounded down.
     return static_cast<int>(std::max(-std::floor(std::log10(step) + 1e-9), 0.0));
 }
+
+const Envelope_T* BandOf(const Run_T& run)
+{
+    const auto result = std::ranges::find_if(run.limits, [](const LimitResult_T& candidate) {
+        return !candidate.limit->band.high.empty() && candidate.fit != Fit::Absent;
+    });
+    return result == run.limits.end() ? nullptr : &result->limit->band;
+}
 } // namespace
 
 Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
@@ -42,7 +51,8 @@ Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
             .metres = view.sampleClock > 0
                           ? static_cast<double>(samples.Step()) / view.sampleClock * view.soundSpeed / 2
                           : 0,
-            .soundSpeed = view.soundSpeed};
+            .soundSpeed = view.soundSpeed,
+            .band = BandOf(run)};
 }
 
 QString RangeText(const Ping_T& ping, std::size_t sample)

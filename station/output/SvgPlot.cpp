@@ -123,7 +123,8 @@ private:
     {
         const double samplesInOne = static_cast<double>(echo.samples) / static_cast<double>(echo.high.size());
         const double middle = (static_cast<double>(column) + 0.5) * samplesInOne - 0.5;
-        return Coordinate(X(middle)) + u',' + Coordinate(Y(value)) + u' ';
+        // A limit may be above what is visible.
+        return Coordinate(X(middle)) + u',' + Coordinate(Y(std::clamp(value, m_Low, m_High))) + u' ';
     }
 
     QString UpperEdge(const Envelope_T& echo) const
@@ -179,6 +180,9 @@ QString PingSvg(const Ping_T& ping)
 {
     CSvgPlot plot(ping, ping.envelope);
     plot.Axes();
+    if (ping.band != nullptr) {
+        plot.Band(*ping.band, u"tolerance");
+    }
     plot.Marks();
     plot.Echo(ping.envelope, ping.envelope.IsExact() ? u"echo" : u"band");
     return plot.Take();

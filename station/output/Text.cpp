@@ -1,6 +1,6 @@
 #include "station/output/Text.h"
 
-#include "station/transcript/Run.h"
+#include "station/judge/Limits.h"
 
 #include <QStringDecoder>
 
@@ -75,6 +75,10 @@ QString SummaryText(const Run_T& run)
         text += u": "_s + PrintableText(run.reason);
     }
     text += u'\n';
+    for (const LimitResult_T& result : run.limits) {
+        text += TitleOf(run) + u": %1: "_s.arg(QLatin1StringView(NameOf(result.fit))) +
+                PrintableText(LimitText(result)) + u'\n';
+    }
     for (const Line_T& unrecognised : run.unrecognised) {
         text += PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number) +
                 PrintableText(unrecognised.text) + u'\n';

@@ -17,7 +17,7 @@ QString Plural(std::uint64_t count, const QString& noun);
 /// Where a run begins: "transcript.txt:12".
 QString TitleOf(const Run_T& run);
 
-/// The line of a run, and its unrecognised lines; printable.
+/// The line of a run, a line for each of its limits, and its unrecognised lines; printable.
 QString SummaryText(const Run_T& run);
 /// The counts in one line.
 QString SummaryText(const Summary_T& summary);

@@ -89,6 +89,7 @@ constexpr CommandText_T c_Texts[] = {
      .arguments = 6,
      .required = c_GainAccepted | c_EarlyNotice | c_ParametersTitle | c_Parameters | c_Samples | c_Version,
      .samples = 993,
+     .channelArgument = 5,
      .objection = WrongSetting},
     // Some products keep their firmware.
     {.command = "lumetping",
@@ -104,11 +105,21 @@ constexpr CommandText_T c_Texts[] = {
     {.command = "xkping",
      .arguments = 3,
      .required = c_Loads | c_Samples | c_Element | c_SampleCount,
+     .channelArgument = 2,
      .objection = WrongCount},
 };
 } // namespace
 
 std::span<const CommandText_T> CommandTexts() { return c_Texts; }
+
+std::vector<std::string> CommandNames()
+{
+    std::vector<std::string> names;
+    for (const CommandText_T& row : c_Texts) {
+        names.emplace_back(row.command);
+    }
+    return names;
+}
 
 const CommandText_T* TextOf(std::string_view command)
 {

@@ -38,11 +38,13 @@ struct CommandText_T {
     unsigned int allowed = 0;          ///< besides the required
     std::size_t samples = 0;           ///< that are printed; 0: nothing, or the number that the run states
     const char* measurement = nullptr; ///< name of what the command shows; null: it is no reading
+    std::size_t channelArgument = 0;   ///< which of its arguments is the channel, from 1; 0: none
     /// What else must hold. Returns why it does not; null: it does.
     const char* (*objection)(const Run_T& run) = nullptr;
 };
 
 std::span<const CommandText_T> CommandTexts();
+std::vector<std::string> CommandNames();
 
 /// Null for a command that is not known.
 const CommandText_T* TextOf(std::string_view command);

@@ -51,6 +51,24 @@ struct Quantity_T {
     const char* unit = ""; ///< empty: a plain number
 };
 
+struct Limit_T; // station/judge/Limits.h
+
+/// How a measurement fits a limit.
+enum class Fit {
+    Good,
+    Marginal, ///< good, but near the limit
+    Bad,
+    Absent ///< the run does not have the measurement, so nothing can be said
+};
+
+/// A measurement of a run and a limit for it.
+struct LimitResult_T {
+    const Limit_T* limit = nullptr; ///< of the CLimits that judged the run, which outlives it
+    Fit fit = Fit::Absent;
+    double value = 0;      ///< 0 if absent
+    const char* unit = ""; ///< empty: a plain number
+};
+
 /// The echo between the markers.
 struct Samples_T {
     bool isPrinted = false;           ///< there was a block, which may be empty
@@ -123,6 +141,7 @@ struct Run_T {
     std::uint64_t messageCount = 0;
     std::vector<Quantity_T> parameters;   ///< settings of the test, as printed
     std::vector<Quantity_T> measurements; ///< what the unit showed or the FPGA reported
+    std::vector<LimitResult_T> limits;    ///< one for each limit that is for this run
     Samples_T samples;
 
     Bytes_T verdict; ///< the last line, without its end, or empty

@@ -89,11 +89,17 @@ assert re.fullmatch(r"sonarbench-station \d+\.\d+\.\d+\n", station("--version"))
 assert offered("") == sorted(["--help", "--version", "help", *subcommands])
 assert offered("help", "") == subcommands
 assert offered("report", "--j") == ["--json", "--junit"]
+assert offered("limits", "") == sorted(re.findall(r"^  ([a-z]+) ", station("help", "limits").split("Actions:")[1],
+                                                  re.MULTILINE))
 for wrong, complaint in (
         ([], "subcommand is missing"), (["reprot"], "subcommand reprot; did you mean report?"),
         (["help", "rep"], "unknown subcommand rep"), (["--hepl"], "option --hepl; did you mean --help?"),
         (["report", "-json", "x"], "option -json; did you mean --json?"), (["report", "--help-all"], "unknown option"),
-        (["report", "--width", "50", "--width", "60"], "--width can be given only once")):
+        (["report", "--width", "50", "--width", "60"], "--width can be given only once"),
+        (["limits"], "an action is missing"), (["limits", "chek", "x"], "action chek; did you mean check?"),
+        (["limits", "show", "x", "QL4K"], "takes FILE PRODUCT COMMAND"),
+        (["limits", "check", "/nowhere"], "/nowhere: No such file"),
+        (["report", "--product", "QL4K"], "--product needs --limits")):
     station(*wrong, status=2, complaint=complaint)
 for stream, complaint in ((">/dev/full", "standard output: No space left"), (">&-", "standard output: Bad file")):
     station("--help", status=2, complaint=complaint, shell='exec "$0" "$@" ' + stream)
@@ -131,6 +137,33 @@ with tempfile.TemporaryDirectory() as place:
     assert [int(row["value"]) for row in rows] == \
         [value for run in runs for value in run.get("samples", {"values": []})["values"]]
     assert len(rows) > 1000, len(rows)
+
+    # The schema and the program agree on limits files; the exit status and the outputs follow the limits.
+    schema = json.loads(Path(SCHEMA).with_name("limits.schema.json").read_text())
+    limits_validator = jsonschema.Draft202012Validator(schema)
+    limits_validator.check_schema(schema)
+    rule = {"product": "Var*", "command": "sensepin", "measurement": "sensePin", "least": 0, "most": 4095,
+            "note": "wire"}
+    envelope = {"envelope": {"samples": 2, "low": [0, 0], "high": [9, 9], "outside": 0.5}}
+    limits = Path(place, "limits.json")
+    for rules, is_valid in (([rule], True), ([envelope, rule], True), ([], False), ([{**rule, "least": "0"}], False),
+                            ([{**rule, **envelope}], False), ([{"measurement": "mean"}], False),
+                            ([{**envelope, "most": 1}], False), ([{**rule, "unit": "V"}], False),
+                            ([{**rule, "margin": -1}], False), ([{**rule, "product": ""}], False)):
+        content = {"schemaVersion": {"major": 1, "minor": 0}, "rules": rules}
+        limits.write_text(json.dumps(content))
+        assert limits_validator.is_valid(content) == is_valid, content
+        station("limits", "check", str(limits), **({} if is_valid else {"status": 2, "complaint": "limits.json:1:"}))
+    for product, least, status, fit in (("Varrow", 0, 0, "GOOD"), ("Varrow", 4095, 1, "BAD"), (None, 0, 3, None)):
+        limits.write_text(json.dumps({"schemaVersion": {"major": 1, "minor": 0}, "rules": [{**rule, "least": least}]}))
+        chosen = ["--product", product] if product else []
+        run = json.loads(report("--limits", str(limits), *chosen, "--json", "-", str(batch / "performed"),
+                                status=status))
+        validator.validate(run)
+        assert [result["fit"] for result in run.get("limits", [])] == ([fit] if fit else []), run
+    report("--limits", str(limits), "--product", "QL4K", status=2, complaint='no limit is for the product "QL4K"')
+    assert "sensePin from 0 to 4095: wire" in station("limits", "show", str(limits), "VarrowX", "sensepin")
+    assert "no limit" in station("limits", "show", str(limits), "QL4K", "sensepin")
 
     passed, failed = ((batch / name).read_text() for name in ("passed", "failed"))
     report(str(batch / "passed"), str(batch / "performed"))

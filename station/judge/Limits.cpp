@@ -1,0 +1,260 @@
+#include "station/judge/Limits.h"
+
+#include "station/judge/Measurements.h"
+
+#include <QByteArray>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numeric>
+
+using namespace Evidence;
+
+namespace
+{
+constexpr std::array<const char*, 4> c_Names = {"good", "marginal", "bad", "absent"}; // by Fit
+
+/// What a command prints that has the measurements whose names begin so. The others are of samples.
+struct Source_T {
+    std::string_view beginning;
+    unsigned int evidence;
+};
+constexpr Source_T c_Sources[] = {{"firmware", c_Version}, {"speed", c_Ticks}};
+
+constexpr std::size_t c_MostSetups = 256;
+constexpr int c_Digits = 8;
+
+Bytes_T NumberText(double value) { return QByteArray::number(value, 'g', c_Digits).toStdString(); }
+
+Bytes_T Amount(double value, std::string_view unit)
+{
+    return NumberText(value) + (unit.empty() ? "" : " ") + Bytes_T(unit);
+}
+
+Fit FitOf(const Limit_T& limit, double value)
+{
+    if (!(value >= limit.least && value <= limit.most)) { // nor is a value that is no number good
+        return Fit::Bad;
+    }
+    const bool isNear = value < limit.least + limit.margin || value > limit.most - limit.margin;
+    return isNear ? Fit::Marginal : Fit::Good;
+}
+
+/// The result of the value that fits worst: a measurement can have several values.
+LimitResult_T Compare(const Limit_T& limit, const Run_T& run)
+{
+    const MeasurementRow_T* const row = MeasurementOf(limit.measurement);
+    LimitResult_T worst{.limit = &limit, .unit = row == nullptr ? "" : row->unit};
+    const auto take = [&](double value, const char* unit) {
+        const Fit fit = FitOf(limit, value);
+        if (worst.fit == Fit::Absent || fit > worst.fit) {
+            worst = {&limit, fit, value, unit};
+        }
+    };
+    if (!limit.band.high.empty()) {
+        const auto& values = run.samples.values;
+        if (values.size() == limit.band.samples) {
+            take(ShareOutside(limit.band, ColumnMeans(values, limit.band.high.size())), "");
+        }
+        return worst;
+    }
+    for (const Quantity_T& measured : run.measurements) {
+        if (limit.measurement == measured.name) {
+            take(measured.value, measured.unit);
+        }
+    }
+    return worst;
+}
+
+bool NamesProduct(const Limit_T& limit) { return !MatchesGlob(limit.product, {}); }
+} // namespace
+
+bool MatchesGlob(std::string_view glob, std::string_view text)
+{
+    std::size_t at = 0;
+    std::size_t in = 0;
+    std::size_t star = std::string_view::npos; // the last one
+    std::size_t resumed = 0;                   // where the text after it was last tried
+    while (in < text.size()) {
+        if (at < glob.size() && glob[at] == '*') {
+            star = at++;
+            resumed = in;
+        } else if (at < glob.size() && (glob[at] == '?' || glob[at] == text[in])) {
+            ++at;
+            ++in;
+        } else if (star != std::string_view::npos) {
+            at = star + 1;
+            in = ++resumed;
+        } else {
+            return false;
+        }
+    }
+    return glob.find_first_not_of('*', at) == std::string_view::npos;
+}
+
+Bytes_T ChannelOf(const Run_T& run)
+{
+    const CommandText_T* const row = TextOf(run.command);
+    if (row != nullptr && row->channelArgument != 0) {
+        return row->channelArgument <= run.arguments.size() ? run.arguments[row->channelArgument - 1] : "";
+    }
+    return run.samples.channel < 0 ? "" : std::to_string(run.samples.channel);
+}
+
+Bytes_T SettingOf(const Run_T& run)
+{
+    Bytes_T setting;
+    for (const Bytes_T& argument : run.arguments) {
+        setting.append(&argument == &run.arguments.front() ? "" : " ").append(argument);
+        if (setting.size() > c_LongestKeptLine) {
+            break;
+        }
+    }
+    return setting.substr(0, c_LongestKeptLine);
+}
+
+bool CanMeasure(const CommandText_T& command, std::string_view measurement)
+{
+    const auto isReading = [measurement](const CommandText_T& row) {
+        return row.measurement != nullptr && measurement == row.measurement;
+    };
+    if (std::ranges::any_of(CommandTexts(), isReading)) {
+        return isReading(command);
+    }
+    const auto* const source = std::ranges::find_if(
+        c_Sources, [measurement](const Source_T& row) { return measurement.starts_with(row.beginning); });
+    const unsigned int needed = source == std::end(c_Sources) ? c_Samples : source->evidence;
+    return ((command.required | command.allowed) & needed) != 0;
+}
+
+bool IsFor(const Limit_T& limit, std::string_view product, const CommandText_T& command)
+{
+    return MatchesGlob(limit.product, product) && MatchesGlob(limit.command, command.command) &&
+           CanMeasure(command, limit.measurement);
+}
+
+std::vector<double> ColumnMeans(std::span<const std::int32_t> values, std::size_t columns)
+{
+    std::vector<double> means(columns);
+    std::size_t begin = 0;
+    for (std::size_t column = 0; column < columns; ++column) {
+        // The first sample of the next column, as Envelope_T::Column() divides them.
+        const std::size_t end = ((column + 1) * values.size() + columns - 1) / columns;
+        const auto part = values.subspan(begin, end - begin);
+        means[column] = static_cast<double>(std::accumulate(part.begin(), part.end(), std::int64_t{0})) /
+                        static_cast<double>(part.size());
+        begin = end;
+    }
+    return means;
+}
+
+double ShareOutside(const Envelope_T& band, std::span<const double> means)
+{
+    std::size_t outside = 0;
+    for (std::size_t column = 0; column < means.size(); ++column) {
+        outside += means[column] < band.low[column] || means[column] > band.high[column] ? 1 : 0;
+    }
+    return static_cast<double>(outside) / static_cast<double>(means.size());
+}
+
+const char* NameOf(Fit fit) { return c_Names.at(static_cast<std::size_t>(fit)); }
+
+Bytes_T RangeText(const Limit_T& limit, std::string_view unit)
+{
+    if (std::isinf(limit.least)) {
+        return "at most " + Amount(limit.most, unit);
+    }
+    return std::isinf(limit.most) ? "at least " + Amount(limit.least, unit)
+                                  : "from " + NumberText(limit.least) + " to " + Amount(limit.most, unit);
+}
+
+Bytes_T LimitText(const LimitResult_T& result)
+{
+    const Limit_T& limit = *result.limit;
+    const Bytes_T shown = result.fit == Fit::Absent ? "absent" : Amount(result.value, result.unit);
+    const bool isNoted = (result.fit == Fit::Bad || result.fit == Fit::Marginal) && !limit.note.empty();
+    return limit.measurement + " is " + shown + " (limit: " + RangeText(limit, result.unit) + ")" +
+           (isNoted ? ": " + limit.note : "");
+}
+
+CLimits::CLimits(std::vector<Limit_T> limits, Bytes_T product)
+    : m_Limits(std::move(limits)), m_Product(std::move(product))
+{
+}
+
+bool CLimits::IsForProduct() const
+{
+    return std::ranges::any_of(
+        m_Limits, [this](const Limit_T& limit) { return MatchesGlob(limit.product, m_Product); });
+}
+
+CLimits::Setup_T CLimits::Choose(const Run_T& run, const Bytes_T& setting) const
+{
+    Setup_T setup;
+    const CommandText_T* const command = TextOf(run.command);
+    if (command == nullptr) {
+        return setup;
+    }
+    const Bytes_T channel = ChannelOf(run);
+    bool hasOther = false;
+    for (const Limit_T& limit : m_Limits) {
+        if (!MatchesGlob(limit.command, command->command) || !CanMeasure(*command, limit.measurement)) {
+            continue;
+        }
+        if (m_Product.empty() && NamesProduct(limit)) {
+            setup.objection = "there are limits by product for this command, and the product is not known";
+        } else if (MatchesGlob(limit.product, m_Product) && MatchesGlob(limit.channel, channel) &&
+                   MatchesGlob(limit.setting, setting)) {
+            setup.limits.push_back(&limit);
+        } else {
+            hasOther = true;
+        }
+    }
+    if (setup.limits.empty() && hasOther && setup.objection == nullptr) {
+        setup.objection = "there are limits for this command, but none for this product, channel and setting";
+    }
+    return setup;
+}
+
+const CLimits::Setup_T& CLimits::SetupOf(const Run_T& run)
+{
+    const Bytes_T setting = SettingOf(run);
+    const Bytes_T key = run.command + '\n' + ChannelOf(run) + '\n' + setting;
+    const auto known = m_Setups.find(key);
+    if (known != m_Setups.end()) {
+        return known->second;
+    }
+    if (m_Setups.size() >= c_MostSetups) {
+        m_Setups.clear();
+    }
+    return m_Setups.emplace(key, Choose(run, setting)).first->second;
+}
+
+void CLimits::Apply(Run_T& run)
+{
+    const bool isGood = run.outcome == Outcome::Passed || run.outcome == Outcome::Performed;
+    const Setup_T& setup = SetupOf(run);
+    for (const Limit_T* pLimit : setup.limits) {
+        const LimitResult_T result = Compare(*pLimit, run);
+        if (isGood || result.fit != Fit::Absent) {
+            run.limits.push_back(result);
+        }
+    }
+    if (!isGood) {
+        return;
+    }
+    for (const auto& [fit, outcome] :
+         {std::pair(Fit::Bad, Outcome::Failed), std::pair(Fit::Absent, Outcome::NotJudged)}) {
+        const auto found = std::ranges::find(run.limits, fit, &LimitResult_T::fit);
+        if (found != run.limits.end()) {
+            run.outcome = outcome;
+            run.reason = LimitText(*found);
+            return;
+        }
+    }
+    if (setup.objection != nullptr) {
+        run.outcome = Outcome::NotJudged;
+        run.reason = setup.objection;
+    }
+}

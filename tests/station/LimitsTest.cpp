@@ -1,0 +1,231 @@
+#include "station/judge/LimitsFile.h"
+#include "tests/station/Runs.h"
+
+#include <gmock/gmock.h>
+
+using namespace testing;
+
+namespace
+{
+/// A limits file with these rules, each on a line; the first is on line 2.
+std::string File(const std::string& rules)
+{
+    return R"({"schemaVersion": {"major": 1, "minor": 0}, "rules": [)"
+           "\n" +
+           rules + "\n]}";
+}
+
+std::vector<Limit_T> Parsed(const std::string& rules)
+{
+    return ParseLimits("limits", QByteArray::fromStdString(File(rules)));
+}
+
+std::string Refusal(const std::string& json)
+{
+    try {
+        ParseLimits("limits", QByteArray::fromStdString(json));
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+Run_T Ping(const std::vector<Quantity_T>& measurements,
+           const std::vector<Bytes_T>& arguments = {"t", "0", "1"})
+{
+    Run_T run;
+    run.command = "xkping";
+    run.arguments = arguments;
+    run.measurements = measurements;
+    run.outcome = Outcome::Passed;
+    return run;
+}
+
+/// The outcome and the reason after the limits.
+std::string Judged(Run_T run, const std::string& rules, const std::string& product = "QL4K")
+{
+    CLimits limits(Parsed(rules), product);
+    limits.Apply(run);
+    return NameOf(run.outcome) + (run.reason.empty() ? "" : ": " + run.reason);
+}
+} // namespace
+
+TEST(Limits, AWrongFileIsRefusedAtItsPlace)
+{
+    const std::string good = R"({"measurement": "noiseFloor", "most": 90})";
+    const std::pair<std::string, std::string> rules[] = {
+        {R"({"measurement": "noiseFlor", "most": 90})",
+         "limits:2:2: rules[0].measurement: there is no such measurement; did you mean noiseFloor?"},
+        {R"({"measurement": "noiseFloor"})", "limits:2:1: rules[0]: has neither least nor most"},
+        {R"({"most": 90})", "limits:2:1: rules[0]: has no key measurement"},
+        {R"({"measurement": "noiseFloor", "least": 91, "most": 90})",
+         "limits:2:31: rules[0].least: is above most"},
+        {R"({"measurement": "noiseFloor", "most": "90"})", "limits:2:31: rules[0].most: is not a number"},
+        {R"({"measurement": "clippedShare", "most": 90})",
+         "limits:2:33: rules[0].most: 90 is not a number from 0 to 1"},
+        {R"({"measurement": "noiseFloor", "most": 90, "margin": -1})",
+         "limits:2:43: rules[0].margin: -1 is not a number from 0 to inf"},
+        {R"({"measurement": "noiseFloor", "least": 80, "most": 90, "margin": 11})",
+         "limits:2:56: rules[0].margin: is larger than the range from least to most"},
+        {R"({"measurement": "noiseFloor", "most": 90, "unit": ""})",
+         "limits:2:43: rules[0].unit: unknown key"},
+        {good + ",\n" + R"({"measurement": "noiseFloor", "most": 90, "product": ""})",
+         "limits:3:43: rules[1].product: is empty; * is for any"},
+        // Rules that are for no run.
+        {R"({"command": "xkpin", "measurement": "noiseFloor", "most": 90})",
+         "limits:2:2: rules[0].command: there is no such command; did you mean xkping?"},
+        {R"({"command": "sense*", "measurement": "noiseFloor", "most": 90})",
+         "limits:2:2: rules[0].command: the command does not have the measurement noiseFloor"},
+        {R"({"command": "xkping", "measurement": "sensePin", "most": 90})",
+         "limits:2:2: rules[0].command: the command does not have the measurement sensePin"},
+        {R"({"channel": "2", "measurement": "noiseFloor", "most": 90})",
+         "limits:2:2: rules[0].channel: channels are 0 and 1"},
+        {R"({"channel": "1", "measurement": "sensePin", "most": 90})",
+         "limits:2:2: rules[0].channel: the command has no channels"},
+        {R"({"envelope": {"samples": 9, "low": [1, 2], "high": [1], "outside": 0}})",
+         "limits:2:44: rules[0].envelope.high: does not have as many columns as low, or is empty, or has "
+         "more "
+         "than there are samples"},
+        {R"({"envelope": {"samples": 9, "low": [1, 2], "high": [1, 1], "outside": 0}})",
+         "limits:2:56: rules[0].envelope.high[1]: is below low"},
+        {R"({"envelope": {"samples": 1, "low": [1, 2], "high": [2, 2], "outside": 0}})",
+         "limits:2:44: rules[0].envelope.high: does not have as many columns as low, or is empty, or has "
+         "more "
+         "than there are samples"},
+        {R"({"envelope": {"samples": 1, "low": [1], "high": [2], "outside": 0}, "most": 1})",
+         "limits:2:69: rules[0].most: an envelope has no such key"}};
+    for (const auto& [rule, message] : rules) {
+        EXPECT_EQ(Refusal(File(rule)), message) << rule;
+    }
+    EXPECT_EQ(Refusal(File(good)), "accepted");
+    EXPECT_THAT(Refusal(File("")), HasSubstr("rules: is empty"));
+    EXPECT_THAT(Refusal(R"({"rules": []})"), HasSubstr("has no key schemaVersion"));
+    EXPECT_THAT(Refusal(R"({"schemaVersion": {"major": 2, "minor": 0}, "rules": []})"),
+                HasSubstr("major: 2"));
+    // What is written can be read, and is the same.
+    const auto limits =
+        Parsed(good + R"(, {"product": "Q?", "command": "xk*", "channel": "0", "setting": "a b *",
+                             "envelope": {"samples": 9, "low": [-9, 2], "high": [1, 5], "outside": 0.25},
+                             "note": "é\"\n"}, {"measurement": "mean", "least": 0.1, "margin": 1e-3})");
+    const QByteArray text = LimitsText(limits, "made by hand");
+    EXPECT_EQ(LimitsText(ParseLimits("limits", text), "made by hand"), text);
+    EXPECT_EQ(text.count('\n'), 5);
+}
+
+TEST(Limits, DecideByTheWorstMeasurement)
+{
+    const std::string rule =
+        R"({"measurement": "noiseFloor", "least": 20, "most": 90, "margin": 5, "note": "the cable"})";
+    const auto fits = [&rule](double value) {
+        CLimits limits(Parsed(rule), "");
+        Run_T run = Ping({{"noiseFloor", value, "counts"}});
+        limits.Apply(run);
+        EXPECT_EQ(run.outcome, run.limits.at(0).fit == Fit::Bad ? Outcome::Failed : Outcome::Passed);
+        return std::string(NameOf(run.limits.at(0).fit));
+    };
+    for (const auto& [value, fit] :
+         {std::pair(19.9, "bad"), std::pair(20.0, "marginal"), std::pair(24.9, "marginal"),
+          std::pair(25.0, "good"), std::pair(85.0, "good"), std::pair(85.1, "marginal"),
+          std::pair(90.0, "marginal"), std::pair(90.1, "bad"), std::pair(std::nan(""), "bad")}) {
+        EXPECT_EQ(fits(value), fit) << value;
+    }
+    const std::string two = rule + R"(, {"measurement": "offset", "least": 3})";
+    EXPECT_EQ(Judged(Ping({{"noiseFloor", 50, "counts"}, {"offset", 3}}), two), "passed");
+    EXPECT_EQ(Judged(Ping({{"noiseFloor", 50, "counts"}}), two),
+              "not judged: offset is absent (limit: at least 3 counts)");
+    const std::string bad = "failed: noiseFloor is 91 counts (limit: from 20 to 90 counts): the cable";
+    EXPECT_EQ(Judged(Ping({{"noiseFloor", 91, "counts"}}), two), bad) << "bad is certain, whatever is absent";
+    EXPECT_EQ(Judged(Ping({{"noiseFloor", 50, "counts"}, {"noiseFloor", 91, "counts"}}), rule), bad);
+    // A run that is no good has its own reason.
+    Run_T run = Ping({{"noiseFloor", 91, "counts"}});
+    run.outcome = Outcome::NotJudged;
+    run.reason = "it contains unrecognised lines";
+    EXPECT_EQ(Judged(run, two), "not judged: it contains unrecognised lines");
+}
+
+TEST(Limits, AreForTheRunsThatTheyNameAndNoOtherPassesUnseen)
+{
+    const Run_T run = Ping({{"mean", 9, "counts"}}, {"examples/short.txt", "1", "4"});
+    const auto judged = [&run](const std::string& condition, const std::string& product = "QL4K") {
+        return Judged(run, "{" + condition + R"("measurement": "mean", "most": 5})", product).substr(0, 45);
+    };
+    const std::string applies = "failed: mean is 9 counts (limit: at most 5 co";
+    const std::string other = "not judged: there are limits for this command";
+    for (const std::string condition :
+         {"", R"("command": "xkping",)", R"("command": "*p?ng",)", R"("channel": "1",)",
+          R"("setting": "examples/short.txt 1 4",)", R"("setting": "*short* 4",)", R"("product": "QL*",)"}) {
+        EXPECT_EQ(judged(condition), applies) << condition;
+    }
+    for (const std::string condition : {R"("channel": "0",)", R"("setting": "*short*",  "channel": "0",)",
+                                        R"("setting": "short.txt 1 4",)", R"("product": "QL5K",)"}) {
+        EXPECT_EQ(judged(condition), other) << condition;
+    }
+    EXPECT_EQ(judged(R"("command": "ping",)"), "passed");
+    EXPECT_EQ(judged(R"("product": "QL*",)", ""), "not judged: there are limits by product for t");
+    EXPECT_EQ(Judged(run, R"({"measurement": "sensePin", "most": 5})"), "passed");
+    // Limits are chosen once for each set-up.
+    CLimits limits(Parsed(R"({"channel": "1", "measurement": "mean", "most": 5},
+                             {"channel": "0", "measurement": "mean", "most": 10})"),
+                   "");
+    for (const char* const channel : {"0", "1", "0", "1"}) {
+        Run_T ping = Ping({{"mean", 9, "counts"}}, {"t", channel, "1"});
+        limits.Apply(ping);
+        EXPECT_EQ(ping.outcome, *channel == '0' ? Outcome::Passed : Outcome::Failed) << channel;
+    }
+    const std::tuple<const char*, const char*, bool> globs[] = {
+        {"", "", true},         {"*", "", true},        {"?", "", false},       {"a*b", "ab", true},
+        {"a*b", "acbcb", true}, {"a*b", "acbc", false}, {"*ab*", "xaab", true}, {"a?c", "abc", true},
+        {"abc", "abcd", false}, {"**a", "ba", true}};
+    for (const auto& [glob, text, matches] : globs) {
+        EXPECT_EQ(MatchesGlob(glob, text), matches) << glob << " " << text;
+    }
+}
+
+TEST(Limits, AnEnvelopeIsHeldByTheMeansOfTheColumns)
+{
+    // Columns of 3, 2 and 2 samples, as the picture has them.
+    const std::vector<std::int32_t> echo = {10, 20, 30, 1, 3, 0, 1};
+    EXPECT_THAT(ColumnMeans(echo, 3), ElementsAre(20, 2, 0.5));
+    EXPECT_THAT(ColumnMeans(echo, 7), ElementsAreArray(echo));
+    const auto judged = [&echo](const std::string& samples, const std::string& low, const std::string& high,
+                                const std::string& outside) {
+        Run_T run = Ping({});
+        run.samples.values = echo;
+        return Judged(run, R"({"envelope": {"samples": )" + samples + R"(, "low": )" + low + R"(, "high": )" +
+                               high + R"(, "outside": )" + outside + "}}");
+    };
+    EXPECT_EQ(judged("7", "[20, 2, 0]", "[20, 2, 1]", "0"), "passed");
+    EXPECT_EQ(judged("7", "[21, 2, 0]", "[22, 2, 0]", "0.5"),
+              "failed: outsideBand is 0.66666667 (limit: at most 0.5)");
+    EXPECT_EQ(judged("7", "[21, 2, 0]", "[22, 2, 1]", "0.5"), "passed");
+    EXPECT_EQ(judged("8", "[20, 2, 0]", "[20, 2, 1]", "0"),
+              "not judged: outsideBand is absent (limit: at most 0)");
+}
+
+TEST(Limits, EveryOutputShowsThem)
+{
+    CLimits limits(Parsed(R"({"measurement": "mean", "most": 5, "note": "<the>\u001b cable"},
+                             {"measurement": "offset", "most": 5},
+                             {"envelope": {"samples": 2, "low": [0, 0], "high": [9, 99], "outside": 0}})"),
+                   "");
+    Run_T run = Ping({{"mean", 9, "counts"}});
+    run.samples.values = {9, 9};
+    limits.Apply(run);
+    const std::string bad = "mean is 9 counts (limit: at most 5 counts): <the>\\x1b cable";
+    const std::string escaped = "mean is 9 counts (limit: at most 5 counts): &lt;the&gt;\\x1b cable";
+    const std::string text = Written("summary", {run});
+    EXPECT_THAT(text, HasSubstr("failed: xkping: " + bad + "\n"));
+    EXPECT_THAT(text, HasSubstr(": absent: offset is absent (limit: at most 5 counts)\n"));
+    EXPECT_THAT(text, HasSubstr(": good: outsideBand is 0 (limit: at most 0)\n"));
+    EXPECT_THAT(Written("plot", {run}), HasSubstr(bad));
+    const std::string page = Written("html", {run});
+    EXPECT_THAT(page, HasSubstr("<li class=\"bad\">bad: " + escaped + "</li>"));
+    EXPECT_THAT(
+        page, HasSubstr("<tr><td class=\"good\">good</td><td>outsideBand is 0 (limit: at most 0)</td></tr>"));
+    EXPECT_THAT(page, HasSubstr("<polygon class=\"tolerance\""));
+    const std::string junit = Written("junit", {run});
+    EXPECT_THAT(junit, HasSubstr("<property name=\"limit.offset\" value=\"absent: offset is absent"));
+    EXPECT_THAT(junit, HasSubstr("type=\"failed\">bad: " + escaped + "\nabsent: offset"));
+    EXPECT_THAT(Written("json", {run}),
+                HasSubstr(R"({"fit":"BAD","most":5,"name":"mean","note":"<the>\\x1b cable",)"));
+}
