@@ -78,6 +78,9 @@ void Judge(Run_T& run)
 {
     const Facts_T& facts = run.facts;
     Measure(run);
+    if (facts.verdict != Verdict::None && !facts.denial.empty()) {
+        return Decide(run, Outcome::NotJudged, "after the verdict comes: " + facts.denial);
+    }
     if (!IsWhole(run)) {
         return;
     }

@@ -43,7 +43,9 @@ const char* WrongCount(const Run_T& run)
     while (taken % step != 0) {
         --step;
     }
-    const bool isWhole = taken > 0 && std::cmp_equal(run.samples.values.size(), taken / step);
+    // Only the very last sample of a ping has no comma.
+    const bool isWhole = taken > 0 && std::cmp_equal(run.samples.values.size(), taken / step) &&
+                         run.samples.hasLastComma == (step > 1);
     return isWhole && run.facts.bufferBytes == run.samples.taken * 2
                ? nullptr
                : "the number of samples is not the one that the run states";
@@ -51,7 +53,9 @@ const char* WrongCount(const Run_T& run)
 
 const char* WrongSetting(const Run_T& run)
 {
-    return run.samples.taken == run.samples.values.size()
+    // The last of the parameters is the number of samples.
+    return !run.parameters.empty() &&
+                   run.parameters.back().value == static_cast<double>(run.samples.values.size())
                ? nullptr
                : "the number of samples is not the one that the run states";
 }

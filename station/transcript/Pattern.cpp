@@ -7,7 +7,7 @@
 
 namespace
 {
-/// Length of the number at the beginning; 0: there is no number.
+/// Length of the number at the beginning; 0: there is none, or none that a program prints.
 /// @param kind  of the placeholder
 std::size_t NumberLength(std::string_view text, char kind)
 {
@@ -16,14 +16,18 @@ std::size_t NumberLength(std::string_view text, char kind)
     };
     const std::size_t sign = kind != 'u' && text.starts_with('-') ? 1 : 0;
     const std::size_t whole = digits(sign);
-    if (whole == 0) {
+    const std::size_t length = sign + whole;
+    if (whole == 0 || (whole > 1 && text[sign] == '0')) {
         return 0;
     }
-    std::size_t length = sign + whole;
-    if (kind == 'f' && text.substr(length).starts_with('.')) {
-        length += 1 + digits(length + 1);
+    if (kind == 'f') {
+        return length + (text.substr(length).starts_with('.') ? 1 + digits(length + 1) : 0);
     }
-    return length;
+    const std::int64_t number = LeadingNumber(text.substr(0, length));
+    return number >= std::numeric_limits<std::int32_t>::min() &&
+                   number <= std::numeric_limits<std::uint32_t>::max()
+               ? length
+               : 0;
 }
 } // namespace
 

@@ -1,7 +1,6 @@
 #include "station/transcript/Rules.h"
 
 #include <algorithm>
-#include <charconv>
 
 using namespace Evidence;
 
@@ -14,6 +13,16 @@ constexpr std::string_view c_NoticeText =
 
 constexpr double c_HertzPerStep = 100;         // centre frequencies are printed in hundreds of hertz
 constexpr std::int64_t c_NoMajorVersion = 255; // as is 0
+constexpr std::int64_t c_MostOfByte =
+    255; // versions; ticks, which are two bytes ORed; the channel of a command line
+constexpr unsigned int c_MostSample = 65535;
+constexpr std::int64_t c_MostElement = 1; // elements and the channels of built-in settings are 0 and 1
+
+bool IsUpTo(std::int64_t most, std::string_view text)
+{
+    const std::int64_t number = LeadingNumber(text);
+    return number >= 0 && number <= most;
+}
 
 double ValueOf(std::string_view text) { return DecimalNumber(text).value_or(0); }
 
@@ -28,42 +37,50 @@ void KeepMeasurement(Run_T& run, const Quantity_T& measurement)
 using Values_T = std::vector<std::int32_t>;
 constexpr std::size_t c_Digits = 3;
 
-/// The number, if the whole text is one.
-template <class Number>
-std::optional<std::int32_t> Whole(std::string_view text)
-{
-    Number number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end ? std::optional<std::int32_t>(number) : std::nullopt;
-}
+constexpr unsigned int c_Base = 10;
 
-/// Numbers of three characters each, without separators; a negative one has two digits.
+/// The value of a digit; above 9 for any other character.
+unsigned int DigitOf(char character) { return static_cast<unsigned char>(character - '0'); }
+
+/// Numbers of three digits each, without separators.
 bool ReadThreeDigits(std::string_view text, Values_T& values)
 {
-    values.reserve(text.size() / c_Digits);
-    for (; text.size() >= c_Digits; text.remove_prefix(c_Digits)) {
-        const auto value = Whole<std::int16_t>(text.substr(0, c_Digits));
-        if (!value) {
-            return false;
-        }
-        values.push_back(*value);
+    values.resize(text.size() / c_Digits);
+    const char* from = text.data();
+    unsigned int worst = 0; // one check for all is faster than one for each
+    for (std::int32_t& value : values) {
+        const unsigned int hundreds = DigitOf(from[0]);
+        const unsigned int tens = DigitOf(from[1]);
+        const unsigned int ones = DigitOf(from[2]);
+        const unsigned int number = (hundreds * c_Base + tens) * c_Base + ones;
+        worst = std::max({worst, number, tens > 9 || ones > 9 ? c_Base * 100 : 0});
+        value = static_cast<std::int32_t>(number);
+        from += c_Digits;
     }
-    return text.empty();
+    return worst <= c_MostOfByte;
 }
 
-/// Numbers with commas between them; there may be one at the end.
+/// Numbers without leading zeros, with commas between them; there may be one at the end.
 bool ReadDecimals(std::string_view text, Values_T& values)
 {
-    while (!text.empty()) {
-        const std::string_view number = text.substr(0, text.find(','));
-        const auto value = Whole<std::uint16_t>(number);
-        if (!value) {
+    values.resize(text.size() / 2 + 1); // at most
+    auto value = values.begin();
+    const char* const end = text.data() + text.size();
+    for (const char* from = text.data(); from != end; ++value) {
+        const char* const first = from;
+        unsigned int number = 0;
+        for (unsigned int digit = 0; from != end && (digit = DigitOf(*from)) <= 9 && from - first <= 5;
+             ++from) {
+            number = number * c_Base + digit;
+        }
+        const bool isNumber = from != first && number <= c_MostSample && (*first != '0' || from - first == 1);
+        if (!isNumber || (from != end && *from != ',')) {
             return false;
         }
-        values.push_back(*value);
-        text.remove_prefix(std::min(number.size() + 1, text.size()));
+        *value = static_cast<std::int32_t>(number);
+        from += from != end ? 1 : 0;
     }
+    values.resize(static_cast<std::size_t>(value - values.begin()));
     return true;
 }
 
@@ -92,6 +109,9 @@ bool TakeParameters(Run_T& run, const Captures_T& captures)
 
 bool TakeElement(Run_T& run, const Captures_T& captures)
 {
+    if (!IsUpTo(c_MostElement, captures[0])) {
+        return false;
+    }
     Samples_T& samples = run.samples;
     samples.element = static_cast<int>(LeadingNumber(captures[0]));
     samples.centreHertz = ValueOf(captures[1]) * c_HertzPerStep;
@@ -102,7 +122,7 @@ bool TakeElement(Run_T& run, const Captures_T& captures)
 bool TakeChannelAndElement(Run_T& run, const Captures_T& captures)
 {
     run.samples.channel = static_cast<int>(LeadingNumber(captures[0]));
-    return TakeElement(run, {captures[1], captures[2], captures[3]});
+    return IsUpTo(c_MostOfByte, captures[0]) && TakeElement(run, {captures[1], captures[2], captures[3]});
 }
 
 bool TakeSampleCount(Run_T& run, const Captures_T& captures)
@@ -114,14 +134,22 @@ bool TakeSampleCount(Run_T& run, const Captures_T& captures)
 
 bool TakeVersion(Run_T& run, const Captures_T& captures)
 {
+    if (!IsUpTo(c_MostOfByte, captures[0]) || !IsUpTo(c_MostOfByte, captures[1])) {
+        return false;
+    }
     run.unit.firmwareVersion = Bytes_T(captures[0]) + "." + Bytes_T(captures[1]);
     const std::int64_t major = LeadingNumber(captures[0]);
     run.facts.hasFirmware = major > 0 && major < c_NoMajorVersion;
     return true;
 }
 
+bool AreTicks(Run_T&, const Captures_T& captures) { return IsUpTo(c_MostOfByte, captures[0]); }
+
 bool TakeTicks(Run_T& run, const Captures_T& captures)
 {
+    if (!AreTicks(run, captures)) {
+        return false;
+    }
     ++run.facts.ticks;
     KeepMeasurement(run, {"speedTicks", ValueOf(captures[0])});
     return true;
@@ -129,7 +157,12 @@ bool TakeTicks(Run_T& run, const Captures_T& captures)
 
 bool TakeAttempt(Run_T& run, const Captures_T& captures)
 {
-    run.samples.channel = static_cast<int>(LeadingNumber(captures[0]));
+    constexpr std::string_view c_Names[] = {"Sonar", "Lowscan"};
+    const std::int64_t channel = LeadingNumber(captures[0]);
+    if (!IsUpTo(c_MostElement, captures[0]) || captures[1] != c_Names[channel]) {
+        return false;
+    }
+    run.samples.channel = static_cast<int>(channel);
     run.parameters.push_back({"startFrequencyWord", ValueOf(captures[2])});
     return true;
 }
@@ -161,6 +194,7 @@ bool TakeSamples(Run_T& run, const Captures_T& captures)
     }
     samples.isPrinted = true;
     samples.isThreeDigit = isThreeDigit;
+    samples.hasLastComma = text.ends_with(',');
     samples.values = std::move(values);
     samples.taken = samples.values.size();
     return true;
@@ -320,7 +354,7 @@ constexpr Rule_T c_Rules[] = {
     Message(Aside, "%s: no data within 5 seconds"),
     Message(Aside, "%s: no end of file within 30 seconds"),
     Message(Aside, "%s: larger than %d MiB, the most that is read"),
-    {.place = Aside, .pattern = "Speed ticks: %d", .evidence = c_Ticks},
+    {.place = Aside, .pattern = "Speed ticks: %d", .evidence = c_Ticks, .take = AreTicks},
     Message(Aside, "sh: %s"),
     {.place = Aside, .pattern = "cat: %s"},
 };

@@ -73,7 +73,8 @@ struct LimitResult_T {
 struct Samples_T {
     bool isPrinted = false;           ///< there was a block, which may be empty
     bool isThreeDigit = false;        ///< three digits each, as opposed to numbers with commas
-    std::vector<std::int32_t> values; ///< -99 to 999 with three digits, otherwise 0 to 65,535
+    bool hasLastComma = false;        ///< a comma follows the last number
+    std::vector<std::int32_t> values; ///< up to FullScale()
     std::uint64_t taken = 0; ///< samples that the unit took; a multiple of values.size(); 0: not known
     int element = -1;        ///< transducer element that fired; -1: not printed
     int channel = -1;        ///< -1: not printed
@@ -114,6 +115,7 @@ struct Facts_T {
     Bytes_T fault;
     bool isFaultReported = false; ///< it is one of the report
     Bytes_T untested;             ///< first message that the test was not carried out, or empty
+    Bytes_T denial;               ///< first line after the verdict that contradicts it, or empty
     Bytes_T complaint;            ///< first other error message, or empty
     std::uint64_t ticks = 0;
     std::uint64_t bufferBytes = 0; ///< as printed after the number of samples

@@ -8,6 +8,7 @@ namespace
 constexpr std::string_view c_Header = "---------------------------------------------------";
 constexpr std::string_view c_TestOutput = "Test Output: ";
 constexpr std::string_view c_GainAccepted = "3";
+constexpr std::string_view c_Error = "ERROR: ";
 
 /// False for a rule so short that the contents of a file may look like it.
 bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
@@ -18,6 +19,19 @@ bool Fits(const Rule_T& rule, std::string_view text)
     const auto captures = Match(rule.pattern, text);
     Run_T run;
     return captures && (rule.take == nullptr || rule.take(run, *captures));
+}
+
+/// Whether the text, after a verdict, contradicts it: another verdict, the end of a program that crashed, or
+/// an error of a report. Operators may write anything else between runs.
+bool Denies(std::string_view text)
+{
+    constexpr std::string_view c_Parts[] = {"Test Result:", "NO VALID RETURN VALUE", c_Error, "Aborted",
+                                            "Segmentation fault"};
+    const auto isIn = [text](std::string_view part) { return text.find(part) != std::string_view::npos; };
+    return std::ranges::any_of(c_Parts, isIn) || std::ranges::any_of(Rules(), [text](const Rule_T& rule) {
+               return (rule.isEnd || (rule.place == Place::Report && rule.effect != Effect::None)) &&
+                      Match(rule.pattern, text);
+           });
 }
 
 /// The verdict at the end of the text, empty if there is none. A path has no end mark, so a verdict can
@@ -51,6 +65,7 @@ void CRunBuilder::Take(const ReadLine_T& line)
         ClaimBlanks();
         ++m_Run.claimedCount;
     } else {
+        TakeDenial(line.text);
         DisownBlanks();
         AddUnrecognised(m_Number, line.text);
     }
@@ -74,10 +89,13 @@ bool CRunBuilder::TakeLine(std::string_view text)
 
 bool CRunBuilder::TakeHeader(std::string_view glued)
 {
+    const bool isDenial = TakeDenial(glued);
+    // Only these can be without their line end.
+    const bool canGlue = m_Free == Free::Path || m_Free == Free::Output;
     if (m_Section != Section::Before) {
         BeginRun();
     }
-    const bool isClaimed = glued.empty() || TakePiece(glued);
+    const bool isClaimed = isDenial || glued.empty() || (canGlue && TakePiece(glued));
     if (m_Section != Section::Before) {
         BeginRun(); // the text before it ended a run
     }
@@ -86,7 +104,7 @@ bool CRunBuilder::TakeHeader(std::string_view glued)
     }
     m_Section = Section::CommandLine;
     m_Free = Free::Nothing;
-    m_Header = {m_Number, m_Run.claimedCount};
+    m_Header = {m_Number, m_Run.claimedCount, m_Run.unrecognisedCount};
     return isClaimed;
 }
 
@@ -134,9 +152,16 @@ void CRunBuilder::LeaveAboveHeader()
     }
     const std::uint64_t claimed = m_Run.claimedCount - m_Header.claimed;
     Bytes_T commandLine = std::exchange(m_Run.commandLine, {});
+    // Its errors may be this run's.
+    Facts_T errors;
+    errors.fault = m_Run.facts.fault;
+    errors.untested = m_Run.facts.untested;
+    errors.complaint = m_Run.facts.complaint;
+    errors.isSpoiled = m_Run.unrecognisedCount > m_Header.unrecognised;
     m_Run.claimedCount = m_Header.claimed;
     m_Run.lastLine = m_Header.number - 1;
     HandOver();
+    m_Run.facts = std::move(errors);
     m_Run.commandLine = std::move(commandLine);
     m_Run.claimedCount = claimed;
     m_Run.firstLine = m_Header.number;
@@ -174,7 +199,7 @@ bool CRunBuilder::TakePiece(std::string_view text)
         m_Run.facts.evidence |= Evidence::c_UnitData;
         return true;
     }
-    return Apply(text) || ApplyAsFirst(text) || TakeFree(text);
+    return Apply(text) || ApplyAsFirst(text) || TakeFree(text) || TakeDenial(text);
 }
 
 bool CRunBuilder::TakeUnitData(std::string_view text)
@@ -198,8 +223,9 @@ bool CRunBuilder::TakeVerdict(std::string_view text)
         return false;
     }
     if (m_Section == Section::Done) {
-        BeginRun();
-    } else if (m_Free == Free::Reading && m_Run.facts.readingLines > 0) {
+        return TakeDenial(text);
+    }
+    if (m_Free == Free::Reading && m_Run.facts.readingLines > 0) {
         m_Run.facts.readingBlanks += m_Blanks;
     } else {
         DisownBlanks();
@@ -208,6 +234,17 @@ bool CRunBuilder::TakeVerdict(std::string_view text)
     m_Run.verdict = text;
     m_Section = Section::Done;
     m_Free = Free::Nothing;
+    return true;
+}
+
+/// The line stays in the run whose verdict it contradicts.
+bool CRunBuilder::TakeDenial(std::string_view text)
+{
+    if (m_Section != Section::Done || !Denies(text)) {
+        return false;
+    }
+    Bytes_T& denial = m_Run.facts.denial;
+    denial = denial.empty() ? Bytes_T(text.substr(0, c_LongestKeptLine)) : denial;
     return true;
 }
 
@@ -295,12 +332,12 @@ bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
     if (!captures || (rule.take != nullptr && !rule.take(m_Run, *captures))) {
         return false;
     }
-    if (rule.isEnd && m_Run.facts.verdict != Verdict::None) {
-        BeginRun(); // and ends here: it printed nothing else
+    if (rule.isEnd) {
+        TakeDenial(text);
     }
     m_IsBegun = true;
     m_Run.facts.evidence |= rule.evidence;
-    if (rule.take == nullptr || rule.effect != Effect::None) {
+    if (rule.take == nullptr || rule.effect != Effect::None || rule.place == Place::Aside) {
         AddMessage(rule, text);
     }
     if (rule.place != Place::Aside) {
@@ -320,7 +357,7 @@ void CRunBuilder::AddMessage(const Rule_T& rule, std::string_view text)
     if (rule.effect == Effect::Untested && facts.untested.empty()) {
         facts.untested = kept;
     }
-    const bool isError = rule.effect != Effect::None || text.starts_with("ERROR: ");
+    const bool isError = rule.effect != Effect::None || text.starts_with(c_Error);
     if (isError && rule.effect == Effect::None && facts.complaint.empty()) {
         facts.complaint = kept;
     }
@@ -347,7 +384,12 @@ void CRunBuilder::DisownBlanks()
 
 void CRunBuilder::AddUnrecognised(std::uint64_t number, std::string_view text)
 {
-    m_Run.facts.isSpoiled = m_Run.facts.isSpoiled || (m_IsBegun && m_Section != Section::Done);
+    Facts_T& facts = m_Run.facts;
+    facts.isSpoiled = facts.isSpoiled || (m_IsBegun && m_Section != Section::Done);
+    if (m_Section != Section::Done && facts.complaint.empty() &&
+        text.find(c_Error) != std::string_view::npos) {
+        facts.complaint = text.substr(0, c_LongestKeptLine);
+    }
     m_Run.KeepUnrecognised({number, Bytes_T(text.substr(0, c_LongestKeptLine))});
 }
 

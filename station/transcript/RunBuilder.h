@@ -34,6 +34,7 @@ private:
     bool TakeFree(std::string_view text);
     bool TakeOutput(std::string_view text);
     bool TakeVerdict(std::string_view text);
+    bool TakeDenial(std::string_view text);
     bool TakeCommandLine(std::string_view text);
     bool TakeUnitData(std::string_view text);
     bool TakeHeader(std::string_view glued);
@@ -60,10 +61,12 @@ private:
     Section m_Section = Section::Before;
     bool m_IsBegun = false; ///< a line of this run was recognised
     int m_Step = 0;         ///< of the last rule in this section
-    /// Of the line of hyphens: its number, and how many lines of the run were claimed above it.
+    /// Of the line of hyphens: its number, and how many lines of the run were claimed and unrecognised above
+    /// it.
     struct Header_T {
         std::uint64_t number = 0;
         std::uint64_t claimed = 0;
+        std::uint64_t unrecognised = 0;
     } m_Header;
     Free m_Free = Free::Nothing;
     std::uint64_t m_Number = 0;     ///< of the line

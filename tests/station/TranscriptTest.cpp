@@ -61,7 +61,10 @@ TEST(Transcript, PassesOnlyWithACompletePassingRun)
             expect(beginning);
             expect(beginning + original); // a run that was cut off takes no line of the next run
             expect(beginning + Joined(rest.subspan(1)));
-            expect(beginning + lines[index] + Joined(rest));
+            // A second verdict denies the first.
+            if (index + 1 < lines.size()) {
+                expect(beginning + lines[index] + Joined(rest));
+            }
             for (const std::string& alien : c_Aliens) {
                 expect(beginning + alien + Joined(index == 0 ? rest.subspan(1) : rest));
             }
@@ -138,6 +141,62 @@ TEST(Transcript, AssertionsAndUnknownLinesBelongToTheRunAroundThem)
     EXPECT_EQ(CRuns("").Only().outcome, Outcome::NotJudged);
 }
 
+TEST(Transcript, AVerdictThatALaterLineContradictsIsOneRunThatIsNotJudged)
+{
+    const std::string good = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
+    const Words_T denials = {"Test Result: Operation Performed.",
+                             "Test Result: Tests Failed.",
+                             "Test Result: Tests Fai",
+                             "NO VALID RETURN VALUE",
+                             "ERROR: Ping failed with error code: -5.",
+                             std::string("ERROR: Get\0ping", 15),
+                             "Aborted (core dumped)",
+                             "run.sh: line 3:  4711 Segmentation fault      (core dumped) sonarbench speed 1",
+                             "terminate called after throwing an instance of 'std::bad_alloc'"};
+    for (const std::string& denial : denials) {
+        for (const std::string between : {"", "\n", "$ exit\n"}) {
+            const CRuns runs(good + between + denial + "\n" + good);
+            ASSERT_EQ(runs.All().size(), 2U) << denial;
+            EXPECT_EQ(runs.All()[0].outcome, Outcome::NotJudged) << denial;
+            EXPECT_EQ(runs.All()[0].reason, "after the verdict comes: " + denial);
+            EXPECT_EQ(runs.All()[1].outcome, Outcome::Performed) << denial;
+        }
+    }
+    // Without a line end before the next report.
+    const CRuns glued(good + "Test Result: Tests Failed." + good);
+    EXPECT_EQ(glued.All()[0].outcome, Outcome::NotJudged);
+    EXPECT_EQ(glued.Good(), 1);
+}
+
+TEST(Transcript, ANumberThatTheProgramCannotPrintIsNotAValue)
+{
+    struct Case_T {
+        std::string text, number;
+        Words_T wrong;
+    };
+    const Case_T cases[] = {
+        {CVirtualUnit().Run({"loadfpgabinary"}).output,
+         "Version: 1.0\n",
+         {"Version: 1.99999\n", "Version: 1.256\n", "Version: 01.0\n", "Version: 256.0\n",
+          "Version: 1.-1\n"}},
+        {CVirtualUnit().Run({"speed", "1"}).output,
+         "ticks: 50\n",
+         {"ticks: -1\n", "ticks: 256\n", "ticks: 050\n", "ticks: 5e1\n", "ticks: 99999999999999999999\n"}},
+        {CVirtualUnit("LumetV6").Run({"lumetping", "200long"}).output,
+         "channel 0 (Sonar)",
+         {"channel 2 (Sonar)", "channel 1 (Sonar)", "channel 0 (Lowscan)"}},
+        {CVirtualUnit("QL6M").Run(c_XkPing).output,
+         "Element: 1",
+         {"Element: 2", "Element: -1", "Element: 4294967296"}},
+        {CVirtualUnit("QL1A").Run(c_Ping).output, "Samples = 993", {"Samples = 992", "Samples = 9930"}}};
+    for (const Case_T& row : cases) {
+        ASSERT_THAT(row.text, HasSubstr(row.number));
+        for (const std::string& wrong : row.wrong) {
+            EXPECT_EQ(CRuns(Replaced(row.text, row.number, wrong)).Good(), 0) << wrong;
+        }
+    }
+}
+
 TEST(Transcript, LinesOfOneRunDoNotGetIntoAnother)
 {
     const std::string good = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
@@ -147,11 +206,15 @@ TEST(Transcript, LinesOfOneRunDoNotGetIntoAnother)
         std::size_t runs;
         int good;
     };
-    const Case_T cases[] = {{image + good, 2, 1},
-                            {good + "Aborted (core dumped)\n" + good, 3, 2},
-                            {"Segmentation fault\n" + good, 2, 1},
-                            {good + "cat notes > log\n", 1, 1},
-                            {ReportHead({"sensepin"}).substr(0, 60) + "\nwhat is this\n" + good, 2, 1}};
+    const Case_T cases[] = {
+        {image + good, 2, 1},
+        {good + "Aborted (core dumped)\n" + good, 2, 1},
+        {"Segmentation fault\n" + good, 2, 1},
+        {good + "cat notes > log\n", 1, 1},
+        {image + "ERROR: Unknown Product type.\n" + good, 2, 0},
+        {"<SonarFPGAData>1,2ERROR: Unknown Product type.\n" + good, 1, 0},
+        {image + Replaced(good, "\nsonarbench", std::string("\n\0\nsonarbench", 13)), 2, 0},
+        {ReportHead({"sensepin"}).substr(0, 60) + "\nwhat is this\n" + good, 2, 1}};
     for (const Case_T& row : cases) {
         const CRuns runs(row.text);
         EXPECT_EQ(runs.All().size(), row.runs) << row.text;

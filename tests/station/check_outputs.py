@@ -3,16 +3,14 @@
 
 Usage: check_outputs.py PROGRAM SIMULATOR SCHEMA, from the repository's root.
 """
-import csv
 import json
 import re
 import subprocess
 import sys
 import tempfile
-import xml.etree.ElementTree as xml
 from pathlib import Path
 
-import jsonschema
+from formats import Schema, check_junit, csv_rows
 
 PROGRAM, SIMULATOR, SCHEMA = sys.argv[1:]
 RUNS = {  # name of the transcript: what the virtual unit is, and runs
@@ -23,10 +21,6 @@ RUNS = {  # name of the transcript: what the virtual unit is, and runs
     "three-digits": "--product Varrow ping 200000 210000 27 45 0 low",
     "usage": "nonsense <&\"> \x01",
 }
-# A suite in the strictest of the common schemas: its attributes, and its children in order.
-ATTRIBUTES = {"package", "id", "name", "timestamp", "hostname", "tests", "failures", "errors", "time"}
-CHILDREN = ["properties", "testcase", "system-out", "system-err"]
-
 
 def station(*arguments, text=None, status=0, complaint="", shell='exec "$0" "$@"'):
     run = subprocess.run(["sh", "-c", shell, PROGRAM, *arguments], input=text, capture_output=True, text=True,
@@ -41,22 +35,10 @@ def report(*arguments, **expected):
     return station("report", *arguments, **expected)
 
 
-def check_junit(text):
-    suites = xml.fromstring(text)
-    assert (suites.tag, suites.attrib) == ("testsuites", {})
-    for number, suite in enumerate(suites):
-        assert (suite.tag, set(suite.attrib)) == ("testsuite", ATTRIBUTES), suite.attrib
-        assert (suite.get("id"), [child.tag for child in suite]) == (str(number), CHILDREN), suite.attrib
+def junit_troubles(text):
+    """By transcript, the troubles of its suite."""
+    for suite, troubles in check_junit(text):
         assert len(suite[0]) >= 1, suite.attrib
-        for item in suite[0]:
-            assert (item.tag, set(item.attrib)) == ("property", {"name", "value"}), item.attrib
-            assert all(item.attrib.values()), item.attrib
-        assert set(suite[1].attrib) == {"name", "classname", "time"}, suite[1].attrib
-        for trouble in suite[1]:
-            assert set(trouble.attrib) == {"message", "type"}, trouble.attrib
-        troubles = [(trouble.tag, trouble.get("type")) for trouble in suite[1]]
-        tags = [tag for tag, _ in troubles]
-        assert (suite.get("failures"), suite.get("errors")) == (str(tags.count("failure")), str(tags.count("error")))
         name = Path(suite.get("name")).name.split(":")[0]
         assert suite[1].get("classname") == "sonarbench." + name.removesuffix(".txt")
         yield name.removesuffix(".txt"), troubles
@@ -112,13 +94,10 @@ with tempfile.TemporaryDirectory() as place:
     outputs = {name: str(Path(place, name)) for name in ("json", "junit", "csv")}
     report(*(word for name, file in outputs.items() for word in ("--" + name, file)), str(batch), status=3)
 
-    schema = json.loads(Path(SCHEMA).read_text())
-    validator = jsonschema.Draft202012Validator(schema)
-    validator.check_schema(schema)
-    runs = [json.loads(line) for line in Path(outputs["json"]).read_text().splitlines()]
+    schema = Schema(Path(SCHEMA).read_text())
+    runs = schema.runs(Path(outputs["json"]).read_text())
     for run in runs:
-        validator.validate(run)
-        assert not validator.is_valid({**run, "status": "OTHER"})
+        assert not schema.validator.is_valid({**run, "status": "OTHER"})
         assert run["unrecognisedLines"] == 0, run
     endings = {Path(run["transcript"]).name: (run["status"], run["result"]) for run in runs}
     not_made = ("ERROR", "NOT_APPLICABLE")
@@ -128,12 +107,11 @@ with tempfile.TemporaryDirectory() as place:
     assert runs[0]["dutInfo"]["serialNumber"], runs[0]
     assert runs[3]["measurements"][0]["name"] == "sensePin", runs[3]
 
-    assert dict(check_junit(Path(outputs["junit"]).read_text())) == {
+    assert dict(junit_troubles(Path(outputs["junit"]).read_text())) == {
         "failed": [("failure", "failed")], "not-judged": [("error", "not judged")], "passed": [], "performed": [],
         "three-digits": [], "usage": [("error", "not judged")]}
 
-    with open(outputs["csv"], newline="") as file:
-        rows = list(csv.DictReader(file))
+    rows = csv_rows(Path(outputs["csv"]).read_bytes().decode())
     assert [int(row["value"]) for row in rows] == \
         [value for run in runs for value in run.get("samples", {"values": []})["values"]]
     assert len(rows) > 1000, len(rows)
