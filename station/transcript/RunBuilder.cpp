@@ -9,6 +9,7 @@ constexpr std::string_view c_Header = "-----------------------------------------
 constexpr std::string_view c_TestOutput = "Test Output: ";
 constexpr std::string_view c_GainAccepted = "3";
 constexpr std::string_view c_Error = "ERROR: ";
+constexpr std::string_view c_ScriptOutput = "Out: ";
 
 /// False for a rule so short that the contents of a file may look like it.
 bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
@@ -91,7 +92,7 @@ bool CRunBuilder::TakeHeader(std::string_view glued)
 {
     const bool isDenial = TakeDenial(glued);
     // Only these can be without their line end.
-    const bool canGlue = m_Free == Free::Path || m_Free == Free::Output;
+    const bool canGlue = m_Free == Free::Path || m_Free == Free::Output || glued.starts_with(c_ScriptOutput);
     if (m_Section != Section::Before) {
         BeginRun();
     }

@@ -117,9 +117,7 @@ with tempfile.TemporaryDirectory() as place:
     assert len(rows) > 1000, len(rows)
 
     # The schema and the program agree on limits files; the exit status and the outputs follow the limits.
-    schema = json.loads(Path(SCHEMA).with_name("limits.schema.json").read_text())
-    limits_validator = jsonschema.Draft202012Validator(schema)
-    limits_validator.check_schema(schema)
+    limits_schema = Schema(Path(SCHEMA).with_name("limits.schema.json").read_text())
     rule = {"product": "Var*", "command": "sensepin", "measurement": "sensePin", "least": 0, "most": 4095,
             "note": "wire"}
     envelope = {"envelope": {"samples": 2, "low": [0, 0], "high": [9, 9], "outside": 0.5}}
@@ -130,14 +128,14 @@ with tempfile.TemporaryDirectory() as place:
                             ([{**rule, "margin": -1}], False), ([{**rule, "product": ""}], False)):
         content = {"schemaVersion": {"major": 1, "minor": 0}, "rules": rules}
         limits.write_text(json.dumps(content))
-        assert limits_validator.is_valid(content) == is_valid, content
+        assert limits_schema.validator.is_valid(content) == is_valid, content
         station("limits", "check", str(limits), **({} if is_valid else {"status": 2, "complaint": "limits.json:1:"}))
     for product, least, status, fit in (("Varrow", 0, 0, "GOOD"), ("Varrow", 4095, 1, "BAD"), (None, 0, 3, None)):
         limits.write_text(json.dumps({"schemaVersion": {"major": 1, "minor": 0}, "rules": [{**rule, "least": least}]}))
         chosen = ["--product", product] if product else []
         run = json.loads(report("--limits", str(limits), *chosen, "--json", "-", str(batch / "performed"),
                                 status=status))
-        validator.validate(run)
+        schema.validator.validate(run)
         assert [result["fit"] for result in run.get("limits", [])] == ([fit] if fit else []), run
     report("--limits", str(limits), "--product", "QL4K", status=2, complaint='no limit is for the product "QL4K"')
     assert "sensePin from 0 to 4095: wire" in station("limits", "show", str(limits), "VarrowX", "sensepin")
