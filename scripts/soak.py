@@ -19,6 +19,7 @@ OPTIONS = [
     ["--trace", FILE],
     ["--report", FILE],
     ["--calls", FILE],
+    ["--truth", FILE],
     ["--fault", "write:2=EIO", "--trace", FILE],
     ["--fault", "read:1=EIO"],
 ]

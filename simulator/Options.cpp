@@ -202,6 +202,9 @@ struct OptionSet_T {
                                        u"Version of the unit's firmware image, 0 to 255 (default 1)."_s,
                                        u"N"_s, u"1"_s};
     QCommandLineOption scene{u"scene"_s, u"What is below the transducer, as a JSON file."_s, u"FILE"_s};
+    QCommandLineOption truth{
+        u"truth"_s, u"Writes what scene and settings put into the samples of each ping, as JSON lines."_s,
+        u"FILE"_s};
     QCommandLineOption trace{u"trace"_s, u"Writes one line for each operation on a device."_s, u"FILE"_s};
     QCommandLineOption replay{
         u"replay"_s, u"Lets the devices answer from a trace, which also names the product."_s, u"FILE"_s};
@@ -244,8 +247,11 @@ std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const Op
     if (file.empty()) {
         return std::nullopt;
     }
-    if (parser.isSet(set.fault)) {
-        throw CUsageError(u"--fault cannot go with --replay: the devices answer what the trace says"_s);
+    for (const QCommandLineOption* const pOption : {&set.fault, &set.truth}) {
+        if (parser.isSet(*pOption)) {
+            throw CUsageError(u"--%1 cannot go with --replay: the devices answer what the trace says"_s.arg(
+                pOption->names().first()));
+        }
     }
     try {
         return ReadTraceFile(file);
@@ -276,8 +282,8 @@ void CheckFiles(const Options_T& options)
     for (const FileChange_T& change : options.fileChanges) {
         files.emplace_back("--copy", change.kind == FileChange_T::Kind::Copy ? change.value : "");
     }
-    for (const File_T& result : {File_T{"--trace", options.trace}, File_T{"--calls", options.calls},
-                                 File_T{"--report", options.report}}) {
+    for (const File_T& result : {File_T{"--trace", options.trace}, File_T{"--truth", options.truth},
+                                 File_T{"--calls", options.calls}, File_T{"--report", options.report}}) {
         const auto same = std::ranges::find_if(
             files, [&](const File_T& file) { return IsSameFile(result.second, file.second); });
         if (same != files.end()) {
@@ -330,6 +336,7 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     }
     options.scene = PathValue(parser, set.scene);
     options.trace = PathValue(parser, set.trace);
+    options.truth = PathValue(parser, set.truth);
     options.calls = PathValue(parser, set.calls);
     options.report = PathValue(parser, set.report);
     options.keep = PathValue(parser, set.keep);
@@ -394,8 +401,8 @@ std::optional<Options_T> ReadOptions(const QStringList& arguments)
                       "trace."_s);
     line.Parser().setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     for (const QCommandLineOption* const pOption :
-         {&set.product, &set.listProducts, &set.firmwareVersion, &set.scene, &set.trace, &set.replay,
-          &set.listFaults, &set.calls, &set.report, &set.keep, &set.program, &set.noIsolation,
+         {&set.product, &set.listProducts, &set.firmwareVersion, &set.scene, &set.truth, &set.trace,
+          &set.replay, &set.listFaults, &set.calls, &set.report, &set.keep, &set.program, &set.noIsolation,
           &set.timeLimit}) {
         line.Add(*pOption);
     }

@@ -32,6 +32,7 @@ struct Options_T {
     std::uint8_t firmwareVersion = 1;
     std::filesystem::path scene;                   ///< empty: the built-in scene
     std::filesystem::path trace;                   ///< empty: no trace
+    std::filesystem::path truth;                   ///< empty: the truth of the pings is not written
     std::optional<TraceFile_T> replay;             ///< the devices answer from it
     std::filesystem::path calls;                   ///< empty: the operations are not written
     std::filesystem::path report;                  ///< empty: no page

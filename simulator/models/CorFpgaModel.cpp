@@ -18,6 +18,7 @@ constexpr std::uint16_t c_FifoData = 80;
 constexpr std::uint16_t c_ChirpLength = 512;
 
 constexpr std::uint8_t c_CommandPing = 0x01;
+constexpr std::uint8_t c_CommandElement = 0x02;
 constexpr std::uint8_t c_CommandIdentify = 0x7C;
 
 constexpr std::size_t c_SampleCountUnit = 16;
@@ -93,7 +94,8 @@ std::string CCorFpgaModel::Command(std::uint8_t command)
                                       .samples = Value(c_SampleCount, 2) * c_SampleCountUnit,
                                       .frequency =
                                           Value(c_CentreFrequency, 4) * m_ClockHz / c_TuningWordRange,
-                                      .pulse = Value(c_ChirpLength, 2) * c_ClocksPerChirpEntry / m_ClockHz};
+                                      .pulse = Value(c_ChirpLength, 2) * c_ClocksPerChirpEntry / m_ClockHz,
+                                      .channel = (command & c_CommandElement) != 0 ? 1U : 0U};
         effect += FirePing(c_FifoData, settings);
     }
     return effect;

@@ -48,9 +48,9 @@ std::uint16_t ByteSample(std::uint16_t sample)
 }
 } // namespace
 
-CEcho::CEcho(Scene_T scene)
+CEcho::CEcho(Scene_T scene, TruthSink_T sink)
     : m_Scene(std::move(scene)), m_Unit(TraitsOf(m_Scene.unit)), m_Generator(m_Scene.seed),
-      m_ConverterGenerator(m_Scene.seed ^ ~m_Scene.unit.seed.value_or(0))
+      m_ConverterGenerator(m_Scene.seed ^ ~m_Scene.unit.seed.value_or(0)), m_Sink(std::move(sink))
 {
 }
 
@@ -60,14 +60,23 @@ std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
     m_TrueInterval = settings.interval / m_Unit.clock;
     m_Absorption = Absorption(settings.frequency * m_Unit.frequency);
     m_Signal.assign(settings.samples, 0);
+    const double noise = m_Unit.gain * m_Unit.noise * m_Scene.noise;
+    m_Truth = {.ping = m_Ping + 1,
+               .channel = settings.channel,
+               .samples = settings.samples,
+               .bits = settings.bits,
+               .interval = m_TrueInterval,
+               .noise = noise};
     if (settings.pulse > 0) {
         AddTransmit(settings);
         std::ranges::for_each(m_Scene.fish, [this](const Fish_T& fish) { AddFish(fish); });
         AddBottoms();
     }
     ++m_Ping;
+    if (m_Sink) {
+        m_Sink(m_Truth);
+    }
 
-    const double noise = m_Unit.gain * m_Unit.noise * m_Scene.noise;
     std::vector<std::uint16_t> samples;
     samples.reserve(m_Signal.size());
     for (std::size_t i = 0; i < m_Signal.size(); ++i) {
@@ -106,13 +115,14 @@ void CEcho::AddTransmit(const EchoSettings_T& settings)
 {
     const double peak = m_Unit.transmit * m_Unit.ringDown * c_RingPeak;
     const double decay = m_Unit.ringing * c_RingDecay;
+    m_Truth.ringDown = {m_Unit.gain * peak, settings.pulse / m_TrueInterval, decay / m_TrueInterval};
     for (std::size_t i = 0; i < m_Signal.size(); ++i) {
         const double silence = std::max(static_cast<double>(i) * m_TrueInterval - settings.pulse, 0.0);
         m_Signal[i] += peak * std::exp(-silence / decay);
     }
 }
 
-void CEcho::AddTarget(double range, double level, const Shape_T& shape)
+double CEcho::AddTarget(double range, double level, const Shape_T& shape)
 {
     const double arrival = 2 * range / c_SpeedOfSound;
     const double loss = 40 * std::log10(range) + 2 * m_Absorption * range;
@@ -132,6 +142,7 @@ void CEcho::AddTarget(double range, double level, const Shape_T& shape)
             m_Signal[i] += amplitude * std::exp(-since / shape.decay) * (1 - roughness * Uniform());
         }
     }
+    return amplitude;
 }
 
 void CEcho::AddFish(const Fish_T& fish)
@@ -152,7 +163,11 @@ void CEcho::AddBottoms()
     const double hardness = 1 - strength / c_SoftestBottom;
     const double tail = 2 * (c_SoftTail + c_HardTail * hardness) / c_SpeedOfSound;
     const Shape_T shape{.attack = 2 * m_TrueInterval, .decay = tail, .roughness = c_BottomRoughness};
-    AddTarget(depth, strength, shape);
+    const double front = 2 * depth / c_SpeedOfSound / m_TrueInterval;
+    const double level = m_Unit.gain * AddTarget(depth, strength, shape);
+    if (front < static_cast<double>(m_Signal.size())) {
+        m_Truth.bottom = {depth, front, level};
+    }
     AddTarget(2 * depth, 2 * strength - c_SurfaceLoss, shape);
 }
 

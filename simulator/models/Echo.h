@@ -1,5 +1,6 @@
 #pragma once
 
+#include "simulator/models/EchoTruth.h"
 #include "simulator/models/Scene.h"
 
 #include <cstdint>
@@ -8,11 +9,12 @@
 
 /// A ping and how its echoes are sampled. Each FPGA has its own registers for it.
 struct EchoSettings_T {
-    double interval = 0;     ///< seconds from one sample to the next
-    std::size_t samples = 0; ///< samples to take
-    double frequency = 0;    ///< of the transmitted pulse, Hz
-    double pulse = 0;        ///< seconds that the pulse lasts; 0: nothing is transmitted
-    unsigned int bits = 16;  ///< of a sample, 8 or 16
+    double interval = 0;      ///< seconds from one sample to the next
+    std::size_t samples = 0;  ///< samples to take
+    double frequency = 0;     ///< of the transmitted pulse, Hz
+    double pulse = 0;         ///< seconds that the pulse lasts; 0: nothing is transmitted
+    unsigned int bits = 16;   ///< of a sample, 8 or 16
+    unsigned int channel = 0; ///< or element
 };
 
 /// The water below the transducer: what a ping brings back from a scene, as envelope samples.
@@ -41,7 +43,8 @@ struct EchoSettings_T {
 class CEcho
 {
 public:
-    explicit CEcho(Scene_T scene);
+    /// @param sink  takes the truth of each ping; may be empty
+    explicit CEcho(Scene_T scene, TruthSink_T sink = {});
 
     /// The samples of the next ping.
     std::vector<std::uint16_t> Ping(const EchoSettings_T& settings);
@@ -58,7 +61,8 @@ private:
     };
 
     void AddTransmit(const EchoSettings_T& settings);
-    void AddTarget(double range, double level, const Shape_T& shape);
+    /// Returns the amplitude of its front.
+    double AddTarget(double range, double level, const Shape_T& shape);
     void AddFish(const Fish_T& fish);
     void AddBottoms();
     void AddStale(const EchoSettings_T& settings, std::vector<std::uint16_t>& samples) const;
@@ -70,6 +74,8 @@ private:
     UnitTraits_T m_Unit;
     std::mt19937 m_Generator;
     std::mt19937 m_ConverterGenerator;
+    TruthSink_T m_Sink;
+    EchoTruth_T m_Truth = {};          ///< of this ping
     unsigned int m_Ping = 0;           ///< pings fired before this one
     double m_Interval = 0;             ///< of the last ping, seconds, by the settings
     double m_TrueInterval = 0;         ///< by the unit's clock

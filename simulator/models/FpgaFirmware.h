@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/models/DeviceModel.h"
+#include "simulator/models/EchoTruth.h"
 #include "simulator/models/Scene.h"
 
 #include <functional>
@@ -19,6 +20,7 @@ struct FpgaSetup_T {
     std::function<bool()> isPowered = [] { return true; };
     std::optional<std::uint8_t> firmwareVersion = {}; ///< firmware that is loaded from the start
     bool needsReset = false; ///< an image is taken only after the reset "1" was written to its node
+    TruthSink_T truth = {};  ///< takes the truth of each ping; may be empty
 };
 
 /// The power and the firmware of a simulated FPGA. A reset or an image removes the old firmware, even if the

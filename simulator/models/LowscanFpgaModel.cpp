@@ -69,7 +69,7 @@ void PutValues(Bytes_T& packet, std::span<const std::uint16_t> block)
 } // namespace
 
 CLowscanFpgaModel::CLowscanFpgaModel(const FpgaSetup_T& setup)
-    : m_Firmware(setup), m_Scene(setup.scene), m_Echo(setup.scene)
+    : m_Firmware(setup), m_Scene(setup.scene), m_Echo(setup.scene, setup.truth)
 {
 }
 
@@ -123,7 +123,8 @@ Bytes_T CLowscanFpgaModel::PingChannel(std::size_t channel)
                                       .samples = value(c_SamplingB) & 0xFFFF,
                                       .frequency = (value(c_PulseA) & 0xFFFF) * c_HzPerStartUnit,
                                       .pulse = period * c_SamplesPerPeriodUnit * c_SampleInterval,
-                                      .bits = 8});
+                                      .bits = 8,
+                                      .channel = static_cast<unsigned int>(channel)});
     Bytes_T packet(c_LeadingBytes, 0);
     for (std::span<const std::uint16_t> rest = samples; !rest.empty();) {
         const auto block = rest.first(std::min(c_BlockSamples, rest.size()));

@@ -131,7 +131,8 @@ std::string CLumetFpgaModel::Command(std::uint8_t command)
                                                       .samples = value(c_SampleCount, 2) * c_SampleCountUnit,
                                                       .frequency = frequency,
                                                       .pulse = frequency > 0 ? cycles / frequency : 0,
-                                                      .bits = 8});
+                                                      .bits = 8,
+                                                      .channel = static_cast<unsigned int>(channel)});
     }
     return effect;
 }

@@ -52,7 +52,7 @@ std::uint8_t CPacketFifo::Status() const
 
 CPacketFpgaModel::CPacketFpgaModel(const FpgaSetup_T& setup, const CPacketRegisterMap& map,
                                    bool hasInterruptMode)
-    : m_Map(map), m_HasInterruptMode(hasInterruptMode), m_Firmware(setup), m_Echo(setup.scene)
+    : m_Map(map), m_HasInterruptMode(hasInterruptMode), m_Firmware(setup), m_Echo(setup.scene, setup.truth)
 {
     static_assert(c_PingReadDescriptor.size() * c_DescriptorWordWidth == c_DescriptorSize);
     for (const PacketRegister_T& row : m_Map.Rows()) {

@@ -223,7 +223,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         calls.emplace(directory.Path(), faults);
     }
     UnitRun_T run{};
-    std::optional<CRequestedFile> traceFile, countsFile,
+    std::optional<CRequestedFile> traceFile, truthFile, countsFile,
         reportFile; // the host uses the trace until it is gone
     std::optional<CTraceWriter> trace;
     std::optional<CReplay> replay;
@@ -251,7 +251,13 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
                                .scene = scene,
                                .isPowered = SonarPowerOf(trees, product),
                                .firmwareVersion = options.firmwareVersion,
-                               .needsReset = product.firmware.resetsFirst},
+                               .needsReset = product.firmware.resetsFirst,
+                               .truth =
+                                   [&](const EchoTruth_T& truth) {
+                                       if (truthFile) {
+                                           truthFile->Stream() << TruthLine(truth);
+                                       }
+                                   }},
                               faults);
     for (UnitDevice_T& device : devices) {
         if (replay) {
@@ -263,10 +269,12 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
 
     // Everything that can be wrong in the user's options has been checked, so files can be overwritten now.
     traceFile.emplace("trace", options.trace);
+    truthFile.emplace("truth", options.truth);
     countsFile.emplace("counts", options.calls);
     reportFile.emplace("report", options.report); // which the station's program replaces
     MakeKeepDirectory(options.keep);
     traceFile->Begin();
+    truthFile->Begin();
     countsFile->Begin();
     if (traceFile->IsWanted()) {
         trace.emplace(traceFile->Stream(), product.name, faults.OfCalls());
@@ -290,6 +298,7 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
         KeepFiles(trees, options.keep);
     }
     traceFile->Finish();
+    truthFile->Finish();
     if (countsFile->IsWanted()) {
         countsFile->Stream() << faults.Counts();
     }

@@ -57,6 +57,7 @@ TEST(Simulator, AWrongCommandLineEndsWith2AndAFailureWith3)
          "device:3: the unit QL4K has no device LSfpga9"},
         {2, "--fault=write:1=EIO", "--replay=" + directory.Path("device"),
          "--fault cannot go with --replay: "},
+        {2, "--truth=truth", "--replay=" + directory.Path("device"), "--truth cannot go with --replay: "},
         {3, "--program", "/nowhere/sonarbench",
          "cannot run /nowhere/sonarbench: No such file or directory\n"},
         {3, "--program", scene, "cannot run " + scene + ": Permission denied\n"},
@@ -166,8 +167,9 @@ TEST(Simulator, APipeWithNobodyAtItsOtherEndIsRefused)
         {"--scene ", "p1: no data within 5 seconds\n3\n"},
         {"--copy /VERSION=", "p2: no data within 5 seconds\n3\n"},
         {"--trace ", "cannot write the trace p3: nobody reads the pipe\n3\n"},
-        {"--calls ", "cannot write the counts p4: nobody reads the pipe\n3\n"},
-        {"--report ", "cannot write the report p5: nobody reads the pipe\n3\n"}};
+        {"--truth ", "cannot write the truth p4: nobody reads the pipe\n3\n"},
+        {"--calls ", "cannot write the counts p5: nobody reads the pipe\n3\n"},
+        {"--report ", "cannot write the report p6: nobody reads the pipe\n3\n"}};
     std::string script = "cd " + directory.Path() + "\n";
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         const std::string number = std::to_string(i);
