@@ -1,3 +1,4 @@
+#include "station/Report.h"
 #include "station/Subcommands.h"
 #include "station/Transcripts.h"
 #include "station/judge/LimitsFile.h"
@@ -138,6 +139,32 @@ std::vector<std::string> ReadTranscriptNames(const QCommandLineParser& parser)
     return names;
 }
 
+void AddOptions(CCommandLine& line)
+{
+    for (const Format_T& format : Formats()) {
+        line.Add(
+            {Decoded(format.option), Decoded(format.description), format.takesFile ? u"FILE"_s : QString()},
+            Occurs::Often);
+    }
+    for (const NumberOption_T& option : c_Numbers) {
+        line.Add({Decoded(option.name), Decoded(option.description), Decoded(option.value)});
+    }
+    AddLimitsOptions(line);
+    line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
+    line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
+    line.Parser().addPositionalArgument(
+        u"transcript"_s, u"Files or directories; - or nothing: standard input."_s, u"[transcript...]"_s);
+}
+
+} // namespace
+
+void AddLimitsOptions(CCommandLine& line)
+{
+    line.Add({Decoded(c_Limits), u"Judges measurements by the limits in a file."_s, u"FILE"_s},
+             Occurs::Often);
+    line.Add({Decoded(c_Product), u"The product that the limits are for."_s, u"NAME"_s});
+}
+
 std::optional<CLimits> ReadLimitsOptions(const QCommandLineParser& parser)
 {
     const bool hasProduct = parser.isSet(Decoded(c_Product));
@@ -159,26 +186,6 @@ std::optional<CLimits> ReadLimitsOptions(const QCommandLineParser& parser)
     return limits;
 }
 
-void AddOptions(CCommandLine& line)
-{
-    for (const Format_T& format : Formats()) {
-        line.Add(
-            {Decoded(format.option), Decoded(format.description), format.takesFile ? u"FILE"_s : QString()},
-            Occurs::Often);
-    }
-    for (const NumberOption_T& option : c_Numbers) {
-        line.Add({Decoded(option.name), Decoded(option.description), Decoded(option.value)});
-    }
-    line.Add({Decoded(c_Limits), u"Judges measurements by the limits in a file."_s, u"FILE"_s},
-             Occurs::Often);
-    line.Add({Decoded(c_Product), u"The product that the limits are for."_s, u"NAME"_s});
-    line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
-    line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
-    line.Parser().addPositionalArgument(
-        u"transcript"_s, u"Files or directories; - or nothing: standard input."_s, u"[transcript...]"_s);
-}
-
-/// Returns false, after a message, when the file cannot be read to its end.
 bool ReadFile(const std::string& name, IRunWriter& consumer, CLimits* pLimits)
 {
     const bool isStream = name == c_StandardStream;
@@ -208,6 +215,8 @@ int StatusOf(const Summary_T& summary, bool isStrict)
     return isStrict && summary.unrecognised != 0 ? c_NotRecognised : status;
 }
 
+namespace
+{
 int ReadAndWrite(Options_T options)
 {
     CLimits* const pLimits = options.limits ? &*options.limits : nullptr;

@@ -6,3 +6,4 @@
 // and throws what RunProgram() prints.
 int Limits(const QStringList& arguments);
 int Report(const QStringList& arguments);
+int Run(const QStringList& arguments);

@@ -2,11 +2,13 @@
 
 #include "station/judge/Judgement.h"
 #include "station/transcript/RunBuilder.h"
+#include "station/transcript/RunFile.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -69,15 +71,32 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
 
 void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer, CLimits* pLimits)
 {
-    CRunBuilder builder(transcript, [&consumer, pLimits](Run_T& run) {
+    Record_T record;
+    std::uint64_t headerLines = 0;
+    CRunBuilder builder(transcript, [&](Run_T& run) {
+        run.record = record;
+        run.claimedCount += std::exchange(headerLines, 0);
         Judge(run);
         if (pLimits != nullptr) {
             pLimits->Apply(run);
         }
         consumer.Write(run);
     });
-    for (ReadLine_T line; lines.Next(line);) {
+    ReadLine_T line;
+    bool isThere = lines.Next(line);
+    std::vector<Line_T> errors;
+    if (isThere && IsRunFile(line.text)) {
+        record = ReadHeader(line.text, lines);
+        errors = std::exchange(record.errors, {});
+        headerLines = record.lines;
+        isThere = lines.Next(line);
+    }
+    for (; isThere; isThere = lines.Next(line)) {
         builder.Take(line);
+    }
+    if (record.isThere) {
+        FinishRecord(record, lines);
+        std::ranges::for_each(errors, [&builder](const Line_T& error) { builder.TakeAside(error); });
     }
     builder.End();
 }

@@ -2,6 +2,7 @@
 
 #include "station/transcript/Commands.h"
 #include "station/transcript/Pattern.h"
+#include "station/transcript/RunFile.h"
 
 using namespace Evidence;
 
@@ -72,12 +73,29 @@ void Measure(Run_T& run)
             {row->measurement, *value, (run.facts.evidence & c_Version) != 0 ? "degC" : ""});
     }
 }
+/// Why the run file says that nothing can be said about the unit; empty: it does not.
+Bytes_T RecordObjection(const Run_T& run)
+{
+    const Record_T& record = run.record;
+    if (!record.isThere) {
+        return {};
+    }
+    const Bytes_T serialNumber = HeaderValue(Trimmed(run.unit.serialNumber));
+    if (!serialNumber.empty() && serialNumber != record.unit) {
+        return "the unit's serial number is " + serialNumber + ", not " + record.unit;
+    }
+    // If it is known why the program ended, that is the better reason.
+    return record.stopped.empty() && !run.facts.untested.empty() ? Bytes_T() : record.objection;
+}
 } // namespace
 
 void Judge(Run_T& run)
 {
     const Facts_T& facts = run.facts;
     Measure(run);
+    if (const Bytes_T objection = RecordObjection(run); !objection.empty()) {
+        return Decide(run, Outcome::NotJudged, objection);
+    }
     if (facts.verdict != Verdict::None && !facts.denial.empty()) {
         return Decide(run, Outcome::NotJudged, "after the verdict comes: " + facts.denial);
     }

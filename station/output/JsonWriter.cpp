@@ -129,6 +129,23 @@ QJsonObject SamplesObject(const Samples_T& samples)
     return object;
 }
 
+QJsonObject RecordObject(const Record_T& record)
+{
+    QJsonObject object{{u"serialNumberVerified"_s, record.isVerified}};
+    Insert(object, "unit"_L1, record.unit);
+    Insert(object, "product"_L1, record.product);
+    Insert(object, "station"_L1, record.station);
+    Insert(object, "operator"_L1, record.operatorName);
+    Insert(object, "host"_L1, record.host);
+    Insert(object, "command"_L1, record.command);
+    Insert(object, "start"_L1, record.start);
+    if (record.status >= 0) {
+        object.insert("seconds"_L1, record.seconds);
+        object.insert("exitStatus"_L1, record.status);
+    }
+    return object;
+}
+
 /// One JSON object on one line for each run, as station/report.schema.json describes it.
 class CJsonWriter : public IRunWriter
 {
@@ -162,6 +179,9 @@ public:
         Insert(object, "reason"_L1, run.reason);
         if (run.samples.isPrinted) {
             object.insert("samples"_L1, SamplesObject(run.samples));
+        }
+        if (run.record.isThere) {
+            object.insert("runFile"_L1, RecordObject(run.record));
         }
         m_Output.write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
     }

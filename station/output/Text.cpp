@@ -68,8 +68,9 @@ QString SummaryText(const Run_T& run)
     if (!run.command.empty()) {
         text += u": "_s + PrintableText(run.command);
     }
-    if (!run.unit.serialNumber.empty()) {
-        text += u", unit "_s + PrintableText(run.unit.serialNumber);
+    const Bytes_T& unit = run.unit.serialNumber.empty() ? run.record.unit : run.unit.serialNumber;
+    if (!unit.empty()) {
+        text += u", unit "_s + PrintableText(unit);
     }
     if (!run.reason.empty()) {
         text += u": "_s + PrintableText(run.reason);

@@ -33,7 +33,9 @@ bool CLineSource::Next(ReadLine_T& line)
         const std::string_view rest = std::string_view(m_Chunk).substr(m_Used);
         const std::size_t end = rest.find('\n');
         const std::string_view piece = rest.substr(0, end);
-        m_Used += end == std::string_view::npos ? piece.size() : end + 1;
+        const std::size_t taken = end == std::string_view::npos ? piece.size() : end + 1;
+        m_Used += taken;
+        m_Taken += taken;
         if (end != std::string_view::npos && !isBegun) {
             line.text = piece; // without a copy
             isBegun = true;
@@ -57,4 +59,11 @@ bool CLineSource::Next(ReadLine_T& line)
 std::string CLineSource::Failure() const
 {
     return m_HasFailed ? m_Device.errorString().toStdString() : std::string();
+}
+
+std::optional<std::uint64_t> CLineSource::Size() const
+{
+    return m_Device.isSequential() || m_Device.size() == 0
+               ? std::nullopt
+               : std::optional(static_cast<std::uint64_t>(m_Device.size()));
 }

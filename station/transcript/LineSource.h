@@ -3,6 +3,7 @@
 #include <QIODevice>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,10 @@ public:
     bool Next(ReadLine_T& line);
     /// Why reading failed; empty: it did not.
     std::string Failure() const;
+    /// Bytes of the lines so far, with their ends.
+    std::uint64_t Taken() const { return m_Taken; }
+    /// Bytes of all lines; nothing if the device does not say.
+    std::optional<std::uint64_t> Size() const;
 
 private:
     bool Fill();
@@ -38,5 +43,6 @@ private:
     std::string m_Line; ///< a line that began in an earlier chunk
     bool m_IsCut = false;
     std::uint64_t m_Number = 0;
+    std::uint64_t m_Taken = 0;
     bool m_HasFailed = false;
 };

@@ -124,6 +124,27 @@ struct Facts_T {
     std::uint64_t readingBlanks = 0;
 };
 
+/// What a run file says about the run besides its output; the texts as the file has them, of HeaderValue().
+struct Record_T {
+    bool isThere = false;    ///< the transcript is a run file
+    Bytes_T unit;            ///< serial number, as the station knows it
+    bool isVerified = false; ///< the unit's own serial number was read before the test, and is the same
+    Bytes_T station;
+    Bytes_T operatorName; ///< empty: not given
+    Bytes_T product;      ///< as limits name it; empty: not given
+    Bytes_T host;         ///< the station's computer
+    Bytes_T command;      ///< that was started, for a shell
+    Bytes_T start;        ///< 2026-11-22T10:41:28.123+00:00
+    double seconds = 0;
+    int status = -1;            ///< of the command, as a shell shows it; -1: it was not started
+    Bytes_T stopped;            ///< why the station did not let the command begin or end; empty: it did
+    std::vector<Line_T> errors; ///< the first c_MostKeptLines lines of standard error
+    Bytes_T objection;          ///< why nothing can be said about the unit; empty: nothing against it
+    std::uint64_t lines = 0;    ///< of the header
+    std::uint64_t headerBytes = 0;
+    std::uint64_t output = 0; ///< bytes of standard output
+};
+
 /// One start of the program, from what it printed. Its size is bounded whatever the transcript holds: of
 /// messages, readings and unrecognised lines the first are kept, and all are counted.
 struct Run_T {
@@ -155,6 +176,7 @@ struct Run_T {
     std::uint64_t claimedCount = 0; ///< lines that a rule knows
 
     Facts_T facts;
+    Record_T record;
 
     /// Count a message or a line, and keep it while there is room.
     void Keep(Message_T message);

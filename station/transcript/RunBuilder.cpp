@@ -74,6 +74,21 @@ void CRunBuilder::Take(const ReadLine_T& line)
     m_Run.lastLine = m_Number;
 }
 
+void CRunBuilder::TakeAside(const Line_T& line)
+{
+    const auto rules = Rules();
+    const auto rule = std::ranges::find_if(rules, [&line](const Rule_T& candidate) {
+        return candidate.place == Place::Aside && candidate.take == nullptr &&
+               Match(candidate.pattern, line.text);
+    });
+    if (rule == rules.end()) {
+        m_Run.Keep({line, Place::Aside, false});
+    } else {
+        m_Number = line.number;
+        AddMessage(*rule, line.text);
+    }
+}
+
 void CRunBuilder::End()
 {
     DisownBlanks();

@@ -15,6 +15,8 @@ public:
     CRunBuilder(Bytes_T transcript, Consumer_T consumer);
 
     void Take(const ReadLine_T& line);
+    /// Takes a line of standard error that was kept apart. It belongs to the run so far, and none is lost.
+    void TakeAside(const Line_T& line);
     /// After the last line.
     void End();
 

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "station/judge/Limits.h"
+#include "station/output/Formats.h"
+#include "tools/CommandLine.h"
+
+#include <optional>
+
+// What the subcommands have in common that judge runs.
+
+void AddLimitsOptions(CCommandLine& line);
+
+/// The limits of the options; nothing if none were given. @throw CUsageError, and what ReadLimits() throws
+std::optional<CLimits> ReadLimitsOptions(const QCommandLineParser& parser);
+
+/// Reads the runs of a file, which c_StandardStream can name.
+/// @return false, after a message, when it cannot be read to its end
+bool ReadFile(const std::string& name, IRunWriter& consumer, CLimits* pLimits);
+
+/// The exit status for these runs.
+int StatusOf(const Summary_T& summary, bool isStrict);
