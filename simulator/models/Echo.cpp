@@ -25,10 +25,6 @@ constexpr double c_HardTail = 2.0;
 constexpr double c_SoftestBottom = -60;
 constexpr double c_BottomRoughness = 0.6;
 
-/// The band of the transducer, as a part of its frequency: half of the power is lost at its edges.
-constexpr double c_TransducerBand = 0.2;
-constexpr double c_HighestBandLoss = 40; // dB
-
 /// Where an echo is cut off, in units of its decay. Full scale has fallen below one sample unit by then.
 constexpr double c_DecaysKept = 12;
 
@@ -58,9 +54,10 @@ std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
 {
     m_Interval = settings.interval;
     m_TrueInterval = settings.interval / m_Unit.clock;
-    m_Absorption = Absorption(settings.frequency * m_Unit.frequency);
+    m_Start = settings.start;
+    m_Absorption = Absorption(settings.frequency);
     m_Signal.assign(settings.samples, 0);
-    const double noise = m_Unit.gain * m_Unit.noise * m_Scene.noise;
+    const double noise = m_Unit.gain * m_Unit.noise * m_Scene.noise * settings.noise * settings.all;
     m_Truth = {.ping = m_Ping + 1,
                .channel = settings.channel,
                .samples = settings.samples,
@@ -68,9 +65,12 @@ std::vector<std::uint16_t> CEcho::Ping(const EchoSettings_T& settings)
                .interval = m_TrueInterval,
                .noise = noise};
     if (settings.pulse > 0) {
+        for (const Fish_T& fish : m_Scene.fish) {
+            AddFish(fish, settings.spread);
+        }
+        AddBottoms(settings.spread);
+        Amplify(settings);
         AddTransmit(settings);
-        std::ranges::for_each(m_Scene.fish, [this](const Fish_T& fish) { AddFish(fish); });
-        AddBottoms();
     }
     ++m_Ping;
     if (m_Sink) {
@@ -113,11 +113,12 @@ double CEcho::Interference(std::size_t sample) const
 
 void CEcho::AddTransmit(const EchoSettings_T& settings)
 {
-    const double peak = m_Unit.transmit * m_Unit.ringDown * c_RingPeak;
+    const double peak = m_Unit.transmit * m_Unit.ringDown * c_RingPeak * settings.transmit * settings.all;
     const double decay = m_Unit.ringing * c_RingDecay;
-    m_Truth.ringDown = {m_Unit.gain * peak, settings.pulse / m_TrueInterval, decay / m_TrueInterval};
+    m_Truth.ringDown = {m_Unit.gain * peak, (settings.pulse - m_Start) / m_TrueInterval,
+                        decay / m_TrueInterval};
     for (std::size_t i = 0; i < m_Signal.size(); ++i) {
-        const double silence = std::max(static_cast<double>(i) * m_TrueInterval - settings.pulse, 0.0);
+        const double silence = std::max(TimeOf(i) - settings.pulse, 0.0);
         m_Signal[i] += peak * std::exp(-silence / decay);
     }
 }
@@ -126,14 +127,13 @@ double CEcho::AddTarget(double range, double level, const Shape_T& shape)
 {
     const double arrival = 2 * range / c_SpeedOfSound;
     const double loss = 40 * std::log10(range) + 2 * m_Absorption * range;
-    const double off = (m_Unit.frequency - 1) / c_TransducerBand;
-    const double bandLoss = std::min(12 * off * off, c_HighestBandLoss);
-    const double amplitude =
-        m_Unit.transmit * m_Unit.echoes * std::pow(10, (c_SourceLevel + level - loss - bandLoss) / 20);
-    const auto first = static_cast<std::size_t>(std::max((arrival - shape.attack) / m_TrueInterval, 0.0));
-    const auto last = static_cast<std::size_t>((arrival + c_DecaysKept * shape.decay) / m_TrueInterval);
+    const double amplitude = std::pow(10, (c_SourceLevel + level - loss) / 20);
+    const auto first =
+        static_cast<std::size_t>(std::max((arrival - shape.attack - m_Start) / m_TrueInterval, 0.0));
+    const auto last = static_cast<std::size_t>(
+        std::max((arrival + c_DecaysKept * shape.decay - m_Start) / m_TrueInterval, 0.0));
     for (std::size_t i = first; i < std::min(last, m_Signal.size()); ++i) {
-        const double since = static_cast<double>(i) * m_TrueInterval - arrival;
+        const double since = TimeOf(i) - arrival;
         if (since < 0) {
             m_Signal[i] += amplitude * std::max(1 + since / shape.attack, 0.0);
         } else {
@@ -145,16 +145,16 @@ double CEcho::AddTarget(double range, double level, const Shape_T& shape)
     return amplitude;
 }
 
-void CEcho::AddFish(const Fish_T& fish)
+void CEcho::AddFish(const Fish_T& fish, double spread)
 {
     const double offset = fish.offset + m_Ping * fish.drift;
     const double slope = offset / fish.depth / c_BeamSlope;
     // As short as the samples can show.
     AddTarget(std::hypot(fish.depth, offset), fish.strength - c_BeamEdgeLoss * slope * slope,
-              {.attack = 2 * m_TrueInterval, .decay = m_TrueInterval});
+              {.attack = 2 * m_TrueInterval, .decay = m_TrueInterval + spread});
 }
 
-void CEcho::AddBottoms()
+void CEcho::AddBottoms(double spread)
 {
     if (!m_Scene.bottom) {
         return;
@@ -162,13 +162,35 @@ void CEcho::AddBottoms()
     const auto& [depth, strength] = *m_Scene.bottom;
     const double hardness = 1 - strength / c_SoftestBottom;
     const double tail = 2 * (c_SoftTail + c_HardTail * hardness) / c_SpeedOfSound;
-    const Shape_T shape{.attack = 2 * m_TrueInterval, .decay = tail, .roughness = c_BottomRoughness};
-    const double front = 2 * depth / c_SpeedOfSound / m_TrueInterval;
-    const double level = m_Unit.gain * AddTarget(depth, strength, shape);
-    if (front < static_cast<double>(m_Signal.size())) {
+    const Shape_T shape{.attack = 2 * m_TrueInterval, .decay = tail + spread, .roughness = c_BottomRoughness};
+    const double front = (2 * depth / c_SpeedOfSound - m_Start) / m_TrueInterval;
+    const double level = AddTarget(depth, strength, shape);
+    if (front >= 0 && front < static_cast<double>(m_Signal.size())) {
         m_Truth.bottom = {depth, front, level};
     }
     AddTarget(2 * depth, 2 * strength - c_SurfaceLoss, shape);
+}
+
+/// Gives the echoes the gains of the settings and of the unit, except that of the whole receiver.
+void CEcho::Amplify(const EchoSettings_T& settings)
+{
+    const double constant =
+        m_Unit.transmit * m_Unit.echoes * settings.transmit * settings.echoes * settings.all;
+    const auto gain = [&](std::size_t sample) {
+        const std::size_t entry = sample * settings.gains.size() / m_Signal.size();
+        return constant * (settings.gains.empty() ? 1 : settings.gains[entry]);
+    };
+    for (std::size_t i = 0; i < m_Signal.size(); ++i) {
+        m_Signal[i] *= gain(i);
+    }
+    if (auto& bottom = m_Truth.bottom) {
+        bottom->level *= m_Unit.gain * gain(static_cast<std::size_t>(bottom->front));
+    }
+}
+
+double CEcho::TimeOf(std::size_t sample) const
+{
+    return m_Start + static_cast<double>(sample) * m_TrueInterval;
 }
 
 double CEcho::Uniform() { return static_cast<double>(m_Generator()) / c_GeneratorRange; }

@@ -1,6 +1,7 @@
 #include "simulator/models/LowscanFpgaModel.h"
 
 #include "simulator/ValueText.h"
+#include "simulator/models/Reception.h"
 #include "simulator/models/SpiDeviceModel.h"
 #include "simulator/models/WireBytes.h"
 
@@ -23,7 +24,12 @@ constexpr std::uint16_t c_PulseA = 17;
 constexpr std::uint16_t c_PulseB = 18;
 constexpr std::uint16_t c_SamplingA = 33;
 constexpr std::uint16_t c_SamplingB = 37;
+constexpr std::uint16_t c_Gain = 34;
+constexpr std::uint16_t c_ColourGain = 35;
+constexpr std::uint16_t c_Boost = 65;
+constexpr std::uint16_t c_AnalogueGain = 66;
 constexpr std::uint16_t c_ChannelStep = 8;
+constexpr std::uint32_t c_BoostIsOn = 0x80000000;
 
 constexpr std::array<LowscanRegister_T, 14> c_Registers{{
     {"Ch0.PulseA", c_PulseA, 0xFFFFFFFF},
@@ -31,21 +37,31 @@ constexpr std::array<LowscanRegister_T, 14> c_Registers{{
     {"Ch1.PulseA", c_PulseA + c_ChannelStep, 0xFFFFFFFF},
     {"Ch1.PulseB", c_PulseB + c_ChannelStep, 0x83FF0000},
     {"Ch0.SamplingA", c_SamplingA, 0xFFFF0001},
-    {"Ch0.Gain", 34, 0x00000FFF},
-    {"Ch0.ColourGain", 35, 0x00000FFF},
+    {"Ch0.Gain", c_Gain, 0x00000FFF},
+    {"Ch0.ColourGain", c_ColourGain, 0x00000FFF},
     {"Ch0.SamplingB", c_SamplingB, 0xFFFFFFFF},
     {"Ch1.SamplingA", c_SamplingA + c_ChannelStep, 0xFFFF0001},
-    {"Ch1.Gain", 42, 0x00000FFF},
-    {"Ch1.ColourGain", 43, 0x00000FFF},
+    {"Ch1.Gain", c_Gain + c_ChannelStep, 0x00000FFF},
+    {"Ch1.ColourGain", c_ColourGain + c_ChannelStep, 0x00000FFF},
     {"Ch1.SamplingB", c_SamplingB + c_ChannelStep, 0xFFFFFFFF},
-    {"Boost", 65, 0x800000FF},
-    {"AnalogueGain", 66, 0x000000FF},
+    {"Boost", c_Boost, c_BoostIsOn | 0xFF},
+    {"AnalogueGain", c_AnalogueGain, 0x000000FF},
 }};
 
 constexpr double c_SampleInterval = 2 * 0.0003562607 / 1500; // seconds, undecimated
 constexpr double c_SamplesPerPeriodUnit = 16;
 constexpr double c_HzPerStartUnit = 1 / (1.051682297 * 0.0131072);
+constexpr double c_HzPerSweepUnit = 1 / (1.051682297 * 1.6777); // of each unit of the period
+constexpr std::uint32_t c_SweepFalls = 0x80000000;
 constexpr std::uint32_t c_PeriodBits = 0x3FF;
+
+constexpr double c_GainUnit = 1.0 / 16; // dB
+constexpr double c_ColourGainUnit = 1.0 / 1024;
+
+// Assumptions about the hardware, see docs/scene.md.
+constexpr double c_Transducer = 200e3;
+constexpr unsigned int c_ReferenceBoost = 181;
+constexpr double c_ReferenceGain = 20; // dB
 
 constexpr std::size_t c_BlockSamples = 128;
 constexpr std::size_t c_BlockWidth = c_BlockSamples + 4;
@@ -119,12 +135,26 @@ Bytes_T CLowscanFpgaModel::PingChannel(std::size_t channel)
         return {};
     }
     const double decimation = std::max(value(c_SamplingA) >> 16, 1U);
-    const auto samples = m_Echo.Ping({.interval = c_SampleInterval * decimation,
-                                      .samples = value(c_SamplingB) & 0xFFFF,
-                                      .frequency = (value(c_PulseA) & 0xFFFF) * c_HzPerStartUnit,
-                                      .pulse = period * c_SamplesPerPeriodUnit * c_SampleInterval,
-                                      .bits = 8,
-                                      .channel = static_cast<unsigned int>(channel)});
+    const double interval = c_SampleInterval * decimation;
+    const double pulse = period * c_SamplesPerPeriodUnit * c_SampleInterval;
+    const double factor = m_Echo.Unit().frequency;
+    const double sweep = factor * (value(c_PulseA) >> 16) * period * c_HzPerSweepUnit;
+    const double middle = factor * (value(c_PulseA) & 0xFFFF) * c_HzPerStartUnit +
+                          ((value(c_PulseB) & c_SweepFalls) != 0 ? -sweep : sweep) / 2;
+    const std::uint32_t boost = Register(c_Boost);
+    const auto samples =
+        m_Echo.Ping({.interval = interval,
+                     .samples = value(c_SamplingB) & 0xFFFF,
+                     .start = (value(c_SamplingB) >> 16) * interval,
+                     .frequency = middle,
+                     .pulse = pulse,
+                     .transmit = BoostGain((boost & c_BoostIsOn) != 0 ? boost & 0xFF : 0, c_ReferenceBoost),
+                     .echoes = Amplitude(Register(c_AnalogueGain) - c_ReferenceGain) *
+                               BandGain(middle, c_Transducer, c_TransducerBand * c_Transducer),
+                     .all = Amplitude(value(c_Gain) * c_GainUnit) * value(c_ColourGain) * c_ColourGainUnit,
+                     .spread = std::max((sweep * pulse > 1 ? 1 / sweep : pulse) - 2 * interval, 0.0),
+                     .bits = 8,
+                     .channel = static_cast<unsigned int>(channel)});
     Bytes_T packet(c_LeadingBytes, 0);
     for (std::span<const std::uint16_t> rest = samples; !rest.empty();) {
         const auto block = rest.first(std::min(c_BlockSamples, rest.size()));

@@ -9,8 +9,8 @@ const CPacketRegisterMap& LumetRegisters();
 ///
 /// A command with bit 0 fires a ping on the channels of bits 1 (channel 0) and 2 (channel 1). A sample is
 /// taken each 1024 x sub-sample rate / 71 MHz, which is 43 microseconds (3.2 cm of water) for a rate of 3;
-/// the pulse lasts the burst length in cycles of the start frequency. Samples are bytes of a logarithmic
-/// detector.
+/// the pulse lasts the burst length in cycles of the start frequency. Samples are bytes. docs/scene.md
+/// describes what the other registers do to the echo.
 ///
 /// The analogue readings show the scene's water temperature (WaterAdc_T).
 class CLumetFpgaModel final : public CPacketFpgaModel
@@ -19,5 +19,6 @@ public:
     explicit CLumetFpgaModel(const FpgaSetup_T& setup);
 
 private:
+    EchoSettings_T Settings(std::size_t channel) const;
     std::string Command(std::uint8_t command) override;
 };

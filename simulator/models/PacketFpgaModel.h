@@ -67,6 +67,8 @@ protected:
 
     /// The value of neighbouring registers.
     std::uint32_t Value(std::uint16_t address, std::size_t width) const;
+    /// The factor of the frequencies that this unit transmits.
+    double FrequencyFactor() const { return m_Echo.Unit().frequency; }
     /// Pings, and fills the FIFO at an address with the samples. Returns what it did, for the trace.
     std::string FirePing(std::uint16_t fifo, const EchoSettings_T& settings);
 

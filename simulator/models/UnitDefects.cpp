@@ -1,5 +1,7 @@
 #include "simulator/models/UnitDefects.h"
 
+#include "simulator/models/Reception.h"
+
 #include <algorithm>
 #include <cmath>
 #include <random>
@@ -11,13 +13,10 @@ constexpr double c_LevelVariation = 1; // dB, of gain and noise
 constexpr double c_RingingVariation = 0.05;
 constexpr double c_ClockVariation = 100e-6;
 
-/// What the transducer of the other channel hears of the ping, as factors of what the right one hears.
-constexpr double c_NeighboursEcho = 0.03;
+/// What the transducer of the other channel gets of the ring-down.
 constexpr double c_NeighboursRingDown = 0.003;
 
 constexpr double c_GeneratorRange = 4294967296.0;
-
-double Amplitude(double decibels) { return std::pow(10, decibels / 20); }
 
 /// The bit of a 16-bit sample that a severity names, from 1 for the lowest.
 std::uint16_t Bit(double severity) { return static_cast<std::uint16_t>(1U << (std::lround(severity) - 1)); }
@@ -43,7 +42,7 @@ constexpr DefectKind_T c_Kinds[] = {
     {"wrongFrequency", -0.5, 0.5, [](UnitTraits_T& unit, double share) { unit.frequency = 1 + share; }},
     {"swappedChannels", 0, 1,
      [](UnitTraits_T& unit, double share) {
-         unit.echoes *= 1 - share * (1 - c_NeighboursEcho);
+         unit.echoes *= 1 - share * (1 - c_NeighbourGain);
          unit.ringDown *= 1 - share * (1 - c_NeighboursRingDown);
      }},
     {"staleSamples", 0, 1, [](UnitTraits_T& unit, double share) { unit.stale = share; }},

@@ -42,14 +42,16 @@ protected:
         spi.Ioctl(0x80047202, {});
     }
 
-    /// Sets a channel up: period, samples, decimation rate 76 (27 mm a sample), 200 kHz.
+    /// Sets a channel up: period, samples, decimation rate 76 (27 mm a sample), 200 kHz, gains as usual.
     void SetChannel(std::uint8_t channel, std::uint32_t period, std::uint32_t samples)
     {
-        const std::uint32_t values[] = {2757, period << 16, 76 << 16 | 1, samples};
+        const std::uint32_t values[] = {2757, period << 16, 76 << 16 | 1, samples, 0, 1024};
         for (std::size_t i = 0; i < std::size(values); ++i) {
             const Bytes_T frame = Frame(c_LowscanAddresses[6 * channel + i], values[i]);
             EXPECT_THAT(first.Write(frame).refusals, IsEmpty());
         }
+        first.Write(Frame(66, 20));
+        first.Write(Frame(65, 0x800000B5));
     }
 
     bool isPowered = true;

@@ -36,8 +36,12 @@ protected:
         EXPECT_EQ(model.Ioctl(c_EndPingRead, {}).error, 0);
         return fill;
     }
-    /// Fires a ping of 32 samples.
-    void Ping() { model.Write(Packet(16, {2}) + Packet(512, {64}) + Packet(0, {1})); }
+    /// Fires a ping of 32 samples, with a pulse and a filter of one entry each.
+    void Ping()
+    {
+        model.Write(Packet(0x4000, {0xFF, 3, 0, 0x10}, 2) + Packet(0x8000, {8, 0, 0, 0}, 2) +
+                    Packet(50, {1}) + Packet(16, {2}) + Packet(512, {1}) + Packet(0, {1}));
+    }
 
     bool isPowered = true;
     CCorFpgaModel model{{.product = "QL4K", .isPowered = [this] { return isPowered; }, .firmwareVersion = 5}};

@@ -66,7 +66,6 @@ TEST(UnitDefects, LevelsChangeByTheSeverityInBothWidths)
         double severity;
         double pulse, noise, bottom; ///< expected changes, dB
     };
-    const double bandLoss = 3; // at a tenth of the frequency; less absorption at the lower one is below 1 dB
     const Row_T rows[] = {
         {"deaf", 20, -8, -20, -20}, // the pulse was 12 dB above full scale
         {"deaf", 0, 0, 0, 0},
@@ -75,7 +74,6 @@ TEST(UnitDefects, LevelsChangeByTheSeverityInBothWidths)
         {"weakTransmitter", 18, -6, 0, -18},
         {"noTransducer", 0.9, 0, 0, -20},
         {"swappedChannels", 0.9, -7.7, 0, -18},
-        {"wrongFrequency", -0.1, 0, 0, -bandLoss},
     };
     for (const unsigned int bits : {16U, 8U}) {
         const Measured_T good = Measure(Ping({}, bits), bits);
@@ -89,8 +87,9 @@ TEST(UnitDefects, LevelsChangeByTheSeverityInBothWidths)
     }
 }
 
-TEST(UnitDefects, TimesChangeByTheSeverity)
+TEST(UnitDefects, FrequencyAndTimesChangeByTheSeverity)
 {
+    EXPECT_EQ(TraitsOf(With("wrongFrequency", -0.25)).frequency, 0.75); // its effect: EchoRunTest.cpp
     const Measured_T good = Measure(Ping({}, 16), 16);
     EXPECT_NEAR(static_cast<double>(good.front), c_Bottom, 2);
     EXPECT_NEAR(static_cast<double>(Measure(Ping(With("wrongClock", 0.25), 16), 16).front), 1.25 * c_Bottom,

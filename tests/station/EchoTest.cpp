@@ -114,7 +114,7 @@ TEST(Echo, EachThresholdHasTheValueInTheManual)
     }
     // Too short for a stretch of samples, and for the ring-down to end.
     EXPECT_EQ(FindEchoFeatures({}, 255).ringDownEnd, std::nullopt);
-    const std::vector<std::int32_t> few = {65535, 33, 20, 64, 2788, 118, 12, 5};
+    const std::vector<std::int32_t> few = {65535, 33, 20, 64, 2417, 134, 9, 5};
     EXPECT_EQ(FindEchoFeatures(few, 65535).ringDownEnd, std::nullopt);
     EXPECT_EQ(MeasureLevels(std::vector<std::int32_t>{1000, 999, 1000, 1001}, 1000, 1).clipped, 2U);
 }
