@@ -174,6 +174,14 @@ double CJsonValue::Number(double low, double high, bool isWhole) const
     return number;
 }
 
+bool CJsonValue::IsTrue() const
+{
+    if (!m_Value.isBool()) {
+        Refuse("is neither true nor false");
+    }
+    return m_Value.toBool();
+}
+
 std::string CJsonValue::Text(std::size_t longest) const
 {
     if (!m_Value.isString()) {

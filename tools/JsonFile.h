@@ -21,6 +21,7 @@ public:
     const std::vector<CJsonValue>& Members() const; ///< of an object, in the file's order
     const std::vector<CJsonValue>& Elements() const;
     double Number(double low, double high, bool isWhole = false) const;
+    bool IsTrue() const; ///< of true or false
     bool IsNull() const { return m_Value.isNull(); }
     /// In UTF-8, of at most so many bytes.
     std::string Text(std::size_t longest) const;

@@ -189,6 +189,11 @@ bool CLimits::IsForProduct() const
         m_Limits, [this](const Limit_T& limit) { return MatchesGlob(limit.product, m_Product); });
 }
 
+const Bytes_T& CLimits::ProductOf(const Run_T& run) const
+{
+    return m_Product.empty() ? run.record.product : m_Product;
+}
+
 CLimits::Setup_T CLimits::Choose(const Run_T& run, const Bytes_T& setting) const
 {
     Setup_T setup;
@@ -197,15 +202,16 @@ CLimits::Setup_T CLimits::Choose(const Run_T& run, const Bytes_T& setting) const
         return setup;
     }
     const Bytes_T channel = ChannelOf(run);
+    const Bytes_T& product = ProductOf(run);
     bool hasOther = false;
     for (const Limit_T& limit : m_Limits) {
         if (!MatchesGlob(limit.command, command->command) || !CanMeasure(*command, limit.measurement)) {
             continue;
         }
-        if (m_Product.empty() && NamesProduct(limit)) {
+        if (product.empty() && NamesProduct(limit)) {
             setup.objection = "there are limits by product for this command, and the product is not known";
-        } else if (MatchesGlob(limit.product, m_Product) && MatchesGlob(limit.channel, channel) &&
-                   MatchesGlob(limit.setting, setting)) {
+        } else if (MatchesGlob(limit.product, product) && MatchesGlob(limit.channel, channel) &&
+                   MatchesGlob(limit.setting, setting) && (!limit.isRepeated || run.repetition > 0)) {
             setup.limits.push_back(&limit);
         } else {
             hasOther = true;
@@ -220,7 +226,8 @@ CLimits::Setup_T CLimits::Choose(const Run_T& run, const Bytes_T& setting) const
 const CLimits::Setup_T& CLimits::SetupOf(const Run_T& run)
 {
     const Bytes_T setting = SettingOf(run);
-    const Bytes_T key = run.command + '\n' + ChannelOf(run) + '\n' + setting;
+    const Bytes_T key =
+        run.command + '\n' + ChannelOf(run) + '\n' + setting + (run.repetition > 0 ? "\nrepeated" : "");
     const auto known = m_Setups.find(key);
     if (known != m_Setups.end()) {
         return known->second;

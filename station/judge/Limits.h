@@ -16,9 +16,10 @@ inline constexpr char c_OutsideBand[] = "outsideBand";
 struct Limit_T {
     Bytes_T product = "*";
     Bytes_T command = "*";
-    Bytes_T channel = "*"; ///< of ChannelOf()
-    Bytes_T setting = "*"; ///< of SettingOf()
-    Bytes_T measurement;   ///< a name of Run_T::measurements, or c_OutsideBand
+    Bytes_T channel = "*";   ///< of ChannelOf()
+    Bytes_T setting = "*";   ///< of SettingOf()
+    bool isRepeated = false; ///< only for runs with a repetition
+    Bytes_T measurement;     ///< a name of Run_T::measurements, or c_OutsideBand
     double least = -std::numeric_limits<double>::infinity();
     double most = std::numeric_limits<double>::infinity();
     double margin = 0; ///< a good value so near to a limit is marginal
@@ -64,7 +65,7 @@ Bytes_T RangeText(const Limit_T& limit, std::string_view unit);
 class CLimits
 {
 public:
-    /// @param product  of all runs; empty: not known
+    /// @param product  of all runs; empty: what a run file says
     CLimits(std::vector<Limit_T> limits, Bytes_T product);
 
     /// Whether a limit is for the product.
@@ -82,10 +83,11 @@ private:
         const char* objection = nullptr; ///< why runs cannot be judged; null: they can
     };
 
+    const Bytes_T& ProductOf(const Run_T& run) const;
     const Setup_T& SetupOf(const Run_T& run);
     Setup_T Choose(const Run_T& run, const Bytes_T& setting) const;
 
     std::vector<Limit_T> m_Limits;
     Bytes_T m_Product;
-    std::unordered_map<Bytes_T, Setup_T> m_Setups; ///< by command, channel and setting
+    std::unordered_map<Bytes_T, Setup_T> m_Setups; ///< by product, command, channel, setting, repetition
 };

@@ -42,6 +42,8 @@ struct Number_T {
 constexpr Number_T c_Numbers[] = {
     {"least", &Limit_T::least}, {"most", &Limit_T::most}, {"margin", &Limit_T::margin}};
 
+constexpr char c_Repeated[] = "repeated";
+
 const CJsonValue* Member(const CJsonValue& object, std::string_view key)
 {
     const auto& members = object.Members();
@@ -156,7 +158,7 @@ Limit_T ReadRule(const CJsonValue& rule)
     std::vector<std::string> keys = Names(c_Texts, [](const Text_T& row) { return row.key; });
     const bool isEnvelope = Member(rule, "envelope") != nullptr;
     std::ranges::transform(c_Numbers, std::back_inserter(keys), &Number_T::key);
-    keys.emplace_back("envelope");
+    keys.insert(keys.end(), {"envelope", c_Repeated});
     RefuseOthers(rule, keys);
     Limit_T limit;
     for (const Text_T& text : c_Texts) {
@@ -168,6 +170,8 @@ Limit_T ReadRule(const CJsonValue& rule)
             pMember->Refuse("is empty; * is for any");
         }
     }
+    const CJsonValue* const pRepeated = Member(rule, c_Repeated);
+    limit.isRepeated = pRepeated != nullptr && pRepeated->IsTrue();
     if (isEnvelope) {
         for (const char* const key : {"measurement", "least", "most", "margin"}) {
             if (const CJsonValue* const pMember = Member(rule, key)) {
@@ -217,6 +221,9 @@ QJsonObject RuleObject(const Limit_T& limit)
         if (limit.*text.field != usual.*text.field && !isImplied) {
             object.insert(QLatin1StringView(text.key), QString::fromStdString(limit.*text.field));
         }
+    }
+    if (limit.isRepeated) {
+        object.insert(QLatin1StringView(c_Repeated), true);
     }
     if (isEnvelope) {
         const auto list = [](const std::vector<std::int32_t>& edge) {

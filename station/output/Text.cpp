@@ -77,8 +77,8 @@ QString SummaryText(const Run_T& run)
     }
     text += u'\n';
     for (const LimitResult_T& result : run.limits) {
-        text += TitleOf(run) + u": %1: "_s.arg(QLatin1StringView(NameOf(result.fit))) +
-                PrintableText(LimitText(result)) + u'\n';
+        text += u"  "_s + QLatin1StringView(NameOf(result.fit)) + u": "_s + PrintableText(LimitText(result)) +
+                u'\n';
     }
     for (const Line_T& unrecognised : run.unrecognised) {
         text += PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number) +

@@ -158,6 +158,7 @@ struct Run_T {
     /// The other words; the rest after the 10,000th word is one. A blank inside an argument looks like one
     /// between two arguments.
     std::vector<Bytes_T> arguments;
+    std::uint64_t repetition = 0; ///< runs before it in the transcript with the same command line
 
     Unit_T unit;
     std::vector<Message_T> messages;

@@ -1,3 +1,4 @@
+#include "station/judge/LearnLimits.h"
 #include "tests/docs/Page.h"
 #include "tests/endtoend/VirtualUnit.h"
 
@@ -28,6 +29,17 @@ TEST(StationPage, TheFaultsThatItWarnsOfDoNotFailTheTest)
             for (const Row_T& shown : Matches(row[1], "([0-9]+) for [0-9]+")) {
                 EXPECT_THAT(output, testing::HasSubstr(shown[0]));
             }
+        }
+    }
+}
+
+TEST(LimitsPage, ItsTableIsThatOfTheMethod)
+{
+    constexpr double c_Limits = 25;
+    for (const Row_T& row : TableBelow(Source("docs/limits.md"), "## How many units")) {
+        for (const auto& [column, rate] : {std::pair(1, 0.001), std::pair(2, 0.01)}) {
+            EXPECT_NEAR(std::stod(row[column]), LimitDistance(rate / c_Limits / 2, std::stoul(row[0])), 0.05)
+                << row[0] << " units";
         }
     }
 }

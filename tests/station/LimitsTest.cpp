@@ -1,7 +1,10 @@
+#include "station/judge/LearnLimits.h"
 #include "station/judge/LimitsFile.h"
 #include "tests/station/Runs.h"
 
 #include <gmock/gmock.h>
+
+#include <random>
 
 using namespace testing;
 
@@ -47,6 +50,40 @@ std::string Judged(Run_T run, const std::string& rules, const std::string& produ
     CLimits limits(Parsed(rules), product);
     limits.Apply(run);
     return NameOf(run.outcome) + (run.reason.empty() ? "" : ": " + run.reason);
+}
+/// A good run of a unit of its own.
+Run_T Good(int unit, const std::vector<Quantity_T>& measurements, const std::vector<std::int32_t>& echo = {})
+{
+    Run_T run = Ping(measurements);
+    run.transcript = "unit" + std::to_string(unit);
+    run.firstLine = 1;
+    run.samples.values = echo;
+    return run;
+}
+
+Learned_T LearnedFrom(const std::vector<Run_T>& runs, double rejectRate = 0.001)
+{
+    CLimitsLearner learner("QL4K", rejectRate);
+    std::ranges::for_each(runs, [&learner](const Run_T& run) { learner.Take(run); });
+    EXPECT_THAT(learner.Objections(), IsEmpty());
+    return learner.Learn();
+}
+
+/// Nearly normal: the sum of twelve equally distributed numbers.
+double Normal(std::mt19937& random)
+{
+    double sum = -6;
+    for (int i = 0; i < 12; ++i) {
+        sum += static_cast<double>(random()) / 4294967296.0;
+    }
+    return sum;
+}
+
+/// The range of a measurement in the limits: "20 to 90".
+std::string RangeIn(const Learned_T& learned, const std::string& measurement)
+{
+    const auto limit = std::ranges::find(learned.limits, measurement, &Limit_T::measurement);
+    return limit == learned.limits.end() ? "none" : RangeText(*limit, "");
 }
 } // namespace
 
@@ -215,8 +252,8 @@ TEST(Limits, EveryOutputShowsThem)
     const std::string escaped = "mean is 9 counts (limit: at most 5 counts): &lt;the&gt;\\x1b cable";
     const std::string text = Written("summary", {run});
     EXPECT_THAT(text, HasSubstr("failed: xkping: " + bad + "\n"));
-    EXPECT_THAT(text, HasSubstr(": absent: offset is absent (limit: at most 5 counts)\n"));
-    EXPECT_THAT(text, HasSubstr(": good: outsideBand is 0 (limit: at most 0)\n"));
+    EXPECT_THAT(text, HasSubstr("\n  absent: offset is absent (limit: at most 5 counts)\n"));
+    EXPECT_THAT(text, HasSubstr("\n  good: outsideBand is 0 (limit: at most 0)\n"));
     EXPECT_THAT(Written("plot", {run}), HasSubstr(bad));
     const std::string page = Written("html", {run});
     EXPECT_THAT(page, HasSubstr("<li class=\"bad\">bad: " + escaped + "</li>"));
@@ -228,4 +265,126 @@ TEST(Limits, EveryOutputShowsThem)
     EXPECT_THAT(junit, HasSubstr("type=\"failed\">bad: " + escaped + "\nabsent: offset"));
     EXPECT_THAT(Written("json", {run}),
                 HasSubstr(R"({"fit":"BAD","most":5,"name":"mean","note":"<the>\\x1b cable",)"));
+}
+
+TEST(LearnedLimits, RejectAsFewGoodUnitsAsPromisedAndFindBadOnes)
+{
+    std::mt19937 random(1);
+    for (const auto& [units, widest] : {std::pair(20, 11.0), std::pair(50, 6.5), std::pair(200, 5.0)}) {
+        int rejected = 0;
+        double width = 0;
+        constexpr int c_Sets = 40, c_Others = 1000;
+        for (int set = 0; set < c_Sets; ++set) {
+            const auto measured = [&random] {
+                return std::vector<Quantity_T>{{"batteryVoltage", 3000 + 10.5 * Normal(random)},
+                                               {"repeatability", 300 + 20 * Normal(random), "counts"}};
+            };
+            std::vector<Run_T> runs;
+            for (int unit = 0; unit < units; ++unit) {
+                runs.push_back(Good(unit, measured()));
+            }
+            Learned_T learned = LearnedFrom(runs, 0.01);
+            width += (learned.limits.at(1).most - learned.limits.at(1).least) / 2 / 20 / c_Sets;
+            CLimits limits(std::move(learned.limits), "QL4K");
+            for (int other = 0; other < c_Others; ++other) {
+                Run_T run = Good(other, measured());
+                limits.Apply(run);
+                rejected += run.outcome == Outcome::Failed ? 1 : 0;
+            }
+        }
+        EXPECT_LE(rejected, 0.01 * 1.2 * c_Sets * c_Others) << units << " units";
+        EXPECT_GE(rejected, 0.01 * 0.1 * c_Sets * c_Others) << units << " units: the limits are too wide";
+        EXPECT_LE(width, widest) << units << " units";
+    }
+}
+
+TEST(LearnedLimits, FitTheKindOfTheValues)
+{
+    std::vector<Run_T> runs;
+    for (int unit = 0; unit < 100; ++unit) {
+        runs.push_back(Good(unit,
+                            {{"stuckLowBits", 2},
+                             {"ringDownLength", 51, "samples"},
+                             {"dropouts", unit == 7 ? 1.0 : 0.0},
+                             {"clippedShare", 0},
+                             {"quietShare", 0.01 * unit},
+                             {"interferencePeriod", 2.0 + unit, "samples"},
+                             {"noiseFloorDecibels", -60, "dBFS"},
+                             {"largest", 65000.0 + 5 * unit, "counts"}},
+                            std::vector<std::int32_t>(1000, unit)));
+        if (unit > 0) {
+            runs.back().measurements.push_back({"bottomPosition", 300, "samples"});
+        }
+    }
+    const Learned_T learned = LearnedFrom(runs);
+    EXPECT_EQ(RangeIn(learned, "stuckLowBits"), "from 2 to 2") << "a stuck bit is one more";
+    EXPECT_EQ(RangeIn(learned, "ringDownLength"), "from 50 to 52") << "samples are whole";
+    EXPECT_EQ(RangeIn(learned, "dropouts"), "at most 1");
+    EXPECT_EQ(RangeIn(learned, "clippedShare"), "at most 0.0013") << "one sample of 1,000";
+    EXPECT_EQ(RangeIn(learned, "quietShare"), "none") << "every share is possible";
+    EXPECT_EQ(RangeIn(learned, "noiseFloorDecibels"), "none") << "it depends on the receiver's law";
+    EXPECT_THAT(RangeIn(learned, "largest"), StartsWith("at least 64")) << "65,535 is possible";
+    EXPECT_EQ(RangeIn(learned, "bottomPosition"), "none");
+    EXPECT_THAT(
+        learned.remarks,
+        IsSupersetOf({"xkping t 0 1: no limit for bottomPosition, which 1 run of 100 do not have",
+                      "xkping t 0 1: no limit for quietShare, because every possible value would be good"}));
+    const Limit_T& limit = learned.limits.front();
+    EXPECT_EQ(limit.product + " " + limit.command + " " + limit.channel + " " + limit.setting,
+              "QL4K xkping 0 t 0 1");
+    EXPECT_EQ(LimitsText(LearnedFrom(runs).limits, ""), LimitsText(learned.limits, ""));
+    EXPECT_EQ(Refusal(LimitsText(learned.limits, "").toStdString()), "accepted");
+}
+
+TEST(LearnedLimits, ABadUnitAmongTheGoodOnesDoesNotPassAndIsNamed)
+{
+    std::mt19937 random(2);
+    std::vector<Run_T> runs;
+    for (int unit = 0; unit < 100; ++unit) {
+        const double level = (unit == 42 ? 100 : 1000) + 20 * Normal(random);
+        std::vector<std::int32_t> echo(640, unit == 42 ? 0 : 50);
+        std::ranges::generate(std::span(echo).first(320),
+                              [&] { return static_cast<int>(level + 9 * Normal(random)); });
+        runs.push_back(Good(unit, {{"bottomLevel", level, "counts"}}, echo));
+    }
+    Learned_T learned = LearnedFrom(runs);
+    EXPECT_THAT(learned.remarks,
+                IsSupersetOf({"unit42:1: bottomLevel would be bad by these limits; is the unit good?",
+                              "unit42:1: outsideBand would be bad by these limits; is the unit good?"}));
+    EXPECT_EQ(learned.remarks.size(), 3U) << "and no other unit";
+    CLimits limits(std::move(learned.limits), "QL4K");
+    for (Run_T& run : runs) {
+        limits.Apply(run);
+        EXPECT_EQ(run.outcome, run.transcript == "unit42" ? Outcome::Failed : Outcome::Passed) << run.reason;
+    }
+}
+
+TEST(LearnedLimits, NeedEnoughGoodUnits)
+{
+    CLimitsLearner learner("", 0.001);
+    for (int run = 0; run < 40; ++run) {
+        learner.Take(Good(run % 19, {{"mean", 5.0, "counts"}}));
+    }
+    Run_T failed = Good(20, {});
+    failed.outcome = Outcome::Failed;
+    failed.reason = "no version";
+    learner.Take(failed);
+    EXPECT_THAT(
+        learner.Objections(),
+        ElementsAre("unit20:1: failed: no version",
+                    "xkping t 0 1: limits need runs of at least 20 units, with a transcript for each; there "
+                    "are 19"));
+    // Of measurements that only a second ping has, limits are for second pings.
+    std::vector<Run_T> runs;
+    for (int unit = 0; unit < 20; ++unit) {
+        runs.push_back(Good(unit, {{"mean", 5, "counts"}}, {5, 5}));
+        runs.push_back(Good(unit, {{"mean", 5, "counts"}, {"repeatability", 1, "counts"}}, {5, 5}));
+        runs.back().repetition = 1;
+    }
+    CLimits limits(LearnedFrom(runs).limits, "QL4K");
+    for (Run_T& run : runs) {
+        limits.Apply(run);
+        EXPECT_EQ(run.outcome, Outcome::Passed) << run.reason;
+        EXPECT_EQ(run.limits.size(), run.repetition + 2) << "one for each measurement, and the band";
+    }
 }

@@ -139,6 +139,31 @@ with tempfile.TemporaryDirectory() as place:
         assert [result["fit"] for result in run.get("limits", [])] == ([fit] if fit else []), run
     report("--limits", str(limits), "--product", "QL4K", status=2, complaint='no limit is for the product "QL4K"')
     assert "sensePin from 0 to 4095: wire" in station("limits", "show", str(limits), "VarrowX", "sensepin")
+    # Limits that were learned from good units pass these and refuse another one.
+    good = Path(place, "good")
+    good.mkdir()
+    reading = (batch / "performed").read_text()
+    value = re.search(r"^Test Output: \n(.*)$", reading, re.MULTILINE)[1]
+    for unit in range(20):
+        (good / f"unit{unit}.txt").write_text(reading.replace(f"\n{value}\n", f"\n{1000 + unit % 7}\n"))
+    learned = Path(place, "learned.json")
+    shown = station("limits", "learn", "--product", "Varrow", "--output", str(learned), str(good))
+    assert "sensepin: 1 limit from 20 runs of 20 units" in shown, shown
+    assert limits_schema.validator.is_valid(json.loads(learned.read_text())), learned.read_text()
+    again = Path(place, "again.json")
+    station("limits", "learn", "--product", "Varrow", "--output", str(again), str(good))
+    assert again.read_bytes() == learned.read_bytes()
+    judged = ["--limits", str(learned), "--product", "Varrow"]
+    report(*judged, str(good))
+    report(*judged, text=reading.replace(f"\n{value}\n", "\n1100\n"), status=1)
+    for wrong, complaint in (
+            ([str(batch)], "failed:1: failed:"), ([str(good / "unit1.txt")], "at least 20 units"),
+            (["--reject-rate", "0", str(good)], "--reject-rate takes"), ([str(good), "/nowhere"], "No such file")):
+        again.unlink(missing_ok=True)
+        station("limits", "learn", "--output", str(again), *wrong, status=2, complaint=complaint)
+        assert not again.exists(), wrong
+    station("limits", "learn", str(good), status=2, complaint="needs --output FILE")
+    station("limits", "check", "--product", "Varrow", str(learned), status=2, complaint="takes no options")
     assert "no limit" in station("limits", "show", str(limits), "QL4K", "sensepin")
 
     passed, failed = ((batch / name).read_text() for name in ("passed", "failed"))
