@@ -1,5 +1,6 @@
 #include "simulator/Options.h"
 
+#include "simulator/unit/RunGuard.h"
 #include "simulator/unit/UnitDevices.h"
 #include "simulator/unit/UnitFiles.h"
 #include "simulator/unit/UnitPlaces.h"
@@ -311,6 +312,9 @@ void CheckFileChanges(const Options_T& options)
 Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
 {
     Options_T options;
+    if (parser.isSet(set.timeLimit)) { // first, because a pipe can keep the others waiting
+        StartTimeLimit(TimeLimit(parser.value(set.timeLimit)));
+    }
     options.replay = ReadReplay(parser, set);
     options.product = &ProductNamed(BytesOf(parser.value(set.product)));
     if (const auto& replay = options.replay) {
@@ -346,9 +350,6 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     }
     for (const QString& name : parser.values(set.write)) {
         options.writable.push_back(WritableDirectory(BytesOf(name)));
-    }
-    if (parser.isSet(set.timeLimit)) {
-        options.timeLimit = TimeLimit(parser.value(set.timeLimit));
     }
     options.mayBeOpen = parser.isSet(set.noIsolation);
     CheckFiles(options);

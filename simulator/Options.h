@@ -5,7 +5,6 @@
 
 #include <QStringList>
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -30,23 +29,22 @@ struct Options_T {
     std::vector<FileChange_T> fileChanges;
     std::vector<Fault_T> faults; ///< in the order given
     std::uint8_t firmwareVersion = 1;
-    std::filesystem::path scene;                   ///< empty: the built-in scene
-    std::filesystem::path trace;                   ///< empty: no trace
-    std::filesystem::path truth;                   ///< empty: the truth of the pings is not written
-    std::optional<TraceFile_T> replay;             ///< the devices answer from it
-    std::filesystem::path calls;                   ///< empty: the operations are not written
-    std::filesystem::path report;                  ///< empty: no page
-    std::filesystem::path keep;                    ///< empty: the unit's files are removed
-    std::filesystem::path program;                 ///< the program to run on the unit
-    std::vector<std::string> arguments;            ///< the program's, byte for byte
-    bool isOwnProgram = true;                      ///< the sonarbench next to the simulator
-    bool mayBeOpen = false;                        ///< root may run another program that cannot be isolated
-    std::vector<std::filesystem::path> writable;   ///< directories that the program may change, canonical
-    std::optional<std::chrono::seconds> timeLimit; ///< for the run
+    std::filesystem::path scene;                 ///< empty: the built-in scene
+    std::filesystem::path trace;                 ///< empty: no trace
+    std::filesystem::path truth;                 ///< empty: the truth of the pings is not written
+    std::optional<TraceFile_T> replay;           ///< the devices answer from it
+    std::filesystem::path calls;                 ///< empty: the operations are not written
+    std::filesystem::path report;                ///< empty: no page
+    std::filesystem::path keep;                  ///< empty: the unit's files are removed
+    std::filesystem::path program;               ///< the program to run on the unit
+    std::vector<std::string> arguments;          ///< the program's, byte for byte
+    bool isOwnProgram = true;                    ///< the sonarbench next to the simulator
+    bool mayBeOpen = false;                      ///< root may run another program that cannot be isolated
+    std::vector<std::filesystem::path> writable; ///< directories that the program may change, canonical
 };
 
 /// Reads the simulator's command line; needs a QCoreApplication. The first word that is not an option and all
-/// words after it belong to the program.
+/// words after it belong to the program. The time limit of the run begins here.
 /// @return nothing when the command line asked for a text, which is printed
 /// @throw CUsageError
 std::optional<Options_T> ReadOptions(const QStringList& arguments);

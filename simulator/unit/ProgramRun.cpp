@@ -142,8 +142,9 @@ CSignals::CSignals()
     }
     // If the signal is ignored, no end of a child is reported.
     ::signal(SIGCHLD, SIG_DFL);
-    ::sigprocmask(SIG_BLOCK, &handled, &m_Before);
     m_Descriptor = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
+    ::sigaddset(&handled, SIGALRM);
+    ::sigprocmask(SIG_BLOCK, &handled, &m_Before);
     m_EndDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_Descriptor < 0 || m_EndDescriptor < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");

@@ -20,9 +20,10 @@ bool IsEmulated();
 /// and for other files, such as scripts, which the machine runs itself.
 std::vector<std::string> EmulatorOf(const std::filesystem::path& program);
 
-/// While it lives, signals come out of a descriptor: the end of a child, and requests to end or to stop. Must
-/// be made before the process starts a thread, since a signal goes to any thread that does not block it, and
-/// before a library changes what the process does at SIGPIPE.
+/// While it lives, signals come out of a descriptor: the end of a child, and requests to end or to stop; and
+/// SIGALRM, which a time limit sends, is blocked. Must be made before the process starts a thread, since a
+/// signal goes to any thread that does not block it, and before a library changes what the process does at
+/// SIGPIPE.
 class CSignals
 {
 public:

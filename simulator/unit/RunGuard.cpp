@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
+#include <initializer_list>
 #include <poll.h>
-#include <string>
+#include <string_view>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <system_error>
@@ -16,7 +18,7 @@ namespace
 {
 /// How long the first thread may take to end the run after a request to end. The program has c_EndTime of it.
 constexpr std::chrono::milliseconds c_FirstThreadTime(850);
-constexpr std::array<int, 4> c_EndSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr std::initializer_list<int> c_EndSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 /// Waits until one of the descriptors is readable; false: the time passed first.
 template <std::size_t Count_N>
@@ -36,20 +38,53 @@ bool WaitFor(const std::array<int, Count_N>& descriptors, std::chrono::milliseco
         }
     }
 }
+/// A descriptor that is readable while one of the signals waits, which the caller blocks; -1 on failure.
+int DescriptorOf(std::initializer_list<int> signals)
+{
+    sigset_t set;
+    ::sigemptyset(&set);
+    for (const int signal : signals) {
+        ::sigaddset(&set, signal);
+    }
+    return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+/// Takes a signal that waits at such a descriptor; 0 when there is none.
+int TakeSignal(int descriptor)
+{
+    signalfd_siginfo information{};
+    return ::read(descriptor, &information, sizeof information) == sizeof information
+               ? static_cast<int>(information.ssi_signo)
+               : 0;
+}
+
+/// @param errors  standard error, which may be full
+[[noreturn]] void EndBecauseTimeIsUp(int errors)
+{
+    pollfd target = {errors, POLLOUT, 0};
+    if (::poll(&target, 1, 0) == 1) {
+        // The first thread may hold the stream's lock, and a handler of a signal must not take it.
+        for (const std::string_view text : {"sonarbench-sim: ", CRunGuard::c_TimeIsUpText, "\n"}) {
+            [[maybe_unused]] const auto written = ::write(errors, text.data(), text.size());
+        }
+    }
+    ::_exit(CRunGuard::c_TimeIsUp);
+}
 } // namespace
 
-CRunGuard::CRunGuard(const CSignals& signals, std::optional<std::chrono::seconds> limit,
-                     std::function<void()> remove)
-    : m_Signals(signals), m_Limit(limit), m_Remove(std::move(remove)),
-      m_Errors(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)), m_Stop(::eventfd(0, EFD_CLOEXEC))
+void StartTimeLimit(std::chrono::seconds limit)
 {
-    sigset_t requests;
-    ::sigemptyset(&requests);
-    for (const int signal : c_EndSignals) {
-        ::sigaddset(&requests, signal);
-    }
-    m_Requests = ::signalfd(-1, &requests, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (m_Errors < 0 || m_Stop < 0 || m_Requests < 0) {
+    ::signal(SIGALRM, [](int) { EndBecauseTimeIsUp(STDERR_FILENO); });
+    ::alarm(static_cast<unsigned>(limit.count()));
+}
+
+CRunGuard::CRunGuard(const CSignals& signals, std::function<void()> remove)
+    : m_Signals(signals), m_Remove(std::move(remove)),
+      m_Errors(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
+      m_Requests(DescriptorOf(c_EndSignals)), m_Alarm(DescriptorOf({SIGALRM})),
+      m_Stop(::eventfd(0, EFD_CLOEXEC))
+{
+    if (m_Errors < 0 || m_Requests < 0 || m_Alarm < 0 || m_Stop < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");
     }
     m_Thread = std::thread([this] { Watch(); });
@@ -59,7 +94,12 @@ CRunGuard::~CRunGuard()
 {
     ::eventfd_write(m_Stop, 1);
     m_Thread.join();
-    for (const int descriptor : {m_Errors, m_Stop, m_Requests}) {
+    ::alarm(0);
+    TakeSignal(m_Alarm); // it came too late
+    if (m_IsTimeUp) {
+        TakeSignal(m_Requests); // this object's own, if nobody else took it
+    }
+    for (const int descriptor : {m_Errors, m_Requests, m_Alarm, m_Stop}) {
         ::close(descriptor);
     }
 }
@@ -68,13 +108,12 @@ void CRunGuard::Watch()
 {
     constexpr std::chrono::hours c_LongTime(24);
     // The first thread may take the request before this one sees it.
-    const std::array<int, 3> events = {m_Requests, m_Signals.EndDescriptor(), m_Stop};
-    while (!WaitFor(events, m_Limit.value_or(c_LongTime))) {
-        if (m_Limit) {
-            m_IsTimeUp = true;
-            ::kill(::getpid(), SIGTERM); // as if a user had ended the run
-            break;
-        }
+    const std::array<int, 4> events = {m_Requests, m_Alarm, m_Signals.EndDescriptor(), m_Stop};
+    while (!WaitFor(events, c_LongTime)) {
+    }
+    if (TakeSignal(m_Alarm) != 0) {
+        m_IsTimeUp = true;
+        ::kill(::getpid(), SIGTERM); // as if a user had ended the run
     }
     if (!WaitFor(std::array{m_Stop}, c_FirstThreadTime)) {
         EndProcess();
@@ -86,18 +125,8 @@ void CRunGuard::EndProcess() const
     EndChildren();
     m_Remove();
     if (m_IsTimeUp) {
-        // The stream may be full, and the first thread may hold its lock.
-        const std::string text = std::string("sonarbench-sim: ") + c_TimeIsUpText + "\n";
-        pollfd errors = {m_Errors, POLLOUT, 0};
-        if (::poll(&errors, 1, 0) == 1) {
-            [[maybe_unused]] const auto written = ::write(m_Errors, text.data(), text.size());
-        }
-        ::_exit(c_TimeIsUp);
+        EndBecauseTimeIsUp(m_Errors);
     }
-    signalfd_siginfo information{};
-    int signal = m_Signals.EndRequest();
-    if (signal == 0 && ::read(m_Requests, &information, sizeof information) == sizeof information) {
-        signal = static_cast<int>(information.ssi_signo);
-    }
-    ::_exit(StatusOfSignal(signal));
+    const int signal = m_Signals.EndRequest();
+    ::_exit(StatusOfSignal(signal != 0 ? signal : TakeSignal(m_Requests)));
 }

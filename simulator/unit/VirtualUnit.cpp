@@ -44,6 +44,9 @@ void CheckResources()
     constexpr std::size_t c_Terminals = 4;
     constexpr std::size_t c_Descriptors = 64;
     constexpr std::size_t c_AddressSpace = std::size_t{128} << 20;
+    if (::access("/proc/self/exe", F_OK) != 0) {
+        Refuse("a run needs /proc", errno);
+    }
     std::vector<CDescriptor> taken;
     while (taken.size() < c_Terminals) {
         taken.emplace_back(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
@@ -242,8 +245,8 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
             }
         }
     });
-    const CRunGuard guard(signals, options.timeLimit, [&directory] { directory.Remove(); });
     const UnitTrees_T trees{directory.Path(), host.Root() / "sys"};
+    const CRunGuard guard(signals, [&directory] { directory.Remove(); });
     WriteUnitFiles(trees, options);
     const Product_T& product = *options.product;
     devices = MakeUnitDevices(product,

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace
 {
@@ -38,6 +39,9 @@ void Supervise(int socket, const std::vector<std::string>& command)
 {
     const CSignals signals;
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    if (::getpid() == 1) { // the program must not trace it; proot must
+        ::prctl(PR_SET_DUMPABLE, 0);
+    }
     if (::fcntl(socket, F_SETFD, FD_CLOEXEC) != 0) { // the program must not have it
         throw std::system_error(errno, std::generic_category(), "cannot use the simulator's socket");
     }

@@ -4,7 +4,9 @@
 #include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,30 +39,39 @@ TEST(Sandbox, ProtectsTheMachineFromTheProgram)
     host.Write("secret", "secret\n");
     work.Write("table", "readable\n");
     const std::string id = std::to_string(::getpid());
-    // $1: a directory below this machine's /tmp, $2: one for --write, $3: this process
-    const std::pair<const char*, const char*> refused[] = {
-        {"read another /tmp file", "cat $HOST/secret"},
-        {"read another /tmp file by /proc", "cat /proc/1/root$HOST/secret /proc/$ID/root$HOST/secret"},
+    const auto attachTo = [](const char* process) {
+        return "perl -e 'syscall(" + std::to_string(SYS_ptrace) + ", " + std::to_string(PTRACE_ATTACH) +
+               ", shift() + 0, 0, 0) == 0 or die $!' " + process;
+    };
+    // $HOST: a directory below this machine's /tmp, $WRITE: one for --write, $ID: this process. Each attempt
+    // must fail, and with this error if one is given; other errors depend on the user.
+    const std::tuple<const char*, std::string, const char*> refused[] = {
+        {"read another /tmp file", "cat $HOST/secret", "No such file"},
+        {"read another /tmp file by /proc", "cat /proc/$ID/root$HOST/secret", "No such file"},
+        {"read another /tmp file by the supervisor", "cat /proc/1/root$HOST/secret", "Permission denied"},
         {"see what is in /root, /home, /run and /var/tmp",
-         "ls -A /root /home /run /var/tmp | grep -v :$ | grep ."},
-        {"write into the working directory", "echo x >table"},
-        {"remove from the working directory", "rm -f table; [ ! -e table ]"},
-        {"write next to the simulator", "echo x >" SONARBENCH_SIM "-x"},
-        {"write a file of the machine", "echo x >/etc/sonarbench-x"},
-        {"make a directory in the root", "mkdir /sonarbench-x"},
-        {"write a setting of the kernel", "cat /proc/sys/vm/swappiness >/proc/sys/vm/swappiness"},
-        {"see a process of the machine", "[ \"$(ls -d /proc/[0-9]* | wc -l)\" -gt 6 ]"},
-        {"signal a process of the machine", "kill -0 $ID"},
-        {"end the supervisor", "kill -KILL 1; kill -STOP 1; sleep 0.05; grep -q 'State:.T' /proc/1/status"},
-        {"trace a process of the machine", "cat /proc/$ID/mem /proc/$ID/environ"},
-        {"mount", "mount -t tmpfs none /tmp"},
-        {"unmount", "umount /root"},
-        {"make a device node", "mknod /tmp/node c 1 3"},
-        {"see a network device", "grep -v lo: /proc/net/dev | grep :"},
-        {"gain rights", "grep Cap[PE] /proc/self/status | grep '[1-9a-f]$'"},
-        {"see another terminal",
-         "ls /dev/pts | grep -vx \"$(basename \"$(readlink /unit/*/dev/LSfpga0)\")\""},
-        {"open the terminal of the caller", ": </dev/tty"},
+         "ls -A /root /home /run /var/tmp | grep -v :$ | grep .", ""},
+        {"write into the working directory", "echo x >table", "Read-only file system"},
+        {"remove from the working directory", "rm table", "Read-only file system"},
+        {"write next to the simulator", "echo x >" SONARBENCH_SIM "-x", ""},
+        {"write a file of the machine", "echo x >/etc/sonarbench-x", ""},
+        {"make a directory in the root", "mkdir /sonarbench-x", ""},
+        {"write a setting of the kernel", "cat /proc/sys/vm/swappiness >/proc/sys/vm/swappiness", ""},
+        {"see a process of the machine", "[ \"$(ls -d /proc/[0-9]* | wc -l)\" -gt 6 ]", ""},
+        {"signal a process of the machine", "kill -0 $ID", "No such process"},
+        {"end the supervisor", "kill -KILL 1; kill -STOP 1; sleep 0.05; grep -q 'State:.T' /proc/1/status",
+         ""},
+        {"read the memory of a process of the machine", "cat /proc/$ID/mem", "No such file"},
+        {"trace a process of the machine", attachTo("$ID"), "No such process"},
+        {"trace the supervisor", attachTo("1"), "Operation not permitted"},
+        {"mount", "mount -t tmpfs none /tmp", ""},
+        {"unmount", "umount /root", ""},
+        {"make a device node", "mknod /tmp/node c 1 3", "Operation not permitted"},
+        {"see a network device", "grep -v lo: /proc/net/dev | grep :", ""},
+        {"gain rights", "grep Cap[PE] /proc/self/status | grep '[1-9a-f]$'", ""},
+        {"see another terminal", "ls /dev/pts | grep -vx \"$(basename \"$(readlink /unit/*/dev/LSfpga0)\")\"",
+         ""},
+        {"open the terminal of the caller", ": </dev/tty", "No such device or address"},
     };
     const std::pair<const char*, const char*> permitted[] = {
         {"read the working directory", "[ \"$(cat table)\" = readable ]"},
@@ -70,9 +81,11 @@ TEST(Sandbox, ProtectsTheMachineFromTheProgram)
         {"write a null device", "echo x >/dev/null"},
         {"see itself", "[ -d /proc/$$ ] && [ -d /proc/self/task ]"},
     };
-    std::string script = "HOST=" + host.Path() + " WRITE=" + writable.Path() + " ID=" + id + "\n";
-    for (const auto& [what, attempt] : refused) {
-        script += "(" + std::string(attempt) + ") >/dev/null 2>&1 && echo 'can " + what + "'\n";
+    std::string script =
+        "export LC_ALL=C HOST=" + host.Path() + " WRITE=" + writable.Path() + " ID=" + id + "\n";
+    for (const auto& [what, attempt, error] : refused) {
+        script += "error=$( (" + attempt + ") 2>&1 >/dev/null) && echo 'can " + what +
+                  "'\ncase $error in *'" + error + "'*) ;; *) echo \"" + what + ": $error\" ;; esac\n";
     }
     for (const auto& [what, attempt] : permitted) {
         script += "(" + std::string(attempt) + ") >/dev/null 2>&1 || echo 'cannot " + what + "'\n";
@@ -136,20 +149,21 @@ TEST(Sandbox, ARequestToEndAndATimeLimitEndEveryRunAndRemoveTheUnit)
     const auto program = [&](const std::string& name, const std::string& script) {
         return "--no-isolation --write " + marks.Path() + " --program " + files.WriteProgram(name, script);
     };
-    const std::string hasBegun = "until [ -e " + marks.Path("begun") + " ]; do sleep 0.01; done";
+    const std::string hasBegun =
+        "while [ ! -e " + marks.Path("begun") + " ] && kill -0 $!; do sleep 0.01; done";
     const std::string isWaiting = "sleep 0.3"; // usually; the result is the same before
-    const std::tuple<std::string, std::string, int, bool> cases[] = {
-        {program("sleeping", begin + "sleep 100\n"), hasBegun, 128 + SIGTERM, true},
-        {program("deaf", "trap : TERM\n" + begin + "while :; do sleep 1; done\n"), hasBegun, 128 + SIGKILL,
-         true},
-        {program("stopped", begin + "kill -STOP $$\n"), hasBegun, 128 + SIGKILL, true},
-        {"--copy /VERSION=" + pipe, isWaiting, 128 + SIGTERM, true},
+    const std::tuple<std::string, std::string, int> cases[] = {
+        {program("sleeping", begin + "sleep 100\n"), hasBegun, 128 + SIGTERM},
+        {program("deaf", "trap : TERM\n" + begin + "while :; do sleep 1; done\n"), hasBegun, 128 + SIGKILL},
+        {program("stopped", begin + "kill -STOP $$\n"), hasBegun, 128 + SIGKILL},
+        {"--copy /VERSION=" + pipe, isWaiting, 128 + SIGTERM},
         {"--report " + files.Path("page") + " " + program("endless", "while :; do echo line; done\n") +
              " 3<>" + pipe + " >&3", // which nobody reads
-         isWaiting, 128 + SIGTERM, true},
-        {"--scene " + pipe, isWaiting, 128 + SIGTERM, false},
+         isWaiting, 128 + SIGTERM},
+        {"--scene " + pipe, isWaiting, 128 + SIGTERM},
+        {"--replay " + pipe, isWaiting, 128 + SIGTERM},
     };
-    for (const auto& [options, wait, status, hasLimit] : cases) {
+    for (const auto& [options, wait, status] : cases) {
         const TemporaryDirectory left;
         const std::string start = "exec >/dev/null 2>" + files.Path("errors") +
                                   "; export TMPDIR=" + left.Path() + "; " SONARBENCH_SIM " " + options;
@@ -162,10 +176,8 @@ TEST(Sandbox, ARequestToEndAndATimeLimitEndEveryRunAndRemoveTheUnit)
             << options;
         EXPECT_TRUE(fs::is_empty(left.Path())) << options;
         fs::remove(marks.Path("begun"));
-        if (hasLimit) {
-            EXPECT_EQ(run(start + " --time-limit 1 sensepin"), 124) << options;
-            EXPECT_EQ(files.Read("errors"), "sonarbench-sim: the time limit ended the run\n") << options;
-            EXPECT_TRUE(fs::is_empty(left.Path())) << options;
-        }
+        EXPECT_EQ(run(start + " --time-limit 1 sensepin"), 124) << options;
+        EXPECT_EQ(files.Read("errors"), "sonarbench-sim: the time limit ended the run\n") << options;
+        EXPECT_TRUE(fs::is_empty(left.Path())) << options;
     }
 }
