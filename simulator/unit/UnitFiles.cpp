@@ -167,7 +167,10 @@ void RemoveTree(const fs::path& directory)
             fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
         }
     }
-    fs::remove_all(directory, ignored);
+    std::error_code error;
+    do { // again if a proot that was just killed removes files there, too
+        fs::remove_all(directory, error);
+    } while (error == std::errc::no_such_file_or_directory);
 }
 
 /// Removes the directories of simulators that were killed.

@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <future>
 #include <gmock/gmock.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
@@ -129,6 +130,10 @@ TEST(Sandbox, ADirectoryOfTheUnitCannotBeOpenedForWriting)
 
 TEST(Sandbox, AProgramThatRemovesItsUnitFailsTheRun)
 {
+    if (!HasNamespaces()) {
+        GTEST_SKIP()
+            << "without namespaces the program would remove files of the simulator and of this machine";
+    }
     const TemporaryDirectory directory;
     const auto run = CVirtualUnit()
                          .Option("--keep", directory.Path("unit"))
@@ -141,43 +146,62 @@ TEST(Sandbox, AProgramThatRemovesItsUnitFailsTheRun)
 
 TEST(Sandbox, ARequestToEndAndATimeLimitEndEveryRunAndRemoveTheUnit)
 {
-    const TemporaryDirectory files;
-    const std::string pipe = files.Path("pipe");
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    const TemporaryDirectory marks;
-    const std::string begin = ": >" + marks.Path("begun") + "\n";
-    const auto program = [&](const std::string& name, const std::string& script) {
-        return "--no-isolation --write " + marks.Path() + " --program " + files.WriteProgram(name, script);
+    // In a directory of its own, where "pipe" has no other end.
+    struct Case_T {
+        std::string options;
+        std::string program; // a shell's; none: the request comes when the simulator is probably waiting
+        int status;
     };
-    const std::string hasBegun =
-        "while [ ! -e " + marks.Path("begun") + " ] && kill -0 $!; do sleep 0.01; done";
-    const std::string isWaiting = "sleep 0.3"; // usually; the result is the same before
-    const std::tuple<std::string, std::string, int> cases[] = {
-        {program("sleeping", begin + "sleep 100\n"), hasBegun, 128 + SIGTERM},
-        {program("deaf", "trap : TERM\n" + begin + "while :; do sleep 1; done\n"), hasBegun, 128 + SIGKILL},
-        {program("stopped", begin + "kill -STOP $$\n"), hasBegun, 128 + SIGKILL},
-        {"--copy /VERSION=" + pipe, isWaiting, 128 + SIGTERM},
-        {"--report " + files.Path("page") + " " + program("endless", "while :; do echo line; done\n") +
-             " 3<>" + pipe + " >&3", // which nobody reads
-         isWaiting, 128 + SIGTERM},
-        {"--scene " + pipe, isWaiting, 128 + SIGTERM},
-        {"--replay " + pipe, isWaiting, 128 + SIGTERM},
+    const Case_T cases[] = {
+        {"", "sleep 100", 128 + SIGTERM},
+        {"", "trap : TERM; while :; do sleep 1; done", 128 + SIGKILL},
+        {"", "kill -STOP $$; sleep 100", 128 + SIGKILL},
+        {"--report page 3<>pipe >&3", "while :; do echo line; done", 128 + SIGTERM},
+        {"--copy /VERSION=pipe", "", 128 + SIGTERM},
+        {"--scene pipe", "", 128 + SIGTERM},
+        {"--replay pipe", "", 128 + SIGTERM},
     };
-    for (const auto& [options, wait, status] : cases) {
+    const auto tryCase = [](const Case_T& row) {
+        const TemporaryDirectory work;
         const TemporaryDirectory left;
-        const std::string start = "exec >/dev/null 2>" + files.Path("errors") +
-                                  "; export TMPDIR=" + left.Path() + "; " SONARBENCH_SIM " " + options;
-        const auto run = [](const std::string& commands) {
-            return StatusOf("timeout -s KILL 60 bash -c '" + commands + "'");
+        work.Write("program", ": >begun\n" + row.program + "\n");
+        const std::string program = row.program.empty() ? "" : " --no-isolation --program /bin/sh --write .";
+        const std::string wait =
+            row.program.empty() ? "sleep 0.3" : "while [ ! -e begun ] && kill -0 $!; do sleep 0.01; done";
+        const auto run = [&](const std::string& option, const std::string& after) {
+            const int status = StatusOf(
+                "cd " + work.Path() + " && TMPDIR=" + left.Path() +
+                " timeout -s KILL 60 bash -c 'exec >/dev/null 2>errors; " SONARBENCH_SIM + program + option +
+                " " + row.options + (row.program.empty() ? " sensepin " : " -- program ") + after + "'");
+            EXPECT_TRUE(fs::is_empty(left.Path())) << row.options << row.program;
+            fs::remove(work.Path("begun"));
+            return status;
         };
+        ::mkfifo(work.Path("pipe").c_str(), 0600);
         // On a slow machine the simulator may end before it sees how the program ended.
-        EXPECT_THAT(run(start + " sensepin & " + wait + "; kill -TERM $!; wait $!"),
-                    AnyOf(status, 128 + SIGTERM))
-            << options;
-        EXPECT_TRUE(fs::is_empty(left.Path())) << options;
-        fs::remove(marks.Path("begun"));
-        EXPECT_EQ(run(start + " --time-limit 1 sensepin"), 124) << options;
-        EXPECT_EQ(files.Read("errors"), "sonarbench-sim: the time limit ended the run\n") << options;
-        EXPECT_TRUE(fs::is_empty(left.Path())) << options;
+        EXPECT_THAT(run("", "& " + wait + "; kill -TERM $!; wait $!"), AnyOf(row.status, 128 + SIGTERM))
+            << row.options << row.program;
+        EXPECT_EQ(run(" --time-limit 1", ""), 124) << row.options << row.program;
+        EXPECT_EQ(WithoutNotice(work.Read("errors")), "sonarbench-sim: the time limit ended the run\n");
+    };
+    std::vector<std::future<void>> tried;
+    for (const Case_T& row : cases) {
+        tried.push_back(std::async(std::launch::async, tryCase, row));
+    }
+}
+
+TEST(Sandbox, AMachineWithoutItsOwnProcessesOrTerminalsIsNamed)
+{
+    if (!HasNamespaces()) {
+        GTEST_SKIP() << "this machine refuses the namespaces that hide them";
+    }
+    const TemporaryDirectory work;
+    for (const auto& [place, message] :
+         {std::pair("/proc", "a run needs /proc: "), std::pair("/dev", "a run needs 4 pseudo-terminals: ")}) {
+        EXPECT_EQ(StatusOf("bwrap --dev-bind / / --tmpfs " + std::string(place) + " " + SONARBENCH_SIM +
+                           " sensepin 2>" + work.Path("err")),
+                  3);
+        EXPECT_EQ(work.Read("err"),
+                  "sonarbench-sim: " + std::string(message) + "No such file or directory\n");
     }
 }

@@ -113,7 +113,7 @@ TEST(Simulator, MisplacedOptionsAndMisspeltCommandsAreRefused)
         const TemporaryDirectory directory;
         const std::string streams = " >" + directory.Path("out") + " 2>" + directory.Path("err");
         const int status = StatusOf(SONARBENCH_SIM " " + words + streams);
-        return std::to_string(status) + " " + directory.Read("err") + directory.Read("out");
+        return std::to_string(status) + " " + WithoutNotice(directory.Read("err")) + directory.Read("out");
     };
     const std::pair<const char*, const char*> cases[] = {
         {"batteryvoltage --product QL1A", "2 sonarbench-sim: the option --product must come before "},
@@ -123,7 +123,7 @@ TEST(Simulator, MisplacedOptionsAndMisspeltCommandsAreRefused)
         {"bateryvoltage", "2 sonarbench-sim: unknown command bateryvoltage; did you mean batteryvoltage? "},
         {"-- sensepin --trace", "0 -----"},
         {"-- bateryvoltage", "0 "},
-        {"--program /bin/echo sensepim", "0 sensepim\n"},
+        {"--no-isolation --program /bin/echo sensepim", "0 sensepim\n"},
         {"--set /corvane/x=1 sensepin /corvane/x", "0 -----"}};
     for (const auto& [words, expected] : cases) {
         EXPECT_THAT(run(words), StartsWith(expected)) << words;
@@ -193,7 +193,7 @@ TEST(Simulator, AnEndlessImageEndsTheRun)
 TEST(Simulator, ABrokenPipeEndsTheProgramWithItsSignal)
 {
     const TemporaryDirectory directory;
-    const std::string words = " --program " +
+    const std::string words = " --no-isolation --program " +
                               directory.WriteProgram("program", "while :; do echo line; done") +
                               " 2>&1 | head -n 1; exit ${PIPESTATUS[0]}";
     for (const std::string& options : {std::string(), " --report " + directory.Path("page")}) {
@@ -216,9 +216,9 @@ TEST(Simulator, StopsAndContinuesWithEverythingThatItStarted)
 PATH=$PWD:$PATH )" SONARBENCH_SIM R"( --no-isolation --program ./program $PWD >out &
 states() { cut -d' ' -f3 /proc/$1/stat; for child in $(cat /proc/$1/task/*/children); do )" +
                                    child + R"(; done; }
-until [ -s out ]; do sleep 0.01; done
+while [ ! -s out ] && kill -0 $!; do sleep 0.01; done
 kill -TSTP $!
-until [[ $(states $! | sort -u | tr -d '\n') =~ ^[DT]+$ ]]; do sleep 0.01; done
+until [[ $(states $! | sort -u | tr -d '\n') =~ ^[DT]+$ ]] || ! kill -0 $!; do sleep 0.01; done
 touch go
 fg)";
         EXPECT_EQ(StatusOf(script), 7) << hasNamespaces;
@@ -233,8 +233,9 @@ TEST(Simulator, WhatAKilledSimulatorLeftIsRemovedByTheNext)
     const auto unit = CVirtualUnit().In("TMPDIR=" + left.Path());
     std::filesystem::create_directory(left.Path("sonarbench-sim-traces"));
     const std::string command = "TMPDIR=" + left.Path() + " " SONARBENCH_SIM " --no-isolation --program " +
-                                directory.Path("program") + " >" + directory.Path("out") + " & until [ -s " +
-                                directory.Path("out") + " ]; do sleep 0.01; done; kill -KILL $!";
+                                directory.Path("program") + " >" + directory.Path("out") +
+                                " & while [ ! -s " + directory.Path("out") +
+                                " ] && kill -0 $!; do sleep 0.01; done; kill -KILL $!; wait $! || true";
     EXPECT_EQ(std::system(command.c_str()), 0);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(left.Path()), {}), 2);
     EXPECT_EQ(unit.Run({"sensepin"}).status, 0);

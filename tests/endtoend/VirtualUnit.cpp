@@ -56,6 +56,14 @@ std::string Source(const std::string& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+std::string WithoutNotice(const std::string& errors)
+{
+    constexpr std::string_view c_Notice =
+        "sonarbench-sim: the program is not isolated from this machine, because "
+        "bwrap (with namespaces) cannot be used here\n";
+    return errors.starts_with(c_Notice) ? errors.substr(c_Notice.size()) : errors;
+}
+
 std::string ReportHead(const Words_T& arguments)
 {
     const auto append = [](const std::string& text, const std::string& word) { return text + word + " "; };
@@ -123,13 +131,14 @@ UnitRun_T CVirtualUnit::Run(const Words_T& arguments) const
     command += " </dev/null >" + directory.Path("out") + " 2>" + directory.Path("err");
     const int status = std::system(command.c_str());
     const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const std::string errors = WithoutNotice(directory.Read("err"));
     if (exitStatus != 0) { // a failing test does not show it
-        std::cerr << "status " << exitStatus << "\n" << directory.Read("err");
+        std::cerr << "status " << exitStatus << "\n" << errors;
     }
     if (std::ranges::find(m_Options, "--program") == m_Options.end()) {
         ExpectReadable(directory.Read("out"));
     }
-    return {exitStatus, directory.Read("out"), directory.Read("err"), directory.Read("trace")};
+    return {exitStatus, directory.Read("out"), errors, directory.Read("trace")};
 }
 
 UnitRun_T CVirtualUnit::RunScript(const std::string& script, const Words_T& arguments) const

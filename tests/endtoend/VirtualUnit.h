@@ -66,5 +66,8 @@ std::string BytesOf(const std::string& traceLine);
 /// Contents of a file of the repository.
 std::string Source(const std::string& path);
 
+/// What the simulator printed on standard error, without the line that comes where namespaces are refused.
+std::string WithoutNotice(const std::string& errors);
+
 /// The beginning of the report for these arguments.
 std::string ReportHead(const Words_T& arguments);
