@@ -18,7 +18,7 @@ namespace
 /// What the program writes to configure a ping and to fire it: packets or frames, without reads.
 std::vector<Bytes_T> Written(const std::string& product, const Words_T& arguments, bool isPacket)
 {
-    constexpr std::size_t c_Frame = 8, c_Packet = 8, c_Flags = 4, c_Length = 5;
+    constexpr std::size_t c_Frame = 8, c_Packet = 8, c_Byte = 256, c_Flags = 4, c_Length = 5;
     std::vector<Bytes_T> written;
     for (const std::string& line : CVirtualUnit(product).Run(arguments).Trace("write")) {
         const QByteArray bytes = QByteArray::fromHex(QByteArray::fromStdString(BytesOf(line)));
@@ -26,7 +26,7 @@ std::vector<Bytes_T> Written(const std::string& product, const Words_T& argument
         const bool isPingRead = isPacket && all[0] == 0;
         for (std::size_t at = 0; at < all.size() && !isPingRead;) {
             const std::size_t size =
-                isPacket ? c_Packet + 1 + all[at + c_Length] + 256U * all[at + c_Length + 1] : c_Frame;
+                isPacket ? c_Packet + 1 + all[at + c_Length] + c_Byte * all[at + c_Length + 1] : c_Frame;
             if (!isPacket || (all[at + c_Flags] & 1) == 0) {
                 written.emplace_back(all.begin() + static_cast<std::ptrdiff_t>(at),
                                      all.begin() + static_cast<std::ptrdiff_t>(at + size));

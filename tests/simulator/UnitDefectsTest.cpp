@@ -38,7 +38,7 @@ struct Measured_T {
     std::size_t front;           ///< of the bottom
 };
 
-Measured_T Measure(Samples_T samples, unsigned int bits)
+Measured_T Measure(const Samples_T& samples, unsigned int bits)
 {
     std::vector<double> levels;
     for (const std::uint16_t sample : samples) {
@@ -137,7 +137,7 @@ TEST(UnitDefects, InterferenceHasItsFrequency)
     SceneUnit_T unit = With("interference", 66); // 2000 units
     unit.interferenceFrequency = 1 / (50 * c_Interval);
     const Samples_T samples = Ping(unit, 16);
-    for (const std::size_t period : {4, 5, 6}) {
+    for (const std::size_t period : {4U, 5U, 6U}) {
         EXPECT_GT(samples[50 * period], 1800U);
         EXPECT_LT(samples[50 * period + 25], 300U);
     }
