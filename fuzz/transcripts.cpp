@@ -67,7 +67,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     transcript.open(QIODevice::ReadOnly);
     CEveryFormat formats;
     CLineSource lines(transcript);
-    ReadTranscript("t", lines, formats);
+    CMeasurer measurer({.sampleClock = 48000});
+    ReadTranscript("t", lines, formats, {.pMeasurer = &measurer});
     const bool hasOpenLine = !text.isEmpty() && !text.endsWith('\n');
     formats.Check(static_cast<std::size_t>(text.count('\n')) + (hasOpenLine ? 1 : 0));
     return 0;

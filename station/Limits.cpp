@@ -117,6 +117,7 @@ void Learn(const QStringList& words, const QCommandLineParser& parser)
     const double rate = ReadRejectRate(parser);
     CLimitsLearner learner(BytesOf(parser.value(Decoded(c_Product))), rate);
     CTeacher teacher(learner);
+    CMeasurer measurer({});
     std::vector<std::string> names;
     std::ranges::transform(words, std::back_inserter(names), BytesOf);
     std::vector<FileIdentity_T> written;
@@ -127,7 +128,7 @@ void Learn(const QStringList& words, const QCommandLineParser& parser)
     std::ranges::for_each(transcripts.complaints, PrintError);
     bool areRead = transcripts.complaints.empty();
     for (const std::string& file : transcripts.files) {
-        areRead = ReadFile(file, teacher, nullptr) && areRead;
+        areRead = ReadFile(file, teacher, {.pMeasurer = &measurer}) && areRead;
     }
     const auto objections = learner.Objections();
     for (const Bytes_T& objection : objections) {

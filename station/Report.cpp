@@ -2,6 +2,7 @@
 #include "station/Subcommands.h"
 #include "station/Transcripts.h"
 #include "station/judge/LimitsFile.h"
+#include "station/judge/Measurements.h"
 #include "station/output/Outputs.h"
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
@@ -27,6 +28,7 @@ constexpr char c_Limits[] = "limits";
 constexpr char c_Product[] = "product";
 constexpr char c_Ascii[] = "ascii";
 constexpr char c_Strict[] = "strict";
+constexpr char c_Law[] = "receiver-law";
 constexpr int c_UsualWidth = 80;
 
 /// What the command line asks for.
@@ -36,6 +38,7 @@ struct Options_T {
     bool isStrict = false;
     View_T view;
     std::optional<CLimits> limits;
+    ReceiverLaw law = ReceiverLaw::SquareRoot;
 };
 
 /// An option with a number, and where it goes.
@@ -105,6 +108,19 @@ View_T ReadView(const QCommandLineParser& parser)
     return view;
 }
 
+ReceiverLaw ReadLaw(const QCommandLineParser& parser)
+{
+    const QString name = Decoded(c_Law);
+    if (!parser.isSet(name)) {
+        return ReceiverLaw::SquareRoot;
+    }
+    const auto law = ReceiverLawOf(BytesOf(parser.value(name)));
+    if (!law) {
+        throw CUsageError(u"--%1 takes square-root or linear, not \"%2\""_s.arg(name, parser.value(name)));
+    }
+    return *law;
+}
+
 std::vector<WantedOutput_T> ReadOutputs(const QCommandLineParser& parser)
 {
     std::vector<WantedOutput_T> outputs;
@@ -150,6 +166,8 @@ void AddOptions(CCommandLine& line)
         line.Add({Decoded(option.name), Decoded(option.description), Decoded(option.value)});
     }
     AddLimitsOptions(line);
+    line.Add({Decoded(c_Law),
+              u"How 8-bit samples depend on the amplitude: square-root (default) or linear."_s, u"LAW"_s});
     line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
     line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
     line.Parser().addPositionalArgument(
@@ -186,7 +204,7 @@ std::optional<CLimits> ReadLimitsOptions(const QCommandLineParser& parser)
     return limits;
 }
 
-bool ReadFile(const std::string& name, IRunWriter& consumer, CLimits* pLimits)
+bool ReadFile(const std::string& name, IRunWriter& consumer, Judges_T judges)
 {
     const bool isStream = name == c_StandardStream;
     const std::string shown = isStream ? "standard input" : name;
@@ -198,7 +216,7 @@ bool ReadFile(const std::string& name, IRunWriter& consumer, CLimits* pLimits)
         return false;
     }
     CLineSource lines(file);
-    ReadTranscript(name, lines, consumer, pLimits);
+    ReadTranscript(name, lines, consumer, judges);
     const std::string failure = lines.Failure();
     if (!failure.empty()) {
         PrintError(shown + ": " + failure);
@@ -219,14 +237,20 @@ namespace
 {
 int ReadAndWrite(Options_T options)
 {
-    CLimits* const pLimits = options.limits ? &*options.limits : nullptr;
+    CMeasurer measurer({options.law, options.view.sampleClock, options.view.soundSpeed});
+    const bool isMeasured =
+        options.limits || std::ranges::any_of(options.outputs, [](const WantedOutput_T& output) {
+            return output.format->isMeasured;
+        });
+    const Judges_T judges{.pMeasurer = isMeasured ? &measurer : nullptr,
+                          .pLimits = options.limits ? &*options.limits : nullptr};
     COutputs outputs(options.outputs, options.view);
     const Transcripts_T transcripts = FindTranscripts(options.transcripts, outputs.Written());
     outputs.Begin();
     std::ranges::for_each(transcripts.complaints, PrintError);
     bool areRead = transcripts.complaints.empty();
     for (const std::string& file : transcripts.files) {
-        areRead = ReadFile(file, outputs, pLimits) && areRead; // the others are read all the same
+        areRead = ReadFile(file, outputs, judges) && areRead; // the others are read all the same
     }
     outputs.End(outputs.Summary());
     if (const std::string failed = outputs.Failed(); !failed.empty()) {
@@ -251,5 +275,5 @@ int Report(const QStringList& arguments)
     }
     const QCommandLineParser& parser = line.Parser();
     return ReadAndWrite({ReadOutputs(parser), ReadTranscriptNames(parser), parser.isSet(Decoded(c_Strict)),
-                         ReadView(parser), ReadLimitsOptions(parser)});
+                         ReadView(parser), ReadLimitsOptions(parser), ReadLaw(parser)});
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "station/judge/Limits.h"
-#include "station/output/Formats.h"
+#include "station/Transcripts.h"
 #include "tools/CommandLine.h"
 
 #include <optional>
@@ -15,7 +14,7 @@ std::optional<CLimits> ReadLimitsOptions(const QCommandLineParser& parser);
 
 /// Reads the runs of a file, which c_StandardStream can name.
 /// @return false, after a message, when it cannot be read to its end
-bool ReadFile(const std::string& name, IRunWriter& consumer, CLimits* pLimits);
+bool ReadFile(const std::string& name, IRunWriter& consumer, Judges_T judges);
 
 /// The exit status for these runs.
 int StatusOf(const Summary_T& summary, bool isStrict);

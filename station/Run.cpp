@@ -39,7 +39,7 @@ QString Decoded(const char* text) { return QString::fromLatin1(text); }
 TestOrder_T ReadOrder(const QCommandLineParser& parser)
 {
     TestOrder_T order;
-    order.directory = ".";
+    order.directory = Bytes_T(".");
     order.product = BytesOf(parser.value(u"product"_s).left(c_LongestName));
     for (const TextOption_T& option : c_Texts) {
         const QString name = Decoded(option.name);
@@ -138,7 +138,9 @@ int Run(const QStringList& arguments)
         line.Parser().isSet(u"limits"_s) ? ReadLimitsOptions(line.Parser()) : std::nullopt;
     const TestRun_T run = RunTest(order, CHost());
     CVerdict verdict;
-    const bool isJudged = ReadFile(run.file, verdict, limits ? &*limits : nullptr) && run.failure.empty();
+    CMeasurer measurer({});
+    const Judges_T judges{.pMeasurer = limits ? &measurer : nullptr, .pLimits = limits ? &*limits : nullptr};
+    const bool isJudged = ReadFile(run.file, verdict, judges) && run.failure.empty();
     const int status = isJudged ? StatusOf(verdict.Summary(), false) : c_WrongUsage;
     const Bytes_T reason = run.failure.empty() ? verdict.Reason() : run.failure;
     const QString details = (reason.empty() ? QString() : u"  "_s + PrintableText(reason) + u'\n') + u"  "_s +

@@ -69,7 +69,7 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
     return transcripts;
 }
 
-void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer, CLimits* pLimits)
+void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer, Judges_T judges)
 {
     Record_T record;
     std::uint64_t headerLines = 0;
@@ -77,8 +77,11 @@ void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& c
         run.record = record;
         run.claimedCount += std::exchange(headerLines, 0);
         Judge(run);
-        if (pLimits != nullptr) {
-            pLimits->Apply(run);
+        if (judges.pMeasurer != nullptr) {
+            judges.pMeasurer->Measure(run);
+        }
+        if (judges.pLimits != nullptr) {
+            judges.pLimits->Apply(run);
         }
         consumer.Write(run);
     });

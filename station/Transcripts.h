@@ -1,6 +1,7 @@
 #pragma once
 
 #include "station/judge/Limits.h"
+#include "station/judge/Measurements.h"
 #include "station/output/Outputs.h"
 #include "station/transcript/LineSource.h"
 
@@ -19,11 +20,17 @@ struct Transcripts_T {
 Transcripts_T FindTranscripts(const std::vector<std::string>& names,
                               const std::vector<FileIdentity_T>& written);
 
+/// What judges runs besides their text; null: nothing does.
+struct Judges_T {
+    CMeasurer* pMeasurer = nullptr;
+    CLimits* pLimits = nullptr; ///< of the text's measurements alone, if there is no measurer
+};
+
 /// Reads what the program printed, of any length, in the memory of one run. Standard error may be mixed in.
 /// Hands each run, judged, to the consumer as soon as the next one begins. A transcript without any run gives
 /// one that is not judged, so that nothing passes unnoticed. When the lines fail, the runs up to there were
 /// handed on, the last of them as if the transcript ended there.
 /// @param transcript  name for Run_T::transcript
-/// @param pLimits     by which the runs are judged, too; null: there are none
+/// @param judges      what judges the runs besides their text
 void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer,
-                    CLimits* pLimits = nullptr);
+                    Judges_T judges = {});

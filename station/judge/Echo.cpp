@@ -3,89 +3,55 @@
 #include <algorithm>
 #include <array>
 #include <cassert>
+#include <cmath>
 #include <limits>
 #include <numeric>
+#include <utility>
 
 namespace
 {
 using Values_T = std::span<const std::int32_t>;
 
 constexpr double c_PulseLevel = 0.5; // of full scale
-constexpr double c_QuietLevel = 0.1;
-constexpr double c_FaintestBottom = 0.01;
-constexpr double c_AboveMedian = 3;
-constexpr double c_AboveQuiet = 2;
-constexpr double c_LevelOfPeak = 0.2; // of the peak; between a fish and the bottom the level falls below it
-constexpr double c_RiseOfLevel = 0.75;
+constexpr double c_MostRise = 0.1;   // of full scale, within the ring-down
 constexpr std::size_t c_QuietSamples = 16;
-constexpr std::size_t c_StretchSamples = 16;
+
+/// What depends on how samples are printed: those of three digits have a smaller range of levels.
+struct Levels_T {
+    double quiet;       ///< of the ring-down's end, as a share of full scale
+    double quietExcess; ///< of a quiet group's mean over the quietest means
+    double leastPeak;   ///< of the bottom over the noise floor
+};
+constexpr Levels_T c_OfDecimals = {0.1, 1.4, 9};
+constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3};
+
+constexpr std::size_t c_Stretch = 16;
 constexpr std::size_t c_MostOfStretch = 12;
+constexpr std::size_t c_StretchesOfGroup = CEchoParts::c_GroupSamples / c_Stretch;
 
-std::optional<std::size_t> FindRingDownEnd(Values_T values, double fullScale)
+constexpr std::size_t c_QuietestShare = 8; // one of so many groups
+constexpr double c_LeastExcess = 0.25;     // counts; means below one count vary more
+constexpr std::size_t c_LeastQuiet = 320;
+constexpr double c_MostFall = 1.2; // of the groups' first half over the second
+
+constexpr double c_SpreadsAboveFloor = 4;
+constexpr double c_AboveQuietest = 4; // group, if there is no quiet part
+constexpr double c_AboveBefore = 2;
+constexpr double c_LevelOfPeak = 0.1; // between a fish and the bottom the level falls below it
+constexpr double c_RiseOfLevel = 0.75;
+constexpr std::size_t c_DipOfFront = 2; // samples by which noise can interrupt the front
+
+constexpr double c_HistogramRange = 8; // times the expected value; noise does not reach it
+constexpr std::size_t c_MostBins = 4096;
+
+/// The level that most samples of a stretch reach.
+std::int32_t LevelOf(Values_T stretch)
 {
-    if (values.empty() || values.front() < c_PulseLevel * fullScale) {
-        return std::nullopt;
-    }
-    double lowest = fullScale;
-    std::size_t quiet = 0;
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (values[i] > lowest + c_QuietLevel * fullScale) {
-            return std::nullopt;
-        }
-        lowest = std::min<double>(lowest, values[i]);
-        quiet = values[i] < c_QuietLevel * fullScale ? quiet + 1 : 0;
-        if (quiet == c_QuietSamples) {
-            return i + 1 - c_QuietSamples;
-        }
-    }
-    return std::nullopt;
-}
-
-std::int32_t Median(Values_T values)
-{
-    std::vector<std::int32_t> sorted(values.begin(), values.end());
-    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-    std::ranges::nth_element(sorted, middle);
-    return *middle;
-}
-
-/// Most samples of a stretch reach its level, and most do not exceed its ceiling.
-struct Stretch_T {
-    std::int32_t level;
-    std::int32_t ceiling;
-};
-
-Stretch_T MeasureStretch(Values_T values)
-{
-    std::array<std::int32_t, c_StretchSamples> sorted;
-    std::ranges::copy(values.first<c_StretchSamples>(), sorted.begin());
-    std::ranges::sort(sorted);
-    return {sorted[c_StretchSamples - c_MostOfStretch], sorted[c_MostOfStretch - 1]};
-}
-
-struct Place_T {
-    std::size_t sample;
-    std::int32_t level;
-};
-
-/// The highest level after something quiet. Otherwise it would often be the tail of the ring-down.
-std::optional<Place_T> FindHighestRise(Values_T values)
-{
-    std::optional<Place_T> found;
-    std::int32_t quiet = std::numeric_limits<std::int32_t>::max();
-    std::array<std::int32_t, c_StretchSamples> ceilings = {}; // of the stretches that began last
-    for (std::size_t i = 0; i + c_StretchSamples <= values.size(); ++i) {
-        std::int32_t& ceiling = ceilings[i % c_StretchSamples];
-        if (i >= c_StretchSamples) {
-            quiet = std::min(quiet, ceiling);
-        }
-        const Stretch_T stretch = MeasureStretch(values.subspan(i));
-        ceiling = stretch.ceiling;
-        if (stretch.level >= c_AboveQuiet * quiet && (!found || stretch.level > found->level)) {
-            found = {i, stretch.level};
-        }
-    }
-    return found;
+    std::array<std::int32_t, c_Stretch> sorted;
+    std::ranges::copy(stretch, sorted.begin());
+    const auto level = sorted.begin() + (c_Stretch - c_MostOfStretch);
+    std::ranges::nth_element(sorted, level);
+    return *level;
 }
 
 bool RisesBy(double height, Values_T values)
@@ -97,36 +63,11 @@ bool RisesBy(double height, Values_T values)
     });
 }
 
-std::optional<std::size_t> FindBottom(Values_T values, double fullScale)
+std::ptrdiff_t CountFrom(std::int32_t threshold, Values_T values)
 {
-    const auto place = FindHighestRise(values);
-    if (!place || place->level < std::max(c_AboveMedian * Median(values), c_FaintestBottom * fullScale)) {
-        return std::nullopt;
-    }
-    const Values_T echo = values.subspan(place->sample, c_StretchSamples);
-    const auto peak = std::ranges::max_element(echo);
-    if (place->level < c_LevelOfPeak * *peak || RisesBy(c_RiseOfLevel * place->level, {peak, echo.end()})) {
-        return std::nullopt;
-    }
-    std::size_t front = place->sample + static_cast<std::size_t>(peak - echo.begin());
-    while (front > 0 && values[front - 1] >= *peak / 2.0) {
-        --front;
-    }
-    return front;
+    return std::ranges::count_if(values, [threshold](std::int32_t value) { return value >= threshold; });
 }
 } // namespace
-
-EchoFeatures_T FindEchoFeatures(std::span<const std::int32_t> values, std::int32_t fullScale)
-{
-    EchoFeatures_T features{FindRingDownEnd(values, fullScale), std::nullopt};
-    if (features.ringDownEnd) {
-        const std::size_t start = *features.ringDownEnd;
-        if (const auto bottom = FindBottom(values.subspan(start), fullScale)) {
-            features.bottom = start + *bottom;
-        }
-    }
-    return features;
-}
 
 void Envelope_T::Include(const Envelope_T& other)
 {
@@ -150,15 +91,228 @@ Envelope_T MakeEnvelope(std::span<const std::int32_t> values, std::size_t mostCo
     return envelope;
 }
 
-EchoLevels_T MeasureLevels(std::span<const std::int32_t> values, std::int32_t fullScale,
-                           std::size_t clippedFrom)
+void CHistogram::Begin(double expected)
 {
-    if (values.empty()) {
-        return {};
+    const double range = c_HistogramRange * (std::max(expected, 0.0) + 1);
+    m_Shift = 0;
+    while (std::ldexp(range, -m_Shift) > static_cast<double>(c_MostBins)) {
+        ++m_Shift;
     }
-    const auto [lowest, highest] = std::ranges::minmax(values);
-    const double sum = std::accumulate(values.begin(), values.end(), 0.0);
-    const auto clipped = std::ranges::count_if(values.subspan(clippedFrom),
-                                               [&](std::int32_t value) { return value >= fullScale; });
-    return {lowest, highest, sum / static_cast<double>(values.size()), static_cast<std::size_t>(clipped)};
+    m_Count = 0;
+    m_Bins.assign(static_cast<std::size_t>(std::ldexp(range, -m_Shift)) + 1, 0);
+}
+
+void CHistogram::Add(std::span<const std::int32_t> values)
+{
+    m_Count += values.size();
+    const auto last = static_cast<std::uint32_t>(m_Bins.size() - 1);
+    for (const std::int32_t value : values) {
+        ++m_Bins[std::min(static_cast<std::uint32_t>(std::max(value, 0)) >> m_Shift, last)];
+    }
+}
+
+std::size_t CHistogram::DistinctValues() const
+{
+    return m_Bins.size() - static_cast<std::size_t>(std::ranges::count(m_Bins, 0U));
+}
+
+double CHistogram::Quantile(double share) const
+{
+    assert(m_Count > 0);
+    double rest = share * static_cast<double>(m_Count);
+    std::size_t bin = 0;
+    while (rest > m_Bins[bin] && bin + 1 < m_Bins.size()) {
+        rest -= m_Bins[bin++];
+    }
+    if (bin == 0) {
+        return 0;
+    }
+    // The values of a bin are between its neighbours'.
+    const double place = static_cast<double>(bin) + std::min(rest / std::max(m_Bins[bin], 1U), 1.0);
+    return std::ldexp(place, m_Shift) - 0.5;
+}
+
+double CHistogram::Centre() const { return (Quantile(0.25) + 2 * Quantile(0.5) + Quantile(0.75)) / 4; }
+
+double CHistogram::MissingBetween(double from, double to) const
+{
+    const auto first = static_cast<std::size_t>(std::ceil(std::ldexp(from, -m_Shift)));
+    const auto end = std::min(static_cast<std::size_t>(std::ldexp(to, -m_Shift)) + 1, m_Bins.size());
+    if (first >= end) {
+        return 0;
+    }
+    const std::span inside = std::span(m_Bins).subspan(first, end - first);
+    return static_cast<double>(std::ranges::count(inside, 0U)) / static_cast<double>(inside.size());
+}
+
+void CEchoParts::Find(const Samples_T& samples)
+{
+    m_Values = samples.values;
+    m_FullScale = samples.FullScale();
+    m_IsThreeDigit = samples.isThreeDigit;
+    m_Totals = {};
+    m_HasRingDown = false;
+    m_RingDownEnd.reset();
+    m_FirstQuiet = 0;
+    m_HasQuiet = false;
+    m_QuietGroups.clear();
+    m_Bottom.reset();
+    if (m_Values.empty()) {
+        return;
+    }
+    FindTotals();
+    FindRingDownEnd();
+    FindQuiet();
+    if (m_HasRingDown) {
+        FindBottom();
+    }
+}
+
+/// Also the sums of the stretches, which the other parts are found with.
+void CEchoParts::FindTotals()
+{
+    EchoTotals_T totals{m_Values.front(), m_Values.front(), 0, ~0U, 0};
+    const auto take = [&totals](const auto& stretch) {
+        std::int32_t sum = 0;
+        for (const std::int32_t value : stretch) {
+            sum += value;
+            totals.smallest = std::min(totals.smallest, value);
+            totals.largest = std::max(totals.largest, value);
+            totals.bitsInAll &= static_cast<std::uint32_t>(value);
+            totals.bitsInAny |= static_cast<std::uint32_t>(value);
+        }
+        return sum;
+    };
+    double sum = 0;
+    m_Sums.clear();
+    Values_T rest = m_Values;
+    for (; rest.size() >= c_Stretch; rest = rest.subspan(c_Stretch)) {
+        m_Sums.push_back(take(rest.first<c_Stretch>()));
+        sum += m_Sums.back();
+    }
+    totals.mean = (sum + take(rest)) / static_cast<double>(m_Values.size());
+    m_Totals = totals;
+}
+
+void CEchoParts::FindRingDownEnd()
+{
+    const double quietLevel = (m_IsThreeDigit ? c_OfThreeDigits : c_OfDecimals).quiet * m_FullScale;
+    if (m_Values.front() < c_PulseLevel * m_FullScale) {
+        return;
+    }
+    double lowest = m_FullScale;
+    std::size_t quiet = 0;
+    std::size_t end = 0;
+    for (; quiet < c_QuietSamples; ++end) {
+        if (end == m_Values.size() || m_Values[end] > lowest + c_MostRise * m_FullScale) {
+            return;
+        }
+        lowest = std::min<double>(lowest, m_Values[end]);
+        quiet = m_Values[end] < quietLevel ? quiet + 1 : 0;
+    }
+    end -= c_QuietSamples;
+    m_HasRingDown = true;
+    m_FirstQuiet = end;
+    const double before = m_Values[end - 1];
+    if (before < m_FullScale) {
+        const double decay = std::log(before / std::max(m_Values[end], 1));
+        m_RingDownEnd = static_cast<double>(end - 1) + std::log(before / quietLevel) / decay;
+    }
+}
+
+void CEchoParts::FindQuiet()
+{
+    const std::size_t first = (m_FirstQuiet + c_Stretch - 1) / c_Stretch;
+    m_GroupSums.clear();
+    for (std::size_t i = first; i + c_StretchesOfGroup <= m_Sums.size(); i += c_StretchesOfGroup) {
+        const auto sums = m_Sums.begin() + static_cast<std::ptrdiff_t>(i);
+        m_GroupSums.push_back(std::accumulate(sums, sums + c_StretchesOfGroup, 0));
+    }
+    if (m_GroupSums.empty()) {
+        return;
+    }
+    m_Sorted.assign(m_GroupSums.begin(), m_GroupSums.end());
+    const auto quietest = m_Sorted.begin() + static_cast<std::ptrdiff_t>(m_Sorted.size() / c_QuietestShare);
+    std::ranges::nth_element(m_Sorted, quietest);
+    const double excess = (m_IsThreeDigit ? c_OfThreeDigits : c_OfDecimals).quietExcess;
+    const double most = excess * *quietest + c_LeastExcess * c_GroupSamples;
+    m_Quiet.Begin(static_cast<double>(*quietest) / c_GroupSamples);
+    double firstHalves = 0;
+    double secondHalves = 0;
+    bool isQuiet = false;
+    for (std::size_t group = 0; group < m_GroupSums.size(); ++group) {
+        const bool wasQuiet = std::exchange(isQuiet, m_GroupSums[group] <= most);
+        if (!wasQuiet || !isQuiet) {
+            continue;
+        }
+        const std::size_t stretch = first + group * c_StretchesOfGroup;
+        firstHalves += m_Sums[stretch];
+        secondHalves += m_Sums[stretch + 1];
+        m_QuietGroups.push_back(stretch * c_Stretch);
+        m_Quiet.Add(m_Values.subspan(stretch * c_Stretch, c_GroupSamples));
+    }
+    const double least = c_LeastExcess * static_cast<double>(m_Quiet.Count());
+    m_HasQuiet = m_Quiet.Count() >= c_LeastQuiet && firstHalves <= c_MostFall * secondHalves + least;
+}
+
+std::optional<std::size_t> CEchoParts::FindHighestRise(double threshold) const
+{
+    std::optional<std::size_t> found;
+    auto need = static_cast<std::int32_t>(std::ceil(threshold));
+    std::int32_t before = std::numeric_limits<std::int32_t>::max() / 2; // sum of the quietest stretch
+    std::int32_t level = need - 1;
+    for (std::size_t i = (m_FirstQuiet + c_Stretch - 1) / c_Stretch; i + 1 < m_Sums.size(); ++i) {
+        need = std::max(level + 1, static_cast<std::int32_t>(std::ceil(c_AboveBefore * before / c_Stretch)));
+        before = std::min(before, m_Sums[i]);
+        // Stretches that begin in this one and are high enough are not there unless the two are.
+        if (m_Sums[i] + m_Sums[i + 1] < static_cast<std::int64_t>(c_MostOfStretch) * need) {
+            continue;
+        }
+        auto high = CountFrom(need, m_Values.subspan(i * c_Stretch, c_Stretch));
+        for (std::size_t at = i * c_Stretch; at < (i + 1) * c_Stretch; ++at) {
+            if (high >= static_cast<std::ptrdiff_t>(c_MostOfStretch)) {
+                found = at;
+                level = LevelOf(m_Values.subspan(at, c_Stretch));
+                need = level + 1;
+                high = CountFrom(need, m_Values.subspan(at, c_Stretch));
+            }
+            high += (m_Values[at + c_Stretch] >= need ? 1 : 0) - (m_Values[at] >= need ? 1 : 0);
+        }
+    }
+    return found;
+}
+
+void CEchoParts::FindBottom()
+{
+    double noise = 0;
+    double threshold = 0;
+    if (m_HasQuiet) {
+        noise = m_Quiet.Centre();
+        threshold = noise + c_SpreadsAboveFloor * std::max(m_Quiet.Spread(), 1.0);
+    } else if (!m_GroupSums.empty()) {
+        noise = *std::ranges::min_element(m_GroupSums) / static_cast<double>(c_GroupSamples);
+        threshold = c_AboveQuietest * noise;
+    } else {
+        return;
+    }
+    const auto place = FindHighestRise(threshold);
+    if (!place) {
+        return;
+    }
+    const Values_T echo = m_Values.subspan(*place, c_Stretch);
+    const auto peak = std::ranges::max_element(echo);
+    const std::int32_t level = LevelOf(echo);
+    if (*peak < (m_IsThreeDigit ? c_OfThreeDigits : c_OfDecimals).leastPeak * noise ||
+        level < c_LevelOfPeak * *peak || RisesBy(c_RiseOfLevel * level, {peak, echo.end()})) {
+        return;
+    }
+    std::size_t front = *place + static_cast<std::size_t>(peak - echo.begin());
+    for (std::size_t at = front; at > m_FirstQuiet && front - at < c_DipOfFront;) {
+        front = m_Values[--at] >= *peak / 2.0 ? at : front;
+    }
+    std::size_t end = front / c_Stretch + 1;
+    while (end < m_Sums.size() && m_Sums[end] > c_Stretch * (noise + threshold) / 2) {
+        ++end;
+    }
+    m_Bottom = {front, end < m_Sums.size() ? end * c_Stretch : m_Values.size(), *peak};
 }

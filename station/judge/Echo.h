@@ -1,5 +1,7 @@
 #pragma once
 
+#include "station/transcript/Run.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -26,36 +28,114 @@ struct Envelope_T {
 /// @param mostColumns  at least 1
 Envelope_T MakeEnvelope(std::span<const std::int32_t> values, std::size_t mostColumns);
 
-/// Levels of an echo; all 0 without samples.
-struct EchoLevels_T {
-    std::int32_t lowest = 0;
-    std::int32_t highest = 0;
+/// How often values occur, for their order statistics. All values above 8 times the expected one count as
+/// one.
+class CHistogram
+{
+public:
+    /// Forgets everything.
+    /// @param expected  about the mean of the values that follow, at least 0
+    void Begin(double expected);
+    void Add(std::span<const std::int32_t> values);
+
+    std::uint64_t Count() const { return m_Count; }
+    /// Number of different values; of large ones, neighbours count as one.
+    std::size_t DistinctValues() const;
+    /// The value that a share of the values does not exceed. Equal values above 0 are spread evenly over the
+    /// distance to their neighbours.
+    /// @param share  above 0 and below 1; there must be values
+    double Quantile(double share) const;
+    /// Their centre, from three order statistics: half of the median and a quarter of both quartiles. There
+    /// must be values.
+    double Centre() const;
+    /// From the lower to the upper quartile. There must be values.
+    double Spread() const { return Quantile(0.75) - Quantile(0.25); }
+    /// The share of the values between two that do not occur; 0 if there are none between them.
+    double MissingBetween(double from, double to) const;
+
+private:
+    int m_Shift = 0;
+    std::uint64_t m_Count = 0;
+    std::vector<std::uint32_t> m_Bins;
+};
+
+/// What all samples of an echo have in common.
+struct EchoTotals_T {
+    std::int32_t smallest = 0;
+    std::int32_t largest = 0;
     double mean = 0;
-    std::size_t clipped = 0; ///< samples at full scale or above
+    std::uint32_t bitsInAll = 0; ///< bits that are 1 in every sample
+    std::uint32_t bitsInAny = 0;
 };
 
-/// @param clippedFrom  first sample that can count as clipped: the transmit pulse always is
-EchoLevels_T MeasureLevels(std::span<const std::int32_t> values, std::int32_t fullScale,
-                           std::size_t clippedFrom);
-
-/// Places in an echo, as indices of its printed samples; empty when they are not certain.
-struct EchoFeatures_T {
-    std::optional<std::size_t> ringDownEnd; ///< first sample after the transmit pulse has died away
-    std::optional<std::size_t> bottom;      ///< front of the bottom's echo
+/// The echo of the bottom, as indices of printed samples.
+struct BottomEcho_T {
+    std::size_t front = 0; ///< the first sample around the peak that is at least half as high
+    std::size_t end = 0;   ///< the first sample after the echo has died away, or the number of samples
+    std::int32_t peak = 0;
 };
 
-/// Finds what is certain.
-///
-/// Ring-down: the first sample is the transmit pulse, at half of full scale or more. The ring-down ends at
-/// the first of 16 samples in a row below 10 % of full scale. If the level rises by more than 10 % of full
-/// scale before, there is another echo in the ring-down, and its end is not certain.
-///
-/// Bottom: only after the end of the ring-down. Echoes of fish are short, so the level of a place is what 12
-/// of its 16 samples reach. The tail of the ring-down is long, so the place must follow 16 quiet samples, of
-/// which 12 do not exceed half of its level. The bottom is the place of the highest such level, if that is at
-/// least 3 times the median of all samples there, and 1 % of full scale. It is not certain if its 16 samples
-/// look like several echoes: the highest is above 5 times the level, or after the highest they rise again by
-/// more than 75 % of the level. The front of the bottom is the first of the samples around the highest that
-/// are half as high or more.
-/// @param fullScale  the largest value that the receiver gives, above 0
-EchoFeatures_T FindEchoFeatures(std::span<const std::int32_t> values, std::int32_t fullScale);
+/// Finds the parts of an echo: the transmit pulse with its ring-down, the quiet part, and the bottom. What is
+/// not certain is absent. The memory for an echo is used again for the next one.
+class CEchoParts
+{
+public:
+    /// Takes an echo, which must outlive the questions about it.
+    void Find(const Samples_T& samples);
+
+    std::span<const std::int32_t> Values() const { return m_Values; }
+    const EchoTotals_T& Totals() const { return m_Totals; }
+
+    /// Where the ring-down falls below its quiet level, in printed samples from the first, with a fraction.
+    ///
+    /// The quiet level is 10 % of full scale, and 30 % with three digits. The first sample is the transmit
+    /// pulse, at half of full scale or more. The ring-down ends before the first of 16 samples in a row below
+    /// the quiet level. Its end is not certain if the level rises by more than 10 % of full scale before,
+    /// because then there is another echo in the ring-down, nor if the last sample before the end is clipped.
+    /// Between two samples the decay is exponential.
+    const std::optional<double>& RingDownEnd() const { return m_RingDownEnd; }
+    /// The samples after the ring-down; all if it is not known which these are.
+    std::span<const std::int32_t> AfterRingDown() const { return m_Values.subspan(m_FirstQuiet); }
+
+    /// The quiet part: groups of 32 samples after the ring-down with a low energy, whose mean is at most 1.4
+    /// times (with three digits 1.2 times) the mean that an eighth of them does not exceed. A group is left
+    /// out if the one before it is too loud, because the tail of an echo may reach into it. Null if there are
+    /// fewer than 320 samples, or if they fall like the tail of an echo.
+    const CHistogram* Quiet() const { return m_HasQuiet ? &m_Quiet : nullptr; }
+    /// The groups of the quiet part, as indices of their first samples; in order.
+    std::span<const std::size_t> QuietGroups() const { return m_QuietGroups; }
+    static constexpr std::size_t c_GroupSamples = 32;
+
+    /// The bottom; only if it is known which samples come after the ring-down.
+    ///
+    /// Echoes of fish are short, so a place has the level that 12 of its 16 samples reach: an order statistic
+    /// as in a detector with a constant rate of false alarms. Its threshold is 4 spreads of the noise above
+    /// the noise floor. The tail of the ring-down is long, so the level must also be twice the mean of 16
+    /// samples before it. The bottom is the place with the highest such level. It is not certain if its peak
+    /// is below 9 times the noise floor (3 times with three digits), or if its 16 samples look like several
+    /// echoes: the peak is above 10 times the level, or after the peak they rise again by more than 75 % of
+    /// the level.
+    const std::optional<BottomEcho_T>& Bottom() const { return m_Bottom; }
+
+private:
+    void FindTotals();
+    void FindRingDownEnd();
+    void FindQuiet();
+    void FindBottom();
+    std::optional<std::size_t> FindHighestRise(double threshold) const;
+
+    std::span<const std::int32_t> m_Values;
+    double m_FullScale = 1;
+    bool m_IsThreeDigit = false;
+    EchoTotals_T m_Totals;
+    bool m_HasRingDown = false; ///< and it ends before m_FirstQuiet
+    std::optional<double> m_RingDownEnd;
+    std::size_t m_FirstQuiet = 0; ///< first sample that may be quiet
+    bool m_HasQuiet = false;
+    CHistogram m_Quiet;
+    std::vector<std::size_t> m_QuietGroups;
+    std::vector<std::int32_t> m_Sums; ///< of 16 samples each
+    std::vector<std::int32_t> m_GroupSums;
+    std::vector<std::int32_t> m_Sorted;
+    std::optional<BottomEcho_T> m_Bottom;
+};

@@ -1,16 +1,329 @@
 #include "station/judge/Measurements.h"
 
+#include "station/transcript/Pattern.h"
+
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <functional>
 #include <iterator>
 #include <limits>
+#include <numeric>
 
 namespace
 {
+using Value_T = std::optional<double>;
+
 constexpr double c_Any = std::numeric_limits<double>::infinity();
 constexpr double c_LowestSample = -99; // with three digits
 constexpr double c_HighestSample = 65535;
 constexpr double c_MostSamples = 1'048'560;
 constexpr double c_FaintestLevel = -100; // dBFS; one of 65,535 is -96.3
+constexpr double c_HighestLevel = 24;    // 999 of 255, with the square root
+
+constexpr std::size_t c_PulseSamples = 16;
+constexpr double c_OffsetShare = 0.01;
+constexpr std::size_t c_ShortestRun = 8; // noise has shorter ones
+constexpr std::size_t c_Compared = 16;   // samples whose mean difference is taken
+
+// Of the pings that are kept, to compare the next ones with.
+constexpr std::size_t c_MostKeptPings = 64;
+constexpr std::size_t c_MostKeptSamples = 2'097'152;
+
+constexpr std::array<const char*, 2> c_Laws = {"square-root", "linear"}; // by ReceiverLaw
+
+double Number(std::size_t count) { return static_cast<double>(count); }
+
+/// Samples of the unit, for a place or length in printed samples.
+double Taken(const Measured_T& measured, double printed)
+{
+    return printed * Number(measured.run.samples.Step());
+}
+
+// What the text shows.
+
+Value_T TickRate(const Measured_T& measured)
+{
+    std::vector<double> growths;
+    const Quantity_T* pBefore = nullptr;
+    for (const Quantity_T& reading : measured.run.measurements) {
+        if (std::string_view(reading.name) == "speedTicks") {
+            if (pBefore != nullptr) {
+                growths.push_back(reading.value - pBefore->value);
+            }
+            pBefore = &reading;
+        }
+    }
+    if (growths.empty()) {
+        return std::nullopt;
+    }
+    const auto middle = growths.begin() + static_cast<std::ptrdiff_t>(growths.size() / 2);
+    std::ranges::nth_element(growths, middle);
+    return *middle;
+}
+
+Value_T FirmwareMajor(const Measured_T& measured)
+{
+    const std::string_view version = measured.run.unit.firmwareVersion;
+    return DecimalNumber(version.substr(0, version.find('.')));
+}
+
+Value_T FirmwareMinor(const Measured_T& measured)
+{
+    const std::string_view version = measured.run.unit.firmwareVersion;
+    return DecimalNumber(version.substr(std::min(version.find('.') + 1, version.size())));
+}
+
+// All samples.
+
+Value_T Smallest(const Measured_T& measured) { return measured.echo.Totals().smallest; }
+Value_T Largest(const Measured_T& measured) { return measured.echo.Totals().largest; }
+Value_T Mean(const Measured_T& measured) { return measured.echo.Totals().mean; }
+
+std::uint32_t BitsOfSample(const Measured_T& measured)
+{
+    return measured.run.samples.isThreeDigit ? 0xFF : 0xFFFF;
+}
+
+Value_T StuckHighBits(const Measured_T& measured)
+{
+    return std::popcount(measured.echo.Totals().bitsInAll & BitsOfSample(measured));
+}
+
+Value_T StuckLowBits(const Measured_T& measured)
+{
+    return std::popcount(~measured.echo.Totals().bitsInAny & BitsOfSample(measured));
+}
+
+Value_T LongestRun(const Measured_T& measured)
+{
+    const auto values = measured.echo.AfterRingDown();
+    const std::int32_t fullScale = measured.run.samples.FullScale();
+    std::size_t longest = c_ShortestRun - 1;
+    // A longer run includes one of these places.
+    for (std::size_t at = 0; at < values.size(); at += longest + 1) {
+        const std::int32_t value = values[at];
+        if (value >= fullScale) {
+            continue;
+        }
+        std::size_t first = at;
+        std::size_t end = at + 1;
+        while (first > 0 && values[first - 1] == value) {
+            --first;
+        }
+        while (end < values.size() && values[end] == value) {
+            ++end;
+        }
+        longest = std::max(longest, end - first);
+    }
+    return longest < c_ShortestRun ? 0 : Number(longest);
+}
+
+Value_T Dropouts(const Measured_T& measured)
+{
+    return Number(static_cast<std::size_t>(std::ranges::count(measured.echo.AfterRingDown(), 0)));
+}
+
+// Levels.
+
+/// In dB of full scale.
+Value_T Decibels(const Measured_T& measured, Value_T counts)
+{
+    if (!counts || *counts <= 0) {
+        return std::nullopt;
+    }
+    const bool isRoot = measured.run.samples.isThreeDigit && measured.settings.law == ReceiverLaw::SquareRoot;
+    return (isRoot ? 40 : 20) * std::log10(*counts / measured.run.samples.FullScale());
+}
+
+// The transmit pulse.
+
+Value_T PulseLevel(const Measured_T& measured)
+{
+    const auto& values = measured.run.samples.values;
+    const auto first = std::span(values).first(std::min(values.size(), c_PulseSamples));
+    return *std::ranges::max_element(first);
+}
+
+Value_T PulseDecibels(const Measured_T& measured) { return Decibels(measured, PulseLevel(measured)); }
+
+Value_T RingDownLength(const Measured_T& measured)
+{
+    const auto& end = measured.echo.RingDownEnd();
+    return end ? Value_T(Taken(measured, *end)) : std::nullopt;
+}
+
+Value_T ClippedShare(const Measured_T& measured)
+{
+    const auto values = measured.echo.AfterRingDown();
+    const auto clipped =
+        std::ranges::count_if(values, [fullScale = measured.run.samples.FullScale()](std::int32_t value) {
+            return value >= fullScale;
+        });
+    return static_cast<double>(clipped) / Number(values.size());
+}
+
+// The quiet part.
+
+Value_T QuietShare(const Measured_T& measured)
+{
+    const CHistogram* const quiet = measured.echo.Quiet();
+    return quiet == nullptr
+               ? 0
+               : static_cast<double>(quiet->Count()) / Number(measured.run.samples.values.size());
+}
+
+template <class Function>
+Value_T OfQuiet(const Measured_T& measured, Function function)
+{
+    const CHistogram* const quiet = measured.echo.Quiet();
+    return quiet == nullptr ? std::nullopt : Value_T(function(*quiet));
+}
+
+Value_T NoiseFloor(const Measured_T& measured) { return OfQuiet(measured, std::mem_fn(&CHistogram::Centre)); }
+Value_T NoiseDecibels(const Measured_T& measured) { return Decibels(measured, NoiseFloor(measured)); }
+Value_T NoiseSpread(const Measured_T& measured)
+{
+    return OfQuiet(measured, std::mem_fn(&CHistogram::Spread));
+}
+
+Value_T Offset(const Measured_T& measured)
+{
+    return OfQuiet(measured, [](const CHistogram& quiet) { return quiet.Quantile(c_OffsetShare); });
+}
+
+Value_T DistinctValues(const Measured_T& measured)
+{
+    return OfQuiet(measured, std::mem_fn(&CHistogram::DistinctValues));
+}
+
+Value_T MissingCodes(const Measured_T& measured)
+{
+    return OfQuiet(measured, [](const CHistogram& quiet) {
+        return quiet.MissingBetween(quiet.Quantile(0.25), quiet.Quantile(0.75));
+    });
+}
+
+Value_T InterferenceLevel(const Measured_T& measured)
+{
+    return measured.line ? Value_T(measured.line->amplitude) : std::nullopt;
+}
+
+Value_T InterferenceDecibels(const Measured_T& measured)
+{
+    return Decibels(measured, InterferenceLevel(measured));
+}
+
+Value_T InterferencePeriod(const Measured_T& measured)
+{
+    return measured.line && measured.line->period ? Value_T(Taken(measured, *measured.line->period))
+                                                  : std::nullopt;
+}
+
+// The bottom.
+
+Value_T BottomPosition(const Measured_T& measured)
+{
+    const auto& bottom = measured.echo.Bottom();
+    return bottom ? Value_T(Taken(measured, Number(bottom->front))) : std::nullopt;
+}
+
+Value_T BottomRange(const Measured_T& measured)
+{
+    const MeasureSettings_T& settings = measured.settings;
+    const Value_T position = BottomPosition(measured);
+    return position && settings.sampleClock > 0
+               ? Value_T(*position / settings.sampleClock * settings.soundSpeed / 2)
+               : std::nullopt;
+}
+
+Value_T BottomLevel(const Measured_T& measured)
+{
+    const auto& bottom = measured.echo.Bottom();
+    return bottom ? Value_T(bottom->peak) : std::nullopt;
+}
+
+Value_T BottomDecibels(const Measured_T& measured) { return Decibels(measured, BottomLevel(measured)); }
+
+Value_T BottomOverNoise(const Measured_T& measured)
+{
+    const Value_T level = BottomLevel(measured);
+    const Value_T noise = NoiseFloor(measured);
+    return level && noise && *noise > 0 ? Value_T(*level / *noise) : std::nullopt;
+}
+
+Value_T BottomOverNoiseDecibels(const Measured_T& measured)
+{
+    const Value_T level = BottomDecibels(measured);
+    const Value_T noise = NoiseDecibels(measured);
+    return level && noise ? Value_T(*level - *noise) : std::nullopt;
+}
+
+Value_T BottomWidth(const Measured_T& measured)
+{
+    const auto& bottom = measured.echo.Bottom();
+    const Value_T noise = NoiseFloor(measured);
+    if (!bottom || !noise) {
+        return std::nullopt;
+    }
+    const auto echo =
+        std::span(measured.run.samples.values).subspan(bottom->front, bottom->end - bottom->front);
+    const double area = std::accumulate(echo.begin(), echo.end(), 0.0) - *noise * Number(echo.size());
+    return Taken(measured, area / (bottom->peak - *noise));
+}
+
+// Compared with the ping before.
+
+using Group_T = std::span<const std::int32_t, c_Compared>;
+
+/// Calls a function with the samples after the ring-down and those of the ping before, in groups.
+/// @return false: there is nothing to compare
+template <class Function>
+bool Compare(const Measured_T& measured, Function function)
+{
+    const auto values = measured.echo.AfterRingDown();
+    if (measured.before.size() < values.size() || values.size() < c_Compared) {
+        return false;
+    }
+    const auto before = measured.before.last(values.size());
+    for (std::size_t at = 0; at + c_Compared <= values.size(); at += c_Compared) {
+        function(Group_T(values.subspan(at, c_Compared)), Group_T(before.subspan(at, c_Compared)));
+    }
+    return true;
+}
+
+Value_T IdenticalSamples(const Measured_T& measured)
+{
+    std::int32_t identical = 0;
+    std::int32_t all = 0;
+    const bool isCompared = Compare(measured, [&](Group_T values, Group_T before) {
+        for (std::size_t i = 0; i < c_Compared; ++i) {
+            identical += values[i] == before[i] ? 1 : 0;
+        }
+        all += c_Compared;
+    });
+    return isCompared ? Value_T(static_cast<double>(identical) / all) : std::nullopt;
+}
+
+Value_T Repeatability(const Measured_T& measured)
+{
+    std::vector<std::int32_t> differences;
+    differences.reserve(measured.before.size() / c_Compared);
+    const bool isCompared = Compare(measured, [&](Group_T values, Group_T before) {
+        std::int32_t difference = 0;
+        for (std::size_t i = 0; i < c_Compared; ++i) {
+            difference += std::abs(values[i] - before[i]);
+        }
+        differences.push_back(difference);
+    });
+    if (!isCompared) {
+        return std::nullopt;
+    }
+    const auto middle = differences.begin() + static_cast<std::ptrdiff_t>(differences.size() / 2);
+    std::ranges::nth_element(differences, middle);
+    return static_cast<double>(*middle) / c_Compared;
+}
 
 constexpr MeasurementRow_T c_Rows[] = {
     // What the text shows.
@@ -18,48 +331,91 @@ constexpr MeasurementRow_T c_Rows[] = {
     {"lcdTemperature", "", -c_Any, c_Any, "the display's temperature, as the file of the unit shows it"},
     {"sensePin", "", -c_Any, c_Any, "the state of the sense pin, as the file of the unit shows it"},
     {"waterTemperature", "", -c_Any, c_Any, "the water's temperature, in degC if the FPGA measured it"},
-    {"speedTicks", "", 0, c_Any, "the count of the paddle wheel's ticks, one measurement a reading"},
-    {"speedTickRate", "1/s", -c_Any, c_Any, "ticks a second: the median growth from reading to reading"},
-    {"firmwareMajor", "", 0, 255, "the firmware's version before the point"},
-    {"firmwareMinor", "", 0, 255, "the firmware's version after the point"},
-    // All samples of a ping.
-    {"smallest", "counts", c_LowestSample, c_HighestSample, "the smallest sample"},
-    {"largest", "counts", c_LowestSample, c_HighestSample, "the largest sample"},
-    {"mean", "counts", c_LowestSample, c_HighestSample, "the mean of all samples"},
-    {"distinctValues", "", 1, 65536, "how many different values the samples have"},
-    {"stuckHighBits", "", 0, 16, "how many bits are 1 in every sample"},
-    {"stuckLowBits", "", 0, 16, "how many bits are 0 in every sample"},
-    {"dropouts", "", 0, c_MostSamples,
-     "how many samples are in runs of one value that chance does not explain"},
-    // The transmit pulse.
-    {"pulseLevel", "counts", c_LowestSample, c_HighestSample, "the largest of the first samples"},
-    {"pulseLevelDecibels", "dBFS", c_FaintestLevel, 20, "the same, below full scale", true},
-    {"ringDownLength", "samples", 0, c_MostSamples, "from the first sample to the end of the ring-down"},
-    {"clippedShare", "", 0, 1, "the share of samples at full scale after the ring-down"},
-    // The quiet part.
-    {"quietShare", "", 0, 1, "the share of samples that belong to the quiet part"},
-    {"noiseFloor", "counts", 0, c_HighestSample, "the median of the quiet part"},
-    {"noiseFloorDecibels", "dBFS", c_FaintestLevel, 20, "the same, below full scale", true},
-    {"noiseSpread", "counts", 0, c_HighestSample, "from the lower to the upper quartile of the quiet part"},
-    {"offset", "counts", c_LowestSample, c_HighestSample, "the first percentile of the quiet part"},
-    {"missingCodes", "", 0, c_HighestSample, "how many values between the quartiles no sample has"},
-    {"interferenceLevel", "counts", 0, c_HighestSample, "amplitude of the strongest line of the quiet part"},
-    {"interferenceLevelDecibels", "dBFS", c_FaintestLevel, 20, "the same, below full scale", true},
-    {"interferencePeriod", "samples", 2, c_MostSamples, "period of that line, if chance does not explain it"},
+    {"speedTicks", "", 0, c_Any, "the count of the paddle wheel's ticks, once for each reading"},
+    {"speedTickRate", "1/s", -c_Any, c_Any, "ticks per second: the median growth from reading to reading",
+     TickRate},
+    {"firmwareMajor", "", 0, 255, "the firmware's version before the point", FirmwareMajor},
+    {"firmwareMinor", "", 0, 255, "the firmware's version after the point", FirmwareMinor},
     // The bottom.
-    {"bottomPosition", "samples", 0, c_MostSamples,
-     "from the first sample to the front of the bottom's echo"},
-    {"bottomRange", "m", 0, c_Any, "the same as a range, if the sample clock is known"},
-    {"bottomLevel", "counts", 0, c_HighestSample, "the peak of the bottom's echo"},
-    {"bottomLevelDecibels", "dBFS", c_FaintestLevel, 20, "the same, below full scale", true},
-    {"bottomOverNoise", "", 0, c_Any, "the peak of the bottom's echo, divided by the noise floor"},
-    {"bottomOverNoiseDecibels", "dB", 0, c_Any, "the same, as levels", true},
-    {"bottomWidth", "samples", 0, c_MostSamples, "the area of the bottom's echo, divided by its peak"},
-    // Compared with the ping before it of the same set-up.
-    {"identicalSamples", "", 0, 1, "the share of samples that are the same as in the ping before"},
-    {"repeatability", "counts", 0, c_HighestSample, "the median difference of a sample from the ping before"},
+    {"bottomPosition", "samples", 0, c_MostSamples, "from the first sample to the front of the bottom's echo",
+     BottomPosition},
+    {"bottomRange", "m", 0, c_Any, "the same as a range, if the sample clock is known", BottomRange},
+    {"bottomLevel", "counts", 0, c_HighestSample, "the peak of the bottom's echo", BottomLevel},
+    {"bottomLevelDecibels", "dBFS", c_FaintestLevel, c_HighestLevel, "the same below full scale",
+     BottomDecibels, true},
+    {"bottomOverNoise", "", 0, c_Any, "the peak of the bottom's echo, divided by the noise floor",
+     BottomOverNoise},
+    {"bottomOverNoiseDecibels", "dB", 0, c_Any, "the same as a difference of levels", BottomOverNoiseDecibels,
+     true},
+    {"bottomWidth", "samples", 0, c_MostSamples, "the area of the bottom's echo, divided by its peak",
+     BottomWidth},
+    // The quiet part.
+    {"noiseFloor", "counts", 0, c_HighestSample, "the centre of the samples of the quiet part", NoiseFloor},
+    {"noiseFloorDecibels", "dBFS", c_FaintestLevel, c_HighestLevel, "the same below full scale",
+     NoiseDecibels, true},
+    {"noiseSpread", "counts", 0, c_HighestSample, "from the lower to the upper quartile of the quiet part",
+     NoiseSpread},
+    {"offset", "counts", 0, c_HighestSample,
+     "what one of a hundred samples of the quiet part does not exceed", Offset},
+    {"distinctValues", "", 1, c_HighestSample, "how many different values the quiet part has",
+     DistinctValues},
+    {"missingCodes", "", 0, 1, "the share of the values between the quartiles that no quiet sample has",
+     MissingCodes},
+    {"interferenceLevel", "counts", 0, c_HighestSample,
+     "the amplitude of the strongest line of the quiet part", InterferenceLevel},
+    {"interferenceLevelDecibels", "dBFS", c_FaintestLevel * 2, c_HighestLevel, "the same below full scale",
+     InterferenceDecibels, true},
+    {"interferencePeriod", "samples", 2, c_MostSamples, "the period of that line, if it is not noise",
+     InterferencePeriod},
+    {"quietShare", "", 0, 1, "the share of the samples that are the quiet part", QuietShare},
+    // The transmit pulse, and what all samples have in common.
+    {"pulseLevel", "counts", c_LowestSample, c_HighestSample, "the largest of the first 16 samples",
+     PulseLevel},
+    {"pulseLevelDecibels", "dBFS", c_FaintestLevel, c_HighestLevel, "the same below full scale",
+     PulseDecibels, true},
+    {"ringDownLength", "samples", 0, c_MostSamples, "from the first sample to the end of the ring-down",
+     RingDownLength},
+    {"clippedShare", "", 0, 1, "the share of the samples after the ring-down that are at full scale",
+     ClippedShare},
+    {"dropouts", "", 0, c_MostSamples, "how many samples after the ring-down are 0", Dropouts},
+    {"longestRun", "", 0, c_MostSamples,
+     "the most samples in a row with one value below full scale; 0 for less than 8", LongestRun},
+    {"smallest", "counts", c_LowestSample, c_HighestSample, "the smallest sample", Smallest},
+    {"largest", "counts", c_LowestSample, c_HighestSample, "the largest sample", Largest},
+    {"mean", "counts", c_LowestSample, c_HighestSample, "the mean of all samples", Mean},
+    {"stuckHighBits", "", 0, 16, "how many bits are 1 in every sample", StuckHighBits},
+    {"stuckLowBits", "", 0, 16, "how many bits are 0 in every sample", StuckLowBits},
+    // Compared with the ping before of the same set-up.
+    {"identicalSamples", "", 0, 1, "the share of samples that are the same as in the ping before",
+     IdenticalSamples},
+    {"repeatability", "counts", 0, c_HighestSample,
+     "the median, over groups of 16 samples, of the mean difference from the ping before", Repeatability},
 };
+
+bool IsOfPing(const MeasurementRow_T& row) { return &row >= MeasurementOf("bottomPosition"); }
+
+/// What pings have in common that can be compared sample by sample.
+Bytes_T SetupOf(const Run_T& run)
+{
+    const Samples_T& samples = run.samples;
+    Bytes_T setup = run.transcript + '\n' + run.commandLine + '\n' + samples.band;
+    for (const double number : {Number(samples.values.size()), static_cast<double>(samples.taken),
+                                static_cast<double>(samples.FullScale()), samples.centreHertz,
+                                static_cast<double>(samples.element), static_cast<double>(samples.channel)}) {
+        setup += '\n' + std::to_string(number);
+    }
+    return setup;
+}
 } // namespace
+
+const char* NameOf(ReceiverLaw law) { return c_Laws.at(static_cast<std::size_t>(law)); }
+
+std::optional<ReceiverLaw> ReceiverLawOf(std::string_view name)
+{
+    const auto found = std::ranges::find(c_Laws, name);
+    return found == c_Laws.end() ? std::nullopt
+                                 : std::optional(static_cast<ReceiverLaw>(found - c_Laws.begin()));
+}
 
 std::span<const MeasurementRow_T> MeasurementRows() { return c_Rows; }
 
@@ -67,4 +423,74 @@ const MeasurementRow_T* MeasurementOf(std::string_view name)
 {
     const auto* const row = std::ranges::find(c_Rows, name, &MeasurementRow_T::name);
     return row == std::end(c_Rows) ? nullptr : row;
+}
+
+/// Pieces of the quiet part, spread over all of it.
+std::optional<SpectralLine_T> CMeasurer::FindLine()
+{
+    constexpr std::size_t groups = CSpectrum::c_PieceSamples / CEchoParts::c_GroupSamples;
+    m_Spectrum.Begin();
+    const auto quiet = m_Echo.Quiet() == nullptr ? std::span<const std::size_t>() : m_Echo.QuietGroups();
+    const std::size_t stride = std::max(quiet.size() / CSpectrum::c_MostPieces, groups);
+    for (std::size_t at = 0; at + groups <= quiet.size();) {
+        const bool isOnePiece =
+            quiet[at + groups - 1] - quiet[at] == (groups - 1) * CEchoParts::c_GroupSamples;
+        if (isOnePiece) {
+            m_Spectrum.Add(m_Echo.Values().subspan(quiet[at], CSpectrum::c_PieceSamples));
+        }
+        at += isOnePiece ? stride : 1;
+    }
+    return m_Spectrum.StrongestLine();
+}
+
+std::deque<CMeasurer::Ping_T>::iterator CMeasurer::PingOf(const Bytes_T& setup)
+{
+    return std::ranges::find(m_Pings, setup, &Ping_T::setup);
+}
+
+void CMeasurer::Remember(Ping_T ping)
+{
+    if (const auto before = PingOf(ping.setup); before != m_Pings.end()) {
+        m_Pings.erase(before);
+    }
+    m_Pings.push_back(std::move(ping));
+    const auto isTooMuch = [this] {
+        std::size_t samples = 0;
+        for (const Ping_T& kept : m_Pings) {
+            samples += kept.values.size();
+        }
+        return m_Pings.size() > c_MostKeptPings || samples > c_MostKeptSamples;
+    };
+    while (isTooMuch()) {
+        m_Pings.pop_front();
+    }
+}
+
+void CMeasurer::Measure(Run_T& run)
+{
+    m_Echo.Find(run.samples);
+    const bool isPing = !run.samples.values.empty();
+    Bytes_T setup = isPing ? SetupOf(run) : Bytes_T();
+    const auto before = PingOf(setup);
+    run.repetition = before == m_Pings.end() ? 0 : before->repetition + 1;
+    const Measured_T measured{.run = run,
+                              .echo = m_Echo,
+                              .line = FindLine(),
+                              .before =
+                                  before == m_Pings.end() ? std::span<const std::int32_t>() : before->values,
+                              .settings = m_Settings};
+    std::vector<Quantity_T> found;
+    found.reserve(std::size(c_Rows));
+    for (const MeasurementRow_T& row : c_Rows) {
+        const Value_T value =
+            row.measure != nullptr && (isPing || !IsOfPing(row)) ? row.measure(measured) : std::nullopt;
+        if (value) {
+            found.push_back({row.name, *value, row.unit});
+        }
+    }
+    run.measurements.insert(run.measurements.end(), found.begin(), found.end());
+    if (isPing) {
+        run.receiverLaw = run.samples.isThreeDigit ? NameOf(m_Settings.law) : "";
+        Remember({std::move(setup), run.repetition, run.samples.values});
+    }
 }

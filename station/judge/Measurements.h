@@ -1,22 +1,79 @@
 #pragma once
 
-#include "station/transcript/Run.h"
+#include "station/judge/Echo.h"
+#include "station/judge/Spectrum.h"
 
+#include <deque>
 #include <span>
 #include <string_view>
+
+/// How the samples of a receiver with 8 bits depend on the amplitude of the echo. No text of the unit says
+/// it, so it is an assumption. Samples of 16 bits are linear.
+enum class ReceiverLaw { SquareRoot, Linear };
+
+/// "square-root", "linear".
+const char* NameOf(ReceiverLaw law);
+/// Nothing for another name.
+std::optional<ReceiverLaw> ReceiverLawOf(std::string_view name);
+
+/// What measurements need and no transcript contains.
+struct MeasureSettings_T {
+    ReceiverLaw law = ReceiverLaw::SquareRoot; ///< of receivers with 8 bits
+    double sampleClock = 0;                    ///< samples that the unit takes in a second; 0: not known
+    double soundSpeed = 1500;                  ///< of the water, metres a second
+};
+
+/// What a measurement is made from.
+struct Measured_T {
+    const Run_T& run;
+    const CEchoParts& echo;
+    std::optional<SpectralLine_T> line;   ///< the strongest of the quiet part
+    std::span<const std::int32_t> before; ///< samples of the ping before of the same set-up; may be none
+    MeasureSettings_T settings;
+};
 
 /// A measurement that a run can have. docs/measurements.md defines each.
 struct MeasurementRow_T {
     const char* name;
-    const char* unit;     ///< empty: a plain number
-    double least;         ///< of the values that are possible
-    double most;          ///< of the values that are possible
-    const char* meaning;  ///< for people, in one line
-    bool usesLaw = false; ///< its values of three-digit samples depend on what the receiver's law is
+    const char* unit;    ///< empty: a plain number
+    double least;        ///< of the values that are possible
+    double most;         ///< of the values that are possible
+    const char* meaning; ///< for people, in one line
+    std::optional<double> (*measure)(const Measured_T& measured) = nullptr; ///< null: the text shows it
+    bool usesLaw = false; ///< its values depend on the law of receivers with 8 bits
 };
 
-/// All measurements, in the order of the outputs.
+/// All measurements, in the order of the outputs: first those of any run, then those of a ping.
 std::span<const MeasurementRow_T> MeasurementRows();
 
 /// Null for a name that is not known.
 const MeasurementRow_T* MeasurementOf(std::string_view name);
+
+/// Measures runs one after another. It compares a ping with the ping before of the same set-up, which is the
+/// transcript, the command line, the form and number of the samples, and what was heard. It keeps the last
+/// ping of a limited number of set-ups.
+class CMeasurer
+{
+public:
+    explicit CMeasurer(MeasureSettings_T settings) : m_Settings(settings) {}
+
+    /// Adds the measurements to a run that was judged, and counts the repetitions of a ping. What is not
+    /// certain is left out.
+    void Measure(Run_T& run);
+
+private:
+    struct Ping_T {
+        Bytes_T setup;
+        std::uint64_t repetition; ///< pings of the set-up before it
+        std::vector<std::int32_t> values;
+    };
+
+    std::optional<SpectralLine_T> FindLine();
+    std::deque<Ping_T>::iterator PingOf(const Bytes_T& setup);
+    void Remember(Ping_T ping);
+
+    MeasureSettings_T m_Settings;
+    CEchoParts m_Echo;
+    CSpectrum m_Spectrum;
+    std::deque<Ping_T> m_Pings; ///< the last ones, of different set-ups; the oldest first
+};

@@ -1,5 +1,6 @@
 #include "station/output/Formats.h"
 
+#include "station/judge/Measurements.h"
 #include "station/output/Text.h"
 
 namespace
@@ -9,7 +10,16 @@ QByteArray Quoted(const Bytes_T& text)
     return '"' + PrintableText(text).toUtf8().replace('"', "\"\"") + '"';
 }
 
-/// The samples as comma-separated values, one row each, below a row of names; lines end as in RFC 4180.
+/// What the rows of a run begin with.
+QByteArray BeginningOf(const Run_T& run)
+{
+    return Quoted(run.transcript) + ',' + QByteArray::number(run.firstLine) + ',' + Quoted(run.command) +
+           ',' + NameOf(run.outcome) + ',';
+}
+
+// Comma-separated values below a row of names; lines end as in RFC 4180.
+
+/// One row for each sample.
 class CCsvWriter : public IRunWriter
 {
 public:
@@ -19,8 +29,7 @@ public:
 
     void Write(const Run_T& run) override
     {
-        const QByteArray beginning = Quoted(run.transcript) + ',' + QByteArray::number(run.firstLine) + ',' +
-                                     Quoted(run.command) + ',' + NameOf(run.outcome) + ',';
+        const QByteArray beginning = BeginningOf(run);
         std::uint64_t sample = 0;
         QByteArray rows;
         for (const std::int32_t value : run.samples.values) {
@@ -38,9 +47,42 @@ public:
 private:
     QIODevice& m_Output;
 };
+
+/// One row for each measurement.
+class CMeasurementsWriter : public IRunWriter
+{
+public:
+    explicit CMeasurementsWriter(QIODevice& output) : m_Output(output) {}
+
+    void Begin() override
+    {
+        m_Output.write("transcript,line,command,result,measurement,value,unit,receiver law\r\n");
+    }
+
+    void Write(const Run_T& run) override
+    {
+        const QByteArray beginning = BeginningOf(run);
+        QByteArray rows;
+        for (const Quantity_T& measured : run.measurements) {
+            const MeasurementRow_T* const row = MeasurementOf(measured.name);
+            const bool usesLaw = row != nullptr && row->usesLaw;
+            rows += beginning + measured.name + ',' + NumberText(measured.value).toLatin1() + ',' +
+                    measured.unit + ',' + (usesLaw ? run.receiverLaw : "") + "\r\n";
+        }
+        m_Output.write(rows);
+    }
+
+private:
+    QIODevice& m_Output;
+};
 } // namespace
 
 std::unique_ptr<IRunWriter> MakeCsvWriter(QIODevice& output, const View_T&)
 {
     return std::make_unique<CCsvWriter>(output);
+}
+
+std::unique_ptr<IRunWriter> MakeMeasurementsWriter(QIODevice& output, const View_T&)
+{
+    return std::make_unique<CMeasurementsWriter>(output);
 }

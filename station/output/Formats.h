@@ -38,7 +38,8 @@ struct Format_T {
     const char* option;      ///< name of the option, whose value is the file
     const char* description; ///< for the help
     std::unique_ptr<IRunWriter> (*make)(QIODevice& output, const View_T& view);
-    bool takesFile = true; ///< false: goes to standard output, and the option has no value
+    bool takesFile = true;  ///< false: goes to standard output, and the option has no value
+    bool isMeasured = true; ///< shows measurements, which cost time
 };
 
 /// All formats; each can be written in one reading.
@@ -51,3 +52,4 @@ std::unique_ptr<IRunWriter> MakeHtmlWriter(QIODevice& output, const View_T& view
 std::unique_ptr<IRunWriter> MakeJsonWriter(QIODevice& output, const View_T& view);
 std::unique_ptr<IRunWriter> MakeJunitWriter(QIODevice& output, const View_T& view);
 std::unique_ptr<IRunWriter> MakeCsvWriter(QIODevice& output, const View_T& view);
+std::unique_ptr<IRunWriter> MakeMeasurementsWriter(QIODevice& output, const View_T& view); // in CsvWriter.cpp

@@ -188,15 +188,28 @@ QString FoundCell(const Run_T& run)
 {
     QString text = Shown(run.reason);
     QString list = LimitItems(run);
-    for (std::size_t i = 0; i < std::min(run.measurements.size(), c_MostMeasurements); ++i) {
+    // The measurements of a ping are below its echo.
+    const std::size_t count = run.samples.values.empty() ? run.measurements.size() : 0;
+    for (std::size_t i = 0; i < std::min(count, c_MostMeasurements); ++i) {
         const Quantity_T& measured = run.measurements[i];
-        list += u"<li>%1: %2 %3</li>"_s.arg(Shown(measured.name), QString::number(measured.value, 'g', 8),
-                                            Shown(measured.unit));
+        list += u"<li>%1</li>"_s.arg(QuantityText(measured).toHtmlEscaped());
     }
-    if (run.measurements.size() > c_MostMeasurements) {
-        list += u"<li class=\"faint\">and %1 more</li>"_s.arg(run.measurements.size() - c_MostMeasurements);
+    if (count > c_MostMeasurements) {
+        list += u"<li class=\"faint\">and %1 more</li>"_s.arg(count - c_MostMeasurements);
     }
     return list.isEmpty() ? text : text + u"<ul>"_s + list + u"</ul>"_s;
+}
+
+/// The measurements, and what they assume.
+QString MeasurementList(const Run_T& run)
+{
+    QString list;
+    for (const Quantity_T& measured : run.measurements) {
+        list += u"<li>%1</li>"_s.arg(QuantityText(measured).toHtmlEscaped());
+    }
+    const QString law = QLatin1StringView(run.receiverLaw);
+    return (law.isEmpty() ? QString() : u"; decibels for a %1 receiver"_s.arg(law)) + u"<ul>"_s + list +
+           u"</ul>"_s;
 }
 
 /// The command line without the program's name.
@@ -326,9 +339,9 @@ private:
             name = u"ping%1"_s.arg(++m_PingCount);
             m_Pings +=
                 (u"<figure id=\"%1\">\n<h3><span class=\"title\">%2</span>%3<span "
-                 "class=\"faint\">%4</span></h3>\n%5<figcaption>%6%7<br>%8%9</figcaption>\n</figure>\n"_s.arg(
+                 "class=\"faint\">%4</span></h3>\n%5<figcaption>%6%7%8%9</figcaption>\n</figure>\n"_s.arg(
                      name, Code(TestOf(run)), OutcomeLabel(run.outcome), ping.title.toHtmlEscaped(),
-                     PingSvg(ping), SamplesText(ping), HeardText(run.samples), LevelsText(ping),
+                     PingSvg(ping), SamplesText(ping), HeardText(run.samples), MeasurementList(run),
                      LimitsTable(run)))
                     .toUtf8();
         } else {
@@ -375,8 +388,7 @@ private:
                     u"<li><svg class=\"key\" viewBox=\"0 0 40 10\" aria-hidden=\"true\"><line class=\"echo "
                     "series%1\" x1=\"0\" y1=\"5\" x2=\"40\" y2=\"5\"/></svg>%2%3</li>\n"_s.arg(i + 1)
                         .arg(ping.title.toHtmlEscaped(),
-                             ping.features.bottom ? u", bottom at "_s + PlaceText(ping, *ping.features.bottom)
-                                                  : QString());
+                             ping.bottom ? u", bottom at "_s + PlaceText(ping, *ping.bottom) : QString());
             }
             const std::size_t others = setup.count - setup.pings.size();
             text +=

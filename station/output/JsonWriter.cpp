@@ -175,6 +175,7 @@ public:
         if (!run.limits.empty()) {
             object.insert("limits"_L1, Array(run.limits, LimitObject));
         }
+        Insert(object, "receiverLaw"_L1, run.receiverLaw);
         Insert(object, "verdict"_L1, run.verdict);
         Insert(object, "reason"_L1, run.reason);
         if (run.samples.isPrinted) {

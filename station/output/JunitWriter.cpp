@@ -82,18 +82,20 @@ public:
 private:
     void WriteProperties(const Run_T& run)
     {
-        const std::pair<QLatin1StringView, const Bytes_T&> properties[] = {
-            {"commandLine"_L1, run.commandLine},
-            {"product"_L1, run.unit.product},
-            {"serialNumber"_L1, run.unit.serialNumber},
-            {"firmwareVersion"_L1, run.unit.firmwareVersion},
-            {"verdict"_L1, run.verdict}};
+        const std::pair<QLatin1StringView, Bytes_T> properties[] = {
+            {"commandLine"_L1, run.commandLine},        {"product"_L1, run.unit.product},
+            {"serialNumber"_L1, run.unit.serialNumber}, {"firmwareVersion"_L1, run.unit.firmwareVersion},
+            {"receiverLaw"_L1, run.receiverLaw},        {"verdict"_L1, run.verdict}};
         m_Xml.writeStartElement("properties"_L1);
         for (const auto& [name, value] : properties) {
             // JUnit requires a value.
             if (!value.empty()) {
                 WriteProperty(name, PrintableText(value));
             }
+        }
+        for (const Quantity_T& measured : run.measurements) {
+            WriteProperty(QLatin1StringView(measured.name),
+                          (NumberText(measured.value) + u' ' + QLatin1StringView(measured.unit)).trimmed());
         }
         for (const LimitResult_T& result : run.limits) {
             WriteProperty(u"limit."_s + PrintableText(result.limit->measurement),

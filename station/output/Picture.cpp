@@ -40,17 +40,18 @@ const Envelope_T* BandOf(const Run_T& run)
 Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
 {
     const Samples_T& samples = run.samples;
-    const std::int32_t fullScale = samples.FullScale();
-    const EchoFeatures_T features = FindEchoFeatures(samples.values, fullScale);
+    const auto step = static_cast<double>(samples.Step());
+    const auto place = [&](std::string_view name) {
+        const auto taken = run.Measured(name);
+        return taken ? std::optional(static_cast<std::size_t>(std::ceil(*taken / step))) : std::nullopt;
+    };
     return {.title = TitleOf(run),
             .envelope = MakeEnvelope(samples.values, mostColumns),
-            .levels = MeasureLevels(samples.values, fullScale, features.ringDownEnd.value_or(0)),
-            .features = features,
-            .fullScale = fullScale,
+            .ringDownEnd = place("ringDownLength"),
+            .bottom = place("bottomPosition"),
+            .fullScale = samples.FullScale(),
             .step = samples.Step(),
-            .metres = view.sampleClock > 0
-                          ? static_cast<double>(samples.Step()) / view.sampleClock * view.soundSpeed / 2
-                          : 0,
+            .metres = view.sampleClock > 0 ? step / view.sampleClock * view.soundSpeed / 2 : 0,
             .soundSpeed = view.soundSpeed,
             .band = BandOf(run)};
 }
@@ -68,16 +69,6 @@ QString PlaceText(const Ping_T& ping, std::size_t sample)
         text += u" (%1 m)"_s.arg(RangeText(ping, sample));
     }
     return text;
-}
-
-QString LevelsText(const Ping_T& ping)
-{
-    const EchoLevels_T& levels = ping.levels;
-    return u"lowest %1, highest %2, mean %3, %4 clipped%5"_s.arg(levels.lowest)
-        .arg(levels.highest)
-        .arg(levels.mean, 0, 'f', 1)
-        .arg(levels.clipped)
-        .arg(ping.features.ringDownEnd ? u" after the ring-down"_s : u""_s);
 }
 
 Ticks_T Ticks(double from, double to, int most)

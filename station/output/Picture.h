@@ -11,8 +11,8 @@
 struct Ping_T {
     QString title; ///< transcript and line
     Envelope_T envelope;
-    EchoLevels_T levels;
-    EchoFeatures_T features;
+    std::optional<std::size_t> ringDownEnd; ///< first printed sample after the ring-down
+    std::optional<std::size_t> bottom;      ///< printed sample at the front of the bottom's echo
     std::int32_t fullScale = 0;
     std::uint64_t step = 1; ///< samples of the unit from one printed sample to the next
     double metres = 0;      ///< of range from one printed sample to the next; 0: not known
@@ -21,7 +21,7 @@ struct Ping_T {
     const Envelope_T* band = nullptr;
 };
 
-/// @param run          with at least one sample
+/// @param run          measured, with at least one sample
 /// @param mostColumns  of the envelope, at least 1
 Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns);
 
@@ -33,10 +33,6 @@ QString RangeText(const Ping_T& ping, std::size_t sample);
 /// "sample 451", or "sample 451 (20.01 m)" where the range is known.
 /// @param sample  index of a printed sample
 QString PlaceText(const Ping_T& ping, std::size_t sample);
-
-/// "lowest 7, highest 65535, mean 3120.4, 12 clipped after the ring-down"; if the ring-down's end is not
-/// known "12 clipped", of all samples.
-QString LevelsText(const Ping_T& ping);
 
 struct Ticks_T {
     std::vector<double> values; ///< at least one

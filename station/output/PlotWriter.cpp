@@ -32,7 +32,10 @@ struct Canvas_T {
     QString text = {};
 
     int Width() const { return static_cast<int>(ping.envelope.high.size()) * cellsOfColumn; }
-    std::int32_t Top() const { return std::max(ping.fullScale, ping.levels.highest); }
+    std::int32_t Top() const
+    {
+        return std::max(ping.fullScale, *std::ranges::max_element(ping.envelope.high));
+    }
     int Cell(std::size_t sample) const
     {
         return static_cast<int>(ping.envelope.Column(sample)) * cellsOfColumn;
@@ -87,7 +90,6 @@ void Places(Canvas_T& canvas)
 
 void Marks(Canvas_T& canvas)
 {
-    const EchoFeatures_T& found = canvas.ping.features;
     QString marks(canvas.Width(), u' ');
     QStringList names;
     const auto mark = [&](std::optional<std::size_t> sample, char16_t sign, const QString& name) {
@@ -96,12 +98,25 @@ void Marks(Canvas_T& canvas)
             names += QString(QChar(sign)) + u' ' + name + u' ' + PlaceText(canvas.ping, *sample);
         }
     };
-    mark(found.ringDownEnd, u'R', u"ring-down to"_s);
-    mark(found.bottom, u'B', u"bottom at"_s);
+    mark(canvas.ping.ringDownEnd, u'R', u"ring-down to"_s);
+    mark(canvas.ping.bottom, u'B', u"bottom at"_s);
     if (!names.isEmpty()) {
         canvas.Line(u""_s, u' ', marks);
         canvas.text += names.join(u", "_s) + u'\n';
     }
+}
+
+/// "smallest 7 counts, largest 65535 counts, noiseFloor 49.4 counts"
+QString LevelsText(const Run_T& run)
+{
+    QStringList texts;
+    for (const char* const name : {"smallest", "largest", "clippedShare", "noiseFloor", "bottomLevel"}) {
+        const auto found = std::ranges::find(run.measurements, std::string_view(name), &Quantity_T::name);
+        if (found != run.measurements.end()) {
+            texts += QuantityText(*found);
+        }
+    }
+    return texts.join(u", "_s);
 }
 
 /// The summary's lines, and below the line of each run its echo, drawn with the characters of a terminal.
@@ -127,7 +142,7 @@ public:
         Amplitudes(canvas);
         Places(canvas);
         Marks(canvas);
-        Print(canvas.text + LevelsText(ping) + u"\n\n"_s);
+        Print(canvas.text + LevelsText(run) + u"\n\n"_s);
     }
 
     void End(const Summary_T& summary) override { Print(SummaryText(summary)); }

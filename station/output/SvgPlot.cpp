@@ -93,20 +93,19 @@ public:
     /// The marks, below the echo.
     void Marks()
     {
-        const EchoFeatures_T& found = m_Ping.features;
-        if (found.ringDownEnd) {
-            const double x = X(static_cast<double>(*found.ringDownEnd));
+        if (m_Ping.ringDownEnd) {
+            const double x = X(static_cast<double>(*m_Ping.ringDownEnd));
             m_Svg += u"<rect class=\"ringdown\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"/>\n"_s.arg(
                 Coordinate(c_Left), Coordinate(c_Top), Coordinate(x - c_Left), Coordinate(c_Bottom - c_Top));
             Text(u"mark", c_Left, c_RingDownRow, Anchor::Start,
-                 u"ring-down to "_s + PlaceText(m_Ping, *found.ringDownEnd));
+                 u"ring-down to "_s + PlaceText(m_Ping, *m_Ping.ringDownEnd));
         }
-        if (found.bottom) {
-            const double x = X(static_cast<double>(*found.bottom));
+        if (m_Ping.bottom) {
+            const double x = X(static_cast<double>(*m_Ping.bottom));
             Line(u"bottom", x, c_Top, x, c_Bottom);
             const bool isLeft = x < (c_Left + c_Right) / 2;
             Text(u"mark", x, c_BottomRow, isLeft ? Anchor::Start : Anchor::End,
-                 u"bottom at "_s + PlaceText(m_Ping, *found.bottom));
+                 u"bottom at "_s + PlaceText(m_Ping, *m_Ping.bottom));
         }
     }
 

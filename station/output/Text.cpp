@@ -60,6 +60,15 @@ QString PrintableText(std::string_view bytes)
 
 QString Plural(std::uint64_t count, const QString& noun) { return count == 1 ? noun : noun + u's'; }
 
+QString NumberText(double number) { return QString::number(number, 'g', 8); }
+
+QString QuantityText(const Quantity_T& quantity)
+{
+    const QLatin1StringView unit(quantity.unit);
+    return QLatin1StringView(quantity.name) + u' ' + NumberText(quantity.value) +
+           (unit.isEmpty() ? QString() : u' ' + unit);
+}
+
 QString TitleOf(const Run_T& run) { return PrintableText(run.transcript) + u":%1"_s.arg(run.firstLine); }
 
 QString SummaryText(const Run_T& run)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
+struct Quantity_T;
 struct Run_T;
 struct Summary_T;
 
@@ -13,6 +14,11 @@ QString PrintableText(std::string_view bytes);
 
 /// "run" for 1, otherwise "runs".
 QString Plural(std::uint64_t count, const QString& noun);
+
+/// A number for people and programs, with up to eight digits.
+QString NumberText(double number);
+/// "noiseFloor 49.4 counts"
+QString QuantityText(const Quantity_T& quantity);
 
 /// Where a run begins: "transcript.txt:12".
 QString TitleOf(const Run_T& run);

@@ -28,8 +28,7 @@ double ValueOf(std::string_view text) { return DecimalNumber(text).value_or(0); 
 
 void KeepMeasurement(Run_T& run, const Quantity_T& measurement)
 {
-    // The last place is for the reading.
-    if (run.measurements.size() + 1 < c_MostMeasurements) {
+    if (run.measurements.size() < c_MostReadings) {
         run.measurements.push_back(measurement);
     }
 }

@@ -41,6 +41,12 @@ void Run_T::Keep(Message_T message) { KeepOne(messages, messageCount, std::move(
 
 void Run_T::KeepUnrecognised(Line_T line) { KeepOne(unrecognised, unrecognisedCount, std::move(line)); }
 
+std::optional<double> Run_T::Measured(std::string_view name) const
+{
+    const auto found = std::ranges::find(measurements, name, &Quantity_T::name);
+    return found == measurements.end() ? std::nullopt : std::optional(found->value);
+}
+
 bool Run_T::SplitCommandLine()
 {
     const bool isWhole = commandLine.ends_with(' ');

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// The judgement of a run.
@@ -164,8 +166,10 @@ struct Run_T {
     std::vector<Message_T> messages;
     std::uint64_t messageCount = 0;
     std::vector<Quantity_T> parameters;   ///< settings of the test, as printed
-    std::vector<Quantity_T> measurements; ///< what the unit showed or the FPGA reported
-    std::vector<LimitResult_T> limits;    ///< one for each limit that is for this run
+    std::vector<Quantity_T> measurements; ///< by the rows of station/judge/Measurements.h
+    /// What the decibels of samples with three digits assume; empty: no such samples were measured.
+    const char* receiverLaw = "";
+    std::vector<LimitResult_T> limits; ///< one for each limit that is for this run
     Samples_T samples;
 
     Bytes_T verdict; ///< the last line, without its end, or empty
@@ -182,6 +186,8 @@ struct Run_T {
     /// Count a message or a line, and keep it while there is room.
     void Keep(Message_T message);
     void KeepUnrecognised(Line_T line);
+    /// The first measurement of a name.
+    std::optional<double> Measured(std::string_view name) const;
     /// Takes the command line apart into program, command and arguments, without its last blank.
     /// @return whether there was one: the program prints it after each word
     bool SplitCommandLine();
@@ -191,6 +197,8 @@ struct Run_T {
 inline constexpr std::size_t c_MostKeptLines = 1000;
 inline constexpr std::size_t c_LongestKeptLine = 2000;
 inline constexpr std::size_t c_MostMeasurements = 100'000;
+inline constexpr std::size_t c_MostReadings =
+    c_MostMeasurements - 100; ///< the others are measured afterwards
 
 /// What all runs come to.
 struct Summary_T {

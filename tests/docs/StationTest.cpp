@@ -1,8 +1,13 @@
 #include "station/judge/LearnLimits.h"
+#include "station/judge/Measurements.h"
 #include "tests/docs/Page.h"
 #include "tests/endtoend/VirtualUnit.h"
 
+#include <QLocale>
+
 #include <gmock/gmock.h>
+
+#include <cmath>
 
 TEST(StationPage, ItsTextsAreThoseOfTheProgram)
 {
@@ -42,4 +47,29 @@ TEST(LimitsPage, ItsTableIsThatOfTheMethod)
                 << row[0] << " units";
         }
     }
+}
+
+TEST(MeasurementsPage, HasEachRowAsTheProgramHasIt)
+{
+    const std::string page = Source("docs/measurements.md");
+    std::map<std::string, Row_T> shown;
+    for (const char* const heading : {"## What the text shows", "## The bottom", "## The quiet part",
+                                      "## The transmit pulse and all samples", "## The ping before"}) {
+        for (const Row_T& row : TableBelow(page, heading)) {
+            shown[row[0]] = row;
+        }
+    }
+    const auto number = [](double value) {
+        return QLocale(QLocale::English).toString(value, 'f', 0).toStdString();
+    };
+    for (const MeasurementRow_T& row : MeasurementRows()) {
+        const std::string range = std::isinf(row.least)  ? "any"
+                                  : std::isinf(row.most) ? "from " + number(row.least)
+                                                         : number(row.least) + " to " + number(row.most);
+        const Row_T found = shown["`" + std::string(row.name) + "`"];
+        ASSERT_EQ(found.size(), 6U) << "docs/measurements.md does not have " << row.name;
+        EXPECT_EQ(Row_T({found[1], found[2], found[5]}), Row_T({row.unit, range, row.usesLaw ? "law" : ""}))
+            << row.name;
+    }
+    EXPECT_EQ(shown.size(), MeasurementRows().size());
 }

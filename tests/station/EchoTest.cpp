@@ -22,28 +22,47 @@ const Sounder_T c_Sounders[] = {
     {"Varrow", {"ping", "200000", "210000", "27", "45", "0", "low"}, 76 * 475e-9},
     {"LumetV2", {"lumetping", "200long"}, 1024.0 * 3 / 71e6}};
 
-EchoFeatures_T Heard(const Sounder_T& sounder, const std::string& scene)
+Samples_T Heard(const Sounder_T& sounder, const std::string& scene)
 {
     const TemporaryDirectory directory;
     const auto unit = CVirtualUnit(sounder.product).Option("--scene", directory.Write("scene", scene));
-    const Samples_T samples = CRuns(unit.Run(sounder.command).output).Only().samples;
-    return FindEchoFeatures(samples.values, samples.FullScale());
+    return CRuns(unit.Run(sounder.command).output).Only().samples;
+}
+
+/// COUNT samples of VALUE, starting at PLACE.
+struct Part_T {
+    std::size_t place, count;
+    std::int32_t value;
+};
+
+/// 1,024 samples of 10, and the parts above them.
+Samples_T Echo(const std::vector<Part_T>& parts)
+{
+    Samples_T samples;
+    samples.values.assign(1024, 10);
+    for (const Part_T& part : parts) {
+        std::fill_n(samples.values.begin() + static_cast<std::ptrdiff_t>(part.place), part.count, part.value);
+    }
+    return samples;
 }
 } // namespace
 
 TEST(Echo, TheBottomIsFoundWhereItIsAndTheRingDownEndsBeforeIt)
 {
+    CEchoParts echo;
     for (const Sounder_T& sounder : c_Sounders) {
         for (const double depth : {3.0, 8.0, 18.0, 900.0}) {
             for (const std::string rest : {R"("strength": -10}, "seed": 9)", R"("strength": -25}, "seed": 9)",
                                            R"("strength": -10}, "noise": 1, "fish": [])"}) {
-                const auto found =
+                const Samples_T samples =
                     Heard(sounder, "{\"bottom\": {\"depth\": " + std::to_string(depth) + ", " + rest + "}");
+                echo.Find(samples);
                 const double front = depth / 750 / sounder.interval;
-                ASSERT_TRUE(found.ringDownEnd) << sounder.product << " " << depth << " m, " << rest;
-                EXPECT_LT(static_cast<double>(*found.ringDownEnd) * sounder.interval * 750, 3);
-                EXPECT_EQ(found.bottom.has_value(), depth < 20) << sounder.product << " " << depth << rest;
-                EXPECT_NEAR(static_cast<double>(found.bottom.value_or(0)), depth < 20 ? front : 0, 2)
+                ASSERT_TRUE(echo.RingDownEnd()) << sounder.product << " " << depth << " m, " << rest;
+                EXPECT_LT(*echo.RingDownEnd() * sounder.interval * 750, 3);
+                EXPECT_EQ(echo.Bottom().has_value(), depth < 20) << sounder.product << " " << depth << rest;
+                EXPECT_NEAR(static_cast<double>(echo.Bottom().value_or(BottomEcho_T{}).front),
+                            depth < 20 ? front : 0, 2)
                     << sounder.product << " " << depth << " m, " << rest;
             }
         }
@@ -53,68 +72,92 @@ TEST(Echo, TheBottomIsFoundWhereItIsAndTheRingDownEndsBeforeIt)
 TEST(Echo, FishAndAShallowBottomAreNotTakenForTheBottom)
 {
     const std::string fish = R"("fish": [{"depth": 5, "strength": -10}, {"depth": 5.25, "strength": -15}])";
+    CEchoParts echo;
     for (const Sounder_T& sounder : c_Sounders) {
-        const auto deep = Heard(sounder, R"({"bottom": {"depth": 900}, "noise": 1, )" + fish + "}");
-        EXPECT_EQ(deep.bottom, std::nullopt) << sounder.product;
-        const auto shallow = Heard(sounder, R"({"bottom": {"depth": 0.6}, "fish": []})");
-        EXPECT_EQ(shallow.ringDownEnd, std::nullopt) << sounder.product << ": the bottom is in the ring-down";
+        const Samples_T deep = Heard(sounder, R"({"bottom": null, "noise": 1, )" + fish + "}");
+        echo.Find(deep);
+        EXPECT_FALSE(echo.Bottom()) << sounder.product;
+        const Samples_T shallow = Heard(sounder, R"({"bottom": {"depth": 0.6}, "fish": []})");
+        echo.Find(shallow);
+        EXPECT_FALSE(echo.RingDownEnd()) << sounder.product << ": the bottom is in the ring-down";
     }
 }
 
-TEST(Echo, EachThresholdHasTheValueInTheManual)
+TEST(Echo, EachThresholdHasTheValueThatIsDocumented)
 {
-    /// COUNT samples of VALUE, starting at PLACE.
-    struct Part_T {
-        std::size_t place, count;
-        std::int32_t value;
-    };
     using Place_T = std::optional<std::size_t>;
     struct Case_T {
         const char* name;
-        std::vector<Part_T> parts; ///< above a noise of 10; the pulse ends at 4, the bottom begins at 100
+        std::vector<Part_T> parts; ///< the pulse ends at 4, the bottom begins at 400
         Place_T ringDownEnd, bottom;
     };
-    const Part_T bottom = {100, 40, 600};
+    const Part_T bottom = {400, 40, 20000};
     const auto none = std::nullopt;
     const Case_T cases[] = {
-        {"pulse of half of full scale", {{0, 4, 500}, bottom}, 4, 100},
-        {"pulse below", {{0, 4, 499}, bottom}, none, none},
-        {"quiet below 10 %", {{4, 96, 99}, bottom}, 4, 100},
-        {"not quiet at 10 %", {{4, 96, 100}, bottom}, none, none},
-        {"15 quiet samples", {{19, 1, 100}, bottom}, 20, 100},
-        {"16 quiet samples", {{20, 1, 100}, bottom}, 4, 100},
-        {"rise by 10 % in the ring-down", {{4, 1, 300}, {5, 1, 400}, bottom}, 6, 100},
-        {"larger rise", {{4, 1, 300}, {5, 1, 401}, bottom}, none, none},
-        {"bottom of 3 medians", {{4, 300, 50}, {100, 40, 150}}, 4, 100},
-        {"lower bottom", {{4, 300, 50}, {100, 40, 149}}, 4, none},
-        {"bottom of 1 %", {{4, 300, 1}, {100, 40, 10}}, 4, 100},
-        {"fainter bottom", {{4, 300, 1}, {100, 40, 9}}, 4, none},
-        {"bottom of 2 times the quiet", {{4, 95, 75}, {100, 40, 150}}, 4, 100},
-        {"less above the quiet", {{4, 95, 75}, {100, 40, 149}}, 4, none},
-        {"peak of 5 levels", {{100, 1, 500}, {101, 40, 100}}, 4, 100},
-        {"higher peak", {{100, 1, 501}, {101, 40, 100}}, 4, none},
-        {"rise by 75 % after the peak", {{100, 1, 400}, {101, 40, 100}, {106, 1, 175}}, 4, 100},
-        {"second peak", {{100, 1, 400}, {101, 40, 100}, {106, 1, 176}}, 4, none},
-        {"bottom of 12 samples", {{100, 12, 100}}, 4, 100},
-        {"shorter bottom", {{100, 11, 100}}, 4, none},
-        {"front of half the peak", {{98, 2, 300}, bottom}, 4, 98},
-        {"lower front", {{98, 2, 299}, bottom}, 4, 100},
-        {"tail above the bottom", {{4, 16, 90}, {20, 80, 20}, {100, 40, 80}}, 4, 100},
-        {"fainter echo before", {{50, 16, 100}, bottom}, 4, 100},
-        {"fainter echo after", {bottom, {200, 40, 120}}, 4, 100}};
+        {"pulse of half of full scale", {{0, 4, 32768}, bottom}, 4, 400},
+        {"pulse below", {{0, 4, 32767}, bottom}, none, none},
+        {"clipped to the end of the ring-down", {{0, 4, 65535}, bottom}, none, 400},
+        {"quiet below 10 %", {{4, 96, 6553}, bottom}, 4, 400},
+        {"not quiet at 10 %", {{4, 1020, 6554}, bottom}, none, none},
+        {"15 quiet samples", {{19, 1, 6554}, bottom}, 20, 400},
+        {"16 quiet samples", {{20, 1, 6554}, bottom}, 4, 400},
+        {"rise by 10 % in the ring-down", {{4, 1, 20000}, {5, 1, 26553}, bottom}, 6, 400},
+        {"larger rise", {{4, 1, 20000}, {5, 1, 26554}, bottom}, none, none},
+        {"bottom of 9 times the noise floor", {{400, 40, 90}}, 4, 400},
+        {"lower bottom", {{400, 40, 89}}, 4, none},
+        {"bottom of 4 times the quietest group", {{440, 584, 20}, {16, 100, 20}, {400, 40, 90}}, 4, 400},
+        {"bottom of 2 times what is before", {{4, 396, 50}, {400, 1, 120}, {401, 40, 100}}, 4, 400},
+        {"less above what is before", {{4, 396, 50}, {400, 1, 120}, {401, 40, 99}}, 4, none},
+        {"peak of 10 levels", {{400, 1, 1000}, {401, 40, 100}}, 4, 400},
+        {"higher peak", {{400, 1, 1001}, {401, 40, 100}}, 4, none},
+        {"rise by 75 % after the peak", {{400, 1, 400}, {401, 40, 100}, {406, 1, 175}}, 4, 400},
+        {"second peak", {{400, 1, 400}, {401, 40, 100}, {406, 1, 176}}, 4, none},
+        {"bottom of 12 samples", {{400, 12, 100}}, 4, 400},
+        {"shorter bottom", {{400, 11, 100}}, 4, none},
+        {"front of half the peak", {{398, 2, 10000}, bottom}, 4, 398},
+        {"lower front", {{398, 2, 9999}, bottom}, 4, 400},
+        {"front with a dip", {{398, 1, 10000}, bottom}, 4, 398},
+        {"longer dip", {{397, 1, 10000}, bottom}, 4, 400},
+        {"fainter echo before", {{200, 16, 100}, bottom}, 4, 400},
+        {"fainter echo after", {bottom, {600, 40, 19000}}, 4, 400}};
+    CEchoParts echo;
     for (const Case_T& row : cases) {
-        std::vector<std::int32_t> values(304, 10);
-        std::fill_n(values.begin(), 4, 1000);
-        for (const Part_T& part : row.parts) {
-            std::fill_n(values.begin() + static_cast<std::ptrdiff_t>(part.place), part.count, part.value);
-        }
-        const auto found = FindEchoFeatures(values, 1000);
-        EXPECT_EQ(found.ringDownEnd, row.ringDownEnd) << row.name;
-        EXPECT_EQ(found.bottom, row.bottom) << row.name;
+        std::vector<Part_T> parts = {{0, 4, 60000}};
+        parts.insert(parts.end(), row.parts.begin(), row.parts.end());
+        const Samples_T samples = Echo(parts);
+        echo.Find(samples);
+        const auto end = echo.RingDownEnd();
+        EXPECT_EQ(end ? Place_T(static_cast<std::size_t>(std::ceil(*end))) : none, row.ringDownEnd)
+            << row.name;
+        EXPECT_EQ(echo.Bottom() ? Place_T(echo.Bottom()->front) : none, row.bottom) << row.name;
     }
     // Too short for a stretch of samples, and for the ring-down to end.
-    EXPECT_EQ(FindEchoFeatures({}, 255).ringDownEnd, std::nullopt);
-    const std::vector<std::int32_t> few = {65535, 33, 20, 64, 2417, 134, 9, 5};
-    EXPECT_EQ(FindEchoFeatures(few, 65535).ringDownEnd, std::nullopt);
-    EXPECT_EQ(MeasureLevels(std::vector<std::int32_t>{1000, 999, 1000, 1001}, 1000, 1).clipped, 2U);
+    echo.Find({});
+    EXPECT_FALSE(echo.RingDownEnd());
+    Samples_T few;
+    few.values = {65535, 33, 20, 64, 2417, 134, 9, 5};
+    echo.Find(few);
+    EXPECT_FALSE(echo.RingDownEnd());
+}
+
+TEST(Echo, TheQuietPartLeavesOutLoudGroupsAndTheGroupAfterEach)
+{
+    CEchoParts echo;
+    const auto quiet = [&echo](const std::vector<Part_T>& parts) {
+        const Samples_T samples = Echo(parts);
+        echo.Find(samples);
+        return echo.Quiet() == nullptr ? 0 : echo.Quiet()->Count();
+    };
+    // Without a pulse, all groups but the first can be quiet.
+    EXPECT_EQ(quiet({}), 31 * 32U);
+    EXPECT_EQ(quiet({{320, 32, 14}}), 31 * 32U) << "1.4 times the quietest";
+    EXPECT_EQ(quiet({{320, 32, 15}}), 29 * 32U);
+    EXPECT_EQ(quiet({{320, 352, 500}}), 19 * 32U);
+    EXPECT_EQ(quiet({{352, 672, 500}}), 10 * 32U);
+    EXPECT_EQ(quiet({{320, 704, 500}}), 0U) << "fewer than 320 samples";
+    std::vector<Part_T> falling;
+    for (std::size_t place = 0; place < 1024; place += 32) {
+        falling.push_back({place, 16, 13});
+    }
+    EXPECT_EQ(quiet(falling), 0U) << "each group falls like the tail of an echo";
 }

@@ -33,7 +33,7 @@ TEST(Plot, DrawsEachSampleAsWideAndHighAsItIs)
     const Run_T run = Ping({65535, 32768, 0, 8192});
     const std::string counts =
         "1 run, 1 passed, 0 performed, 0 failed, 0 not judged; 0 lines, 0 unrecognised\n";
-    const std::string levels = "lowest 0, highest 65535, mean 26623.8, 1 clipped\n\n";
+    const std::string levels = "smallest 0 counts, largest 65535 counts, clippedShare 0.25\n\n";
     const std::string gap = "\n       |";
     std::string rows = "t:1: passed: xkping\n 65535 |#####";
     rows += gap + "#####" + gap + "#####" + gap + "#####";
@@ -101,7 +101,7 @@ TEST(Html, LabelsMarksAsExactlyAsTheSamplesAllow)
     EXPECT_THAT(near,
                 HasSubstr("x=\"126.5\" y=\"34.0\" text-anchor=\"start\">bottom at sample 64 (0.0000480 m)<"));
     EXPECT_THAT(near, AllOf(HasSubstr(">0.0001<"), HasSubstr(">0.0007<"), HasSubstr(">1,000<")));
-    EXPECT_THAT(near, HasSubstr(", 40 clipped after the ring-down<"));
+    EXPECT_THAT(near, HasSubstr("<li>bottomPosition 64 samples</li>"));
     EXPECT_THAT(near, HasSubstr("aaa\u2026"));
     const std::string far = page(960, 2e6);
     EXPECT_THAT(far,

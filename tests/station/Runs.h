@@ -35,8 +35,9 @@ private:
     std::vector<Run_T> m_Runs;
 };
 
-/// The output of a format's writer for these runs.
-inline std::string Written(const std::string& format, const std::vector<Run_T>& runs, const View_T& view = {})
+/// The output of a format's writer for runs that were measured.
+inline std::string WrittenAsMeasured(const std::string& format, const std::vector<Run_T>& runs,
+                                     const View_T& view = {})
 {
     QBuffer output;
     output.open(QIODevice::WriteOnly);
@@ -49,4 +50,12 @@ inline std::string Written(const std::string& format, const std::vector<Run_T>& 
     }
     made->End(summary);
     return output.data().toStdString();
+}
+
+/// Measures the runs first.
+inline std::string Written(const std::string& format, std::vector<Run_T> runs, const View_T& view = {})
+{
+    CMeasurer measurer({.sampleClock = view.sampleClock});
+    std::ranges::for_each(runs, [&measurer](Run_T& run) { measurer.Measure(run); });
+    return WrittenAsMeasured(format, runs, view);
 }

@@ -73,6 +73,7 @@ assert offered("help", "") == subcommands
 assert offered("report", "--j") == ["--json", "--junit"]
 assert offered("limits", "") == sorted(re.findall(r"^  ([a-z]+) ", station("help", "limits").split("Actions:")[1],
                                                   re.MULTILINE))
+assert offered("report", "--receiver-law", "") == ["linear", "square-root"]
 for wrong, complaint in (
         ([], "subcommand is missing"), (["reprot"], "subcommand reprot; did you mean report?"),
         (["help", "rep"], "unknown subcommand rep"), (["--hepl"], "option --hepl; did you mean --help?"),
@@ -91,7 +92,7 @@ with tempfile.TemporaryDirectory() as place:
     batch.mkdir()
     for name, command in RUNS.items():
         (batch / name).write_bytes(subprocess.run([SIMULATOR, *command.split(" ")], capture_output=True).stdout)
-    outputs = {name: str(Path(place, name)) for name in ("json", "junit", "csv")}
+    outputs = {name: str(Path(place, name)) for name in ("json", "junit", "csv", "measurements")}
     report(*(word for name, file in outputs.items() for word in ("--" + name, file)), str(batch), status=3)
 
     schema = Schema(Path(SCHEMA).read_text())
@@ -115,6 +116,13 @@ with tempfile.TemporaryDirectory() as place:
     assert [int(row["value"]) for row in rows] == \
         [value for run in runs for value in run.get("samples", {"values": []})["values"]]
     assert len(rows) > 1000, len(rows)
+    rows = csv_rows(Path(outputs["measurements"]).read_bytes().decode())
+    assert [(row["measurement"], float(row["value"]), row["unit"]) for row in rows] == \
+        [(value["name"], float(f"{value['value']:.8g}"), value.get("unit", ""))
+         for run in runs for value in run["measurements"]]
+    assert {row["receiver law"] for row in rows} == {"", "square-root"}
+    linear = report("--receiver-law", "linear", "--measurements", "-", str(batch / "three-digits"))
+    assert linear.count(",dBFS,linear") == linear.count(",dBFS,") > 0, linear
 
     # The schema and the program agree on limits files; the exit status and the outputs follow the limits.
     limits_schema = Schema(Path(SCHEMA).with_name("limits.schema.json").read_text())
@@ -198,6 +206,6 @@ with tempfile.TemporaryDirectory() as place:
             (["--none"], "none"), (["--json", ""], "name"), (["--json", "-", "--csv", "-"], same), (["-", "-"], "once"),
             (["--json", str(batch / "passed"), str(batch / "passed")], "at the same time"),
             (["--json", "/dev/full", str(batch)], "No space left"), (["--width", "99.5"], "whole number"),
-            (["--sample-clock", "nan"], "from 1 to")):
+            (["--sample-clock", "nan"], "from 1 to"), (["--receiver-law", "log"], "square-root or linear")):
         report(*wrong, status=2, complaint=complaint)
     assert (batch / "passed").read_text() == passed
