@@ -73,10 +73,10 @@ Side_T UpperSide(Values_T values, double deviations, double step)
 
 /// As people write it: at most three digits of the distance, and no digits that binary numbers add. Whole
 /// numbers are rounded down, because what is between them does not occur.
-double RoundedUp(const Side_T& side, double step)
+double RoundedUp(const Side_T& side, bool isWhole)
 {
     constexpr double c_Nearly = 1e-9;
-    if (step == 1) {
+    if (isWhole) {
         return std::floor(side.limit + c_Nearly);
     }
     constexpr int c_Digits = 12;
@@ -125,20 +125,21 @@ void LearnRange(const MeasurementRow_T& row, const Values_T& lows, const Values_
         return;
     }
     const double step = StepOf(row, highs, samples);
+    const bool isWhole = step == 1 && DecimalStep(highs) == 1 && DecimalStep(lows) == 1;
     Values_T negated(lows.size());
     std::ranges::transform(lows, negated.begin(), std::negate());
     const Side_T upper = UpperSide(highs, deviations, step);
     const Side_T lower = UpperSide(negated, deviations, step);
     double nearest = c_Any;
-    if (const double most = RoundedUp(upper, step); most < row.most) {
+    if (const double most = RoundedUp(upper, isWhole); most < row.most) {
         limit.most = most;
-        nearest = upper.Distance();
+        nearest = most - upper.median;
     }
-    if (const double least = -RoundedUp(lower, step); least > row.least) {
+    if (const double least = -RoundedUp(lower, isWhole); least > row.least) {
         limit.least = least;
-        nearest = std::min(nearest, lower.Distance());
+        nearest = std::min(nearest, -lower.median - least);
     }
-    if (std::isfinite(nearest)) {
+    if (std::isfinite(nearest) && nearest > 0) {
         limit.margin = QByteArray::number(c_MarginOfDistance * nearest, 'g', 3).toDouble();
     }
 }

@@ -305,6 +305,7 @@ TEST(LearnedLimits, FitTheKindOfTheValues)
         runs.push_back(Good(unit,
                             {{"stuckLowBits", 2},
                              {"ringDownLength", 51, "samples"},
+                             {"noiseSpread", 0.25 * (unit % 2), "counts"},
                              {"dropouts", unit == 7 ? 1.0 : 0.0},
                              {"clippedShare", 0},
                              {"quietShare", 0.01 * unit},
@@ -319,8 +320,9 @@ TEST(LearnedLimits, FitTheKindOfTheValues)
     const Learned_T learned = LearnedFrom(runs);
     EXPECT_EQ(RangeIn(learned, "stuckLowBits"), "from 2 to 2") << "a stuck bit is one more";
     EXPECT_EQ(RangeIn(learned, "ringDownLength"), "from 50 to 52") << "samples are whole";
+    EXPECT_EQ(RangeIn(learned, "noiseSpread"), "at most 1.43") << "a median may be between two counts";
     EXPECT_EQ(RangeIn(learned, "dropouts"), "at most 1");
-    EXPECT_EQ(RangeIn(learned, "clippedShare"), "at most 0.0013") << "one sample of 1,000";
+    EXPECT_EQ(RangeIn(learned, "clippedShare"), "at most 0.00131") << "one sample of 1,000";
     EXPECT_EQ(RangeIn(learned, "quietShare"), "none") << "every share is possible";
     EXPECT_EQ(RangeIn(learned, "noiseFloorDecibels"), "none") << "it depends on the receiver's law";
     EXPECT_THAT(RangeIn(learned, "largest"), StartsWith("at least 64")) << "65,535 is possible";
