@@ -2,10 +2,9 @@
 
 #include "station/judge/Measurements.h"
 
-#include <QByteArray>
-
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <numeric>
 
@@ -25,7 +24,13 @@ constexpr Source_T c_Sources[] = {{"firmware", c_Version}, {"speed", c_Ticks}};
 constexpr std::size_t c_MostSetups = 256;
 constexpr int c_Digits = 8;
 
-Bytes_T NumberText(double value) { return QByteArray::number(value, 'g', c_Digits).toStdString(); }
+Bytes_T NumberText(double value)
+{
+    std::array<char, 32> text;
+    const auto end =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, c_Digits);
+    return {text.data(), end.ptr};
+}
 
 Bytes_T Amount(double value, std::string_view unit)
 {
@@ -174,8 +179,9 @@ Bytes_T LimitText(const LimitResult_T& result)
     const Limit_T& limit = *result.limit;
     const Bytes_T shown = result.fit == Fit::Absent ? "absent" : Amount(result.value, result.unit);
     const bool isNoted = (result.fit == Fit::Bad || result.fit == Fit::Marginal) && !limit.note.empty();
-    return limit.measurement + " is " + shown + " (limit: " + RangeText(limit, result.unit) + ")" +
-           (isNoted ? ": " + limit.note : "");
+    Bytes_T text = limit.measurement;
+    text.append(" is ").append(shown).append(" (limit: ").append(RangeText(limit, result.unit)).append(")");
+    return isNoted ? text + ": " + limit.note : text;
 }
 
 CLimits::CLimits(std::vector<Limit_T> limits, Bytes_T product)

@@ -4,6 +4,7 @@
 
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <cstddef>
 
 using namespace Qt::StringLiterals;
@@ -33,14 +34,15 @@ QString PrintableText(std::string_view bytes)
 {
     QString text;
     text.reserve(static_cast<qsizetype>(bytes.size()));
-    while (!bytes.empty()) {
-        const auto first = static_cast<unsigned char>(bytes.front());
-        const std::size_t length = SequenceLength(first);
-        if (length == 1 && first >= 0x20 && first != 0x7F) {
-            text += QLatin1Char(bytes.front());
-            bytes.remove_prefix(1);
-            continue;
+    for (;;) {
+        const auto special = std::ranges::find_if(bytes, [](char byte) { return byte < ' ' || byte > '~'; });
+        const auto plain = static_cast<std::size_t>(special - bytes.begin());
+        text += QLatin1StringView(bytes.data(), static_cast<qsizetype>(plain));
+        bytes.remove_prefix(plain);
+        if (bytes.empty()) {
+            return text;
         }
+        const std::size_t length = SequenceLength(static_cast<unsigned char>(bytes.front()));
         if (length > 1 && length <= bytes.size()) {
             QStringDecoder decoder(QStringDecoder::Utf8,
                                    QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
@@ -55,7 +57,6 @@ QString PrintableText(std::string_view bytes)
         text += "\\x"_L1 + QLatin1StringView(QByteArray(1, bytes.front()).toHex());
         bytes.remove_prefix(1);
     }
-    return text;
 }
 
 QString Plural(std::uint64_t count, const QString& noun) { return count == 1 ? noun : noun + u's'; }
