@@ -232,8 +232,8 @@ CLimits::Setup_T CLimits::Choose(const Run_T& run, const Bytes_T& setting) const
 const CLimits::Setup_T& CLimits::SetupOf(const Run_T& run)
 {
     const Bytes_T setting = SettingOf(run);
-    const Bytes_T key =
-        run.command + '\n' + ChannelOf(run) + '\n' + setting + (run.repetition > 0 ? "\nrepeated" : "");
+    const Bytes_T key = ProductOf(run) + '\n' + run.command + '\n' + ChannelOf(run) + '\n' + setting +
+                        (run.repetition > 0 ? "\nrepeated" : "");
     const auto known = m_Setups.find(key);
     if (known != m_Setups.end()) {
         return known->second;

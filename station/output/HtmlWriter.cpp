@@ -95,7 +95,7 @@ svg .grid { stroke: var(--grid); } svg .frame { stroke: var(--faint); stroke-wid
 svg .limit { stroke: var(--limit); stroke-dasharray: 2 4; }
 svg .ringdown { fill: var(--ring); } svg .bottom { stroke: var(--bottom); stroke-width: 1.5; stroke-dasharray: 6 3; }
 svg .echo { fill: none; stroke: var(--echo); stroke-width: 1.2; stroke-linejoin: round; }
-svg .tolerance { fill: var(--passed); fill-opacity: .14; stroke: none; }
+svg .tolerance { fill: var(--passed); fill-opacity: .14; stroke: var(--passed); stroke-opacity: .5; }
 svg .band { fill: var(--echo); stroke: var(--echo); stroke-width: .6; stroke-linejoin: round; }
 svg .spread { fill: var(--spread); stroke: none; }
 svg .series1 { stroke: var(--s1); } svg .series2 { stroke: var(--s2); stroke-dasharray: 7 2; }

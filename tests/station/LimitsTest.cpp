@@ -209,6 +209,16 @@ TEST(Limits, AreForTheRunsThatTheyNameAndNoOtherPassesUnseen)
         limits.Apply(ping);
         EXPECT_EQ(ping.outcome, *channel == '0' ? Outcome::Passed : Outcome::Failed) << channel;
     }
+    // A run file names its product, each its own.
+    CLimits products(Parsed(R"({"product": "QL4K", "measurement": "mean", "most": 10},
+                               {"product": "QL6M", "measurement": "mean", "most": 5})"),
+                     "");
+    for (const char* const product : {"QL4K", "QL6M", "QL4K"}) {
+        Run_T ping = run;
+        ping.record.product = product;
+        products.Apply(ping);
+        EXPECT_EQ(ping.outcome, product[2] == '4' ? Outcome::Passed : Outcome::Failed) << product;
+    }
     const std::tuple<const char*, const char*, bool> globs[] = {
         {"", "", true},         {"*", "", true},        {"?", "", false},       {"a*b", "ab", true},
         {"a*b", "acbcb", true}, {"a*b", "acbc", false}, {"*ab*", "xaab", true}, {"a?c", "abc", true},
