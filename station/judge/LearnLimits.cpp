@@ -68,7 +68,8 @@ Side_T UpperSide(Values_T values, double deviations, double step)
     for (const double share : {c_UpperQuantile, far}) {
         spread = std::max(spread, (Quantile(values, share) - median) / NormalDistance(1 - share));
     }
-    return {median, median + deviations * spread};
+    // What happens by chance in few runs can happen once more.
+    return {median, std::max(median + deviations * spread, Quantile(values, far) + step)};
 }
 
 /// As people write it: at most three digits of the distance, and no digits that binary numbers add. Whole

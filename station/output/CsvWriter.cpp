@@ -1,7 +1,10 @@
 #include "station/output/Formats.h"
 
+#include "station/judge/Limits.h"
 #include "station/judge/Measurements.h"
 #include "station/output/Text.h"
+
+#include <cmath>
 
 namespace
 {
@@ -48,7 +51,9 @@ private:
     QIODevice& m_Output;
 };
 
-/// One row for each measurement.
+QByteArray Bound(double bound) { return std::isinf(bound) ? QByteArray() : NumberText(bound).toLatin1(); }
+
+/// One row for each measurement, and one for each limit.
 class CMeasurementsWriter : public IRunWriter
 {
 public:
@@ -56,7 +61,8 @@ public:
 
     void Begin() override
     {
-        m_Output.write("transcript,line,command,result,measurement,value,unit,receiver law\r\n");
+        m_Output.write(
+            "transcript,line,command,result,measurement,value,unit,receiver law,fit,least,most,note\r\n");
     }
 
     void Write(const Run_T& run) override
@@ -67,7 +73,14 @@ public:
             const MeasurementRow_T* const row = MeasurementOf(measured.name);
             const bool usesLaw = row != nullptr && row->usesLaw;
             rows += beginning + measured.name + ',' + NumberText(measured.value).toLatin1() + ',' +
-                    measured.unit + ',' + (usesLaw ? run.receiverLaw : "") + "\r\n";
+                    measured.unit + ',' + (usesLaw ? run.receiverLaw : "") + ",,,,\r\n";
+        }
+        for (const LimitResult_T& result : run.limits) {
+            const Limit_T& limit = *result.limit;
+            rows += beginning + QByteArray::fromStdString(limit.measurement) + ',' +
+                    (result.fit == Fit::Absent ? QByteArray() : NumberText(result.value).toLatin1()) + ',' +
+                    result.unit + ",," + NameOf(result.fit) + ',' + Bound(limit.least) + ',' +
+                    Bound(limit.most) + ',' + Quoted(limit.note) + "\r\n";
         }
         m_Output.write(rows);
     }
