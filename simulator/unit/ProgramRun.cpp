@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <elf.h>
+#include <fcntl.h>
 #include <fstream>
 #include <optional>
 #include <poll.h>
@@ -35,7 +36,7 @@ constexpr std::array<int, 6> c_HandledSignals = {SIGCHLD, SIGINT, SIGTERM, SIGHU
 /// When passing a signal on is tried again, and the time after a request to end is checked.
 constexpr int c_RetryMilliseconds = 10;
 
-pid_t Start(const std::vector<std::string>& command, const CSignals& signals, bool hasOwnSession)
+pid_t Start(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
 {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
@@ -49,14 +50,20 @@ pid_t Start(const std::vector<std::string>& command, const CSignals& signals, bo
     ::posix_spawnattr_setsigdefault(&attributes, &signals.Defaults());
     // A group of its own gets the keyboard's signals only from here, not twice.
     ::posix_spawnattr_setpgroup(&attributes, 0);
-    const int group = hasOwnSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
+    const int group = watch.hasOwnSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
     ::posix_spawnattr_setflags(&attributes,
                                static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group));
+    posix_spawn_file_actions_t files;
+    ::posix_spawn_file_actions_init(&files);
+    if (watch.isSilent) {
+        ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    }
     pid_t child = -1;
-    const int error = ::posix_spawnp(&child, arguments[0], nullptr, &attributes, arguments.data(), environ);
+    const int error = ::posix_spawnp(&child, arguments[0], &files, &attributes, arguments.data(), environ);
+    ::posix_spawn_file_actions_destroy(&files);
     ::posix_spawnattr_destroy(&attributes);
     if (error != 0) {
-        throw std::system_error(error, std::generic_category(), "cannot start " + command[0]);
+        throw CannotStart_T(error, std::generic_category(), "cannot start " + command[0]);
     }
     return child;
 }
@@ -187,7 +194,7 @@ void CSignals::Stop()
 int RunCommand(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
 {
     using Clock_T = std::chrono::steady_clock;
-    const pid_t id = Start(command, signals, watch.hasOwnSession);
+    const pid_t id = Start(command, signals, watch);
     CChild child(id);
     const auto passOn =
         watch.passOn ? watch.passOn : [](int signal, pid_t started) { return ::kill(started, signal) == 0; };

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 /// A file of the simulator by its name, next to the simulator's program or, if installed, in the library
@@ -68,6 +69,12 @@ struct RunWatch_T {
     /// Whether the program gets a session of its own, in which it cannot put input into this process's
     /// terminal. Otherwise it gets a process group of its own.
     bool hasOwnSession = false;
+    bool isSilent = false; ///< whether its standard error is lost
+};
+
+/// The system refused to start a command.
+struct CannotStart_T : std::system_error {
+    using std::system_error::system_error;
 };
 
 /// The exit status for an end by a signal.
@@ -79,8 +86,8 @@ inline constexpr std::chrono::milliseconds c_EndTime(500);
 /// Runs a command (found by PATH) with this process's standard streams, in a process group of its own, and
 /// waits for its end, after a request to end no longer than c_EndTime. At SIGTSTP this process and the
 /// command's group stop until this process is continued. Returns its exit status, StatusOfSignal() when a
-/// signal ended it. Throws std::system_error when it cannot be started or waited for; then, and when the
-/// watch throws, it is ended.
+/// signal ended it. Throws CannotStart_T, or std::system_error when it cannot be waited for; then, and when
+/// the watch throws, it is ended.
 int RunCommand(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch);
 
 /// Ends all children of this thread's process, and their children: a process that has

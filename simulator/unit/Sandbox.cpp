@@ -1,6 +1,7 @@
 #include "simulator/unit/Sandbox.h"
 
 #include "simulator/unit/SupervisorLink.h"
+#include "tools/BoundedFile.h"
 #include "tools/Program.h"
 
 #include <QProcess>
@@ -55,9 +56,6 @@ Command_T Isolated(const Command_T& root)
 /// On machines that refuse namespaces, bubblewrap can be installed but fails.
 bool BubblewrapWorks()
 {
-    if (!IsInstalled(u"bwrap"_s)) {
-        return false;
-    }
     Command_T command = Isolated({"--ro-bind", "/", "/"});
     command.emplace_back("true");
     QStringList words;
@@ -145,17 +143,9 @@ Command_T ProotCommand(const Sandbox_T& sandbox)
     return command;
 }
 
-/// The words that make the sandbox, and whether it isolates the program.
-struct Tool_T {
-    Command_T command;
-    bool isolates;
-};
-
-Tool_T ToolFor(const Sandbox_T& sandbox)
+/// Throws when the program cannot run without isolation; otherwise says that it does.
+void PermitProot(const Sandbox_T& sandbox)
 {
-    if (BubblewrapWorks()) {
-        return {BubblewrapCommand(sandbox), true};
-    }
     if (!IsInstalled(u"proot"_s)) {
         throw std::runtime_error("neither bwrap (with namespaces) nor proot can be used here; install "
                                  "bubblewrap or proot");
@@ -167,8 +157,21 @@ Tool_T ToolFor(const Sandbox_T& sandbox)
     PrintError(
         "the program is not isolated from this machine, because bwrap (with namespaces) cannot be used "
         "here");
-    return {ProotCommand(sandbox), false};
 }
+
+/// The words that make the sandbox, and whether it isolates the program.
+struct Tool_T {
+    Command_T command;
+    bool isolates;
+};
+
+/// The arguments of RunInSandbox().
+struct Run_T {
+    const std::vector<std::string>& program;
+    const CSignals& signals;
+    const std::vector<int>& descriptors;
+    const std::function<void()>& onReadable;
+};
 
 /// The connection to the supervisor.
 class CSupervisor
@@ -223,6 +226,63 @@ private:
     bool m_HasStarted = false;
     std::optional<int> m_Status;
 };
+/// The words after those of the tool: the supervisor, the variables that it sets, so that the tool itself
+/// runs without the preloaded library, and the program.
+Command_T SupervisorCommand(const Sandbox_T& sandbox, const CSupervisor& supervisor, int errors,
+                            const std::vector<std::string>& program)
+{
+    const Binding_T& file = sandbox.bindings.back();
+    Command_T command = EmulatorOf(file.host);
+    Append(command, {file.inside, std::to_string(supervisor.Inherited()), std::to_string(errors)});
+    Append(command, sandbox.unsetEnvironment);
+    for (const auto& [name, value] : sandbox.environment) {
+        command.push_back(std::string(name).append("=").append(value));
+    }
+    command.emplace_back("--");
+    Append(command, program);
+    return command;
+}
+
+/// Runs the program in the sandbox that a tool makes; returns nothing when the tool could not make it. What
+/// the tool says about that is lost if it is silent.
+std::optional<int> RunWithTool(Tool_T tool, const Sandbox_T& sandbox, const Run_T& run)
+{
+    CSupervisor supervisor;
+    const CDescriptor errors(
+        ::fcntl(STDERR_FILENO, F_DUPFD, STDERR_FILENO + 1)); // the supervisor inherits it
+    Append(tool.command, SupervisorCommand(sandbox, supervisor, errors.Get(), run.program));
+    const auto passOn = [&](int signal, pid_t started) {
+        if (!tool.isolates && signal == SIGTSTP) {
+            return ::kill(started, SIGSTOP) == 0; // before its group, because proot continues what it traces
+        }
+        return signal == SIGTSTP ? supervisor.Stop() : supervisor.Deliver(signal);
+    };
+    for (int signal = run.signals.TakeRequest(); signal != 0; signal = run.signals.TakeRequest()) {
+        if (signal != SIGTSTP) {
+            return StatusOfSignal(signal);
+        }
+        CSignals::Stop();
+    }
+    const int toolStatus = RunCommand(tool.command, run.signals,
+                                      {.descriptors = run.descriptors,
+                                       .onReadable = [&](pid_t) { run.onReadable(); },
+                                       .passOn = passOn,
+                                       .hasOwnSession = true,
+                                       .isSilent = tool.isolates});
+    EndChildren();
+    supervisor.TakeReports();
+    if (supervisor.Status()) {
+        return supervisor.Status();
+    }
+    if (run.signals.EndRequest() != 0) {
+        return toolStatus == StatusOfSignal(SIGKILL) ? toolStatus // it did not end in time
+                                                     : StatusOfSignal(run.signals.EndRequest());
+    }
+    if (supervisor.HasStarted()) {
+        throw std::runtime_error("the program ran, but its exit status is lost: something ended its parent");
+    }
+    return std::nullopt;
+}
 } // namespace
 
 int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& program, const CSignals& signals,
@@ -231,51 +291,23 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     Sandbox_T whole = sandbox;
     // Neither tool passes signals on, and not each gives the exit status of a program that a signal ended. So
     // the parent of the program is one of the simulator's.
-    const fs::path supervisorFile = sandbox.inside / c_Supervisor;
-    whole.bindings.push_back({HelperFile(c_SupervisorFile), supervisorFile});
-    Tool_T tool = ToolFor(whole);
-    Command_T& command = tool.command;
-    CSupervisor supervisor;
-    Append(command, EmulatorOf(whole.bindings.back().host));
-    Append(command, {supervisorFile, std::to_string(supervisor.Inherited())});
-    // Set inside, so that the tool itself runs without the preloaded library.
-    command.emplace_back("env");
-    for (const std::string& name : sandbox.unsetEnvironment) {
-        Append(command, {"-u", name});
-    }
-    for (const auto& [name, value] : sandbox.environment) {
-        command.push_back(std::string(name).append("=").append(value));
-    }
-    Append(command, program);
-
-    const auto passOn = [&](int signal, pid_t started) {
-        if (!tool.isolates && signal == SIGTSTP) {
-            return ::kill(started, SIGSTOP) == 0; // before its group, because proot continues what it traces
-        }
-        return signal == SIGTSTP ? supervisor.Stop() : supervisor.Deliver(signal);
-    };
-    for (int signal = signals.TakeRequest(); signal != 0; signal = signals.TakeRequest()) {
-        if (signal != SIGTSTP) {
-            return StatusOfSignal(signal);
-        }
-        CSignals::Stop();
-    }
+    whole.bindings.push_back({HelperFile(c_SupervisorFile), sandbox.inside / c_Supervisor});
+    const Run_T run{program, signals, descriptors, onReadable};
+    std::optional<int> status;
+    std::string tool = "bwrap";
     ::prctl(PR_SET_CHILD_SUBREAPER, 1); // a killed proot leaves processes
-    const int toolStatus = RunCommand(command, signals,
-                                      {.descriptors = descriptors,
-                                       .onReadable = [&](pid_t) { onReadable(); },
-                                       .passOn = passOn,
-                                       .hasOwnSession = true});
-    EndChildren();
-    supervisor.TakeReports();
-    if (supervisor.Status()) {
-        return *supervisor.Status();
+    const bool hasBubblewrap = IsInstalled(u"bwrap"_s);
+    if (hasBubblewrap) {
+        status = RunWithTool({BubblewrapCommand(whole), true}, whole, run);
     }
-    if (toolStatus == StatusOfSignal(SIGKILL) && signals.EndRequest() != 0) {
-        return toolStatus; // it did not end in time
+    if (!status && (!hasBubblewrap || !BubblewrapWorks())) {
+        PermitProot(whole);
+        tool = "proot";
+        status = RunWithTool({ProotCommand(whole), false}, whole, run);
     }
-    throw std::runtime_error(supervisor.HasStarted()
-                                 ? "the program ran, but its exit status is lost: something ended its parent"
-                                 : "the program could not be run in the unit's file system (its tool is " +
-                                       command[0] + ")");
+    if (!status) {
+        throw std::runtime_error("the program could not be run in the unit's file system (its tool is " +
+                                 tool + ")");
+    }
+    return *status;
 }

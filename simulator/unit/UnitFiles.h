@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-/// A new directory where temporary files go. The object removes it with everything in it. While the object
-/// lives, it holds a lock on a file in the directory. If nobody holds that lock, the simulator was killed,
-/// and the next object removes the directory.
+/// A new directory below TMPDIR; without that variable, in /dev/shm if possible, otherwise in /tmp. The
+/// object removes it with everything in it. While the object lives, it holds a lock on a file in the
+/// directory. If nobody holds that lock, the simulator was killed, and the next object removes the directory.
 class CUnitDirectory
 {
 public:

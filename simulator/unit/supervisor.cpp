@@ -4,8 +4,9 @@
 #include "simulator/unit/ProgramRun.h"
 #include "simulator/unit/SupervisorLink.h"
 
-#include <charconv>
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
@@ -16,6 +17,19 @@
 namespace
 {
 using Kind_T = SupervisorReport_T::Kind;
+
+// Numbers of the words in the command line.
+constexpr int c_Socket = 1;
+constexpr int c_Errors = 2;
+
+void SetVariable(char* word)
+{
+    if (std::strchr(word, '=') != nullptr) {
+        ::putenv(word);
+    } else {
+        ::unsetenv(word);
+    }
+}
 
 /// Delivers the signals that the simulator sends. Ends the program when the simulator is gone.
 void Deliver(int socket, pid_t program)
@@ -34,7 +48,14 @@ void Deliver(int socket, pid_t program)
     }
 }
 
-/// Runs the command, passes signals on to it, and ends whatever it left running.
+/// Runs the command and passes signals on to it; returns its exit status.
+int Run(int socket, const std::vector<std::string>& command, const CSignals& signals)
+{
+    return RunCommand(command, signals,
+                      {.descriptors = {socket}, .onReadable = [socket](pid_t id) { Deliver(socket, id); }});
+}
+
+/// Runs the command, and ends whatever it left running.
 void Supervise(int socket, const std::vector<std::string>& command)
 {
     const CSignals signals;
@@ -47,27 +68,37 @@ void Supervise(int socket, const std::vector<std::string>& command)
     }
     SupervisorReport_T report{Kind_T::Started};
     SendMessage(socket, report);
-    report = {Kind_T::Ended,
-              RunCommand(command, signals, {.descriptors = {socket}, .onReadable = [socket](pid_t id) {
-                                                Deliver(socket, id);
-                                            }})};
+    report.kind = Kind_T::Ended;
+    try {
+        report.status = Run(socket, command, signals);
+    } catch (const CannotStart_T&) { // env says why, and gives a script without "#!" to a shell
+        std::vector<std::string> words = {"env"};
+        words.insert(words.end(), command.begin(), command.end());
+        report.status = Run(socket, words, signals);
+    }
     EndChildren();
     SendMessage(socket, report);
 }
 } // namespace
 
-/// Usage: sonarbench-sim-supervisor SOCKET COMMAND...
+/// Usage: sonarbench-sim-supervisor SOCKET ERRORS [VARIABLE[=VALUE]...] -- COMMAND... Sets variables, or
+/// removes those without a value. SOCKET and ERRORS, which becomes standard error, are numbers of
+/// descriptors.
 int main(int argc, char** argv)
 {
-    constexpr int c_FirstWord = 2;
-    int socket = -1;
-    if (argc <= c_FirstWord ||
-        std::from_chars(argv[1], argv[1] + std::strlen(argv[1]), socket).ec != std::errc()) {
+    char** const pEnd = argv + argc;
+    char** const pCommand =
+        std::find_if(argv, pEnd, [](const char* word) { return std::strcmp(word, "--") == 0; });
+    if (pCommand - argv <= c_Errors || pEnd - pCommand <= 1) {
         std::fputs("only sonarbench-sim starts sonarbench-sim-supervisor\n", stderr);
         return 2;
     }
     try {
-        Supervise(socket, {argv + c_FirstWord, argv + argc});
+        const int errors = std::stoi(argv[c_Errors]);
+        ::dup2(errors, STDERR_FILENO);
+        ::close(errors);
+        std::for_each(argv + c_Errors + 1, pCommand, SetVariable);
+        Supervise(std::stoi(argv[c_Socket]), {pCommand + 1, pEnd});
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "sonarbench-sim: %s\n", error.what());
