@@ -44,12 +44,8 @@ Command_T Isolated(const Command_T& root)
     Command_T command = {"bwrap",         "--die-with-parent", "--unshare-pid", "--as-pid-1", "--unshare-net",
                          "--unshare-ipc", "--unshare-uts",     "--cap-drop",    "ALL"};
     Append(command, root);
-    Append(command, {"--proc", c_Processes});
     // Root can change the kernel's settings there even without capabilities.
-    for (const char* name : {"bus", "fs", "irq", "sys", "sysrq-trigger"}) {
-        const fs::path path = fs::path(c_Processes) / name;
-        Append(command, {"--ro-bind-try", path, path});
-    }
+    Append(command, {"--proc", c_Processes, "--remount-ro", c_Processes});
     return command;
 }
 
@@ -95,6 +91,8 @@ Command_T BubblewrapCommand(const Sandbox_T& sandbox)
     for (const RootEntry_T& entry : RootEntries(sandbox.bindings)) {
         if (!entry.target.empty()) {
             Append(root, {"--symlink", entry.target, entry.path});
+        } else if (std::error_code isUnreadable; fs::is_empty(entry.path, isUnreadable)) {
+            Append(root, {"--dir", entry.path}); // takes less time than a mount
         } else if (entry.path != c_Processes) {
             Append(root, {"--ro-bind-try", entry.path, entry.path});
         }
@@ -275,8 +273,8 @@ std::optional<int> RunWithTool(Tool_T tool, const Sandbox_T& sandbox, const Run_
         return supervisor.Status();
     }
     if (run.signals.EndRequest() != 0) {
-        return toolStatus == StatusOfSignal(SIGKILL) ? toolStatus // it did not end in time
-                                                     : StatusOfSignal(run.signals.EndRequest());
+        const bool wasKilled = supervisor.HasStarted() && toolStatus == StatusOfSignal(SIGKILL);
+        return wasKilled ? toolStatus : StatusOfSignal(run.signals.EndRequest());
     }
     if (supervisor.HasStarted()) {
         throw std::runtime_error("the program ran, but its exit status is lost: something ended its parent");

@@ -161,6 +161,14 @@ void MakeChange(const fs::path& place, const FileChange_T& change)
 
 void RemoveTree(const fs::path& directory)
 {
+    std::error_code error;
+    do { // again if a proot that was just killed removes files there, too
+        fs::remove_all(directory, error);
+    } while (error == std::errc::no_such_file_or_directory);
+    if (!error) {
+        return;
+    }
+    // The program can take away rights to its directories.
     std::error_code ignored; // nothing can be done about it
     for (fs::recursive_directory_iterator entry(directory, ignored), end; entry != end;
          entry.increment(ignored)) {
@@ -168,10 +176,7 @@ void RemoveTree(const fs::path& directory)
             fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
         }
     }
-    std::error_code error;
-    do { // again if a proot that was just killed removes files there, too
-        fs::remove_all(directory, error);
-    } while (error == std::errc::no_such_file_or_directory);
+    fs::remove_all(directory, ignored);
 }
 
 /// Where the units' directories are made: in memory if there is room and nothing else is asked for, because a

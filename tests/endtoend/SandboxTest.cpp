@@ -19,13 +19,6 @@ namespace
 namespace fs = std::filesystem;
 
 int StatusOf(const std::string& command) { return WEXITSTATUS(std::system(command.c_str())); }
-
-/// Whether this machine permits the namespaces that isolate a program.
-bool HasNamespaces()
-{
-    return StatusOf("bwrap --unshare-pid --as-pid-1 --unshare-net --unshare-ipc --unshare-uts --cap-drop ALL "
-                    "--ro-bind / / --proc /proc true 2>/dev/null") == 0;
-}
 } // namespace
 
 // Each row is one of docs/hostile-inputs.md, tried by a program in the unit.

@@ -56,6 +56,13 @@ std::string Source(const std::string& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+bool HasNamespaces()
+{
+    return std::system(
+               "bwrap --unshare-pid --as-pid-1 --unshare-net --unshare-ipc --unshare-uts --cap-drop ALL "
+               "--ro-bind / / --proc /proc true 2>/dev/null") == 0;
+}
+
 std::string WithoutNotice(const std::string& errors)
 {
     constexpr std::string_view c_Notice =

@@ -66,6 +66,9 @@ std::string BytesOf(const std::string& traceLine);
 /// Contents of a file of the repository.
 std::string Source(const std::string& path);
 
+/// Whether this machine permits the namespaces that isolate a program.
+bool HasNamespaces();
+
 /// What the simulator printed on standard error, without the line that comes where namespaces are refused.
 std::string WithoutNotice(const std::string& errors);
 
