@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <numeric>
 
 using namespace Evidence;
@@ -49,8 +50,7 @@ Fit FitOf(const Limit_T& limit, double value)
 /// The result of the value that fits worst: a measurement can have several values.
 LimitResult_T Compare(const Limit_T& limit, const Run_T& run)
 {
-    const MeasurementRow_T* const row = MeasurementOf(limit.measurement);
-    LimitResult_T worst{.limit = &limit, .unit = row == nullptr ? "" : row->unit};
+    LimitResult_T worst{.limit = &limit};
     const auto take = [&](double value, const char* unit) {
         const Fit fit = FitOf(limit, value);
         if (worst.fit == Fit::Absent || fit > worst.fit) {
@@ -65,9 +65,13 @@ LimitResult_T Compare(const Limit_T& limit, const Run_T& run)
         return worst;
     }
     for (const Quantity_T& measured : run.measurements) {
-        if (limit.measurement == measured.name) {
+        if (std::strcmp(limit.measurement.c_str(), measured.name) == 0) {
             take(measured.value, measured.unit);
         }
+    }
+    if (worst.fit == Fit::Absent) {
+        const MeasurementRow_T* const row = MeasurementOf(limit.measurement);
+        worst.unit = row == nullptr ? "" : row->unit;
     }
     return worst;
 }
