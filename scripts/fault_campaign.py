@@ -5,7 +5,6 @@ import collections
 import concurrent.futures
 import itertools
 import os
-import pathlib
 import random
 import subprocess
 import sys
@@ -13,11 +12,11 @@ import tempfile
 
 from outcomes import FINDINGS, NOT_REACHED, OUTCOMES, is_misread, outcome_of
 from runs import COMMANDS, Case, mixed, play, products, run
+from written_part import table_text, write_part
 
 # Only the program is sanitized here; scripts/soak runs a sanitized simulator.
 SIMULATOR = "build/release/bin/sonarbench-sim"
-TABLE = pathlib.Path("docs/faults.md")
-BEGIN, END = "<!-- written by scripts/fault-campaign: begin -->\n", "<!-- written by scripts/fault-campaign: end -->\n"
+TABLE = "docs/faults.md"
 
 # A slow reply takes real time, minutes on a serial line, and otherwise the same course as a reply in pieces.
 NOT_PLAYED = {"slow": []}
@@ -89,11 +88,6 @@ def play_faults(jobs, plays, tally):
         tally.add(row, outcome, text, arguments)
 
 
-def table_text(head, rows):
-    lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
-    return "\n".join(lines + ["| " + " | ".join(map(str, row)) + " |" for row in rows]) + "\n\n"
-
-
 def counts_of(counter, outcomes=tuple(OUTCOMES)):
     return [counter.total()] + [counter[outcome] or "" for outcome in outcomes]
 
@@ -145,8 +139,6 @@ def main():
     options.add_argument("--jobs", type=int, default=8 * os.cpu_count())
     chosen = options.parse_args()
 
-    before, _, rest = TABLE.read_text().partition(BEGIN)
-    _, _, after = rest.partition(END)
     table = kinds()
     values = SLICE_VALUES if chosen.slice else VALUES
     names = SLICE_PRODUCTS if chosen.slice else products(SIMULATOR)
@@ -163,7 +155,7 @@ def main():
     play_faults(chosen.jobs, plays, singles)
     if not chosen.slice:
         play_faults(chosen.jobs, random_pairs(faults, chosen.pairs, chosen.seed), pairs)
-        TABLE.write_text(before + BEGIN + "\n" + document(singles, pairs, chosen.seed) + END + after)
+        write_part(TABLE, "scripts/fault-campaign", document(singles, pairs, chosen.seed))
 
     findings = singles.findings + pairs.findings
     print("\n".join([f"{count} runs: {name}" for name, count in sorted(singles.total().items())]))

@@ -2,10 +2,13 @@
 # A job for a CI server: tests each unit. It writes a JUnit file, which the server shows by unit, a page with the
 # echoes, and the units' output in transcripts/. Usage: ci_job.sh COMMAND...
 #
-# UNITS has one line for each unit: its name, such as the serial number, and the command that runs a test there. The job
-# fails if a unit does.
+# UNITS has one line for each unit: its name, such as the serial number, and the command that runs a test there. PRODUCT
+# is the product of all units, and LIMITS are the limits files, separated by blanks.
+# Ends with 0 if all units are good, with 1 if one is bad, with 3 if one could not be tested.
 set -euo pipefail
-: "${STATION:=sonarbench-station}" "${UNITS:=unit ./sonarbench}"
+: "${STATION:=sonarbench-station}" "${UNITS:=unit ./sonarbench}" "${PRODUCT:=QL4K}"
+limits=$(dirname -- "$0")/limits
+: "${LIMITS:=$limits/readings.json $limits/$PRODUCT.json}"
 
 (($#)) || { echo "usage: ${0##*/} COMMAND..., of sonarbench" >&2; exit 2; }
 mkdir -p transcripts
@@ -19,5 +22,8 @@ while read -r unit command; do
     fi
     timeout 60 "${bench[@]}" "$@" >"transcripts/$unit.txt" </dev/null || true
 done <<<"$UNITS"
-# Ends with 0 only if all units are good, with 1 if one is bad, with 3 if one could not be tested.
-"$STATION" report --summary - --junit junit.xml --html report.html transcripts
+judge=("$STATION" report --product "$PRODUCT")
+for file in $LIMITS; do
+    judge+=(--limits "$file")
+done
+"${judge[@]}" --summary - --junit junit.xml --html report.html transcripts

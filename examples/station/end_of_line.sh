@@ -1,47 +1,61 @@
 #!/usr/bin/env bash
-# The end-of-line test: six tests of one unit; it stops at the first failure. Usage: end_of_line.sh SERIAL
+# The end-of-line test of one unit: its readings, its firmware, the paddle wheel, and two pings. It stops at the first
+# test that is not good. Usage: end_of_line.sh PRODUCT SERIAL
 #
-# Writes RESULTS/SERIAL.result (PASS, or FAIL with the test), and the unit's output in RESULTS/SERIAL/.
+# Ends with 0 and PASS, 1 and FAIL, or 3 and NOT TESTED, with the reason. Keeps everything in RESULTS/SERIAL/ATTEMPT/,
+# one directory for each attempt, which is numbered from 1: the unit's output, the judgement of each test, and the
+# answer in "result".
 # SONARBENCH is the command that runs a test on the unit, such as "ssh root@unit /corvane/Application/sonarbench".
 # TABLE is a table file, named as that command finds it. STATION is the program that judges the output.
+# LIMITS are the limits files, separated by blanks.
 set -euo pipefail
+here=$(dirname -- "$0")
 : "${RESULTS:=results}" "${SONARBENCH:=./sonarbench}" "${TABLE:=examples/short.txt}" "${STATION:=sonarbench-station}"
 
-[[ ${1-} =~ ^[A-Za-z0-9]+$ ]] || { echo "usage: ${0##*/} SERIAL, of letters and digits" >&2; exit 2; }
-serial=$1
+[[ ${1-} =~ ^[A-Za-z0-9]+$ && ${2-} =~ ^[A-Za-z0-9]+$ ]] ||
+    { echo "usage: ${0##*/} PRODUCT SERIAL, each of letters and digits" >&2; exit 2; }
+product=$1 serial=$2
+: "${LIMITS:=$here/limits/readings.json $here/limits/$product.json}"
 read -ra bench <<<"$SONARBENCH"
-mkdir -p "$RESULTS"
-rm -rf "${RESULTS:?}/$serial" "$RESULTS/$serial.result"
-mkdir "$RESULTS/$serial"
+judge=("$STATION" report --strict --product "$product")
+for file in $LIMITS; do
+    judge+=(--limits "$file")
+done
+
+case $product in
+QL[456]*) tests=("loadfpgabinary" "speed 1") ping="xkping $TABLE 0 1" ;;
+Lumet* | Nr*) tests=("loadfpgabinary") ping="lumetping 200long" ;;
+QL*) tests=("loadfpgabinary") ping="ping 200000 210000 27 45 0 medium" ;;
+Varrow*) tests=() ping="ping 200000 210000 27 45 0 medium" ;;
+*) echo "${0##*/}: no tests are known for the product $product" >&2; exit 2 ;;
+esac
+# The second ping shows whether the samples are new ones.
+tests=(batteryvoltage lcdtemperature sensepin "${tests[@]}" "$ping" "$ping")
+
+mkdir -p "$RESULTS/$serial"
+attempt=1
+until mkdir "$RESULTS/$serial/$attempt" 2>/dev/null; do
+    ((attempt += 1, attempt < 10000)) || { echo "${0##*/}: cannot write to $RESULTS/$serial" >&2; exit 3; }
+done
+directory=$RESULTS/$serial/$attempt
 
 finish() {
-    echo "$1" | tee "$RESULTS/$serial.result"
-    [[ $1 == PASS ]]
-    exit
+    echo "$2" | tee "$directory/result"
+    exit "$1"
 }
 
-# run COMMAND...: runs one test and judges its output, because its exit status says nothing.
-run() {
-    transcript=$RESULTS/$serial/$1.txt
-    timeout 60 "${bench[@]}" "$@" >"$transcript" 2>"$transcript.complaints" </dev/null || true
-    "$STATION" report --strict --summary "$transcript.summary" "$transcript" ||
-        finish "FAIL $1: $(head -n 1 "$transcript.summary")"
-}
-
-# reads LOW HIGH COMMAND: a test that shows a number; the unit is good if it is from LOW to HIGH.
-reads() {
-    local reading
-    run "$3"
-    reading=$(sed -n '/^Test Output: $/{n;p;q}' "$transcript")
-    if [[ ! $reading =~ ^[0-9]{1,6}$ ]] || ((10#$reading < $1 || 10#$reading > $2)); then
-        finish "FAIL $3: $reading is not from $1 to $2"
-    fi
-}
-
-reads 2600 3200 batteryvoltage
-reads 300 700 lcdtemperature
-reads 0 4095 sensepin
-run loadfpgabinary
-run speed 1
-run xkping "$TABLE" 0 1
-finish PASS
+for test in "${tests[@]}"; do
+    read -ra words <<<"$test"
+    transcript=$directory/${words[0]}.txt
+    # The exit status says nothing about the unit. A second ping goes below the first.
+    timeout 60 "${bench[@]}" "${words[@]}" >>"$transcript" 2>>"$transcript.complaints" </dev/null || true
+    status=0
+    "${judge[@]}" --summary "$transcript.summary" "$transcript" || status=$?
+    reason=$(grep -m 1 -E ': (failed|not judged): ' "$transcript.summary" || echo "the judgement failed")
+    case $status in
+    0) ;;
+    1) finish 1 "FAIL ${words[0]}: $reason" ;;
+    *) finish 3 "NOT TESTED ${words[0]}: $reason" ;;
+    esac
+done
+finish 0 PASS
