@@ -17,6 +17,7 @@ from written_part import table_text, write_part
 BIN = pathlib.Path("build/release/bin").absolute()
 SIMULATOR, PROGRAM, STATION = BIN / "sonarbench-sim", BIN / "sonarbench", BIN / "sonarbench-station"
 DOCUMENT = "docs/limits.md"
+LIMITS = pathlib.Path("examples/station/limits")  # what is learned goes there, for the examples
 SCHEMA = pathlib.Path("simulator/scene.schema.json")
 WORK = pathlib.Path("build/line-proof")
 
@@ -107,12 +108,14 @@ def station(*words):
     return subprocess.run([STATION, *words], stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
 
 
-def learn(product):
-    """Returns the file with the limits that were learned from the product's good units."""
-    limits = WORK / f"{product}.json"
+def learn(product, directory):
+    """Returns the file in the directory with the limits that were learned from the product's good units."""
+    limits = directory / f"{product}.json"
     learned = station("limits", "learn", "--product", product, "--output", limits, WORK / product / "learned")
     if learned.returncode != 0:
         sys.exit(f"no limits for {product}: {learned.stderr}")
+    # The table file may be in any directory.
+    limits.write_text(limits.read_text().replace('"setting":"examples/', '"setting":"*'))
     return limits
 
 
@@ -200,7 +203,7 @@ def main():
 
     rejected, found, missed = {}, {}, []
     for product in products:
-        limits = learn(product)
+        limits = learn(product, WORK if chosen.slice else LIMITS)
         rejected[product] = amount.good - passed(product, "good", limits)
         for kind, values in severities.items():
             for severity in values:
