@@ -21,9 +21,10 @@ struct Levels_T {
     double quiet;       ///< of the ring-down's end, as a share of full scale
     double quietExcess; ///< of a quiet group's mean over the quietest means
     double leastPeak;   ///< of the bottom over the noise floor
+    double mostPeak;    ///< of the bottom over its level; between a fish and the bottom the level falls
 };
-constexpr Levels_T c_OfDecimals = {0.1, 1.4, 9};
-constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3};
+constexpr Levels_T c_OfDecimals = {0.1, 1.4, 9, 10};
+constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3, 3};
 
 constexpr std::size_t c_Stretch = 16;
 constexpr std::size_t c_MostOfStretch = 12;
@@ -37,8 +38,9 @@ constexpr double c_MostFall = 1.2; // of the groups' first half over the second
 constexpr double c_SpreadsAboveFloor = 4;
 constexpr double c_AboveQuietest = 4; // group, if there is no quiet part
 constexpr double c_AboveBefore = 2;
-constexpr double c_LevelOfPeak = 0.1; // between a fish and the bottom the level falls below it
 constexpr double c_RiseOfLevel = 0.75;
+constexpr std::size_t c_FrontSamples = 4; // in which the bottom's echo has its peak
+constexpr double c_LeastWidth = 11;
 constexpr std::size_t c_DipOfFront = 2; // samples by which noise can interrupt the front
 
 constexpr double c_HistogramRange = 8; // times the expected value; noise does not reach it
@@ -242,13 +244,16 @@ void CEchoParts::FindQuiet()
     bool isQuiet = false;
     for (std::size_t group = 0; group < m_GroupSums.size(); ++group) {
         const bool wasQuiet = std::exchange(isQuiet, m_GroupSums[group] <= most);
-        if (!wasQuiet || !isQuiet) {
+        if (!isQuiet) {
             continue;
         }
         const std::size_t stretch = first + group * c_StretchesOfGroup;
+        m_QuietGroups.push_back(stretch * c_Stretch);
+        if (!wasQuiet) {
+            continue;
+        }
         firstHalves += m_Sums[stretch];
         secondHalves += m_Sums[stretch + 1];
-        m_QuietGroups.push_back(stretch * c_Stretch);
         m_Quiet.Add(m_Values.subspan(stretch * c_Stretch, c_GroupSamples));
     }
     const double least = c_LeastExcess * static_cast<double>(m_Quiet.Count());
@@ -302,8 +307,9 @@ void CEchoParts::FindBottom()
     const Values_T echo = m_Values.subspan(*place, c_Stretch);
     const auto peak = std::ranges::max_element(echo);
     const std::int32_t level = LevelOf(echo);
-    if (*peak < (m_IsThreeDigit ? c_OfThreeDigits : c_OfDecimals).leastPeak * noise ||
-        level < c_LevelOfPeak * *peak || RisesBy(c_RiseOfLevel * level, {peak, echo.end()})) {
+    const Levels_T& levels = m_IsThreeDigit ? c_OfThreeDigits : c_OfDecimals;
+    if (*peak < levels.leastPeak * noise || *peak > levels.mostPeak * level ||
+        RisesBy(c_RiseOfLevel * level, {peak, echo.end()})) {
         return;
     }
     std::size_t front = *place + static_cast<std::size_t>(peak - echo.begin());
@@ -314,5 +320,14 @@ void CEchoParts::FindBottom()
     while (end < m_Sums.size() && m_Sums[end] > c_Stretch * (noise + threshold) / 2) {
         ++end;
     }
-    m_Bottom = {front, end < m_Sums.size() ? end * c_Stretch : m_Values.size(), *peak};
+    const std::size_t last = end < m_Sums.size() ? end * c_Stretch : m_Values.size();
+    const Values_T bottom = m_Values.subspan(front, last - front);
+    const std::int32_t highest =
+        *std::ranges::max_element(bottom.first(std::min(bottom.size(), c_FrontSamples)));
+    const double area =
+        std::accumulate(bottom.begin(), bottom.end(), 0.0) - noise * static_cast<double>(bottom.size());
+    const double width = area / (highest - noise);
+    if (width >= c_LeastWidth) {
+        m_Bottom = {front, last, highest, width};
+    }
 }

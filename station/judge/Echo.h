@@ -70,9 +70,10 @@ struct EchoTotals_T {
 
 /// The echo of the bottom, as indices of printed samples.
 struct BottomEcho_T {
-    std::size_t front = 0; ///< the first sample around the peak that is at least half as high
+    std::size_t front = 0; ///< the first sample that is half as high as the highest, or higher
     std::size_t end = 0;   ///< the first sample after the echo has died away, or the number of samples
-    std::int32_t peak = 0;
+    std::int32_t peak = 0; ///< the highest of the first samples
+    double width = 0;      ///< the area above the noise, divided by the height of the peak above the noise
 };
 
 /// Finds the parts of an echo: the transmit pulse with its ring-down, the quiet part, and the bottom. What is
@@ -102,7 +103,7 @@ public:
     /// out if the one before it is too loud, because the tail of an echo may reach into it. Null if there are
     /// fewer than 320 samples, or if they fall like the tail of an echo.
     const CHistogram* Quiet() const { return m_HasQuiet ? &m_Quiet : nullptr; }
-    /// The groups of the quiet part, as indices of their first samples; in order.
+    /// The quiet groups, also those after one that is too loud, as indices of their first samples; in order.
     std::span<const std::size_t> QuietGroups() const { return m_QuietGroups; }
     static constexpr std::size_t c_GroupSamples = 32;
 
@@ -111,10 +112,11 @@ public:
     /// Echoes of fish are short, so a place has the level that 12 of its 16 samples reach: an order statistic
     /// as in a detector with a constant rate of false alarms. Its threshold is 4 spreads of the noise above
     /// the noise floor. The tail of the ring-down is long, so the level must also be twice the mean of 16
-    /// samples before it. The bottom is the place with the highest such level. It is not certain if its peak
-    /// is below 9 times the noise floor (3 times with three digits), or if its 16 samples look like several
-    /// echoes: the peak is above 10 times the level, or after the peak they rise again by more than 75 % of
-    /// the level.
+    /// samples before it. The bottom is the place with the highest such level. It is not certain if the
+    /// highest sample is below 9 times the noise floor (3 times with three digits), or if the 16 samples look
+    /// like several echoes: the highest is above 10 times the level (3 times with three digits), or after it
+    /// they rise again by more than 75 % of the level. Even a fish has a long echo if the correlation
+    /// filter does not fit, so the width must be at least 11 printed samples.
     const std::optional<BottomEcho_T>& Bottom() const { return m_Bottom; }
 
 private:

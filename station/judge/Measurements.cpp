@@ -263,14 +263,7 @@ Value_T BottomOverNoiseDecibels(const Measured_T& measured)
 Value_T BottomWidth(const Measured_T& measured)
 {
     const auto& bottom = measured.echo.Bottom();
-    const Value_T noise = NoiseFloor(measured);
-    if (!bottom || !noise) {
-        return std::nullopt;
-    }
-    const auto echo =
-        std::span(measured.run.samples.values).subspan(bottom->front, bottom->end - bottom->front);
-    const double area = std::accumulate(echo.begin(), echo.end(), 0.0) - *noise * Number(echo.size());
-    return Taken(measured, area / (bottom->peak - *noise));
+    return bottom ? Value_T(Taken(measured, bottom->width)) : std::nullopt;
 }
 
 // Compared with the ping before.
@@ -340,7 +333,8 @@ constexpr MeasurementRow_T c_Rows[] = {
     {"bottomPosition", "samples", 0, c_MostSamples, "from the first sample to the front of the bottom's echo",
      BottomPosition},
     {"bottomRange", "m", 0, c_Any, "the same as a range, if the sample clock is known", BottomRange},
-    {"bottomLevel", "counts", 0, c_HighestSample, "the peak of the bottom's echo", BottomLevel},
+    {"bottomLevel", "counts", 0, c_HighestSample, "the highest of the first 4 samples of the bottom's echo",
+     BottomLevel},
     {"bottomLevelDecibels", "dBFS", c_FaintestLevel, c_HighestLevel, "the same below full scale",
      BottomDecibels, true},
     {"bottomOverNoise", "", 0, c_Any, "the peak of the bottom's echo, divided by the noise floor",
