@@ -23,11 +23,13 @@ sonarbench_package(
 computer: it switches the sonar on, talks to its FPGA, and prints what it\n\
 observed and a verdict for the test station.")
 # No ELF header names the programs that the virtual unit starts and the library that it loads: umockdev for its device
-# nodes, and bubblewrap or proot for its file system, whichever the machine permits.
+# nodes, and bubblewrap or proot for its file system, whichever the machine permits. The same goes for Qt's drivers for
+# the results database.
 if(SONARBENCH_SIMULATOR)
   sonarbench_package(
     tools sonarbench-tools
-    "sonarbench (= ${PROJECT_VERSION}), bubblewrap (>= ${SONARBENCH_BUBBLEWRAP_VERSION}), proot, umockdev (>= \
+    "sonarbench (= ${PROJECT_VERSION}), bubblewrap (>= ${SONARBENCH_BUBBLEWRAP_VERSION}), \
+libqt6sql6-psql, libqt6sql6-sqlite, proot, umockdev (>= \
 ${SONARBENCH_UMOCKDEV_VERSION})"
     "virtual sonar unit and test station program for sonarbench"
     "sonarbench-sim runs the unmodified sonarbench on a simulated product, with\n\

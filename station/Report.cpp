@@ -1,4 +1,5 @@
 #include "station/Report.h"
+#include "station/DatabaseOptions.h"
 #include "station/Subcommands.h"
 #include "station/Transcripts.h"
 #include "station/judge/LimitsFile.h"
@@ -39,6 +40,8 @@ struct Options_T {
     View_T view;
     std::optional<CLimits> limits;
     ReceiverLaw law = ReceiverLaw::SquareRoot;
+    std::string database; ///< whose runs are read in place of transcripts; empty: none
+    ChosenRuns_T chosen;  ///< of the database
 };
 
 /// An option with a number, and where it goes.
@@ -149,7 +152,11 @@ std::vector<std::string> ReadTranscriptNames(const QCommandLineParser& parser)
     if (std::ranges::count(names, c_StandardStream) > 1) {
         throw CUsageError(u"standard input can be read only once"_s);
     }
-    if (names.empty()) {
+    const bool isDatabase = parser.isSet(Decoded(c_DatabaseOption));
+    if (isDatabase && !names.empty()) {
+        throw CUsageError(u"--database is read in place of transcripts"_s);
+    }
+    if (names.empty() && !isDatabase) {
         names.emplace_back(c_StandardStream);
     }
     return names;
@@ -168,6 +175,8 @@ void AddOptions(CCommandLine& line)
     AddLimitsOptions(line);
     line.Add({Decoded(c_Law),
               u"How 8-bit samples depend on the amplitude: square-root (default) or linear."_s, u"LAW"_s});
+    AddDatabaseOption(line, "Reads the runs of a results database: a file, or postgresql://...");
+    AddFilterOptions(line);
     line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
     line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
     line.Parser().addPositionalArgument(
@@ -252,6 +261,9 @@ int ReadAndWrite(Options_T options)
     for (const std::string& file : transcripts.files) {
         areRead = ReadFile(file, outputs, judges) && areRead; // the others are read all the same
     }
+    if (!options.database.empty()) {
+        ReadDatabase(options.database, options.chosen, outputs, judges);
+    }
     outputs.End(outputs.Summary());
     if (const std::string failed = outputs.Failed(); !failed.empty()) {
         throw std::runtime_error(failed);
@@ -274,6 +286,11 @@ int Report(const QStringList& arguments)
         return 0;
     }
     const QCommandLineParser& parser = line.Parser();
+    const bool isDatabase = parser.isSet(Decoded(c_DatabaseOption));
+    const bool hasLimits = parser.isSet(Decoded(c_Limits)) || !isDatabase;
+    ChosenRuns_T chosen = ReadFilterOptions(parser);
+    chosen.files.product = BytesOf(parser.value(Decoded(c_Product)));
     return ReadAndWrite({ReadOutputs(parser), ReadTranscriptNames(parser), parser.isSet(Decoded(c_Strict)),
-                         ReadView(parser), ReadLimitsOptions(parser), ReadLaw(parser)});
+                         ReadView(parser), hasLimits ? ReadLimitsOptions(parser) : std::nullopt,
+                         ReadLaw(parser), isDatabase ? ReadDatabaseOption(parser) : std::string(), chosen});
 }

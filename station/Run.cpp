@@ -1,3 +1,4 @@
+#include "station/DatabaseOptions.h"
 #include "station/Report.h"
 #include "station/Subcommands.h"
 #include "station/TestRun.h"
@@ -39,7 +40,6 @@ QString Decoded(const char* text) { return QString::fromLatin1(text); }
 TestOrder_T ReadOrder(const QCommandLineParser& parser)
 {
     TestOrder_T order;
-    order.directory = Bytes_T(".");
     order.product = BytesOf(parser.value(u"product"_s).left(c_LongestName));
     for (const TextOption_T& option : c_Texts) {
         const QString name = Decoded(option.name);
@@ -112,6 +112,19 @@ void ShowVerdict(int status, const Bytes_T& unit, const QString& details)
     }
     std::fputs(qUtf8Printable(text + details), stderr);
 }
+/// The verdict does not depend on the database: a run file that did not get in waits for the next import.
+void Store(const Bytes_T& file, const std::string& url, CLimits* pLimits)
+{
+    try {
+        CDatabase database(url);
+        CImport import(database, pLimits);
+        import.Add(file);
+        import.Finish();
+    } catch (const std::exception& error) {
+        PrintError(error.what());
+        PrintError("the run is not in the database; import its file later");
+    }
+}
 } // namespace
 
 int Run(const QStringList& arguments)
@@ -127,6 +140,7 @@ int Run(const QStringList& arguments)
     line.Add({Decoded(c_Timeout), u"How long the command may take (default %1)."_s.arg(c_UsualSeconds),
               u"SECONDS"_s});
     AddLimitsOptions(line);
+    AddDatabaseOption(line, "Also puts the run into a results database: a file, or postgresql://...");
     line.Parser().setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     line.Parser().addPositionalArgument(u"command"_s, u"What to run, such as ./sonarbench or ssh."_s,
                                         u"-- command [argument...]"_s);
@@ -143,6 +157,9 @@ int Run(const QStringList& arguments)
     const bool isJudged = ReadFile(run.file, verdict, judges) && run.failure.empty();
     const int status = isJudged ? StatusOf(verdict.Summary(), false) : c_WrongUsage;
     const Bytes_T reason = run.failure.empty() ? verdict.Reason() : run.failure;
+    if (const bool isWhole = run.failure.empty(); isWhole && line.Parser().isSet(Decoded(c_DatabaseOption))) {
+        Store(run.file, ReadDatabaseOption(line.Parser()), limits ? &*limits : nullptr);
+    }
     const QString details = (reason.empty() ? QString() : u"  "_s + PrintableText(reason) + u'\n') + u"  "_s +
                             PrintableText(run.file) + u'\n';
     ShowVerdict(status, order.unit, details);

@@ -10,8 +10,8 @@ struct TestOrder_T {
     Bytes_T unit;    ///< serial number
     Bytes_T station; ///< its name
     Bytes_T operatorName;
-    Bytes_T product;   ///< empty: not known
-    Bytes_T directory; ///< for the run file
+    Bytes_T product;         ///< empty: not known
+    Bytes_T directory = "."; ///< for the run file
     std::chrono::milliseconds timeout{0};
     Bytes_T serialCommand; ///< for sh; prints the unit's own serial number; empty: it is not verified
     std::vector<std::string> command;

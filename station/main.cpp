@@ -16,6 +16,7 @@ struct Subcommand_T {
 };
 
 constexpr Subcommand_T c_Subcommands[] = {
+    {"import", "Puts run files into a database.", Import},
     {"limits", "Checks and shows limits, by which report judges measurements.", Limits},
     {"report", "Says how runs ended, as text, JSON, JUnit XML, CSV or pictures.", Report},
     {"run", "Runs a test, keeps what it prints in a run file, and judges it.", Run},

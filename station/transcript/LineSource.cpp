@@ -4,8 +4,10 @@
 
 bool CLineSource::Fill()
 {
-    constexpr std::size_t chunkSize = std::size_t{256} * 1024;
-    m_Chunk.resize(chunkSize);
+    constexpr qint64 chunkSize = qint64{256} * 1024;
+    // A small file is read into little memory; one byte more shows its end.
+    const qint64 left = m_Device.isSequential() ? chunkSize : m_Device.size() - m_Device.pos() + 1;
+    m_Chunk.resize(static_cast<std::size_t>(std::clamp<qint64>(left, 4096, chunkSize)));
     m_Used = 0;
     const qint64 got = m_Device.read(m_Chunk.data(), static_cast<qint64>(m_Chunk.size()));
     m_HasFailed = got < 0;

@@ -120,8 +120,8 @@ constexpr Field_T c_Fields[] = {
     {.name = "start",
      .read =
          [](Record_T& record, std::string_view value) {
-             record.start = value.substr(0, c_LongestKeptLine);
-             return IsTime(value);
+             record.start = IsTime(value) ? value : std::string_view();
+             return !record.start.empty();
          },
      .write = [](const Record_T& record) { return record.start; }},
     Number<&Record_T::seconds>("seconds"),
@@ -293,6 +293,8 @@ void FinishRecord(Record_T& record, const CLineSource& lines)
             output < record.output ? c_BrokenOff : "there is more output than the run file says";
     }
 }
+
+bool IsBrokenOff(const Record_T& record) { return record.objection == c_BrokenOff; }
 
 Bytes_T HeaderText(const Record_T& record, bool isAtEnd)
 {

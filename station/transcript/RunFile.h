@@ -24,6 +24,9 @@ Record_T ReadHeader(std::string_view title, CLineSource& lines);
 /// After the last line: objects if there is more or less output than the header says.
 void FinishRecord(Record_T& record, const CLineSource& lines);
 
+/// Whether the run was broken off, or has not ended.
+bool IsBrokenOff(const Record_T& record);
+
 /// The header with its empty line. Before the end of the run it lacks what only the end shows, so it reads as
 /// broken off.
 Bytes_T HeaderText(const Record_T& record, bool isAtEnd);

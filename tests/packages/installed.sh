@@ -47,5 +47,12 @@ if [[ ${1-} == demo ]]; then
         "$(sonarbench-sim --product QL4K xkping examples/short.txt 0 1 2>&1)"
     expect 'a fault of a call, which the library plays' '*Test Result: Tests Failed.' \
         "$(sonarbench-sim --product QL4K --fault open:1=EIO xkping examples/short.txt 0 1 2>&1)"
+    expect 'a run file' '*PASS*QS1000123*' \
+        "$(sonarbench-station run --unit QS1000123 --station A --to /tmp/results -- sonarbench-sim sensepin 2>&1)"
+    expect 'the database' '1 added*' "$(sonarbench-station import --database /tmp/results.db /tmp/results 2>&1)"
+    expect 'a report from the database' '*performed: sensepin, unit QS1000123*' \
+        "$(sonarbench-station report --database /tmp/results.db 2>&1)"
+    expect 'the driver for a server' '*QPSQL: Unable to connect*' \
+        "$(sonarbench-station import --database 'postgresql:///x?host=/nowhere' /tmp/results 2>&1)"
 fi
 exit "$failed"

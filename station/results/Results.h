@@ -1,0 +1,75 @@
+#pragma once
+
+#include "station/Transcripts.h"
+#include "station/results/Database.h"
+#include "station/results/SampleCut.h"
+
+#include <functional>
+
+/// What became of the files of an import.
+struct Imported_T {
+    std::uint64_t added = 0;
+    std::uint64_t known = 0;      ///< were in the database before
+    std::uint64_t unfinished = 0; ///< are broken off, or still being written
+    std::uint64_t foreign = 0;    ///< are no run files
+    std::uint64_t unreadable = 0;
+};
+
+/// Puts run files into a database. A file's key is the SHA-256 of its bytes, so nothing gets in twice.
+class CImport
+{
+public:
+    /// @param pLimits  by which the runs are judged; null: by none
+    CImport(CDatabase& database, CLimits* pLimits);
+    CImport(const CImport&) = delete;
+    CImport& operator=(const CImport&) = delete;
+    ~CImport();
+
+    /// Reads a file, and prints why it is left out.
+    void Add(const Bytes_T& file);
+    /// Stores what is not stored yet.
+    Imported_T Finish();
+
+private:
+    /// A judged run of a file.
+    struct Attempt_T {
+        Run_T run; ///< without its samples
+        Bytes_T setting;
+    };
+    /// A run file.
+    struct File_T {
+        QString key;
+        Bytes_T name;
+        Record_T record;
+        Bytes_T text; ///< without samples
+        std::vector<Attempt_T> attempts;
+        std::vector<SampleCut_T> samples;
+    };
+    class CAttempts;
+    class CStore;
+
+    bool IsKnown(const QString& key);
+    void Store();
+
+    CDatabase& m_Database;
+    CMeasurer m_Measurer{{}};
+    CLimits* m_Limits;
+    std::vector<File_T> m_Waiting;
+    std::size_t m_Bytes = 0; ///< of those
+    Imported_T m_Imported;
+};
+
+/// Which runs are read; an empty text matches all.
+struct RunFilter_T {
+    Bytes_T unit;
+    Bytes_T station;
+    Bytes_T product;
+    Bytes_T since;   ///< date or time
+    Bytes_T until;   ///< date or time, not included
+    Bytes_T command; ///< of an attempt
+};
+
+/// Reads run files as they were imported, in the order of their names.
+/// @param onFile  gets the name and the bytes of each
+void ReadRunFiles(CDatabase& database, const RunFilter_T& filter,
+                  const std::function<void(const Bytes_T& name, const Bytes_T& bytes)>& onFile);
