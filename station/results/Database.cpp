@@ -48,9 +48,14 @@ const std::vector<QStringList>& Migrations()
             " run_id {whole} NOT NULL REFERENCES runs DEFERRABLE INITIALLY DEFERRED,"
             " number {whole} NOT NULL, first_line {whole} NOT NULL, command TEXT NOT NULL,"
             " setting TEXT NOT NULL, outcome TEXT NOT NULL, reason TEXT NOT NULL)"_s,
-            u"CREATE TABLE measurements ("
+            u"CREATE TABLE quantities (id {whole} PRIMARY KEY, name TEXT NOT NULL, unit TEXT NOT NULL,"
+            " UNIQUE (name, unit))"_s,
+            u"CREATE TABLE readings ("
             " attempt_id {whole} NOT NULL REFERENCES attempts DEFERRABLE INITIALLY DEFERRED,"
-            " name TEXT NOT NULL, value {number}, unit TEXT NOT NULL)"_s,
+            " quantity_id {whole} NOT NULL REFERENCES quantities DEFERRABLE INITIALLY DEFERRED,"
+            " value {number})"_s,
+            u"CREATE VIEW measurements AS SELECT attempt_id, name, value, unit"
+            " FROM readings JOIN quantities ON quantities.id = quantity_id"_s,
             u"CREATE TABLE limits ("
             " attempt_id {whole} NOT NULL REFERENCES attempts DEFERRABLE INITIALLY DEFERRED,"
             " measurement TEXT NOT NULL, least {number}, most {number}, margin {number}, value {number},"
@@ -63,7 +68,7 @@ const std::vector<QStringList>& Migrations()
             u"CREATE INDEX runs_of_unit ON runs (unit_id, start)"_s,
             u"CREATE INDEX runs_by_start ON runs (start)"_s,
             u"CREATE INDEX attempts_of_run ON attempts (run_id)"_s,
-            u"CREATE INDEX measurements_of_attempt ON measurements (attempt_id)"_s,
+            u"CREATE INDEX readings_of_attempt ON readings (attempt_id)"_s,
             u"CREATE INDEX limits_of_attempt ON limits (attempt_id)"_s,
             u"CREATE INDEX samples_of_run ON samples (run_id)"_s,
         },

@@ -47,30 +47,34 @@ QVariant Whole(std::uint64_t number) { return static_cast<qlonglong>(number); }
 
 QByteArray Blob(const Bytes_T& bytes) { return QByteArray::fromStdString(bytes); }
 
-/// Ids of rows with a text, which are made as they are needed.
+/// Ids of rows that differ in their texts. Rows are made as they are needed.
 class CNames
 {
 public:
-    CNames(CDatabase& database, const char* table, const char* column)
-        : m_Database(database), m_Rows(database, table, 2),
+    CNames(CDatabase& database, const char* table, const QStringList& columns)
+        : m_Database(database), m_Rows(database, table, static_cast<int>(columns.size()) + 1),
           m_Find(database.Prepare(
-              u"SELECT id FROM %1 WHERE %2 = ?"_s.arg(QLatin1StringView(table), QLatin1StringView(column)))),
+              u"SELECT id FROM %1 WHERE %2 = ?"_s.arg(QLatin1StringView(table), columns.join(u" = ? AND ")))),
           m_Next(database.Value(u"SELECT coalesce(max(id), 0) FROM %1"_s.arg(QLatin1StringView(table)))
                      .toLongLong())
     {
     }
 
-    qlonglong IdOf(const QString& text)
+    qlonglong IdOf(const QStringList& texts)
     {
-        const auto [known, isNew] = m_Ids.try_emplace(text, 0);
+        const auto [known, isNew] = m_Ids.try_emplace(texts, 0);
         if (isNew) {
-            m_Find.bindValue(0, text);
+            QVariantList row;
+            for (const QString& text : texts) {
+                m_Find.bindValue(static_cast<int>(row.size()), text);
+                row.append(text);
+            }
             m_Database.Execute(m_Find);
             if (m_Find.next()) {
                 known->second = m_Find.value(0).toLongLong();
             } else {
                 known->second = ++m_Next;
-                m_Rows.Add({known->second, text});
+                m_Rows.Add(QVariantList{known->second} + row);
             }
             m_Find.finish();
         }
@@ -83,7 +87,7 @@ private:
     CRows m_Rows;
     QSqlQuery m_Find;
     qlonglong m_Next;
-    std::map<QString, qlonglong> m_Ids;
+    std::map<QStringList, qlonglong> m_Ids;
 };
 } // namespace
 
@@ -115,9 +119,10 @@ class CImport::CStore
 {
 public:
     explicit CStore(CDatabase& database)
-        : m_Units(database, "units", "serial_number"), m_Stations(database, "stations", "name"),
-          m_Runs(database, "runs", 13), m_Texts(database, "texts", 2), m_Attempts(database, "attempts", 8),
-          m_Measurements(database, "measurements", 4), m_Limits(database, "limits", 8),
+        : m_Units(database, "units", {u"serial_number"_s}), m_Stations(database, "stations", {u"name"_s}),
+          m_Quantities(database, "quantities", {u"name"_s, u"unit"_s}), m_Runs(database, "runs", 13),
+          m_Texts(database, "texts", 2), m_Attempts(database, "attempts", 8),
+          m_Readings(database, "readings", 3), m_Limits(database, "limits", 8),
           m_Samples(database, "samples", 5),
           m_Run(database.Value(u"SELECT coalesce(max(id), 0) FROM runs"_s).toLongLong()),
           m_Attempt(database.Value(u"SELECT coalesce(max(id), 0) FROM attempts"_s).toLongLong())
@@ -128,9 +133,10 @@ public:
     {
         ++m_Run;
         const Record_T& record = file.record;
-        m_Runs.Add({m_Run, file.key, m_Units.IdOf(Text(record.unit)), m_Stations.IdOf(Text(record.station)),
-                    TextOrNull(record.start), NumberOrNull(record.seconds), TextOrNull(record.operatorName),
-                    TextOrNull(record.product), TextOrNull(record.host), Text(record.command),
+        m_Runs.Add({m_Run, file.key, m_Units.IdOf({Text(record.unit)}),
+                    m_Stations.IdOf({Text(record.station)}), TextOrNull(record.start),
+                    NumberOrNull(record.seconds), TextOrNull(record.operatorName), TextOrNull(record.product),
+                    TextOrNull(record.host), Text(record.command),
                     record.status < 0 ? QVariant() : QVariant(record.status), record.isVerified ? 1 : 0,
                     Text(file.name)});
         m_Texts.Add({m_Run, Blob(file.text)});
@@ -153,7 +159,8 @@ public:
     {
         m_Units.Flush();
         m_Stations.Flush();
-        for (CRows* const pRows : {&m_Runs, &m_Texts, &m_Attempts, &m_Measurements, &m_Limits, &m_Samples}) {
+        m_Quantities.Flush();
+        for (CRows* const pRows : {&m_Runs, &m_Texts, &m_Attempts, &m_Readings, &m_Limits, &m_Samples}) {
             pRows->Flush();
         }
     }
@@ -165,8 +172,12 @@ private:
         m_Attempts.Add({m_Attempt, m_Run, number, Whole(run.firstLine), Text(run.command),
                         Text(attempt.setting), QString::fromLatin1(NameOf(run.outcome)), Text(run.reason)});
         for (const Quantity_T& measurement : run.measurements) {
-            m_Measurements.Add({m_Attempt, QString::fromLatin1(measurement.name),
-                                NumberOrNull(measurement.value), QString::fromLatin1(measurement.unit)});
+            const auto [name, isNew] = m_QuantityIds.try_emplace({measurement.name, measurement.unit}, 0);
+            if (isNew) {
+                name->second = m_Quantities.IdOf(
+                    {QString::fromLatin1(measurement.name), QString::fromLatin1(measurement.unit)});
+            }
+            m_Readings.Add({m_Attempt, name->second, NumberOrNull(measurement.value)});
         }
         for (const LimitResult_T& result : run.limits) {
             m_Limits.Add({m_Attempt, Text(result.limit->measurement), NumberOrNull(result.limit->least),
@@ -178,22 +189,32 @@ private:
 
     CNames m_Units;
     CNames m_Stations;
+    CNames m_Quantities;
+    std::map<std::pair<std::string_view, std::string_view>, qlonglong> m_QuantityIds; ///< by name and unit
     CRows m_Runs;
     CRows m_Texts;
     CRows m_Attempts;
-    CRows m_Measurements;
+    CRows m_Readings;
     CRows m_Limits;
     CRows m_Samples;
     qlonglong m_Run;
     qlonglong m_Attempt;
 };
 
-CImport::CImport(CDatabase& database, CLimits* pLimits) : m_Database(database), m_Limits(pLimits) {}
+CImport::CImport(CDatabase& database, CLimits* pLimits)
+    : m_Database(database), m_Limits(pLimits),
+      m_FindKey(database.Prepare(u"SELECT id FROM runs WHERE sha256 = ?"_s))
+{
+}
 CImport::~CImport() = default;
 
 bool CImport::IsKnown(const QString& key)
 {
-    return m_Database.Value(u"SELECT id FROM runs WHERE sha256 = ?"_s, {key}).isValid();
+    m_FindKey.bindValue(0, key);
+    m_Database.Execute(m_FindKey);
+    const bool isKnown = m_FindKey.next();
+    m_FindKey.finish();
+    return isKnown;
 }
 
 void CImport::Add(const Bytes_T& name)
@@ -228,8 +249,9 @@ void CImport::Add(const Bytes_T& name)
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
     CLineSource lines(buffer);
+    CMeasurer measurer({}); // so that no file depends on those before
     CAttempts attempts(run);
-    ReadTranscript(name, lines, attempts, {.pMeasurer = &m_Measurer, .pLimits = m_Limits});
+    ReadTranscript(name, lines, attempts, {.pMeasurer = &measurer, .pLimits = m_Limits});
     if (IsBrokenOff(run.record)) {
         return leaveOut(&Imported_T::unfinished, "is broken off, or not finished");
     }

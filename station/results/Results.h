@@ -52,8 +52,8 @@ private:
     void Store();
 
     CDatabase& m_Database;
-    CMeasurer m_Measurer{{}};
     CLimits* m_Limits;
+    QSqlQuery m_FindKey;
     std::vector<File_T> m_Waiting;
     std::size_t m_Bytes = 0; ///< of those
     Imported_T m_Imported;

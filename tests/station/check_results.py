@@ -20,7 +20,7 @@ from pathlib import Path
 PROGRAM, SIMULATOR = (Path(argument).resolve() for argument in sys.argv[1:3])
 KILLS = int(sys.argv[3])
 SERVER = Path("/usr/lib/postgresql/15/bin")
-TABLES = ("units", "stations", "runs", "texts", "attempts", "measurements", "limits", "samples")
+TABLES = ("units", "stations", "runs", "texts", "attempts", "quantities", "readings", "limits", "samples")
 FORMATS = ("summary", "json", "junit", "csv", "html")
 COMMANDS = ("batteryvoltage", "--product QL6M xkping examples/short.txt 1 4", "--product HZ02 lumetping 200long",
             "--product Varrow ping 200000 210000 27 45 0 low", "speed 1", "nonsense")
@@ -246,7 +246,7 @@ def check_schema(database, runs, whole):
     database.clear()
     importer(database, runs).wait()
     schema = database.schema()
-    indexes = ("runs_of_unit", "runs_by_start", "attempts_of_run", "measurements_of_attempt", "limits_of_attempt",
+    indexes = ("runs_of_unit", "runs_by_start", "attempts_of_run", "readings_of_attempt", "limits_of_attempt",
                "samples_of_run")
     database.execute("".join(f"DROP INDEX {index};" for index in indexes) + "UPDATE schema_version SET version = 1;")
     assert database.schema() != schema
