@@ -53,7 +53,8 @@ def make_runs(place, count):
         write(place / f"{number:05}.run", outputs[number % len(outputs)].replace(b"QS1000123", unit.encode()), unit,
               f"2026-11-{1 + number % 28:02}T10:00:00.000", "AB"[number % 2])
     for number, text in enumerate(HOSTILE):
-        write(place / f"hostile {number}'\".run", outputs[number % len(outputs)], text, name=text, error=f"error: {text}\n")
+        write(place / f"hostile {number}'\".run", outputs[number % len(outputs)], text, name=text,
+              error=f"error: {text}\n")
     (place / "on.part").write_text("sonarbench-run: 1\nunit: QS9\n")
     (place / "note.txt").write_text("not a run\n")
     return count + len(HOSTILE)
@@ -80,7 +81,8 @@ class File:
     def rows(self, table, order="1, 2, 3, 4"):
         with sqlite3.connect(self.url) as connection:
             width = len(connection.execute(f"SELECT * FROM {table} LIMIT 1").description)
-            return connection.execute(f"SELECT * FROM {table} ORDER BY {', '.join(order.split(', ')[:width])}").fetchall()
+            columns = ", ".join(order.split(", ")[:width])
+            return connection.execute(f"SELECT * FROM {table} ORDER BY {columns}").fetchall()
 
     def execute(self, statement):
         with sqlite3.connect(self.url) as connection:
@@ -95,7 +97,7 @@ class File:
 
     def clear(self):
         for file in Path(self.url).parent.glob("results.db*"):
-            file.unlink()
+            file.unlink(missing_ok=True)
 
 
 class Server:
@@ -132,7 +134,8 @@ class Server:
         return sorted(self.execute(f"SELECT * FROM {table}").splitlines())
 
     def schema(self):
-        return sorted(self.execute("SELECT indexname, indexdef FROM pg_indexes WHERE schemaname = 'public'").splitlines())
+        indexes = self.execute("SELECT indexname, indexdef FROM pg_indexes WHERE schemaname = 'public'")
+        return sorted(indexes.splitlines())
 
     def clear(self):
         self.execute("DROP SCHEMA public CASCADE; CREATE SCHEMA public")
@@ -165,7 +168,7 @@ def check_import(database, runs, count):
     again = station("import", "--database", database.url, str(runs), *files)
     assert counts(again.stdout) == [0, 2 * count, 1, 1, 0], again
     expect_same(dump(database), whole)
-    assert len(whole["samples"]) > count // 4 and len(whole["attempts"]) > count, {key: len(whole[key]) for key in whole}
+    assert len(whole["samples"]) > count // 4 and len(whole["attempts"]) > count
     return whole
 
 
