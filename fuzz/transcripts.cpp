@@ -62,13 +62,10 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size)
 {
     const QByteArray text(reinterpret_cast<const char*>(pData), static_cast<qsizetype>(size));
-    QBuffer transcript;
-    transcript.setData(text);
-    transcript.open(QIODevice::ReadOnly);
+    CTextSource bytes({text.data(), size});
     CEveryFormat formats;
-    CLineSource lines(transcript);
     CMeasurer measurer({.sampleClock = 48000});
-    ReadTranscript("t", lines, formats, {.pMeasurer = &measurer});
+    ReadTranscript("t", bytes, formats, {.pMeasurer = &measurer});
     const bool hasOpenLine = !text.isEmpty() && !text.endsWith('\n');
     formats.Check(static_cast<std::size_t>(text.count('\n')) + (hasOpenLine ? 1 : 0));
     return 0;

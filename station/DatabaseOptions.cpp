@@ -3,7 +3,6 @@
 #include "station/Transcripts.h"
 #include "tools/Program.h"
 
-#include <QBuffer>
 #include <QDateTime>
 
 #include <algorithm>
@@ -132,10 +131,7 @@ void ReadDatabase(const std::string& url, const ChosenRuns_T& chosen, IRunWriter
     CDatabase database(url);
     CChosen runs(chosen, consumer);
     ReadRunFiles(database, chosen.files, [&](const Bytes_T& name, const Bytes_T& bytes) {
-        QBuffer buffer;
-        buffer.setData(QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size())));
-        buffer.open(QIODevice::ReadOnly);
-        CLineSource lines(buffer);
-        ReadTranscript(name, lines, runs, judges);
+        CTextSource source(bytes);
+        ReadTranscript(name, source, runs, judges);
     });
 }

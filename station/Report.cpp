@@ -5,6 +5,7 @@
 #include "station/judge/LimitsFile.h"
 #include "station/judge/Measurements.h"
 #include "station/output/Outputs.h"
+#include "tools/BoundedFile.h"
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
 
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -30,6 +32,7 @@ constexpr char c_Product[] = "product";
 constexpr char c_Ascii[] = "ascii";
 constexpr char c_Strict[] = "strict";
 constexpr char c_Law[] = "receiver-law";
+constexpr char c_Follow[] = "follow";
 constexpr int c_UsualWidth = 80;
 
 /// What the command line asks for.
@@ -37,6 +40,7 @@ struct Options_T {
     std::vector<WantedOutput_T> outputs;  ///< at least one
     std::vector<std::string> transcripts; ///< files and directories; at least one
     bool isStrict = false;
+    bool isFollowed = false;
     View_T view;
     std::optional<CLimits> limits;
     ReceiverLaw law = ReceiverLaw::SquareRoot;
@@ -178,6 +182,7 @@ void AddOptions(CCommandLine& line)
     AddDatabaseOption(line, "Reads the runs of a results database: a file, or postgresql://...");
     AddFilterOptions(line);
     line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
+    line.Add({Decoded(c_Follow), u"Reads on when a file grows, until SIGINT or SIGTERM."_s});
     line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
     line.Parser().addPositionalArgument(
         u"transcript"_s, u"Files or directories; - or nothing: standard input."_s, u"[transcript...]"_s);
@@ -213,24 +218,22 @@ std::optional<CLimits> ReadLimitsOptions(const QCommandLineParser& parser)
     return limits;
 }
 
-bool ReadFile(const std::string& name, IRunWriter& consumer, Judges_T judges)
+bool ReadFile(const std::string& name, IRunWriter& consumer, Judges_T judges, bool isFollowed)
 {
     const bool isStream = name == c_StandardStream;
     const std::string shown = isStream ? "standard input" : name;
-    const int descriptor = isStream ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    QFile file;
-    const auto handling = isStream ? QFileDevice::DontCloseHandle : QFileDevice::AutoCloseHandle;
-    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, handling)) {
+    const CDescriptor opened(isStream ? -1 : ::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!isStream && opened.Get() < 0) {
         PrintError(shown + ": " + std::strerror(errno));
         return false;
     }
-    CLineSource lines(file);
-    ReadTranscript(name, lines, consumer, judges);
-    const std::string failure = lines.Failure();
-    if (!failure.empty()) {
-        PrintError(shown + ": " + failure);
+    CFileSource file(isStream ? STDIN_FILENO : opened.Get(), isFollowed);
+    CExpandedSource bytes(file);
+    ReadTranscript(name, bytes, consumer, judges);
+    if (!bytes.Failure().empty()) {
+        PrintError(shown + ": " + bytes.Failure());
     }
-    return failure.empty();
+    return bytes.Failure().empty();
 }
 
 int StatusOf(const Summary_T& summary, bool isStrict)
@@ -244,6 +247,12 @@ int StatusOf(const Summary_T& summary, bool isStrict)
 
 namespace
 {
+bool IsDirectory(const std::string& name)
+{
+    std::error_code failure;
+    return std::filesystem::is_directory(name, failure);
+}
+
 int ReadAndWrite(Options_T options)
 {
     CMeasurer measurer({options.law, options.view.sampleClock, options.view.soundSpeed});
@@ -256,10 +265,14 @@ int ReadAndWrite(Options_T options)
     COutputs outputs(options.outputs, options.view);
     const Transcripts_T transcripts = FindTranscripts(options.transcripts, outputs.Written());
     outputs.Begin();
+    for (const std::string& file : transcripts.skipped) {
+        PrintError(file + ": skipped, because it is no transcript");
+    }
     std::ranges::for_each(transcripts.complaints, PrintError);
     bool areRead = transcripts.complaints.empty();
     for (const std::string& file : transcripts.files) {
-        areRead = ReadFile(file, outputs, judges) && areRead; // the others are read all the same
+        // The others are read all the same.
+        areRead = ReadFile(file, outputs, judges, options.isFollowed) && areRead;
     }
     if (!options.database.empty()) {
         ReadDatabase(options.database, options.chosen, outputs, judges);
@@ -286,11 +299,16 @@ int Report(const QStringList& arguments)
         return 0;
     }
     const QCommandLineParser& parser = line.Parser();
+    const std::vector<std::string> names = ReadTranscriptNames(parser);
+    const bool isFollowed = parser.isSet(Decoded(c_Follow));
+    if (isFollowed && (names.size() != 1 || IsDirectory(names.front()))) {
+        throw CUsageError(u"--follow reads one file"_s);
+    }
     const bool isDatabase = parser.isSet(Decoded(c_DatabaseOption));
     const bool hasLimits = parser.isSet(Decoded(c_Limits)) || !isDatabase;
     ChosenRuns_T chosen = ReadFilterOptions(parser);
     chosen.files.product = BytesOf(parser.value(Decoded(c_Product)));
-    return ReadAndWrite({ReadOutputs(parser), ReadTranscriptNames(parser), parser.isSet(Decoded(c_Strict)),
+    return ReadAndWrite({ReadOutputs(parser), names, parser.isSet(Decoded(c_Strict)), isFollowed,
                          ReadView(parser), hasLimits ? ReadLimitsOptions(parser) : std::nullopt,
                          ReadLaw(parser), isDatabase ? ReadDatabaseOption(parser) : std::string(), chosen});
 }

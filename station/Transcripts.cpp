@@ -1,11 +1,15 @@
 #include "station/Transcripts.h"
 
 #include "station/judge/Judgement.h"
+#include "station/transcript/LineSource.h"
 #include "station/transcript/RunBuilder.h"
 #include "station/transcript/RunFile.h"
+#include "tools/BoundedFile.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 #include <unistd.h>
 #include <utility>
@@ -19,34 +23,92 @@ bool IsAmong(const std::vector<FileIdentity_T>& written, const std::optional<Fil
     return file && std::ranges::find(written, *file) != written.end();
 }
 
-bool IsTranscript(const fs::directory_entry& entry, const std::vector<FileIdentity_T>& written)
+/// A file of a directory.
+struct Candidate_T {
+    fs::path path;
+    bool isTranscript; ///< by its content
+};
+
+/// The extension, without that of the compression.
+fs::path ExtensionOf(const fs::path& path)
+{
+    const fs::path extension = path.extension();
+    return extension == ".gz" || extension == ".zst" ? path.stem().extension() : extension;
+}
+
+/// Whether a line at the beginning is one of the program's.
+bool IsTranscript(const fs::path& path)
+{
+    constexpr std::size_t enough = std::size_t{64} * 1024;
+    const CDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.Get() < 0) {
+        return true;
+    }
+    CFileSource bytes(file.Get());
+    CExpandedSource expanded(bytes);
+    std::string beginning(enough, '\0');
+    std::size_t size = 0;
+    for (std::size_t got = 1; got != 0 && size < enough; size += got) {
+        got = expanded.Read(std::span(beginning).subspan(size));
+    }
+    CTextSource text(std::string_view(beginning).substr(0, size));
+    CLineSource lines(text);
+    for (ReadLine_T line; lines.Next(line);) {
+        if (IsOfProgram(line.text) || IsRunFile(line.text)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void AddEntry(const fs::directory_entry& entry, const std::vector<FileIdentity_T>& written,
+              std::vector<std::string>& directories, std::vector<Candidate_T>& candidates)
 {
     if (entry.path().filename().string().starts_with('.')) {
-        return false;
+        return;
     }
     std::error_code failure;
     const fs::file_status status = fs::status(entry.path(), failure);
     // Nothing is known of a link in a circle, or of one to a file that has gone.
-    return !fs::status_known(status) || !fs::exists(status) ||
-           (fs::is_regular_file(status) && !IsAmong(written, RegularFile(entry.path().string())));
+    if (!fs::status_known(status) || !fs::exists(status)) {
+        candidates.push_back({entry.path(), true});
+    } else if (fs::is_directory(status) && !entry.is_symlink(failure)) {
+        directories.push_back(entry.path().string());
+    } else if (fs::is_regular_file(status) && !IsAmong(written, RegularFile(entry.path().string()))) {
+        candidates.push_back({entry.path(), IsTranscript(entry.path())});
+    }
 }
 
-void AddFilesIn(const std::string& directory, const std::vector<FileIdentity_T>& written,
+/// A file without a line of the program is a transcript all the same if its extension is that of one: the
+/// test may have printed nothing.
+void AddFilesIn(const std::string& top, const std::vector<FileIdentity_T>& written,
                 Transcripts_T& transcripts)
 {
-    std::vector<std::string> files;
-    std::error_code failure;
-    for (fs::directory_iterator at(directory, failure); at != fs::directory_iterator();
-         at.increment(failure)) {
-        if (IsTranscript(*at, written)) {
-            files.push_back(at->path().string());
+    std::vector<std::string> directories = {top};
+    std::vector<Candidate_T> candidates;
+    while (!directories.empty()) {
+        const std::string directory = std::move(directories.back());
+        directories.pop_back();
+        std::error_code failure;
+        for (fs::directory_iterator at(directory, failure); at != fs::directory_iterator();
+             at.increment(failure)) {
+            AddEntry(*at, written, directories, candidates);
+        }
+        if (failure) {
+            transcripts.complaints.push_back(directory + ": " + failure.message());
         }
     }
-    if (failure) {
-        transcripts.complaints.push_back(directory + ": " + failure.message());
+    std::ranges::sort(candidates, {}, &Candidate_T::path);
+    std::set<fs::path> extensions;
+    for (const Candidate_T& candidate : candidates) {
+        if (candidate.isTranscript) {
+            extensions.insert(ExtensionOf(candidate.path));
+        }
     }
-    std::ranges::sort(files);
-    std::ranges::move(files, std::back_inserter(transcripts.files));
+    for (const Candidate_T& candidate : candidates) {
+        const bool isRead = candidate.isTranscript || extensions.contains(ExtensionOf(candidate.path));
+        (isRead ? transcripts.files : transcripts.skipped).push_back(candidate.path.string());
+    }
 }
 } // namespace
 
@@ -69,11 +131,14 @@ Transcripts_T FindTranscripts(const std::vector<std::string>& names,
     return transcripts;
 }
 
-void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& consumer, Judges_T judges)
+void ReadTranscript(const Bytes_T& transcript, IByteSource& bytes, IRunWriter& consumer, Judges_T judges)
 {
     Record_T record;
     std::uint64_t headerLines = 0;
     CRunBuilder builder(transcript, [&](Run_T& run) {
+        if (run.facts.isRest) {
+            return consumer.CountLines(run);
+        }
         run.record = record;
         run.claimedCount += std::exchange(headerLines, 0);
         Judge(run);
@@ -85,6 +150,14 @@ void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& c
         }
         consumer.Write(run);
     });
+    bytes.WhenWaiting([&](bool isIdle) {
+        // Only the end of a run file shows whether it is whole.
+        if (isIdle && !record.isThere) {
+            builder.Settle();
+        }
+        consumer.Flush();
+    });
+    CLineSource lines(bytes);
     ReadLine_T line;
     bool isThere = lines.Next(line);
     std::vector<Line_T> errors;
@@ -101,5 +174,6 @@ void ReadTranscript(const Bytes_T& transcript, CLineSource& lines, IRunWriter& c
         FinishRecord(record, lines);
         std::ranges::for_each(errors, [&builder](const Line_T& error) { builder.TakeAside(error); });
     }
+    bytes.WhenWaiting(nullptr);
     builder.End();
 }

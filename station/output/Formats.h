@@ -29,6 +29,10 @@ public:
     virtual void Begin() {}
     /// The run is the caller's and gone afterwards; a writer that keeps runs is not for large batches.
     virtual void Write(const Run_T& run) = 0;
+    /// Lines that belong to no run; they are only counted.
+    virtual void CountLines(const Run_T&) {}
+    /// Writes what is still buffered, if the format can be appended to.
+    virtual void Flush() {}
     /// Once, after all runs.
     virtual void End(const Summary_T&) {}
 };

@@ -115,6 +115,16 @@ void COutputs::Write(const Run_T& run)
     }
 }
 
+void COutputs::CountLines(const Run_T& rest) { m_Summary.AddLines(rest); }
+
+void COutputs::Flush()
+{
+    for (const Output_T& output : m_Outputs) {
+        output.writer->Flush();
+        output.file->Finish();
+    }
+}
+
 void COutputs::End(const Summary_T& summary)
 {
     for (const Output_T& output : m_Outputs) {

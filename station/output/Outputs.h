@@ -59,6 +59,8 @@ public:
     /// Empties the files. @throw std::runtime_error when that fails
     void Begin() override;
     void Write(const Run_T& run) override;
+    void CountLines(const Run_T& rest) override;
+    void Flush() override;
     void End(const Summary_T& summary) override;
 
     const Summary_T& Summary() const { return m_Summary; }

@@ -5,7 +5,6 @@
 #include "station/transcript/RunFile.h"
 #include "tools/Program.h"
 
-#include <QBuffer>
 #include <QFile>
 
 #include <algorithm>
@@ -246,12 +245,10 @@ void CImport::Add(const Bytes_T& name)
         ++m_Imported.known;
         return;
     }
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::ReadOnly);
-    CLineSource lines(buffer);
+    CTextSource source({bytes.data(), static_cast<std::size_t>(bytes.size())});
     CMeasurer measurer({}); // so that no file depends on those before
     CAttempts attempts(run);
-    ReadTranscript(name, lines, attempts, {.pMeasurer = &measurer, .pLimits = m_Limits});
+    ReadTranscript(name, source, attempts, {.pMeasurer = &measurer, .pLimits = m_Limits});
     if (IsBrokenOff(run.record)) {
         return leaveOut(&Imported_T::unfinished, "is broken off, or not finished");
     }

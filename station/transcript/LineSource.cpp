@@ -2,16 +2,21 @@
 
 #include <algorithm>
 
+namespace
+{
+constexpr std::size_t c_SmallestChunk = 4096;
+constexpr std::size_t c_ChunkSize = std::size_t{256} * 1024;
+constexpr std::string_view c_ByteOrderMark = "\xef\xbb\xbf";
+} // namespace
+
 bool CLineSource::Fill()
 {
-    constexpr qint64 chunkSize = qint64{256} * 1024;
-    // A small file is read into little memory; one byte more shows its end.
-    const qint64 left = m_Device.isSequential() ? chunkSize : m_Device.size() - m_Device.pos() + 1;
-    m_Chunk.resize(static_cast<std::size_t>(std::clamp<qint64>(left, 4096, chunkSize)));
+    if (m_Room.empty()) { // a small file is read into little memory
+        m_Room.resize(
+            std::clamp<std::size_t>(m_Bytes.Size().value_or(c_ChunkSize), c_SmallestChunk, c_ChunkSize));
+    }
     m_Used = 0;
-    const qint64 got = m_Device.read(m_Chunk.data(), static_cast<qint64>(m_Chunk.size()));
-    m_HasFailed = got < 0;
-    m_Chunk.resize(static_cast<std::size_t>(std::max<qint64>(got, 0)));
+    m_Chunk = {m_Room.data(), m_Bytes.Read(m_Room)};
     return !m_Chunk.empty();
 }
 
@@ -32,7 +37,7 @@ bool CLineSource::Next(ReadLine_T& line)
             line.text = m_Line;
             break;
         }
-        const std::string_view rest = std::string_view(m_Chunk).substr(m_Used);
+        const std::string_view rest = m_Chunk.substr(m_Used);
         const std::size_t end = rest.find('\n');
         const std::string_view piece = rest.substr(0, end);
         const std::size_t taken = end == std::string_view::npos ? piece.size() : end + 1;
@@ -53,19 +58,10 @@ bool CLineSource::Next(ReadLine_T& line)
     if (line.text.ends_with('\r')) {
         line.text.remove_suffix(1);
     }
+    if (m_Number == 0 && line.text.starts_with(c_ByteOrderMark)) {
+        line.text.remove_prefix(c_ByteOrderMark.size());
+    }
     line.isWhole = !m_IsCut;
     line.number = isBegun ? ++m_Number : m_Number;
     return isBegun;
-}
-
-std::string CLineSource::Failure() const
-{
-    return m_HasFailed ? m_Device.errorString().toStdString() : std::string();
-}
-
-std::optional<std::uint64_t> CLineSource::Size() const
-{
-    return m_Device.isSequential() || m_Device.size() == 0
-               ? std::nullopt
-               : std::optional(static_cast<std::uint64_t>(m_Device.size()));
 }

@@ -379,4 +379,16 @@ std::size_t NextRuleText(std::string_view line)
     return next;
 }
 
+bool IsOfProgram(std::string_view line)
+{
+    constexpr std::size_t shortest = 8;
+    return line.ends_with(c_Header) || line == c_TestOutput ||
+           std::ranges::find(c_Verdicts, line, &VerdictLine_T::text) != std::end(c_Verdicts) ||
+           std::ranges::any_of(c_Rules, [line](const Rule_T& rule) {
+               const std::string_view beginning = LiteralBeginning(rule.pattern);
+               return rule.place != Place::Aside && beginning.size() >= shortest &&
+                      line.starts_with(beginning);
+           });
+}
+
 std::span<const VerdictLine_T> VerdictLines() { return c_Verdicts; }

@@ -44,6 +44,14 @@ std::span<const Rule_T> Rules();
 /// there is none. A path has no end mark, so such a text can follow it on the same line.
 std::size_t NextRuleText(std::string_view line);
 
+/// The line above a report's command line; it can follow text without a line end.
+inline constexpr std::string_view c_Header = "---------------------------------------------------";
+/// The line above what a test found.
+inline constexpr std::string_view c_TestOutput = "Test Output: ";
+
+/// Whether hardly anything but the program prints a line that begins so.
+bool IsOfProgram(std::string_view line);
+
 /// A last line, without its end.
 struct VerdictLine_T {
     std::string_view text;

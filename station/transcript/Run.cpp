@@ -68,6 +68,11 @@ void Summary_T::Add(const Run_T& run)
 {
     ++runs;
     ++outcomes[static_cast<std::size_t>(run.outcome)];
+    AddLines(run);
+}
+
+void Summary_T::AddLines(const Run_T& run)
+{
     claimed += run.claimedCount;
     unrecognised += run.unrecognisedCount;
 }

@@ -106,6 +106,7 @@ enum class Verdict { None, Passed, Failed, Performed, NotValid };
 
 /// What was seen while a run was read, for its judgement.
 struct Facts_T {
+    bool isRest = false;       ///< not a run: lines that came after a run was handed on
     bool hasReport = false;    ///< the line of hyphens, the command line and "Test Output: "
     bool showsUsage = false;   ///< instead of a verdict
     bool hasUnitData = false;  ///< the whole block of a failed run
@@ -208,4 +209,5 @@ struct Summary_T {
     std::uint64_t unrecognised = 0;                      ///< lines that no rule knows
 
     void Add(const Run_T& run);
+    void AddLines(const Run_T& run);
 };

@@ -5,8 +5,6 @@
 
 namespace
 {
-constexpr std::string_view c_Header = "---------------------------------------------------";
-constexpr std::string_view c_TestOutput = "Test Output: ";
 constexpr std::string_view c_GainAccepted = "3";
 constexpr std::string_view c_Error = "ERROR: ";
 constexpr std::string_view c_ScriptOutput = "Out: ";
@@ -92,7 +90,18 @@ void CRunBuilder::TakeAside(const Line_T& line)
 void CRunBuilder::End()
 {
     DisownBlanks();
+    m_Run.facts.isRest = m_IsSettled && !m_IsBegun && m_Run.facts.complaint.empty();
     HandOver();
+}
+
+void CRunBuilder::Settle()
+{
+    if (m_Section == Section::Done) {
+        DisownBlanks();
+        HandOver();
+        Restart();
+        m_IsSettled = true;
+    }
 }
 
 bool CRunBuilder::TakeLine(std::string_view text)
@@ -415,10 +424,16 @@ void CRunBuilder::BeginRun()
     HandOver();
     m_Run.claimedCount = blanks;
     m_Run.firstLine = m_Number;
+    Restart();
+}
+
+void CRunBuilder::Restart()
+{
     m_Section = Section::Before;
     m_Step = 0;
     m_Free = Free::Nothing;
     m_IsBegun = false;
+    m_IsSettled = false;
 }
 
 void CRunBuilder::HandOver()

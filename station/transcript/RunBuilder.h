@@ -6,7 +6,8 @@
 
 #include <functional>
 
-/// Builds runs from lines. Hands each run on at the first line of the next one, and the last one at the end.
+/// Builds runs from lines. Hands each run on at the first line of the next one or by Settle(), and the last
+/// one at the end. Lines after a run that was settled, if no other run follows, come as Facts_T::isRest.
 class CRunBuilder
 {
 public:
@@ -17,6 +18,8 @@ public:
     void Take(const ReadLine_T& line);
     /// Takes a line of standard error that was kept apart. It belongs to the run so far, and none is lost.
     void TakeAside(const Line_T& line);
+    /// Hands on a run that has a verdict. Later lines cannot contradict it any more.
+    void Settle();
     /// After the last line.
     void End();
 
@@ -54,6 +57,7 @@ private:
     void DisownBlanks();
     void AddUnrecognised(std::uint64_t number, std::string_view text);
     void BeginRun();
+    void Restart();
     void HandOver();
 
     Bytes_T m_Transcript;
@@ -61,8 +65,9 @@ private:
     Run_T m_Run;
     CUnitData m_UnitData;
     Section m_Section = Section::Before;
-    bool m_IsBegun = false; ///< a line of this run was recognised
-    int m_Step = 0;         ///< of the last rule in this section
+    bool m_IsSettled = false; ///< the run before this one was
+    bool m_IsBegun = false;   ///< a line of this run was recognised
+    int m_Step = 0;           ///< of the last rule in this section
     /// Of the line of hyphens: its number, and how many lines of the run were claimed and unrecognised above
     /// it.
     struct Header_T {

@@ -13,11 +13,8 @@ class CRuns : public IRunWriter
 public:
     explicit CRuns(const std::string& text)
     {
-        QBuffer device;
-        device.setData(QByteArray::fromStdString(text));
-        device.open(QIODevice::ReadOnly);
-        CLineSource lines(device);
-        ReadTranscript("t", lines, *this);
+        CTextSource bytes(text);
+        ReadTranscript("t", bytes, *this);
     }
     void Write(const Run_T& run) override { m_Runs.push_back(run); }
 
