@@ -8,7 +8,9 @@ constexpr Format_T c_Formats[] = {
     {"html", "Writes a page with a table of the runs and the echoes as pictures.", MakeHtmlWriter},
     {"json", "Writes JSON, one object on one line for each run.", MakeJsonWriter},
     {"junit", "Writes JUnit XML, one suite for each run.", MakeJunitWriter},
-    {"csv", "Writes the samples as comma-separated values.", MakeCsvWriter, true, false},
+    {"csv", "Writes the samples as comma-separated values, a row for each ping.", MakeCsvWriter, true, false},
+    {"samples", "Writes the samples as comma-separated values, a row for each.", MakeSamplesWriter, true,
+     false},
     {"measurements", "Writes the measurements as comma-separated values.", MakeMeasurementsWriter},
 };
 } // namespace

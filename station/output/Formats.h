@@ -56,4 +56,5 @@ std::unique_ptr<IRunWriter> MakeHtmlWriter(QIODevice& output, const View_T& view
 std::unique_ptr<IRunWriter> MakeJsonWriter(QIODevice& output, const View_T& view);
 std::unique_ptr<IRunWriter> MakeJunitWriter(QIODevice& output, const View_T& view);
 std::unique_ptr<IRunWriter> MakeCsvWriter(QIODevice& output, const View_T& view);
+std::unique_ptr<IRunWriter> MakeSamplesWriter(QIODevice& output, const View_T& view);      // in CsvWriter.cpp
 std::unique_ptr<IRunWriter> MakeMeasurementsWriter(QIODevice& output, const View_T& view); // in CsvWriter.cpp

@@ -1,15 +1,10 @@
 #include "station/output/Formats.h"
 
 #include "station/judge/Limits.h"
-#include "station/output/Text.h"
+#include "station/output/TextBuffer.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
+#include <algorithm>
 #include <cmath>
-
-using namespace Qt::StringLiterals;
 
 namespace
 {
@@ -28,167 +23,186 @@ constexpr std::array<Ending_T, c_Outcomes> c_Endings = {{{"COMPLETE", "PASS"},
 
 constexpr std::array<const char*, 3> c_Origins = {"OUTPUT", "REPORT", "STANDARD_ERROR"}; // by Place
 
-qint64 Count(std::uint64_t number) { return static_cast<qint64>(number); }
-
-void Insert(QJsonObject& object, QLatin1StringView name, const Bytes_T& text)
+template <class Elements, class Writer>
+void WriteList(CJsonText& json, std::string_view name, const Elements& list, Writer write)
 {
-    if (!text.empty()) {
-        object.insert(name, PrintableText(text));
-    }
-}
-
-template <class List, class ToValue>
-QJsonArray Array(const List& list, ToValue toValue)
-{
-    QJsonArray array;
+    json.Name(name).Begin('[');
     for (const auto& element : list) {
-        array.append(toValue(element));
+        write(json, element);
     }
-    return array;
+    json.End(']');
 }
 
-QJsonObject QuantityObject(const Quantity_T& value)
+void WriteText(CJsonText& json, std::string_view text) { json.Value(text); }
+
+void WriteQuantity(CJsonText& json, const Quantity_T& value)
 {
-    QJsonObject object{{u"name"_s, QLatin1StringView(value.name)}, {u"value"_s, value.value}};
-    Insert(object, "unit"_L1, value.unit);
-    return object;
+    json.Begin('{');
+    json.Name("name").Value(std::string_view(value.name));
+    json.Name("value").Value(value.value);
+    json.Optional("unit", value.unit);
+    json.End('}');
 }
 
-QJsonObject LimitObject(const LimitResult_T& result)
+void WriteLimit(CJsonText& json, const LimitResult_T& result)
 {
     const Limit_T& limit = *result.limit;
-    QJsonObject object{{u"name"_s, QString::fromStdString(limit.measurement)},
-                       {u"fit"_s, QString::fromLatin1(NameOf(result.fit)).toUpper()}};
+    Bytes_T fit = NameOf(result.fit);
+    std::ranges::transform(fit, fit.begin(),
+                           [](char letter) { return static_cast<char>(letter - 'a' + 'A'); });
+    json.Begin('{');
+    json.Name("name").Value(limit.measurement);
+    json.Name("fit").Value(fit);
     if (result.fit != Fit::Absent) {
-        object.insert("value"_L1, result.value);
+        json.Name("value").Value(result.value);
     }
-    for (const auto& [name, bound] : {std::pair("least"_L1, limit.least), std::pair("most"_L1, limit.most)}) {
+    for (const auto& [name, bound] : {std::pair("least", limit.least), std::pair("most", limit.most)}) {
         if (std::isfinite(bound)) {
-            object.insert(name, bound);
+            json.Name(name).Value(bound);
         }
     }
     if (limit.margin > 0) {
-        object.insert("margin"_L1, limit.margin);
+        json.Name("margin").Value(limit.margin);
     }
-    Insert(object, "unit"_L1, result.unit);
-    Insert(object, "note"_L1, limit.note);
-    return object;
+    json.Optional("unit", result.unit);
+    json.Optional("note", limit.note);
+    json.End('}');
 }
 
-QJsonObject LineObject(const Line_T& line)
+void WriteLineMembers(CJsonText& json, const Line_T& line)
 {
-    return {{u"line"_s, Count(line.number)}, {u"text"_s, PrintableText(line.text)}};
+    json.Name("line").Value(line.number);
+    json.Name("text").Value(line.text);
 }
 
-QJsonObject MessageObject(const Message_T& message)
+void WriteLine(CJsonText& json, const Line_T& line)
 {
-    QJsonObject object = LineObject(message.line);
-    object.insert("origin"_L1, QLatin1StringView(c_Origins[static_cast<std::size_t>(message.place)]));
-    object.insert("severity"_L1, message.isError ? "ERROR"_L1 : "INFO"_L1);
-    return object;
+    json.Begin('{');
+    WriteLineMembers(json, line);
+    json.End('}');
 }
 
-QJsonObject TestObject(const Run_T& run)
+void WriteMessage(CJsonText& json, const Message_T& message)
 {
-    QJsonObject object{{u"commandLine"_s, PrintableText(run.commandLine)},
-                       {u"arguments"_s, Array(run.arguments, PrintableText)}};
-    Insert(object, "program"_L1, run.program);
-    Insert(object, "command"_L1, run.command);
-    return object;
+    json.Begin('{');
+    WriteLineMembers(json, message.line);
+    json.Name("origin").Value(std::string_view(c_Origins[static_cast<std::size_t>(message.place)]));
+    json.Name("severity").Value(std::string_view(message.isError ? "ERROR" : "INFO"));
+    json.End('}');
 }
 
-QJsonObject UnitObject(const Unit_T& unit)
+void WriteTest(CJsonText& json, const Run_T& run)
 {
-    QJsonObject object;
-    Insert(object, "product"_L1, unit.product);
-    Insert(object, "serialNumber"_L1, unit.serialNumber);
-    Insert(object, "applicationVersion"_L1, unit.applicationVersion);
-    Insert(object, "platformVersion"_L1, unit.platformVersion);
-    Insert(object, "firmwareImage"_L1, unit.firmwareImage);
-    Insert(object, "firmwareVersion"_L1, unit.firmwareVersion);
-    return object;
+    json.Name("test").Begin('{');
+    json.Name("commandLine").Value(run.commandLine);
+    WriteList(json, "arguments", run.arguments, WriteText);
+    json.Optional("program", run.program);
+    json.Optional("command", run.command);
+    json.End('}');
 }
 
-QJsonObject SamplesObject(const Samples_T& samples)
+void WriteUnit(CJsonText& json, const Unit_T& unit)
 {
-    QJsonObject object{{u"form"_s, samples.isThreeDigit ? "THREE_DIGITS"_L1 : "DECIMAL"_L1},
-                       {u"taken"_s, Count(samples.taken)},
-                       {u"step"_s, Count(samples.Step())},
-                       {u"values"_s, Array(samples.values, [](std::int32_t value) { return value; })}};
-    Insert(object, "band"_L1, samples.band);
+    json.Name("dutInfo").Begin('{');
+    json.Optional("product", unit.product);
+    json.Optional("serialNumber", unit.serialNumber);
+    json.Optional("applicationVersion", unit.applicationVersion);
+    json.Optional("platformVersion", unit.platformVersion);
+    json.Optional("firmwareImage", unit.firmwareImage);
+    json.Optional("firmwareVersion", unit.firmwareVersion);
+    json.End('}');
+}
+
+void WriteSamples(CJsonText& json, const Samples_T& samples)
+{
+    json.Name("samples").Begin('{');
+    json.Name("form").Value(std::string_view(samples.isThreeDigit ? "THREE_DIGITS" : "DECIMAL"));
+    json.Name("taken").Value(samples.taken);
+    json.Name("step").Value(samples.Step());
+    json.Name("values").Value(std::span(samples.values));
+    json.Optional("band", samples.band);
     for (const auto& [name, number] :
-         {std::pair("element"_L1, samples.element), std::pair("channel"_L1, samples.channel)}) {
+         {std::pair("element", samples.element), std::pair("channel", samples.channel)}) {
         if (number >= 0) {
-            object.insert(name, number);
+            json.Name(name).Value(number);
         }
     }
     if (!samples.band.empty()) {
-        object.insert("centreFrequency"_L1,
-                      QJsonObject{{u"value"_s, samples.centreHertz}, {u"unit"_s, u"Hz"_s}});
+        json.Name("centreFrequency").Begin('{');
+        json.Name("value").Value(samples.centreHertz);
+        json.Name("unit").Value(std::string_view("Hz"));
+        json.End('}');
     }
-    return object;
+    json.End('}');
 }
 
-QJsonObject RecordObject(const Record_T& record)
+void WriteRecord(CJsonText& json, const Record_T& record)
 {
-    QJsonObject object{{u"serialNumberVerified"_s, record.isVerified}};
-    Insert(object, "unit"_L1, record.unit);
-    Insert(object, "product"_L1, record.product);
-    Insert(object, "station"_L1, record.station);
-    Insert(object, "operator"_L1, record.operatorName);
-    Insert(object, "host"_L1, record.host);
-    Insert(object, "command"_L1, record.command);
-    Insert(object, "start"_L1, record.start);
+    json.Name("runFile").Begin('{');
+    json.Name("serialNumberVerified").Value(record.isVerified);
+    json.Optional("unit", record.unit);
+    json.Optional("product", record.product);
+    json.Optional("station", record.station);
+    json.Optional("operator", record.operatorName);
+    json.Optional("host", record.host);
+    json.Optional("command", record.command);
+    json.Optional("start", record.start);
     if (record.status >= 0) {
-        object.insert("seconds"_L1, record.seconds);
-        object.insert("exitStatus"_L1, record.status);
+        json.Name("seconds").Value(record.seconds);
+        json.Name("exitStatus").Value(record.status);
     }
-    return object;
+    json.End('}');
 }
 
 /// One JSON object on one line for each run, as station/report.schema.json describes it.
 class CJsonWriter : public IRunWriter
 {
 public:
-    explicit CJsonWriter(QIODevice& output) : m_Output(output) {}
+    explicit CJsonWriter(QIODevice& output) : m_Buffer(output) {}
 
     void Write(const Run_T& run) override
     {
         const Ending_T& ending = c_Endings[static_cast<std::size_t>(run.outcome)];
-        QJsonObject object{
-            {u"schemaVersion"_s, QJsonObject{{u"major"_s, c_MajorVersion}, {u"minor"_s, c_MinorVersion}}},
-            {u"transcript"_s, PrintableText(run.transcript)},
-            {u"firstLine"_s, Count(run.firstLine)},
-            {u"lastLine"_s, Count(run.lastLine)},
-            {u"test"_s, TestObject(run)},
-            {u"dutInfo"_s, UnitObject(run.unit)},
-            {u"status"_s, QLatin1StringView(ending.status)},
-            {u"result"_s, QLatin1StringView(ending.result)},
-            {u"parameters"_s, Array(run.parameters, QuantityObject)},
-            {u"measurements"_s, Array(run.measurements, QuantityObject)},
-            {u"messages"_s, Array(run.messages, MessageObject)},
-            {u"messageCount"_s, Count(run.messageCount)},
-            {u"claimedLines"_s, Count(run.claimedCount)},
-            {u"unrecognisedLines"_s, Count(run.unrecognisedCount)},
-            {u"unrecognised"_s, Array(run.unrecognised, LineObject)},
-        };
+        CJsonText json(m_Buffer);
+        json.Begin('{');
+        json.Name("schemaVersion").Begin('{');
+        json.Name("major").Value(c_MajorVersion);
+        json.Name("minor").Value(c_MinorVersion);
+        json.End('}');
+        json.Name("transcript").Value(run.transcript);
+        json.Name("firstLine").Value(run.firstLine);
+        json.Name("lastLine").Value(run.lastLine);
+        WriteTest(json, run);
+        WriteUnit(json, run.unit);
+        json.Name("status").Value(std::string_view(ending.status));
+        json.Name("result").Value(std::string_view(ending.result));
+        json.Optional("receiverLaw", run.receiverLaw);
+        json.Optional("verdict", run.verdict);
+        json.Optional("reason", run.reason);
+        WriteList(json, "parameters", run.parameters, WriteQuantity);
+        WriteList(json, "measurements", run.measurements, WriteQuantity);
         if (!run.limits.empty()) {
-            object.insert("limits"_L1, Array(run.limits, LimitObject));
+            WriteList(json, "limits", run.limits, WriteLimit);
         }
-        Insert(object, "receiverLaw"_L1, run.receiverLaw);
-        Insert(object, "verdict"_L1, run.verdict);
-        Insert(object, "reason"_L1, run.reason);
         if (run.samples.isPrinted) {
-            object.insert("samples"_L1, SamplesObject(run.samples));
+            WriteSamples(json, run.samples);
         }
+        WriteList(json, "messages", run.messages, WriteMessage);
+        json.Name("messageCount").Value(run.messageCount);
+        json.Name("claimedLines").Value(run.claimedCount);
+        json.Name("unrecognisedLines").Value(run.unrecognisedCount);
+        WriteList(json, "unrecognised", run.unrecognised, WriteLine);
         if (run.record.isThere) {
-            object.insert("runFile"_L1, RecordObject(run.record));
+            WriteRecord(json, run.record);
         }
-        m_Output.write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+        json.End('}');
+        m_Buffer.Append('\n');
     }
+    void Flush() override { m_Buffer.Flush(); }
+    void End(const Summary_T&) override { m_Buffer.Flush(); }
 
 private:
-    QIODevice& m_Output;
+    CTextBuffer m_Buffer;
 };
 } // namespace
 

@@ -31,8 +31,6 @@ std::size_t NumberLength(std::string_view text, char kind)
 }
 } // namespace
 
-std::string_view LiteralBeginning(std::string_view pattern) { return pattern.substr(0, pattern.find('%')); }
-
 std::optional<Captures_T> Match(std::string_view pattern, std::string_view text)
 {
     Captures_T captures;

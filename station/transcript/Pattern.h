@@ -15,7 +15,10 @@ using Captures_T = std::array<std::string_view, 6>;
 std::optional<Captures_T> Match(std::string_view pattern, std::string_view text);
 
 /// The text before the first placeholder.
-std::string_view LiteralBeginning(std::string_view pattern);
+constexpr std::string_view LiteralBeginning(std::string_view pattern)
+{
+    return pattern.substr(0, pattern.find('%'));
+}
 
 /// The whole number at the beginning of a text, or 0; limited to 64 bits.
 std::int64_t LeadingNumber(std::string_view text);

@@ -16,6 +16,7 @@ constexpr std::int64_t c_NoMajorVersion = 255; // as is 0
 constexpr std::int64_t c_MostOfByte =
     255; // versions; ticks, which are two bytes ORed; the channel of a command line
 constexpr unsigned int c_MostSample = 65535;
+constexpr std::ptrdiff_t c_LongestSample = 5;
 constexpr std::int64_t c_MostElement = 1; // elements and the channels of built-in settings are 0 and 1
 
 bool IsUpTo(std::int64_t most, std::string_view text)
@@ -68,11 +69,11 @@ bool ReadDecimals(std::string_view text, Values_T& values)
     for (const char* from = text.data(); from != end; ++value) {
         const char* const first = from;
         unsigned int number = 0;
-        for (unsigned int digit = 0; from != end && (digit = DigitOf(*from)) <= 9 && from - first <= 5;
-             ++from) {
+        for (unsigned int digit = 0; from != end && (digit = DigitOf(*from)) < c_Base; ++from) {
             number = number * c_Base + digit;
         }
-        const bool isNumber = from != first && number <= c_MostSample && (*first != '0' || from - first == 1);
+        const bool isNumber = from != first && from - first <= c_LongestSample && number <= c_MostSample &&
+                              (*first != '0' || from - first == 1);
         if (!isNumber || (from != end && *from != ',')) {
             return false;
         }
@@ -233,8 +234,18 @@ constexpr Rule_T End(std::string_view pattern)
     return {.place = Aside, .pattern = pattern, .effect = Untested, .isEnd = true};
 }
 
+template <std::size_t c_Size>
+constexpr std::array<Rule_T, c_Size> WithBeginnings(const Rule_T (&rules)[c_Size])
+{
+    std::array<Rule_T, c_Size> all = std::to_array(rules);
+    for (Rule_T& rule : all) {
+        rule.beginning = LiteralBeginning(rule.pattern);
+    }
+    return all;
+}
+
 // In the order in which the program prints them.
-constexpr Rule_T c_Rules[] = {
+constexpr auto c_Rules = WithBeginnings({
     // The identity of the unit.
     Message(Before, "No valid product ID.", Untested),
     Message(Before, "No valid product ID: Check touchscreen.", Untested),
@@ -356,7 +367,7 @@ constexpr Rule_T c_Rules[] = {
     {.place = Aside, .pattern = "Speed ticks: %d", .evidence = c_Ticks, .take = AreTicks},
     Message(Aside, "sh: %s"),
     {.place = Aside, .pattern = "cat: %s"},
-};
+});
 
 constexpr VerdictLine_T c_Verdicts[] = {{"Test Result: Test Passed.", Verdict::Passed},
                                         {"Test Result: Tests Failed.", Verdict::Failed},
@@ -371,7 +382,7 @@ std::size_t NextRuleText(std::string_view line)
     constexpr std::size_t shortest = 4;
     std::size_t next = line.size();
     for (const Rule_T& rule : Rules()) {
-        const std::string_view beginning = LiteralBeginning(rule.pattern);
+        const std::string_view beginning = rule.beginning;
         if (rule.place == Place::Before && beginning.size() >= shortest) {
             next = std::min(next, line.find(beginning, 1));
         }
@@ -385,7 +396,7 @@ bool IsOfProgram(std::string_view line)
     return line.ends_with(c_Header) || line == c_TestOutput ||
            std::ranges::find(c_Verdicts, line, &VerdictLine_T::text) != std::end(c_Verdicts) ||
            std::ranges::any_of(c_Rules, [line](const Rule_T& rule) {
-               const std::string_view beginning = LiteralBeginning(rule.pattern);
+               const std::string_view beginning = rule.beginning;
                return rule.place != Place::Aside && beginning.size() >= shortest &&
                       line.starts_with(beginning);
            });

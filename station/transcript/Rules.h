@@ -36,9 +36,23 @@ struct Rule_T {
     bool isEnd = false;   ///< the run ended with it, and not with a verdict
     Free next = Free::Nothing;
     Take_T* take = nullptr; ///< null: the line is a message
+    std::string_view beginning =
+        {}; ///< of the pattern, before the first placeholder; the table of all rules sets it
 };
 
 std::span<const Rule_T> Rules();
+
+/// False if the rule's pattern cannot match; quick, because it is asked for nearly every line and rule.
+inline bool CanMatch(const Rule_T& rule, std::string_view text)
+{
+    return rule.beginning.empty() ||
+           (text.starts_with(rule.beginning.front()) && text.starts_with(rule.beginning));
+}
+
+inline std::optional<Captures_T> MatchRule(const Rule_T& rule, std::string_view text)
+{
+    return CanMatch(rule, text) ? Match(rule.pattern, text) : std::nullopt;
+}
 
 /// The offset, from 1, of the first text in the line that can come before a report; the line's length if
 /// there is none. A path has no end mark, so such a text can follow it on the same line.

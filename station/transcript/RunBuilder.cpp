@@ -15,9 +15,12 @@ bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
 /// Whether the rule matches the text as the first line of a run.
 bool Fits(const Rule_T& rule, std::string_view text)
 {
-    const auto captures = Match(rule.pattern, text);
+    const auto captures = MatchRule(rule, text);
+    if (!captures || rule.take == nullptr) {
+        return captures.has_value();
+    }
     Run_T run;
-    return captures && (rule.take == nullptr || rule.take(run, *captures));
+    return rule.take(run, *captures);
 }
 
 /// Whether the text, after a verdict, contradicts it: another verdict, the end of a program that crashed, or
@@ -29,7 +32,7 @@ bool Denies(std::string_view text)
     const auto isIn = [text](std::string_view part) { return text.find(part) != std::string_view::npos; };
     return std::ranges::any_of(c_Parts, isIn) || std::ranges::any_of(Rules(), [text](const Rule_T& rule) {
                return (rule.isEnd || (rule.place == Place::Report && rule.effect != Effect::None)) &&
-                      Match(rule.pattern, text);
+                      MatchRule(rule, text);
            });
 }
 
@@ -77,7 +80,7 @@ void CRunBuilder::TakeAside(const Line_T& line)
     const auto rules = Rules();
     const auto rule = std::ranges::find_if(rules, [&line](const Rule_T& candidate) {
         return candidate.place == Place::Aside && candidate.take == nullptr &&
-               Match(candidate.pattern, line.text);
+               MatchRule(candidate, line.text);
     });
     if (rule == rules.end()) {
         m_Run.Keep({line, Place::Aside, false});
@@ -331,8 +334,9 @@ bool CRunBuilder::IsInPlace(const Rule_T& rule) const
 
 bool CRunBuilder::Apply(std::string_view text)
 {
-    return std::ranges::any_of(Rules(),
-                               [&](const Rule_T& rule) { return IsInPlace(rule) && ApplyRule(rule, text); });
+    return std::ranges::any_of(Rules(), [&](const Rule_T& rule) {
+        return CanMatch(rule, text) && IsInPlace(rule) && ApplyRule(rule, text);
+    });
 }
 
 /// Starts a new run if the line can come before a report, but not after the lines so far.
@@ -341,8 +345,8 @@ bool CRunBuilder::ApplyAsFirst(std::string_view text)
     const bool isAfterRun = m_Section == Section::Done;
     const auto rules = Rules();
     const auto rule = std::ranges::find_if(rules, [&](const Rule_T& candidate) {
-        return candidate.place == Place::Before && m_Blanks >= candidate.blanks &&
-               (isAfterRun || IsTelling(candidate)) && Fits(candidate, text);
+        return candidate.place == Place::Before && CanMatch(candidate, text) &&
+               m_Blanks >= candidate.blanks && (isAfterRun || IsTelling(candidate)) && Fits(candidate, text);
     });
     if (rule == rules.end() || !m_IsBegun) {
         return false;
@@ -353,7 +357,7 @@ bool CRunBuilder::ApplyAsFirst(std::string_view text)
 
 bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
 {
-    const auto captures = Match(rule.pattern, text);
+    const auto captures = MatchRule(rule, text);
     if (!captures || (rule.take != nullptr && !rule.take(m_Run, *captures))) {
         return false;
     }

@@ -273,8 +273,10 @@ TEST(Limits, EveryOutputShowsThem)
     const std::string junit = Written("junit", {run});
     EXPECT_THAT(junit, HasSubstr("<property name=\"limit.offset\" value=\"absent: offset is absent"));
     EXPECT_THAT(junit, HasSubstr("type=\"failed\">bad: " + escaped + "\nabsent: offset"));
-    EXPECT_THAT(Written("json", {run}),
-                HasSubstr(R"({"fit":"BAD","most":5,"name":"mean","note":"<the>\\x1b cable",)"));
+    EXPECT_THAT(
+        Written("json", {run}),
+        HasSubstr(
+            R"({"name":"mean","fit":"BAD","value":9,"most":5,"unit":"counts","note":"<the>\\x1b cable"},)"));
 }
 
 TEST(LearnedLimits, RejectAsFewGoodUnitsAsPromisedAndFindBadOnes)

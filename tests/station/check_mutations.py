@@ -183,14 +183,15 @@ def check_batch(place, first, originals, schema):
             text = mutate(text, originals, rng)
         files.append(place / str(SEED + number))
         files[-1].write_bytes(text)
-    outputs = {name: place / name for name in ("json", "junit", "csv", "html", "summary")}
+    outputs = {name: place / name for name in ("json", "junit", "csv", "samples", "html", "summary")}
     run = subprocess.run([PROGRAMS / "sonarbench-station", "report",
                           *(word for name, file in outputs.items() for word in ("--" + name, file)), *files],
                          capture_output=True, text=True, check=False)
     assert run.returncode in (0, 1, 3) and not run.stderr, (run.returncode, run.stderr)
     runs = schema.runs(outputs["json"].read_text())
     assert len(list(check_junit(outputs["junit"].read_text()))) == len(runs)
-    csv_rows(outputs["csv"].read_text())
+    for name in ("csv", "samples"):
+        csv_rows(outputs[name].read_text())
     check_page(outputs["html"].read_text())
     passes, wrong = 0, []
     for file in files:

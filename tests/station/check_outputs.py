@@ -92,7 +92,7 @@ with tempfile.TemporaryDirectory() as place:
     batch.mkdir()
     for name, command in RUNS.items():
         (batch / name).write_bytes(subprocess.run([SIMULATOR, *command.split(" ")], capture_output=True).stdout)
-    outputs = {name: str(Path(place, name)) for name in ("json", "junit", "csv", "measurements")}
+    outputs = {name: str(Path(place, name)) for name in ("json", "junit", "csv", "samples", "measurements")}
     report(*(word for name, file in outputs.items() for word in ("--" + name, file)), str(batch), status=3)
 
     schema = Schema(Path(SCHEMA).read_text())
@@ -112,9 +112,11 @@ with tempfile.TemporaryDirectory() as place:
         "failed": [("failure", "failed")], "not-judged": [("error", "not judged")], "passed": [], "performed": [],
         "three-digits": [], "usage": [("error", "not judged")]}
 
-    rows = csv_rows(Path(outputs["csv"]).read_bytes().decode())
-    assert [int(row["value"]) for row in rows] == \
-        [value for run in runs for value in run.get("samples", {"values": []})["values"]]
+    rows = csv_rows(Path(outputs["samples"]).read_bytes().decode())
+    printed = [run["samples"]["values"] for run in runs if run.get("samples", {"values": []})["values"]]
+    assert [int(row["value"]) for row in rows] == [value for values in printed for value in values]
+    pings = csv_rows(Path(outputs["csv"]).read_bytes().decode())
+    assert [[int(value) for value in row["samples"].split(" ")] for row in pings] == printed
     assert len(rows) > 1000, len(rows)
     rows = csv_rows(Path(outputs["measurements"]).read_bytes().decode())
     assert [(row["measurement"], float(row["value"]), row["unit"]) for row in rows] == \

@@ -1,0 +1,151 @@
+#include "station/output/TextBuffer.h"
+
+#include "station/output/Text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace
+{
+constexpr std::size_t c_BufferSize = std::size_t{256} * 1024;
+constexpr std::int32_t c_CommonNumbers = 1000;
+
+/// The digits of a number below c_CommonNumbers.
+struct Digits_T {
+    std::array<char, 4> text; ///< and room for one character behind them
+    std::uint8_t length;
+};
+
+constexpr std::array<Digits_T, c_CommonNumbers> MakeDigits()
+{
+    std::array<Digits_T, c_CommonNumbers> all{};
+    for (std::size_t number = 0; number < all.size(); ++number) {
+        const std::array<char, 3> digits = {static_cast<char>('0' + number / 100),
+                                            static_cast<char>('0' + number / 10 % 10),
+                                            static_cast<char>('0' + number % 10)};
+        const std::size_t first = number >= 100 ? 0U : number >= 10 ? 1U : 2U;
+        for (std::size_t i = first; i < digits.size(); ++i) {
+            all[number].text[i - first] = digits[i];
+        }
+        all[number].length = static_cast<std::uint8_t>(digits.size() - first);
+    }
+    return all;
+}
+constexpr auto c_Digits = MakeDigits();
+} // namespace
+
+void CTextBuffer::MakeRoom(std::size_t size)
+{
+    Flush();
+    m_Text.resize(std::max({m_Text.size(), size, c_BufferSize}));
+    m_pTo = m_Text.data();
+    m_pEnd = m_pTo + m_Text.size();
+}
+
+void CTextBuffer::Flush()
+{
+    if (m_pTo != m_Text.data() && m_pTo != nullptr) {
+        m_Output.write(m_Text.data(), m_pTo - m_Text.data());
+        m_pTo = m_Text.data();
+    }
+}
+
+void CTextBuffer::Append(std::span<const std::int32_t> numbers, char separator)
+{
+    constexpr std::size_t longest = 12;
+    Reserve(numbers.size() * longest + 1);
+    char* pTo = m_pTo;
+    for (const std::int32_t number : numbers) {
+        if (number >= 0 && number < c_CommonNumbers) {
+            // Four characters at once are faster than as many as there are.
+            const Digits_T& digits = c_Digits[static_cast<std::size_t>(number)];
+            std::ranges::copy(digits.text, pTo);
+            pTo += digits.length;
+        } else {
+            pTo = std::to_chars(pTo, m_pEnd, number).ptr;
+        }
+        *pTo++ = separator;
+    }
+    m_pTo = numbers.empty() ? pTo : pTo - 1;
+}
+
+void CTextBuffer::AppendQuoted(std::string_view bytes, char escaped, char escape)
+{
+    Reserve(2 * bytes.size() + 2);
+    char* pTo = m_pTo;
+    *pTo++ = '"';
+    for (const char byte : bytes) {
+        if (byte < ' ' || byte > '~') {
+            const QByteArray text = PrintableText(bytes).toUtf8();
+            return AppendQuotedText({text.data(), static_cast<std::size_t>(text.size())}, escaped, escape);
+        }
+        if (byte == escaped || byte == escape) {
+            *pTo++ = escape;
+        }
+        *pTo++ = byte;
+    }
+    *pTo++ = '"';
+    m_pTo = pTo;
+}
+
+void CTextBuffer::AppendQuotedText(std::string_view text, char escaped, char escape)
+{
+    Append('"');
+    for (const char byte : text) {
+        if (byte == escaped || byte == escape) {
+            Append(escape);
+        }
+        Append(byte);
+    }
+    Append('"');
+}
+
+CJsonText& CJsonText::Name(std::string_view name)
+{
+    Separate();
+    m_Buffer.Append('"');
+    m_Buffer.Append(name);
+    m_Buffer.Append(std::string_view("\":"));
+    m_NeedsComma = false;
+    return *this;
+}
+
+void CJsonText::Begin(char bracket)
+{
+    Separate();
+    m_Buffer.Append(bracket);
+    m_NeedsComma = false;
+}
+
+void CJsonText::End(char bracket)
+{
+    m_Buffer.Append(bracket);
+    m_NeedsComma = true;
+}
+
+void CJsonText::Value(bool isTrue)
+{
+    Separate();
+    m_Buffer.Append(std::string_view(isTrue ? "true" : "false"));
+}
+
+void CJsonText::Value(std::string_view bytes)
+{
+    Separate();
+    m_Buffer.AppendQuoted(bytes, '"', '\\');
+}
+
+void CJsonText::Value(std::span<const std::int32_t> numbers)
+{
+    Separate();
+    m_Buffer.Append('[');
+    m_Buffer.Append(numbers, ',');
+    m_Buffer.Append(']');
+}
+
+void CJsonText::Optional(std::string_view name, std::string_view bytes)
+{
+    if (!bytes.empty()) {
+        Name(name).Value(bytes);
+    }
+}
