@@ -72,7 +72,7 @@ def set_ups(place):
                 # A product without a channel for the setting does not ping.
                 for ping in map(json.loads, truth.read_text().splitlines()):
                     metres = ping["interval"] * METRES_A_SECOND
-                    nearest = max(5, 2 * ping["ringDown"]["end"] * metres)
+                    nearest = max(6, 2 * ping["ringDown"]["end"] * metres)
                     yield product, f"{command} {setting}", nearest, ping["samples"] * metres
 
 

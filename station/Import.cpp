@@ -4,6 +4,7 @@
 #include "station/Transcripts.h"
 #include "tools/Program.h"
 
+#include <algorithm>
 #include <array>
 
 using namespace Qt::StringLiterals;
@@ -55,8 +56,8 @@ int Import(const QStringList& arguments)
     for (const std::string& complaint : files.complaints) {
         PrintError(complaint);
     }
-    for (const std::string& file : files.files) {
-        import.Add(file);
+    for (const auto* const pFound : {&files.files, &files.skipped}) {
+        std::ranges::for_each(*pFound, [&](const std::string& file) { import.Add(file); });
     }
     const Imported_T imported = import.Finish();
     Print(Text(imported));

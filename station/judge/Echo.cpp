@@ -32,7 +32,7 @@ constexpr std::size_t c_StretchesOfGroup = CEchoParts::c_GroupSamples / c_Stretc
 
 constexpr std::size_t c_QuietestShare = 8; // one of so many groups
 constexpr double c_LeastExcess = 0.25;     // counts; means below one count vary more
-constexpr std::size_t c_LeastQuiet = 320;
+constexpr std::size_t c_LeastQuiet = 448;
 constexpr double c_MostFall = 1.2; // of the groups' first half over the second
 
 constexpr double c_SpreadsAboveFloor = 4;

@@ -113,7 +113,9 @@ private:
             m_Buffer.Append(std::string_view(field));
             m_Buffer.Append(',');
         }
-        m_Buffer.AppendQuoted(note, '"', '"');
+        if (!note.empty()) {
+            m_Buffer.AppendQuoted(note, '"', '"');
+        }
         m_Buffer.Append(std::string_view("\r\n"));
     }
 

@@ -183,7 +183,7 @@ TEST(Measurements, EveryOutputThatShowsMeasurementsShowsEachRowWithItsUnit)
             const std::string name = row.name;
             const std::string unit = row.unit;
             const std::string shown[] = {
-                (unit.empty() ? "" : "\"unit\":\"" + unit + "\",") + "\"value\":0.25",
+                "\"value\":0.25" + (unit.empty() ? "}" : ",\"unit\":\"" + unit + "\"}"),
                 "<property name=\"" + name + "\" value=\"0.25" + (unit.empty() ? "" : " " + unit) + "\"",
                 "\"t\",0,\"\",not judged," + name + ",0.25," + unit + "," +
                     (row.usesLaw ? "square-root" : ""),
