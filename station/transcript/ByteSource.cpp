@@ -22,7 +22,7 @@ void StopOnSignals()
 {
     struct sigaction action = {};
     action.sa_handler = [](int) { s_IsStopped = 1; };
-    action.sa_flags = SA_RESETHAND;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int number : {SIGINT, SIGTERM}) {
         ::sigaction(number, &action, nullptr);
     }
