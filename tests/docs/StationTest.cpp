@@ -42,7 +42,7 @@ TEST(LimitsPage, ItsTableIsThatOfTheMethod)
 {
     constexpr double c_Limits = 25;
     for (const Row_T& row : TableBelow(Source("docs/limits.md"), "## How many units")) {
-        for (const auto& [column, rate] : {std::pair(1, 0.001), std::pair(2, 0.01)}) {
+        for (const auto& [column, rate] : {std::pair(1U, 0.001), std::pair(2U, 0.01)}) {
             EXPECT_NEAR(std::stod(row[column]), LimitDistance(rate / c_Limits / 2, std::stoul(row[0])), 0.05)
                 << row[0] << " units";
         }
