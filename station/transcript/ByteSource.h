@@ -19,7 +19,7 @@ public:
     virtual std::size_t Read(std::span<char> room) = 0;
     /// Calls a function while this waits for bytes that come later, as those of a pipe: with true when none
     /// came for a tenth of a second, with false every tenth of a second while they come.
-    virtual void WhenWaiting(std::function<void(bool isIdle)>) {}
+    virtual void WhenWaiting(const std::function<void(bool isIdle)>&) {}
     /// Number of all bytes; nothing if it is not known.
     virtual std::optional<std::uint64_t> Size() const = 0;
     /// Why reading failed; empty: it did not.
@@ -52,7 +52,7 @@ public:
     explicit CFileSource(int descriptor, bool isFollowed = false);
     std::size_t Read(std::span<char> room) override;
     std::optional<std::uint64_t> Size() const override;
-    void WhenWaiting(std::function<void(bool isIdle)> call) override { m_Call = std::move(call); }
+    void WhenWaiting(const std::function<void(bool isIdle)>& call) override { m_Call = call; }
 
 private:
     using Clock_T = std::chrono::steady_clock;
@@ -79,10 +79,7 @@ public:
     std::size_t Read(std::span<char> room) override;
     /// Not of compressed bytes.
     std::optional<std::uint64_t> Size() const override { return m_Method ? std::nullopt : m_Packed.Size(); }
-    void WhenWaiting(std::function<void(bool isIdle)> call) override
-    {
-        m_Packed.WhenWaiting(std::move(call));
-    }
+    void WhenWaiting(const std::function<void(bool isIdle)>& call) override { m_Packed.WhenWaiting(call); }
 
     /// A method of compression.
     class IMethod;
