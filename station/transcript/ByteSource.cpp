@@ -187,7 +187,7 @@ struct Magic_T {
     std::string_view bytes;
     std::unique_ptr<CExpandedSource::IMethod> (*make)();
 };
-const Magic_T c_Magics[] = {
+constexpr Magic_T c_Magics[] = {
     {"\x1f\x8b\x08", []() -> std::unique_ptr<CExpandedSource::IMethod> { return std::make_unique<CGzip>(); }},
     {"\x28\xb5\x2f\xfd",
      []() -> std::unique_ptr<CExpandedSource::IMethod> { return std::make_unique<CZstd>(); }}};
