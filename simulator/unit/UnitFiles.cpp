@@ -161,22 +161,23 @@ void MakeChange(const fs::path& place, const FileChange_T& change)
 
 void RemoveTree(const fs::path& directory)
 {
+    // A proot that was just killed removes files there, too, which disturbs an attempt.
+    constexpr int c_Attempts = 20;
     std::error_code error;
-    do { // again if a proot that was just killed removes files there, too
+    for (int attempt = 0; attempt < c_Attempts; ++attempt) {
         fs::remove_all(directory, error);
-    } while (error == std::errc::no_such_file_or_directory);
-    if (!error) {
-        return;
-    }
-    // The program can take away rights to its directories.
-    std::error_code ignored; // nothing can be done about it
-    for (fs::recursive_directory_iterator entry(directory, ignored), end; entry != end;
-         entry.increment(ignored)) {
-        if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
-            fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+        if (!error) {
+            return;
+        }
+        // The program can take away rights to its directories.
+        std::error_code ignored; // nothing can be done about it
+        for (fs::recursive_directory_iterator entry(directory, ignored), end; entry != end;
+             entry.increment(ignored)) {
+            if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
+                fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+            }
         }
     }
-    fs::remove_all(directory, ignored);
 }
 
 /// Where the units' directories are made: in memory if there is room and nothing else is asked for, because a
