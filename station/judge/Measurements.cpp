@@ -38,7 +38,7 @@ double Number(std::size_t count) { return static_cast<double>(count); }
 /// Samples of the unit, for a place or length in printed samples.
 double Taken(const Measured_T& measured, double printed)
 {
-    return printed * Number(measured.run.samples.Step());
+    return printed * static_cast<double>(measured.run.samples.Step());
 }
 
 // What the text shows.
