@@ -12,8 +12,9 @@ constexpr std::string_view c_ByteOrderMark = "\xef\xbb\xbf";
 bool CLineSource::Fill()
 {
     if (m_Room.empty()) { // a small file is read into little memory
+        const std::uint64_t size = m_Bytes.Size().value_or(c_ChunkSize);
         m_Room.resize(
-            std::clamp<std::size_t>(m_Bytes.Size().value_or(c_ChunkSize), c_SmallestChunk, c_ChunkSize));
+            static_cast<std::size_t>(std::clamp<std::uint64_t>(size, c_SmallestChunk, c_ChunkSize)));
     }
     m_Used = 0;
     m_Chunk = {m_Room.data(), m_Bytes.Read(m_Room)};
