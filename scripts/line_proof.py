@@ -149,7 +149,7 @@ def units_of(product, amount, severities):
 
 
 def percent(part, whole):
-    """A share for people: 0 and 100 only if it is none and all."""
+    """A percentage for people. It shows 0 only for no unit, and 100 only for all of them."""
     text = f"{100 * part / whole:.1f}"
     return {"0.0": "0" if part == 0 else "< 0.1", "100.0": "100" if part == whole else "> 99.9"}.get(text, text)
 

@@ -50,7 +50,7 @@ public:
     double Centre() const;
     /// From the lower to the upper quartile. There must be values.
     double Spread() const { return Quantile(0.75) - Quantile(0.25); }
-    /// The share of the values between two that do not occur; 0 if there are none between them.
+    /// The share of the values between two that do not occur; 0 if no value is between them.
     double MissingBetween(double from, double to) const;
 
 private:

@@ -14,7 +14,7 @@ struct SpectralLine_T {
 };
 
 /// Spectra of pieces of an echo, averaged as Welch did: pieces of 128 samples under a Hann window. Lines with
-/// periods above 43 samples are not told from the mean.
+/// periods above 43 samples cannot be distinguished from the mean.
 class CSpectrum
 {
 public:

@@ -17,7 +17,7 @@ struct Ping_T {
     std::uint64_t step = 1; ///< samples of the unit from one printed sample to the next
     double metres = 0;      ///< of range from one printed sample to the next; 0: not known
     double soundSpeed = 0;  ///< metres a second, for the range
-    /// The band of a limit in which the mean of each column must be; null: there is none.
+    /// The band of a limit in which the mean of each column must be; null without a band.
     const Envelope_T* band = nullptr;
 };
 
