@@ -24,8 +24,7 @@ constexpr double c_HighestLevel = 24;    // 999 of 255, with the square root
 
 constexpr std::size_t c_PulseSamples = 16;
 constexpr double c_OffsetShare = 0.01;
-constexpr std::size_t c_ShortestRun = 8; // noise has shorter ones
-constexpr std::size_t c_Compared = 16;   // samples whose mean difference is taken
+constexpr std::size_t c_Compared = 16; // samples whose mean difference is taken
 
 // Of the pings that are kept, to compare the next ones with.
 constexpr std::size_t c_MostKeptPings = 64;
@@ -100,7 +99,7 @@ Value_T LongestRun(const Measured_T& measured)
 {
     const auto values = measured.echo.AfterRingDown();
     const std::int32_t fullScale = measured.run.samples.FullScale();
-    std::size_t longest = c_ShortestRun - 1;
+    std::size_t longest = 0;
     // A longer run includes one of these places.
     for (std::size_t at = 0; at < values.size(); at += longest + 1) {
         const std::int32_t value = values[at];
@@ -117,7 +116,7 @@ Value_T LongestRun(const Measured_T& measured)
         }
         longest = std::max(longest, end - first);
     }
-    return longest < c_ShortestRun ? 0 : Number(longest);
+    return Number(longest);
 }
 
 Value_T Dropouts(const Measured_T& measured)
@@ -373,7 +372,7 @@ constexpr MeasurementRow_T c_Rows[] = {
      ClippedShare},
     {"dropouts", "", 0, c_MostSamples, "how many samples after the ring-down are 0", Dropouts},
     {"longestRun", "", 0, c_MostSamples,
-     "the most samples in a row with one value below full scale; 0 for less than 8", LongestRun},
+     "the most samples in a row with one value below full scale", LongestRun},
     {"smallest", "counts", c_LowestSample, c_HighestSample, "the smallest sample", Smallest},
     {"largest", "counts", c_LowestSample, c_HighestSample, "the largest sample", Largest},
     {"mean", "counts", c_LowestSample, c_HighestSample, "the mean of all samples", Mean},
