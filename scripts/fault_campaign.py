@@ -10,7 +10,8 @@ import subprocess
 import sys
 import tempfile
 
-from outcomes import FINDINGS, NOT_REACHED, OUTCOMES, is_misread, outcome_of
+from line import LIMITS, PINGS, TANK_FILE
+from outcomes import FINDINGS, NOT_REACHED, OUTCOMES, READER_GOOD, is_misread, outcome_of, status_of
 from runs import COMMANDS, Case, mixed, play, products, run
 from written_part import table_text, write_part
 
@@ -27,13 +28,26 @@ SLICE_PRODUCTS = ["QL4K", "QL6M", "QL1A", "Varrow", "LumetV2", "HY05"]
 SLICE_VALUES = {"ERRNO": ["EIO"], "VALUE": ["255"]} | NOT_PLAYED
 
 
+def arguments_of(case, *options):
+    return case.arguments(SIMULATOR, "--scene", TANK_FILE, *options)
+
+
+def limits_of(case):
+    """Returns the reader's options for a ping that the line has limits for."""
+    if PINGS.get(case.product) != case.words():
+        return ()
+    return "--product", case.product, "--limits", LIMITS / f"{case.product}.json"
+
+
 def clean_run(case):
     """Returns the run of a case without a fault, and how many operations of each kind it made."""
     with tempfile.NamedTemporaryFile("r") as calls:
-        clean = run(case.arguments(SIMULATOR, "--calls", calls.name))
+        clean = run(arguments_of(case, "--calls", calls.name))
         counts = {operation: int(count) for operation, count in map(str.split, calls)}
     if clean.status != 0 or is_misread(clean, clean):
         sys.exit(f"{case} does not run without a fault, or is misread: status {clean.status}\n{clean.errors}")
+    if limits_of(case) and status_of(clean, *limits_of(case)) != READER_GOOD:
+        sys.exit(f"{case} is not good by the line's limits")
     return clean, counts
 
 
@@ -81,8 +95,8 @@ def play_faults(jobs, plays, tally):
 
     def one(item):
         row, case, clean, specifications = item
-        arguments = case.arguments(SIMULATOR, *itertools.chain(*(("--fault", text) for text in specifications)))
-        return row, arguments, outcome_of(clean, run(arguments))
+        arguments = arguments_of(case, *itertools.chain(*(("--fault", text) for text in specifications)))
+        return row, arguments, outcome_of(clean, run(arguments), specifications, limits_of(case))
 
     for row, arguments, (outcome, text) in play(jobs, one, mixed(plays)):
         tally.add(row, outcome, text, arguments)

@@ -11,27 +11,16 @@ import shutil
 import subprocess
 import sys
 
+from line import LIMITS, PINGS, TANK
 from runs import mixed, play
 from written_part import table_text, write_part
 
 BIN = pathlib.Path("build/release/bin").absolute()
 SIMULATOR, PROGRAM, STATION = BIN / "sonarbench-sim", BIN / "sonarbench", BIN / "sonarbench-station"
 DOCUMENT = "docs/limits.md"
-LIMITS = pathlib.Path("examples/station/limits")  # what is learned goes there, for the examples
 SCHEMA = pathlib.Path("simulator/scene.schema.json")
 WORK = pathlib.Path("build/line-proof")
 
-# The test tank of the line: no echo of a good unit is at full scale. And what each product is tested with there.
-TANK = {"bottom": {"depth": 5, "strength": -30}, "fish": []}
-XKPING = ["xkping", "examples/short.txt", "0", "1"]
-PING = ["ping", "200000", "210000", "27", "45", "0", "medium"]
-LUMETPING = ["lumetping", "200long"]
-PRODUCTS = {
-    **dict.fromkeys(["QL4K", "QL5K", "QL6M"], XKPING),
-    **dict.fromkeys(["Varrow", "VarrowX", "QL1A", "QL2A"], PING),
-    **dict.fromkeys(["LumetV2", "LumetV4", "LumetV5", "LumetV6", "Nr1", "Nr2", "Nr3"], LUMETPING),
-    "LumetV1": ["lumetping", "350long"],  # it has no channel 0
-}
 SLICE_PRODUCTS = ["QL4K", "Varrow"]
 # Five severities of each kind of defect, from the slightest to the worst.
 SHARES = [0.05, 0.1, 0.25, 0.5, 1]
@@ -77,6 +66,7 @@ class Amount:
 MOST_REJECTED = 0.01
 
 WHOLE, SLICE = Amount(200, 1000, 50), Amount(50, 50, 2)
+TO_LEARN = Amount(WHOLE.learned, 0, 0)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -98,7 +88,7 @@ class Unit:
         scene = self.transcript.with_suffix(".json")
         scene.write_text(json.dumps(TANK | {"seed": self.seed, "unit": {"seed": self.seed, "defects": self.defects}}))
         twice = ["--program", "/bin/sh", "--", "-c", '"$@" && "$@"', "line"]
-        words = [SIMULATOR, "--product", self.product, "--scene", scene, *twice, PROGRAM, *PRODUCTS[self.product]]
+        words = [SIMULATOR, "--product", self.product, "--scene", scene, *twice, PROGRAM, *PINGS[self.product]]
         with open(self.transcript, "wb") as output:
             subprocess.run(words, check=True, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
         scene.unlink()
@@ -158,7 +148,7 @@ def document(amount, products, rejected, found):
     """Returns the part of the document with the shares."""
     text = f"Learned from {amount.learned} good units of each product; {amount.good} other good units, and {amount.bad} "
     text += "units with each defect at each severity, of each product. Two pings of each unit.\n\n"
-    rows = [[product, " ".join(PRODUCTS[product]), percent(rejected[product], amount.good)] for product in products]
+    rows = [[product, " ".join(PINGS[product]), percent(rejected[product], amount.good)] for product in products]
     text += table_text(["product", "test", "good units rejected, %"], rows)
     text += "Bad units found, % (severity), of all products:\n\n"
     rows = []
@@ -186,20 +176,26 @@ def always_found(product, kind, amount, found):
 
 def main():
     options = argparse.ArgumentParser()
-    options.add_argument("--slice", action="store_true")
+    part = options.add_mutually_exclusive_group()
+    part.add_argument("--slice", action="store_true")
+    part.add_argument("--learn", action="store_true")
     options.add_argument("--jobs", type=int, default=4 * os.cpu_count())
     chosen = options.parse_args()
 
     schema = json.loads(SCHEMA.read_text())["properties"]["unit"]["properties"]["defects"]["properties"]
     if missing := schema.keys() ^ SEVERITIES.keys():
         sys.exit(f"defects of {SCHEMA} and of this script differ: {', '.join(sorted(missing))}")
-    amount = SLICE if chosen.slice else WHOLE
-    products = SLICE_PRODUCTS if chosen.slice else list(PRODUCTS)
+    amount = SLICE if chosen.slice else TO_LEARN if chosen.learn else WHOLE
+    products = SLICE_PRODUCTS if chosen.slice else list(PINGS)
     severities = {kind: values[-1:] if chosen.slice else values for kind, values in SEVERITIES.items()}
     shutil.rmtree(WORK, ignore_errors=True)
     units = [unit for product in products for unit in units_of(product, amount, severities)]
     for _ in play(chosen.jobs, Unit.test, mixed(units)):
         pass
+    if chosen.learn:
+        for product in products:
+            learn(product, LIMITS)
+        return
 
     rejected, found, missed = {}, {}, []
     for product in products:

@@ -27,6 +27,7 @@ OUTCOMES = {
     "failed": '"Tests Failed."; without the fault, the run passes or performs',
     "assertion": "the program ended in an assertion, with its text on standard error and without a verdict",
     "changed": "passed or performed, as without the fault, but with another text",
+    "slight": "a ping that passed with other samples, and is good by the line's limits, too; one bit had changed",
     "unseen": "passed or performed, with the same output, byte for byte, as without the fault",
     "fails anyway": '"Tests Failed.", as without the fault: this product has no such test',
     "rescued": "passed or performed; without the fault, the run fails",
@@ -43,8 +44,11 @@ FINDINGS = {
     "refused": "the device did not understand what the program sent, and no fault explains it",
     "exit status": "an exit status other than 0 that no outcome above explains",
     "misread": "`sonarbench-station` did not recognise a line, or its exit status does not fit the outcome",
+    "missed": "a ping that passed with another text, and the line's limits find it good",
     NOT_REACHED: "the fault was never triggered",
 }
+# What can change a single bit can change a sample, or a setting, by too little for any limit.
+SLIGHT = "=bit"
 
 
 @dataclasses.dataclass
@@ -104,16 +108,27 @@ def fitting_statuses(clean, run):
     return {READER_GOOD, READER_NOT_JUDGED} if is_damaged else {READER_GOOD}
 
 
-def is_misread(clean, run):
-    """Returns whether the reader misjudges what the program printed, followed by its own lines on standard error."""
+def status_of(run, *options):
+    """Returns how the reader judges what the program printed, followed by its own lines on standard error."""
     own = "".join(line for line in run.errors.splitlines(True) if line.startswith("sonarbench: "))
     text = run.output + own.encode("latin-1")
-    read = subprocess.run([*READER, "--strict"], input=text, capture_output=True, check=False)
-    return read.returncode not in fitting_statuses(clean, run)
+    return subprocess.run([*READER, *options], input=text, capture_output=True, check=False).returncode
 
 
-def outcome_of(clean, run):
-    """Returns the outcome compared with the run without a fault, and the text of an assertion."""
+def is_misread(clean, run):
+    """Returns whether the reader misjudges a run."""
+    return status_of(run, "--strict") not in fitting_statuses(clean, run)
+
+
+def outcome_of(clean, run, faults, limits):
+    """Returns the outcome compared with the run without faults, and the text of an assertion.
+
+    limits are the reader's options for a ping that has limits."""
     outcome, text = classify(clean, run)
-    is_finding = outcome in FINDINGS and outcome != NOT_REACHED
-    return ("misread", "") if not is_finding and is_misread(clean, run) else (outcome, text)
+    if outcome in FINDINGS and outcome != NOT_REACHED:
+        return outcome, text
+    if is_misread(clean, run):
+        return "misread", ""
+    if outcome == "changed" and limits and status_of(run, *limits) == READER_GOOD:
+        return ("slight" if any(fault.endswith(SLIGHT) for fault in faults) else "missed"), ""
+    return outcome, text

@@ -28,9 +28,11 @@ class Case:
     product: str
     command: str
 
+    def words(self):
+        return [self.command, *COMMANDS[self.command]]
+
     def arguments(self, simulator, *options):
-        words = [self.command, *COMMANDS[self.command]]
-        return [simulator, "--program", PROGRAM, "--product", self.product, *options, "--", *words]
+        return [simulator, "--program", PROGRAM, "--product", self.product, *options, "--", *self.words()]
 
 
 def products(simulator):

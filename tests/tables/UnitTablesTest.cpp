@@ -102,6 +102,23 @@ TEST(Tables, EachProductIsKnownEverywhere)
                            {"README.md", "the table of products", ProductsOfReadme()}});
 }
 
+TEST(Tables, EachProductThatPingsHasItsPlaceOnTheLine)
+{
+    Words_T products;
+    Names_T withLimits;
+    for (const Row_T& line :
+         Matches(Printed(SONARBENCH_SIM " --list-products"), R"(\n *\d+ +(\w+) [^\n]*ping)")) {
+        products.push_back(line[0]);
+        if (!Source("examples/station/limits/" + line[0] + ".json").empty()) {
+            withLimits.insert(line[0]);
+        }
+    }
+    ExpectKnownEverywhere(
+        "product", "framework/Products.cpp", products,
+        {{"scripts/line.py", "its ping in PINGS", Found(Source("scripts/line.py"), R"xx("(\w+)")xx"), true},
+         {"examples/station/limits", "its limits, which scripts/line-proof learns", withLimits}});
+}
+
 TEST(Tables, EachPathAndVariableIsInTheManual)
 {
     const std::string manual = Source("packaging/man/sonarbench.1");
