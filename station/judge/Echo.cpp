@@ -16,15 +16,17 @@ constexpr double c_PulseLevel = 0.5; // of full scale
 constexpr double c_MostRise = 0.1;   // of full scale, within the ring-down
 constexpr std::size_t c_QuietSamples = 16;
 
-/// What depends on how samples are printed: those of three digits have a smaller range of levels.
+/// What depends on how samples are printed: those of three digits have a smaller range of levels, and longer
+/// echoes.
 struct Levels_T {
     double quiet;       ///< of the ring-down's end, as a share of full scale
     double quietExcess; ///< of a quiet group's mean over the quietest means
     double leastPeak;   ///< of the bottom over the noise floor
     double mostPeak;    ///< of the bottom over its level; between a fish and the bottom the level falls
+    double leastWidth;  ///< of the bottom, samples
 };
-constexpr Levels_T c_OfDecimals = {0.1, 1.4, 9, 10};
-constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3, 3};
+constexpr Levels_T c_OfDecimals = {0.1, 1.4, 9, 10, 11};
+constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3, 3, 18};
 
 constexpr std::size_t c_Stretch = 16;
 constexpr std::size_t c_MostOfStretch = 12;
@@ -32,7 +34,7 @@ constexpr std::size_t c_StretchesOfGroup = CEchoParts::c_GroupSamples / c_Stretc
 
 constexpr std::size_t c_QuietestShare = 8; // one of so many groups
 constexpr double c_LeastExcess = 0.25;     // counts; means below one count vary more
-constexpr std::size_t c_LeastQuiet = 448;
+constexpr std::size_t c_LeastQuiet = 416;
 constexpr double c_MostFall = 1.2; // of the groups' first half over the second
 
 constexpr double c_SpreadsAboveFloor = 4;
@@ -40,8 +42,7 @@ constexpr double c_AboveQuietest = 4; // group, if there is no quiet part
 constexpr double c_AboveBefore = 2;
 constexpr double c_RiseOfLevel = 0.75;
 constexpr std::size_t c_FrontSamples = 4; // in which the bottom's echo has its peak
-constexpr double c_LeastWidth = 11;
-constexpr std::size_t c_DipOfFront = 2; // samples by which noise can interrupt the front
+constexpr std::size_t c_DipOfFront = 2;   // samples by which noise can interrupt the front
 
 constexpr double c_HistogramRange = 8; // times the expected value; noise does not reach it
 constexpr std::size_t c_MostBins = 4096;
@@ -327,7 +328,7 @@ void CEchoParts::FindBottom()
     const double area =
         std::accumulate(bottom.begin(), bottom.end(), 0.0) - noise * static_cast<double>(bottom.size());
     const double width = area / (highest - noise);
-    if (width >= c_LeastWidth) {
+    if (width >= levels.leastWidth) {
         m_Bottom = {front, last, highest, width};
     }
 }
