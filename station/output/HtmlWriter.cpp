@@ -212,16 +212,6 @@ QString MeasurementList(const Run_T& run)
            u"</ul>"_s;
 }
 
-/// The command line without the program's name.
-Bytes_T TestOf(const Run_T& run)
-{
-    Bytes_T text = run.command;
-    for (const Bytes_T& argument : run.arguments) {
-        text += ' ' + argument;
-    }
-    return text;
-}
-
 QString SamplesText(const Ping_T& ping)
 {
     QString text = u"%1 %2"_s.arg(ping.envelope.samples).arg(Plural(ping.envelope.samples, u"sample"_s));

@@ -5,7 +5,10 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstddef>
+#include <filesystem>
 
 using namespace Qt::StringLiterals;
 
@@ -59,9 +62,30 @@ QString PrintableText(std::string_view bytes)
     }
 }
 
+void AppendMarkup(std::string& text, std::string_view bytes)
+{
+    const auto special = std::ranges::find_if(bytes, [](char byte) {
+        return byte < ' ' || byte > '~' || byte == '<' || byte == '>' || byte == '&' || byte == '"';
+    });
+    const auto plain = static_cast<std::size_t>(special - bytes.begin());
+    text += bytes.substr(0, plain);
+    if (plain < bytes.size()) {
+        text += PrintableText(bytes.substr(plain)).toHtmlEscaped().toStdString();
+    }
+}
+
 QString Plural(std::uint64_t count, const QString& noun) { return count == 1 ? noun : noun + u's'; }
 
-QString NumberText(double number) { return QString::number(number, 'g', 8); }
+QString NumberText(double number) { return QString::fromStdString(NumberBytes(number)); }
+
+std::string NumberBytes(double number)
+{
+    constexpr int digits = 8;
+    std::array<char, 32> text; // enough for these digits, a sign, a point and an exponent
+    const auto end =
+        std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, digits);
+    return {text.data(), end.ptr};
+}
 
 QString QuantityText(const Quantity_T& quantity)
 {
@@ -71,6 +95,27 @@ QString QuantityText(const Quantity_T& quantity)
 }
 
 QString TitleOf(const Run_T& run) { return PrintableText(run.transcript) + u":%1"_s.arg(run.firstLine); }
+
+std::string UnitOf(const Run_T& run)
+{
+    if (!run.record.unit.empty() || run.transcript == c_StandardStream) {
+        return run.record.unit;
+    }
+    std::filesystem::path file(run.transcript);
+    if (file.extension() == ".gz" || file.extension() == ".zst") {
+        file = file.stem();
+    }
+    return file.stem().string();
+}
+
+std::string TestOf(const Run_T& run)
+{
+    std::string text = run.command;
+    for (const Bytes_T& argument : run.arguments) {
+        text.append(" ").append(argument);
+    }
+    return text;
+}
 
 QString SummaryText(const Run_T& run)
 {

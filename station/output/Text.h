@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 struct Quantity_T;
@@ -12,16 +13,27 @@ struct Summary_T;
 /// Bytes of a transcript for people: valid UTF-8 as it is, control bytes and all others as \xNN.
 QString PrintableText(std::string_view bytes);
 
+/// Appends PrintableText() as UTF-8 for XML and HTML, in which it may also be an attribute's value.
+void AppendMarkup(std::string& text, std::string_view bytes);
+
 /// "run" for 1, otherwise "runs".
 QString Plural(std::uint64_t count, const QString& noun);
 
 /// A number for people and programs, with up to eight digits.
 QString NumberText(double number);
+std::string NumberBytes(double number);
 /// "noiseFloor 49.4 counts"
 QString QuantityText(const Quantity_T& quantity);
 
 /// Where a run begins: "transcript.txt:12".
 QString TitleOf(const Run_T& run);
+
+/// The unit's serial number in a run file; otherwise the name of the transcript without its extensions,
+/// because the program prints a serial number only after a failure. Empty: not known.
+std::string UnitOf(const Run_T& run);
+
+/// The command line without the program's name.
+std::string TestOf(const Run_T& run);
 
 /// The line of a run, a line for each of its limits, and its unrecognised lines; printable.
 QString SummaryText(const Run_T& run);

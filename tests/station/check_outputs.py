@@ -8,6 +8,7 @@ import re
 import subprocess
 import sys
 import tempfile
+import xml.etree.ElementTree as xml
 from pathlib import Path
 
 from formats import Schema, check_junit, csv_rows
@@ -33,15 +34,6 @@ def station(*arguments, text=None, status=0, complaint="", shell='exec "$0" "$@"
 
 def report(*arguments, **expected):
     return station("report", *arguments, **expected)
-
-
-def junit_troubles(text):
-    """By transcript, the troubles of its suite."""
-    for suite, troubles in check_junit(text):
-        assert len(suite[0]) >= 1, suite.attrib
-        name = Path(suite.get("name")).name.split(":")[0]
-        assert suite[1].get("classname") == "sonarbench." + name.removesuffix(".txt")
-        yield name.removesuffix(".txt"), troubles
 
 
 def options(text, pattern):
@@ -108,9 +100,21 @@ with tempfile.TemporaryDirectory() as place:
     assert runs[0]["dutInfo"]["serialNumber"], runs[0]
     assert runs[3]["measurements"][0]["name"] == "sensePin", runs[3]
 
-    assert dict(junit_troubles(Path(outputs["junit"]).read_text())) == {
+    assert {suite.get("name"): troubles for suite, troubles in check_junit(Path(outputs["junit"]).read_text())} == {
         "failed": [("failure", "failed")], "not-judged": [("error", "not judged")], "passed": [], "performed": [],
         "three-digits": [], "usage": [("error", "not judged")]}
+    # The names of cases are the same wherever a run is read; a run file has the host and the times.
+    subprocess.run([PROGRAM, "run", "--unit", "Q.1", "--station", "A", "--to", f"{place}/runs", "--", "cat",
+                    batch / "passed"], capture_output=True, check=True)
+    twice = ("report", "--junit", "-", str(batch / "passed"), str(batch / "passed"), f"{place}/runs")
+    cases = [(suite.get("name"), suite[1].get("name")) for suite, _ in check_junit(station(*twice))]
+    test = "xkping examples/short.txt 1 4, attempt "
+    assert cases == [("passed", test + "1"), ("passed", test + "2"), ("Q_1", test + "1")], cases
+    run, = Path(place, "runs").iterdir()
+    header = dict(re.findall(r"^([a-z]+): (.*)$", run.read_text(), re.MULTILINE))
+    suite, = xml.fromstring(station("report", "--junit", "-", str(run)))
+    assert suite.get("hostname") == header["host"] and header["start"].startswith(suite.get("timestamp"))
+    assert float(suite.get("time")) == float(header["seconds"])
 
     rows = csv_rows(Path(outputs["samples"]).read_bytes().decode())
     printed = [run["samples"]["values"] for run in runs if run.get("samples", {"values": []})["values"]]

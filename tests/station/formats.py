@@ -2,14 +2,12 @@
 import csv
 import io
 import json
+import re
 import xml.etree.ElementTree as xml
 from html.parser import HTMLParser
 
 import jsonschema
 
-# A suite in the strictest of the common schemas: its attributes, and its children in order.
-ATTRIBUTES = {"package", "id", "name", "timestamp", "hostname", "tests", "failures", "errors", "time"}
-CHILDREN = ["properties", "testcase", "system-out", "system-err"]
 WITHOUT_END = {"meta", "br", "link", "input"}
 
 
@@ -27,23 +25,57 @@ class Schema:
         return runs
 
 
+# JUnit XML has no standard. These are the rules of its readers, in our words:
+# - junit-10.xsd of jenkinsci/xunit-plugin: which elements may contain which, and which attributes these must have.
+#   Unlike the schema of Ant (windyroad/JUnit-Schema) it allows output inside a case. The forms of attributes are
+#   Ant's: a token has no blank at its ends and no two in a row, and a time stamp no zone.
+# - Jenkins (CaseResult.java and SuiteResult.java of jenkinsci/junit-plugin): the page of a case shows the message, the
+#   text of its "error", otherwise of its "failure", and its own system-out and system-err. A class is in the package
+#   before its last dot. A suite is known by name and id, a case by class and name.
+# - GitLab (lib/gitlab/ci/parsers/test/junit.rb of gitlabhq/gitlabhq, docs.gitlab.com/ci/testing/unit_test_reports):
+#   cases with the same names of suite, class and case are one; only the first counts. The text of "failure", otherwise
+#   of "error", is shown; without a text there is nothing to show.
+JUNIT = {  # element: its children, and the attributes that it must have
+    "testsuites": ({"testsuite"}, set()),
+    "testsuite": ({"properties", "testcase"},
+                  {"package", "id", "name", "timestamp", "hostname", "tests", "failures", "errors", "time"}),
+    "properties": ({"property"}, set()),
+    "property": (set(), {"name", "value"}),
+    "testcase": ({"failure", "error", "system-out", "system-err"}, {"name", "classname", "time"}),
+    "failure": (set(), {"message", "type"}), "error": (set(), {"message", "type"}),
+    "system-out": (set(), set()), "system-err": (set(), set())}
+TOKENS = {"package", "name", "hostname", "classname"}
+
+
 def check_junit(text):
-    """Yields each suite's name, and the element and type of each trouble of its case."""
+    """Yields each suite, and the element and type of each trouble of its case."""
     suites = xml.fromstring(text)
-    assert (suites.tag, suites.attrib) == ("testsuites", {})
+    assert suites.tag == "testsuites"
+    names = set()
+    for element in suites.iter():
+        children, attributes = JUNIT[element.tag]
+        assert {child.tag for child in element} <= children and set(element.attrib) == attributes, element.attrib
+        for name in TOKENS & attributes:
+            assert element.get(name) and element.get(name) == " ".join(element.get(name).split()), element.attrib
     for number, suite in enumerate(suites):
-        assert (suite.tag, set(suite.attrib)) == ("testsuite", ATTRIBUTES), suite.attrib
-        assert (suite.get("id"), [child.tag for child in suite]) == (str(number), CHILDREN), suite.attrib
-        for item in suite[0]:
-            assert (item.tag, set(item.attrib)) == ("property", {"name", "value"}), item.attrib
-            assert all(item.attrib.values()), item.attrib
-        assert set(suite[1].attrib) == {"name", "classname", "time"}, suite[1].attrib
-        for trouble in suite[1]:
-            assert set(trouble.attrib) == {"message", "type"}, trouble.attrib
-        troubles = [(trouble.tag, trouble.get("type")) for trouble in suite[1]]
-        tags = [tag for tag, _ in troubles]
+        assert re.fullmatch(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d", suite.get("timestamp")), suite.attrib
+        assert re.fullmatch(r"\d+\.\d{3}", suite.get("time")), suite.attrib
+        properties, case = suite
+        assert all(item.get("value") for item in properties), suite.attrib
+        assert (suite.get("id"), suite.get("tests"), case.get("time")) == (str(number), "1", suite.get("time"))
+        assert case.get("classname") == f"{suite.get('package')}.{suite.get('name')}", case.attrib
+        assert case.get("classname").count(".") == 1, case.attrib
+        name = (suite.get("name"), case.get("classname"), case.get("name"))
+        assert name not in names, name
+        names.add(name)
+        *troubles, out, err = case
+        assert (out.tag, err.tag) == ("system-out", "system-err"), case.attrib
+        for trouble in troubles:
+            assert trouble.text.startswith(trouble.get("message") + "\n") and trouble.get("message"), case.attrib
+        tags = [trouble.tag for trouble in troubles]
+        assert len(tags) <= 1, tags
         assert (suite.get("failures"), suite.get("errors")) == (str(tags.count("failure")), str(tags.count("error")))
-        yield suite, troubles
+        yield suite, [(trouble.tag, trouble.get("type")) for trouble in troubles]
 
 
 def csv_rows(text):
