@@ -26,7 +26,7 @@ struct Levels_T {
     double leastWidth;  ///< of the bottom, samples
 };
 constexpr Levels_T c_OfDecimals = {0.1, 1.4, 9, 10, 11};
-constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3, 3, 18};
+constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3, 3, 20};
 
 constexpr std::size_t c_Stretch = 16;
 constexpr std::size_t c_MostOfStretch = 12;
