@@ -73,9 +73,4 @@ void Read(Link& link, CFuzzInput& input)
     };
     call(Get);
 }
-
-inline void RequireAdcReading(std::uint32_t value)
-{
-    Require(value <= 0xFFFFFF, "an ADC reading has 24 bits");
-}
 } // namespace Replies

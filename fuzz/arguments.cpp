@@ -4,6 +4,8 @@
 #include "fuzz/FuzzWorld.h"
 #include "fuzz/TableText.h"
 
+#include <sstream>
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size)
 {
     static const std::string table = TableText();
@@ -11,15 +13,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     const Product_T& product = input.OneOf<const std::span<const Product_T>>(Products());
 
     std::vector<std::string> arguments = {"./sonarbench"};
-    for (bool starts = true; !input.IsEmpty();) {
-        if (starts) {
-            arguments.emplace_back();
-        }
-        const char next = static_cast<char>(input.Byte());
-        starts = next == '\0';
-        if (!starts) {
-            arguments.back() += next;
-        }
+    const auto bytes = input.Take(size);
+    std::istringstream words(std::string(bytes.begin(), bytes.end()));
+    for (std::string word; std::getline(words, word, '\0');) {
+        arguments.push_back(word);
     }
 
     CFuzzWorld world(product, input, Answer_T::Summed);

@@ -2,14 +2,10 @@
 // judges runs. After an L, the bytes are measurements of good units instead, and the limits that are learned
 // from them are a good file.
 
-#include "fuzz/FuzzInput.h"
+#include "station/judge/Limits.h"
+#include "fuzz/EveryFormat.h"
 #include "station/judge/LearnLimits.h"
-#include "station/judge/LimitsFile.h"
 #include "station/judge/Measurements.h"
-#include "station/output/Formats.h"
-
-#include <QBuffer>
-#include <QJsonDocument>
 
 #include <cmath>
 #include <stdexcept>
@@ -32,23 +28,10 @@ Run_T Measured(const char* command, const std::vector<Bytes_T>& arguments, doubl
     return run;
 }
 
-void Write(const Run_T& run)
-{
-    for (const Format_T& format : Formats()) {
-        QBuffer output;
-        output.open(QIODevice::WriteOnly);
-        const auto writer = format.make(output, View_T());
-        writer->Begin();
-        writer->Write(run);
-        writer->End(Summary_T());
-        const bool isJson = std::string_view(format.option) == "json";
-        Require(!isJson || !QJsonDocument::fromJson(output.data()).isNull(), "a line of JSON is an object");
-    }
-}
-
 void JudgeBy(const std::vector<Limit_T>& limits)
 {
     CLimits judge(limits, "QL4K");
+    CEveryFormat formats;
     for (const double value : {0.0, -1e6, 80.0}) {
         for (Run_T run : {Measured("xkping", {"examples/short.txt", "0", "1"}, value),
                           Measured("sensepin", {}, value), Measured("nonsense", {}, value)}) {
@@ -60,9 +43,10 @@ void JudgeBy(const std::vector<Limit_T>& limits)
                     "exactly a bad measurement is a failure");
             Require(run.outcome != Outcome::Passed || !has(Fit::Absent),
                     "a run without a measurement never passes");
-            Write(run);
+            formats.Write(run);
         }
     }
+    formats.Check();
 }
 
 void Learn(CFuzzInput& input)

@@ -60,7 +60,6 @@ struct Own_T {
     {
         LSADCReadings_T readings{};
         link.GetADCReadings(&readings);
-        Replies::RequireAdcReading(readings.reference | readings.waterTemperature | readings.third);
     }
     static void Wait(CFPGAIFLSUart& link, CFuzzInput&) { link.Flush(); }
     static void Wait(CFPGAIFLSSPI& link, CFuzzInput&) { link.WaitForData(); }

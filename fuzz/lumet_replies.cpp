@@ -10,15 +10,6 @@ using Link_T = CFPGAIFLumetSPI;
 /// Number of filter entries that needs more than one packet.
 constexpr std::size_t c_LargestFilter = 1500;
 
-/// An operation that reads an ADC.
-template <TSQEventCode_T (Link_T::*Get)(CorFPGA24BitADCValue_T*)>
-void ReadAdc(Link_T& link, CFuzzInput&)
-{
-    CorFPGA24BitADCValue_T value = 0;
-    (link.*Get)(&value);
-    Replies::RequireAdcReading(value);
-}
-
 void ReadPing(Link_T& link, CFuzzInput& input)
 {
     const FPGAChannel_T channel = input.Byte();
@@ -34,9 +25,9 @@ constexpr Replies::Operation_T<Link_T> c_Operations[] = {
     Replies::Version<Link_T>,
     Replies::Read<&Link_T::GetStatusRegister>,
     Replies::Read<&Link_T::GetFifoStatusRegister>,
-    ReadAdc<&Link_T::GetADCReference>,
-    ReadAdc<&Link_T::GetSenseResistor>,
-    ReadAdc<&Link_T::GetWaterTemp>,
+    Replies::Read<&Link_T::GetADCReference>,
+    Replies::Read<&Link_T::GetSenseResistor>,
+    Replies::Read<&Link_T::GetWaterTemp>,
     ReadPing,
     [](Link_T& link, CFuzzInput& input) { link.ValidateDataCollection(input.Byte()); },
     [](Link_T& link, CFuzzInput& input) { link.SetCommandRegister({input.Byte()}); },

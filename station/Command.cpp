@@ -1,6 +1,7 @@
 #include "station/Command.h"
 
 #include "tools/BoundedFile.h"
+#include "tools/Spawn.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +11,6 @@
 #include <fcntl.h>
 #include <optional>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -132,20 +132,6 @@ public:
     CStarted(const std::vector<std::string>& command, const CSignalQueue& signals, int output, int errors)
         : m_HasTerminal(::isatty(STDIN_FILENO) == 1 && ::tcgetpgrp(STDIN_FILENO) == ::getpgrp())
     {
-        std::vector<char*> arguments;
-        arguments.reserve(command.size() + 1);
-        for (const std::string& word : command) {
-            arguments.push_back(const_cast<char*>(word.c_str())); // posix_spawn does not change them
-        }
-        arguments.push_back(nullptr);
-        posix_spawnattr_t attributes;
-        ::posix_spawnattr_init(&attributes);
-        ::posix_spawnattr_setsigmask(&attributes, &signals.Before());
-        ::posix_spawnattr_setsigdefault(&attributes, &signals.Defaults());
-        ::posix_spawnattr_setpgroup(&attributes, 0);
-        ::posix_spawnattr_setflags(
-            &attributes,
-            static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP));
         posix_spawn_file_actions_t actions;
         ::posix_spawn_file_actions_init(&actions);
         ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
@@ -153,9 +139,9 @@ public:
         if (m_HasTerminal) {
             ::posix_spawn_file_actions_addtcsetpgrp_np(&actions, STDIN_FILENO);
         }
-        m_Failure = ::posix_spawnp(&m_Id, arguments[0], &actions, &attributes, arguments.data(), environ);
+        m_Failure =
+            Spawn(command, signals.Before(), signals.Defaults(), POSIX_SPAWN_SETPGROUP, actions, m_Id);
         ::posix_spawn_file_actions_destroy(&actions);
-        ::posix_spawnattr_destroy(&attributes);
         m_HasEnded = m_Failure != 0;
     }
     CStarted(const CStarted&) = delete;

@@ -34,8 +34,6 @@ constexpr FilterOption_T c_Filters[] = {
 /// Without the blank of "not judged".
 QString OptionOf(Outcome outcome) { return QString::fromLatin1(NameOf(outcome)).replace(u' ', u'-'); }
 
-QString Decoded(const char* text) { return QString::fromLatin1(text); }
-
 /// As run files have it.
 Bytes_T TimeOf(const QString& option, const QString& text)
 {

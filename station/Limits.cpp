@@ -1,10 +1,10 @@
+#include "station/judge/Limits.h"
 #include "station/Report.h"
 #include "station/Subcommands.h"
 #include "station/Transcripts.h"
 #include "station/judge/LearnLimits.h"
-#include "station/judge/LimitsFile.h"
 #include "station/judge/Measurements.h"
-#include "station/output/Text.h"
+#include "station/transcript/PrintableText.h"
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
 
@@ -39,8 +39,6 @@ constexpr double c_LeastRejectRate = 1e-6;
 constexpr double c_MostRejectRate = 0.1;
 
 std::string Printable(const Bytes_T& text) { return PrintableText(text).toUtf8().toStdString(); }
-
-QString Decoded(const char* text) { return QString::fromLatin1(text); }
 
 void Check(const QStringList& words, const QCommandLineParser&)
 {

@@ -2,7 +2,7 @@
 #include "station/DatabaseOptions.h"
 #include "station/Subcommands.h"
 #include "station/Transcripts.h"
-#include "station/judge/LimitsFile.h"
+#include "station/judge/Limits.h"
 #include "station/judge/Measurements.h"
 #include "station/output/Outputs.h"
 #include "tools/BoundedFile.h"
@@ -67,8 +67,6 @@ constexpr NumberOption_T c_Numbers[] = {
     {"width", "Columns for --plot (default: the terminal's).", "COLUMNS", true, c_NarrowestPlot, c_WidestPlot,
      [](View_T& view, double number) { view.width = static_cast<int>(number); }},
 };
-
-QString Decoded(const char* text) { return QString::fromLatin1(text); }
 
 int TerminalWidth()
 {

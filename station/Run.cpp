@@ -2,7 +2,7 @@
 #include "station/Report.h"
 #include "station/Subcommands.h"
 #include "station/TestRun.h"
-#include "station/output/Text.h"
+#include "station/transcript/PrintableText.h"
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
 
@@ -34,8 +34,6 @@ constexpr TextOption_T c_Texts[] = {
 constexpr char c_Timeout[] = "timeout";
 constexpr int c_UsualSeconds = 600;
 constexpr int c_MostSeconds = 1'000'000;
-
-QString Decoded(const char* text) { return QString::fromLatin1(text); }
 
 TestOrder_T ReadOrder(const QCommandLineParser& parser)
 {
@@ -150,7 +148,7 @@ int Run(const QStringList& arguments)
     const TestOrder_T order = ReadOrder(line.Parser());
     std::optional<CLimits> limits =
         line.Parser().isSet(u"limits"_s) ? ReadLimitsOptions(line.Parser()) : std::nullopt;
-    const TestRun_T run = RunTest(order, CHost());
+    const TestRun_T run = RunTest(order);
     CVerdict verdict;
     CMeasurer measurer({});
     const Judges_T judges{.pMeasurer = limits ? &measurer : nullptr, .pLimits = limits ? &*limits : nullptr};

@@ -3,13 +3,19 @@
 #include "station/Command.h"
 #include "station/transcript/RunFile.h"
 
+#include <QDateTime>
+#include <QSysInfo>
+
 #include <cerrno>
-#include <cmath>
 #include <system_error>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace
 {
+using Clock_T = std::chrono::steady_clock; // does not go back when somebody sets the time
+
 constexpr std::size_t c_LongestSerialNumber = 4096;
 
 /// The lines of standard error that a run file keeps.
@@ -90,23 +96,24 @@ Bytes_T VerifySerialNumber(const TestOrder_T& order, CErrorLines& errors)
 }
 } // namespace
 
-TestRun_T RunTest(const TestOrder_T& order, const IHost& host)
+TestRun_T RunTest(const TestOrder_T& order)
 {
     Record_T record;
     record.unit = HeaderValue(order.unit);
     record.product = HeaderValue(order.product);
     record.station = HeaderValue(order.station);
     record.operatorName = HeaderValue(order.operatorName);
-    record.host = HeaderValue(host.Name());
+    record.host = HeaderValue(QSysInfo::machineHostName().toStdString());
     record.command = HeaderValue(ShellText(order.command));
-    record.start = host.Now();
+    record.start =
+        QDateTime::currentDateTimeUtc().toString(u"yyyy-MM-dd'T'HH:mm:ss.zzz'+00:00'"_s).toStdString();
     CRunFileWriter file(order.directory, record);
     TestRun_T run;
     const auto note = [&run](const Bytes_T& failure) {
         run.failure = run.failure.empty() ? failure : run.failure;
     };
     CErrorLines errors;
-    const double start = host.Seconds();
+    const auto start = Clock_T::now();
     if (!order.serialCommand.empty()) {
         record.stopped = VerifySerialNumber(order, errors);
         record.isVerified = record.stopped.empty();
@@ -142,8 +149,8 @@ TestRun_T RunTest(const TestOrder_T& order, const IHost& host)
                 "the command did not end within " + std::to_string(order.timeout.count() / 1000) + " s";
         }
     }
-    constexpr double digits = 1000;
-    record.seconds = std::round((host.Seconds() - start) * digits) / digits;
+    const auto passed = std::chrono::round<std::chrono::milliseconds>(Clock_T::now() - start);
+    record.seconds = static_cast<double>(passed.count()) / 1000;
     record.errors = errors.Finish();
     run.file = file.PartName();
     if (isKept) {

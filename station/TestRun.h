@@ -1,6 +1,5 @@
 #pragma once
 
-#include "station/Host.h"
 #include "station/transcript/Run.h"
 
 #include <chrono>
@@ -25,4 +24,4 @@ struct TestRun_T {
 
 /// Runs a test, shows what it prints as it comes, and leaves a run file.
 /// @throw std::system_error when the file cannot be begun; then nothing was started
-TestRun_T RunTest(const TestOrder_T& order, const IHost& host);
+TestRun_T RunTest(const TestOrder_T& order);

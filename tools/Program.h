@@ -21,6 +21,8 @@ public:
 /// Arguments are decoded as Latin-1, one character per byte, so that any name is kept. This returns the
 /// bytes.
 std::string BytesOf(const QString& text);
+/// A text of the program itself.
+inline QString Decoded(const char* text) { return QString::fromLatin1(text); }
 
 /// A text from elsewhere as a message shows it: at most so many characters, and ? for those that are not
 /// printable.

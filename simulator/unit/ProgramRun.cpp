@@ -1,5 +1,7 @@
 #include "simulator/unit/ProgramRun.h"
 
+#include "tools/Spawn.h"
+
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -9,7 +11,6 @@
 #include <fstream>
 #include <optional>
 #include <poll.h>
-#include <spawn.h>
 #include <sstream>
 #include <stdexcept>
 #include <sys/eventfd.h>
@@ -38,30 +39,16 @@ constexpr int c_RetryMilliseconds = 10;
 
 pid_t Start(const std::vector<std::string>& command, const CSignals& signals, const RunWatch_T& watch)
 {
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (const std::string& word : command) {
-        arguments.push_back(const_cast<char*>(word.c_str())); // posix_spawn does not change them
-    }
-    arguments.push_back(nullptr);
-    posix_spawnattr_t attributes;
-    ::posix_spawnattr_init(&attributes);
-    ::posix_spawnattr_setsigmask(&attributes, &signals.Before());
-    ::posix_spawnattr_setsigdefault(&attributes, &signals.Defaults());
-    // A group of its own gets the keyboard's signals only from here, not twice.
-    ::posix_spawnattr_setpgroup(&attributes, 0);
-    const int group = watch.hasOwnSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
-    ::posix_spawnattr_setflags(&attributes,
-                               static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group));
     posix_spawn_file_actions_t files;
     ::posix_spawn_file_actions_init(&files);
     if (watch.isSilent) {
         ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     }
     pid_t child = -1;
-    const int error = ::posix_spawnp(&child, arguments[0], &files, &attributes, arguments.data(), environ);
+    // A group of its own gets the keyboard's signals only from here, not twice.
+    const int group = watch.hasOwnSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
+    const int error = Spawn(command, signals.Before(), signals.Defaults(), group, files, child);
     ::posix_spawn_file_actions_destroy(&files);
-    ::posix_spawnattr_destroy(&attributes);
     if (error != 0) {
         throw CannotStart_T(error, std::generic_category(), "cannot start " + command[0]);
     }

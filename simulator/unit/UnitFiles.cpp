@@ -42,6 +42,7 @@ constexpr const char* c_OtherFiles[] = {UnitPaths::c_WaterTemperature, UnitPaths
 /// More than the unit's program reads of any file.
 constexpr std::size_t c_MostCopied = std::size_t{256} << 20;
 
+constexpr char c_Memory[] = "/dev/shm";
 constexpr char c_DirectoryName[] = "sonarbench-sim-";
 constexpr char c_LockFile[] = "simulator-lock";
 
@@ -184,7 +185,6 @@ void RemoveTree(const fs::path& directory)
 /// disk's file system takes longer for each file than the run does for all else.
 fs::path DirectoryForUnits()
 {
-    constexpr char c_Memory[] = "/dev/shm";
     constexpr auto c_EnoughBytes = 2 * c_MostCopied;
     struct statvfs memory {
     };
@@ -194,10 +194,10 @@ fs::path DirectoryForUnits()
     return isUsable ? c_Memory : fs::temp_directory_path();
 }
 
-/// Removes the directories of simulators that were killed.
+/// Removes the directories that simulators in this place left when they were killed.
 void RemoveAbandoned(const fs::path& place)
 {
-    std::error_code ignored; // the directory may be unreadable
+    std::error_code ignored; // the place may be unreadable
     for (const fs::directory_entry& entry : fs::directory_iterator(place, ignored)) {
         if (!entry.path().filename().string().starts_with(c_DirectoryName)) {
             continue;
@@ -217,7 +217,9 @@ void RemoveAbandoned(const fs::path& place)
 CUnitDirectory::CUnitDirectory()
 {
     const fs::path place = DirectoryForUnits();
-    RemoveAbandoned(place);
+    RemoveAbandoned(c_Memory);
+    std::error_code ignored; // without a directory for temporary files, nothing is left there
+    RemoveAbandoned(fs::temp_directory_path(ignored));
     do {
         ::close(m_Lock);
         std::string name = place / (std::string(c_DirectoryName) + "XXXXXX");

@@ -9,7 +9,8 @@
 
 /// A new directory below TMPDIR; without that variable, in /dev/shm if possible, otherwise in /tmp. The
 /// object removes it with everything in it. While the object lives, it holds a lock on a file in the
-/// directory. If nobody holds that lock, the simulator was killed, and the next object removes the directory.
+/// directory. If nobody holds that lock, the simulator was killed, and the next object removes the directory,
+/// in whichever of the places it is.
 class CUnitDirectory
 {
 public:

@@ -4,6 +4,8 @@
 #include "station/transcript/Commands.h"
 #include "station/transcript/Run.h"
 
+#include <QByteArray>
+
 #include <limits>
 #include <span>
 #include <unordered_map>
@@ -91,3 +93,16 @@ private:
     Bytes_T m_Product;
     std::unordered_map<Bytes_T, Setup_T> m_Setups; ///< by product, command, channel, setting, repetition
 };
+
+// The format of limits files, station/limits.schema.json. What is wrong in a file is thrown as
+// std::runtime_error with its line and column; so is a limit that no run can meet or miss.
+
+/// @return at least one limit
+std::vector<Limit_T> ReadLimits(const std::string& file);
+
+/// @param file  for messages
+std::vector<Limit_T> ParseLimits(const std::string& file, const QByteArray& json);
+
+/// The text of a limits file, with a line for each limit.
+/// @param note  for people, about the file
+QByteArray LimitsText(std::span<const Limit_T> limits, const Bytes_T& note);

@@ -1,4 +1,4 @@
-#include "station/judge/LimitsFile.h"
+#include "station/judge/Limits.h"
 
 #include "station/judge/Measurements.h"
 #include "tools/CommandLine.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include "station/transcript/PrintableText.h"
 
 #include <cstdint>
 #include <string>
@@ -9,9 +9,6 @@
 struct Quantity_T;
 struct Run_T;
 struct Summary_T;
-
-/// Bytes of a transcript for people: valid UTF-8 as it is, control bytes and all others as \xNN.
-QString PrintableText(std::string_view bytes);
 
 /// Appends PrintableText() as UTF-8 for XML and HTML, in which it may also be an attribute's value.
 void AppendMarkup(std::string& text, std::string_view bytes);

@@ -1,7 +1,7 @@
 #include "station/results/Results.h"
 
-#include "station/output/Text.h"
 #include "station/results/SampleCut.h"
+#include "station/transcript/PrintableText.h"
 #include "station/transcript/RunFile.h"
 #include "tools/Program.h"
 

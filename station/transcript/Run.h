@@ -23,8 +23,8 @@ const char* NameOf(Outcome outcome);
 /// In place of a file's name: standard input or standard output.
 inline constexpr char c_StandardStream[] = "-";
 
-/// Text of a transcript: any bytes, not necessarily UTF-8 or printable. PrintableText() of
-/// station/output/Text.h makes it so.
+/// Text of a transcript: any bytes, not necessarily UTF-8 or printable. PrintableText()
+/// makes it so.
 using Bytes_T = std::string;
 
 /// A line of a transcript.

@@ -1,6 +1,6 @@
 #include "station/transcript/RunFile.h"
 
-#include "station/output/Text.h"
+#include "station/transcript/PrintableText.h"
 #include "tools/BoundedFile.h"
 
 #include <QDate>

@@ -7,9 +7,6 @@
 #include <gmock/gmock.h>
 #include <sstream>
 
-using testing::AnyOf;
-using testing::StartsWith;
-
 namespace
 {
 struct Golden_T {
@@ -153,35 +150,4 @@ TEST(ReplayRun, AChangedTraceFailsWithTheExactPlace)
     EXPECT_EQ(run.errors,
               "sonarbench-sim: the program departs from the trace: " + trace +
                   ":42: operation 5: write of 222 bytes on LSfpga0, byte 81: expected 0x5c, got 0x5b\n");
-}
-
-TEST(ReplayRun, NoChangedByteOfATraceIsTakenForTheDevice)
-{
-    for (const Golden_T& golden : c_Goldens) {
-        const std::string text = Source(PathOf(golden));
-        const TraceFile_T trace = Trace(text);
-        EXPECT_EQ(WhatIsWrong(trace, text), "");
-        std::size_t changes = 0;
-        std::size_t begin = 0;
-        std::size_t number = 0;
-        std::size_t entry = 0;
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line); begin += line.size() + 1) {
-            entry = line.starts_with("- ") ? number + 1 : entry;
-            ++number;
-            // The digits of bytes in lines of their own, not of their repeat count.
-            const std::size_t end = std::min(line.find_first_of("#*"), line.size());
-            for (std::size_t at = 4; line.starts_with("    ") && at < end; at += 9) {
-                if (line.find_first_of("0123456789abcdef", at) == at) {
-                    std::string changed = text;
-                    changed[begin + at] = line[at] == '0' ? '1' : '0';
-                    EXPECT_THAT(WhatIsWrong(trace, changed),
-                                AnyOf(StartsWith("file:" + std::to_string(number) + ": operation "),
-                                      StartsWith("file:" + std::to_string(entry) + ": the checksum is ")));
-                    ++changes;
-                }
-            }
-        }
-        EXPECT_GT(changes, 40U);
-    }
 }

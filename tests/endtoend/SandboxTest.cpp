@@ -182,21 +182,3 @@ TEST(Sandbox, ARequestToEndAndATimeLimitEndEveryRunAndRemoveTheUnit)
         tried.push_back(std::async(std::launch::async, tryCase, row));
     }
 }
-
-#ifndef __SANITIZE_ADDRESS__ // the sanitizers need /proc themselves
-TEST(Sandbox, AMachineWithoutItsOwnProcessesOrTerminalsIsNamed)
-{
-    if (!HasNamespaces()) {
-        GTEST_SKIP() << "this machine refuses the namespaces that hide them";
-    }
-    const TemporaryDirectory work;
-    for (const auto& [place, message] :
-         {std::pair("/proc", "a run needs /proc: "), std::pair("/dev", "a run needs 4 pseudo-terminals: ")}) {
-        EXPECT_EQ(StatusOf("bwrap --dev-bind / / --tmpfs " + std::string(place) + " " + SONARBENCH_SIM +
-                           " sensepin 2>" + work.Path("err")),
-                  3);
-        EXPECT_EQ(work.Read("err"),
-                  "sonarbench-sim: " + std::string(message) + "No such file or directory\n");
-    }
-}
-#endif

@@ -8,16 +8,13 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
-#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <unistd.h>
 
 namespace
 {
-/// How often in a row all other threads must be seen asleep, before they are taken to have nothing to do.
-constexpr int c_Looks = 5;
-
 template <class Function_T>
 Function_T Next(Function_T, const char* name)
 {
@@ -37,33 +34,12 @@ void Log(const std::string& line)
     }
 }
 
-bool IsAsleep(const std::string& thread)
-{
-    std::ifstream status("/proc/self/task/" + thread + "/stat");
-    std::string text;
-    std::getline(status, text);
-    return text.empty() || text.find(") S ") != std::string::npos; // one that has ended is as good as asleep
-}
-
-/// Returns how many threads live, and whether all but this one are asleep.
-std::pair<int, bool> LookAtThreads()
-{
-    std::pair<int, bool> seen = {0, true};
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-        const std::string thread = entry.path().filename();
-        ++seen.first;
-        seen.second &= std::to_string(::gettid()) == thread || IsAsleep(thread);
-    }
-    return seen;
-}
-
 /// Lets the other threads read what they would read about now, so that it is logged before the change.
 void LogChange(const char* function, const char* variable)
 {
-    auto [count, areAsleep] = LookAtThreads();
-    for (int looks = 0; count > 1 && looks < c_Looks; looks = areAsleep ? looks + 1 : 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        areAsleep = LookAtThreads().second;
+    const auto count = std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+    if (count > 1) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     Log("change " + std::to_string(count) + " " + function + " " + variable);
 }

@@ -3,6 +3,7 @@
 #include "simulator/models/LowscanUartModel.h"
 #include "simulator/models/WireBytes.h"
 #include "tests/support/CorWire.h"
+#include "tests/support/LowscanLine.h"
 
 #include <gmock/gmock.h>
 
@@ -19,17 +20,6 @@ Bytes_T Frame(std::uint8_t address, std::uint32_t value)
     Bytes_T frame = Bytes_T{0xF5} + LowscanRecord(address, value);
     frame.push_back(SumOfBytes(frame));
     return frame;
-}
-
-/// A line with the settings that the FPGA needs.
-termios RawLine()
-{
-    termios line{};
-    line.c_cflag = CS8;
-    line.c_iflag = IXOFF;
-    ::cfsetispeed(&line, B3000000);
-    ::cfsetospeed(&line, B3000000);
-    return line;
 }
 
 class LowscanFpgaModelTest : public Test

@@ -1,4 +1,5 @@
 #include "simulator/models/Scene.h"
+#include "simulator/models/EchoTruth.h"
 #include "tests/support/Texts.h"
 
 #include <gmock/gmock.h>
@@ -27,8 +28,6 @@ TEST(SceneTest, AWrongSceneIsRefusedWithThePlaceOfItsMistake)
 {
     const std::pair<const char*, const char*> rows[] = {
         {R"({"depth": 3})", "depth: unknown key"},
-        {R"({"bottom": {"depth": "20"}})", "bottom.depth: is not a number"},
-        {R"({"water": {"temperature": 51}})", "water.temperature: 51 is not a number from -5 to 50"},
         {R"({"seed": 1.5})", "seed: 1.5 is not a whole number from 0 to 4294967295"},
         {R"({"fish": [{}, {"strength": 3}]})", "fish[1].strength: 3 is not a number from -80 to 0"},
         {R"({"unit": {"serial": 3}})", "scene:1:11: unit.serial: unknown key"},
@@ -39,4 +38,22 @@ TEST(SceneTest, AWrongSceneIsRefusedWithThePlaceOfItsMistake)
     for (const auto& [json, why] : rows) {
         EXPECT_THAT(ErrorOf([&text = json] { ParseScene(text); }), testing::HasSubstr(why));
     }
+}
+
+TEST(EchoTruth, ALineHasTheLevelsAndPlacesThatCanBeCalculatedByHand)
+{
+    constexpr double c_Quarter = 65535 / 4.0, c_Hundredth = 655.35;
+    EXPECT_EQ(TruthLine({.ping = 2,
+                         .channel = 1,
+                         .samples = 1024,
+                         .bits = 8,
+                         .interval = 0.001,
+                         .noise = c_Quarter / 1.25415,
+                         .ringDown = EchoTruth_T::RingDown_T{.level = 65535, .pulse = 10, .decay = 5},
+                         .bottom = EchoTruth_T::Bottom_T{.range = 9, .front = 300.5, .level = c_Hundredth}}),
+              R"({"ping": 2, "channel": 1, "samples": 1024, "bits": 8, "interval": 0.001, )"
+              R"("noise": {"value": 127.5, "level": -12.0412}, )"
+              R"("ringDown": {"value": 255, "level": 0, "pulse": 10, "decay": 5, "end": 33.02585}, )"
+              R"("bottom": {"value": 25.5, "level": -40, "front": 300.5, "range": 9}})"
+              "\n");
 }

@@ -33,9 +33,6 @@ TEST(Controller, FailuresAreReportedOnAMachineThatIsNoUnit)
     EXPECT_EQ(result, TEST_PASSED);
     controller.HandleReturn(-109, result);
     EXPECT_EQ(result, TEST_FAILED);
-    std::string output;
-    EXPECT_EQ(controller.EnableSonar(&output), OPERATION_PERFORMED);
-    EXPECT_EQ(output, "Non-Varrow platform. Sonar may not be enabled.\n");
     EXPECT_EQ(controller.GetSize(QStringLiteral("size 3"), QStringLiteral("size ")), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "ERROR: Unknown Product type.\n"

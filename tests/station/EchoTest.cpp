@@ -1,7 +1,5 @@
 #include "station/judge/Echo.h"
-#include "tests/endtoend/VirtualUnit.h"
 #include "tests/station/Runs.h"
-#include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 
@@ -9,26 +7,6 @@ using namespace testing;
 
 namespace
 {
-/// A product that pings, and the seconds between its samples.
-struct Sounder_T {
-    std::string product;
-    Words_T command;
-    double interval;
-};
-
-const Sounder_T c_Sounders[] = {
-    {"QL4K", {"xkping", "examples/short.txt", "0", "1"}, 128.0 * 8 * 4 / 69.248e6},
-    {"QL6M", {"xkping", "examples/short.txt", "0", "1"}, 128.0 * 8 * 4 / 86.56e6},
-    {"Varrow", {"ping", "200000", "210000", "27", "45", "0", "low"}, 76 * 475e-9},
-    {"LumetV2", {"lumetping", "200long"}, 1024.0 * 3 / 71e6}};
-
-Samples_T Heard(const Sounder_T& sounder, const std::string& scene)
-{
-    const TemporaryDirectory directory;
-    const auto unit = CVirtualUnit(sounder.product).Option("--scene", directory.Write("scene", scene));
-    return CRuns(unit.Run(sounder.command).output).Only().samples;
-}
-
 /// COUNT samples of VALUE, starting at PLACE.
 struct Part_T {
     std::size_t place, count;
@@ -47,42 +25,6 @@ Samples_T Echo(const std::vector<Part_T>& parts)
 }
 } // namespace
 
-TEST(Echo, TheBottomIsFoundWhereItIsAndTheRingDownEndsBeforeIt)
-{
-    CEchoParts echo;
-    for (const Sounder_T& sounder : c_Sounders) {
-        for (const double depth : {3.0, 8.0, 18.0, 900.0}) {
-            for (const std::string rest : {R"("strength": -10}, "seed": 9)", R"("strength": -25}, "seed": 9)",
-                                           R"("strength": -10}, "noise": 1, "fish": [])"}) {
-                const Samples_T samples =
-                    Heard(sounder, "{\"bottom\": {\"depth\": " + std::to_string(depth) + ", " + rest + "}");
-                echo.Find(samples);
-                const double front = depth / 750 / sounder.interval;
-                ASSERT_TRUE(echo.RingDownEnd()) << sounder.product << " " << depth << " m, " << rest;
-                EXPECT_LT(*echo.RingDownEnd() * sounder.interval * 750, 3);
-                EXPECT_EQ(echo.Bottom().has_value(), depth < 20) << sounder.product << " " << depth << rest;
-                EXPECT_NEAR(static_cast<double>(echo.Bottom().value_or(BottomEcho_T{}).front),
-                            depth < 20 ? front : 0, 2)
-                    << sounder.product << " " << depth << " m, " << rest;
-            }
-        }
-    }
-}
-
-TEST(Echo, FishAndAShallowBottomAreNotTakenForTheBottom)
-{
-    const std::string fish = R"("fish": [{"depth": 5, "strength": -10}, {"depth": 5.25, "strength": -15}])";
-    CEchoParts echo;
-    for (const Sounder_T& sounder : c_Sounders) {
-        const Samples_T deep = Heard(sounder, R"({"bottom": null, "noise": 1, )" + fish + "}");
-        echo.Find(deep);
-        EXPECT_FALSE(echo.Bottom()) << sounder.product;
-        const Samples_T shallow = Heard(sounder, R"({"bottom": {"depth": 0.6}, "fish": []})");
-        echo.Find(shallow);
-        EXPECT_FALSE(echo.RingDownEnd()) << sounder.product << ": the bottom is in the ring-down";
-    }
-}
-
 TEST(Echo, EachThresholdHasTheValueThatIsDocumented)
 {
     using Place_T = std::optional<std::size_t>;
@@ -90,6 +32,7 @@ TEST(Echo, EachThresholdHasTheValueThatIsDocumented)
         const char* name;
         std::vector<Part_T> parts; ///< the pulse ends at 4, the bottom begins at 400
         Place_T ringDownEnd, bottom;
+        bool isThreeDigit = false;
     };
     const Part_T bottom = {400, 40, 20000};
     const auto none = std::nullopt;
@@ -120,12 +63,19 @@ TEST(Echo, EachThresholdHasTheValueThatIsDocumented)
         {"longer dip", {{397, 1, 10000}, bottom}, 4, 400},
         {"narrow echo", {{400, 1, 900}, {401, 90, 100}}, 4, none},
         {"fainter echo before", {{200, 16, 100}, bottom}, 4, 400},
-        {"fainter echo after", {bottom, {600, 40, 19000}}, 4, 400}};
+        {"fainter echo after", {bottom, {600, 40, 19000}}, 4, 400},
+        {"quiet below 30 %", {{0, 4, 200}, {4, 96, 76}, {400, 40, 200}}, 4, 400, true},
+        {"not quiet at 30 %", {{0, 4, 200}, {4, 1020, 77}}, none, none, true},
+        {"bottom of 3 times the noise floor", {{0, 4, 200}, {400, 40, 30}}, 4, 400, true},
+        {"lower bottom", {{0, 4, 200}, {400, 40, 29}}, 4, none, true},
+        {"peak of 3 levels", {{0, 4, 200}, {400, 1, 120}, {401, 120, 40}}, 4, 400, true},
+        {"higher peak", {{0, 4, 200}, {400, 1, 121}, {401, 120, 40}}, 4, none, true}};
     CEchoParts echo;
     for (const Case_T& row : cases) {
         std::vector<Part_T> parts = {{0, 4, 60000}};
         parts.insert(parts.end(), row.parts.begin(), row.parts.end());
-        const Samples_T samples = Echo(parts);
+        Samples_T samples = Echo(parts);
+        samples.isThreeDigit = row.isThreeDigit;
         echo.Find(samples);
         const auto end = echo.RingDownEnd();
         EXPECT_EQ(end ? Place_T(static_cast<std::size_t>(std::ceil(*end))) : none, row.ringDownEnd)

@@ -1,5 +1,5 @@
+#include "station/judge/Limits.h"
 #include "station/judge/LearnLimits.h"
-#include "station/judge/LimitsFile.h"
 #include "tests/station/Runs.h"
 
 #include <gmock/gmock.h>
@@ -61,22 +61,12 @@ Run_T Good(int unit, const std::vector<Quantity_T>& measurements, const std::vec
     return run;
 }
 
-Learned_T LearnedFrom(const std::vector<Run_T>& runs, double rejectRate = 0.001)
+Learned_T LearnedFrom(const std::vector<Run_T>& runs)
 {
-    CLimitsLearner learner("QL4K", rejectRate);
+    CLimitsLearner learner("QL4K", 0.001);
     std::ranges::for_each(runs, [&learner](const Run_T& run) { learner.Take(run); });
     EXPECT_THAT(learner.Objections(), IsEmpty());
     return learner.Learn();
-}
-
-/// Nearly normal: the sum of twelve equally distributed numbers.
-double Normal(std::mt19937& random)
-{
-    double sum = -6;
-    for (int i = 0; i < 12; ++i) {
-        sum += static_cast<double>(random()) / 4294967296.0;
-    }
-    return sum;
 }
 
 /// The range of a measurement in the limits: "20 to 90".
@@ -90,6 +80,9 @@ std::string RangeIn(const Learned_T& learned, const std::string& measurement)
 TEST(Limits, AWrongFileIsRefusedAtItsPlace)
 {
     const std::string good = R"({"measurement": "noiseFloor", "most": 90})";
+    const std::string columns =
+        "limits:2:44: rules[0].envelope.high: does not have as many columns as low, or is "
+        "empty, or has more than there are samples";
     const std::pair<std::string, std::string> rules[] = {
         {R"({"measurement": "noiseFlor", "most": 90})",
          "limits:2:2: rules[0].measurement: there is no such measurement; did you mean noiseFloor?"},
@@ -97,15 +90,10 @@ TEST(Limits, AWrongFileIsRefusedAtItsPlace)
         {R"({"most": 90})", "limits:2:1: rules[0]: has no key measurement"},
         {R"({"measurement": "noiseFloor", "least": 91, "most": 90})",
          "limits:2:31: rules[0].least: is above most"},
-        {R"({"measurement": "noiseFloor", "most": "90"})", "limits:2:31: rules[0].most: is not a number"},
         {R"({"measurement": "clippedShare", "most": 90})",
          "limits:2:33: rules[0].most: 90 is not a number from 0 to 1"},
-        {R"({"measurement": "noiseFloor", "most": 90, "margin": -1})",
-         "limits:2:43: rules[0].margin: -1 is not a number from 0 to inf"},
         {R"({"measurement": "noiseFloor", "least": 80, "most": 90, "margin": 11})",
          "limits:2:56: rules[0].margin: is larger than the range from least to most"},
-        {R"({"measurement": "noiseFloor", "most": 90, "unit": ""})",
-         "limits:2:43: rules[0].unit: unknown key"},
         {good + ",\n" + R"({"measurement": "noiseFloor", "most": 90, "product": ""})",
          "limits:3:43: rules[1].product: is empty; * is for any"},
         // Rules that are for no run.
@@ -119,18 +107,11 @@ TEST(Limits, AWrongFileIsRefusedAtItsPlace)
          "limits:2:2: rules[0].channel: channels are 0 and 1"},
         {R"({"channel": "1", "measurement": "sensePin", "most": 90})",
          "limits:2:2: rules[0].channel: the command has no channels"},
-        {R"({"envelope": {"samples": 9, "low": [1, 2], "high": [1], "outside": 0}})",
-         "limits:2:44: rules[0].envelope.high: does not have as many columns as low, or is empty, or has "
-         "more "
-         "than there are samples"},
+        {R"({"envelope": {"samples": 9, "low": [1, 2], "high": [1], "outside": 0}})", columns},
         {R"({"envelope": {"samples": 9, "low": [1, 2], "high": [1, 1], "outside": 0}})",
          "limits:2:56: rules[0].envelope.high[1]: is below low"},
-        {R"({"envelope": {"samples": 1, "low": [1, 2], "high": [2, 2], "outside": 0}})",
-         "limits:2:44: rules[0].envelope.high: does not have as many columns as low, or is empty, or has "
-         "more "
-         "than there are samples"},
-        {R"({"envelope": {"samples": 1, "low": [1], "high": [2], "outside": 0}, "most": 1})",
-         "limits:2:69: rules[0].most: an envelope has no such key"}};
+        {R"({"envelope": {"samples": 1, "low": [1, 2], "high": [2, 2], "outside": 0}})", columns},
+    };
     for (const auto& [rule, message] : rules) {
         EXPECT_EQ(Refusal(File(rule)), message) << rule;
     }
@@ -279,37 +260,6 @@ TEST(Limits, EveryOutputShowsThem)
             R"({"name":"mean","fit":"BAD","value":9,"most":5,"unit":"counts","note":"<the>\\x1b cable"},)"));
 }
 
-TEST(LearnedLimits, RejectAsFewGoodUnitsAsPromisedAndFindBadOnes)
-{
-    std::mt19937 random(1);
-    for (const auto& [units, widest] : {std::pair(20, 11.0), std::pair(50, 6.5), std::pair(200, 5.0)}) {
-        int rejected = 0;
-        double width = 0;
-        constexpr int c_Sets = 40, c_Others = 1000;
-        for (int set = 0; set < c_Sets; ++set) {
-            const auto measured = [&random] {
-                return std::vector<Quantity_T>{{"batteryVoltage", 3000 + 10.5 * Normal(random)},
-                                               {"repeatability", 300 + 20 * Normal(random), "counts"}};
-            };
-            std::vector<Run_T> runs;
-            for (int unit = 0; unit < units; ++unit) {
-                runs.push_back(Good(unit, measured()));
-            }
-            Learned_T learned = LearnedFrom(runs, 0.01);
-            width += (learned.limits.at(1).most - learned.limits.at(1).least) / 2 / 20 / c_Sets;
-            CLimits limits(std::move(learned.limits), "QL4K");
-            for (int other = 0; other < c_Others; ++other) {
-                Run_T run = Good(other, measured());
-                limits.Apply(run);
-                rejected += run.outcome == Outcome::Failed ? 1 : 0;
-            }
-        }
-        EXPECT_LE(rejected, 0.01 * 1.2 * c_Sets * c_Others) << units << " units";
-        EXPECT_GE(rejected, 0.01 * 0.1 * c_Sets * c_Others) << units << " units: the limits are too wide";
-        EXPECT_LE(width, widest) << units << " units";
-    }
-}
-
 TEST(LearnedLimits, FitTheKindOfTheValues)
 {
     std::vector<Run_T> runs;
@@ -353,12 +303,13 @@ TEST(LearnedLimits, FitTheKindOfTheValues)
 TEST(LearnedLimits, ABadUnitAmongTheGoodOnesDoesNotPassAndIsNamed)
 {
     std::mt19937 random(2);
+    std::normal_distribution normal;
     std::vector<Run_T> runs;
     for (int unit = 0; unit < 100; ++unit) {
-        const double level = (unit == 42 ? 100 : 1000) + 20 * Normal(random);
+        const double level = (unit == 42 ? 100 : 1000) + 20 * normal(random);
         std::vector<std::int32_t> echo(640, unit == 42 ? 0 : 50);
         std::ranges::generate(std::span(echo).first(320),
-                              [&] { return static_cast<int>(level + 9 * Normal(random)); });
+                              [&] { return static_cast<int>(level + 9 * normal(random)); });
         runs.push_back(Good(unit, {{"bottomLevel", level, "counts"}}, echo));
     }
     Learned_T learned = LearnedFrom(runs);

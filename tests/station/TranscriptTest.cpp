@@ -177,17 +177,21 @@ TEST(Transcript, ANumberThatTheProgramCannotPrintIsNotAValue)
     const Case_T cases[] = {
         {CVirtualUnit().Run({"loadfpgabinary"}).output,
          "Version: 1.0\n",
-         {"Version: 1.99999\n", "Version: 1.256\n", "Version: 01.0\n", "Version: 256.0\n",
-          "Version: 1.-1\n"}},
+         {"Version: 1.99999\n", "Version: 1.256\n", "Version: 01.0\n", "Version: 256.0\n", "Version: 1.-1\n",
+          "Version: 0.1\n", "Version: 255.0\n"}},
         {CVirtualUnit().Run({"speed", "1"}).output,
          "ticks: 50\n",
          {"ticks: -1\n", "ticks: 256\n", "ticks: 050\n", "ticks: 5e1\n", "ticks: 99999999999999999999\n"}},
         {CVirtualUnit("LumetV6").Run({"lumetping", "200long"}).output,
          "channel 0 (Sonar)",
          {"channel 2 (Sonar)", "channel 1 (Sonar)", "channel 0 (Lowscan)"}},
+        {CVirtualUnit("LumetV6").Run({"lumetping", "200long"}).output,
+         "<SonarFPGAData>",
+         {"<SonarFPGAData>000"}},
         {CVirtualUnit("QL6M").Run(c_XkPing).output,
          "Element: 1",
          {"Element: 2", "Element: -1", "Element: 4294967296"}},
+        {CVirtualUnit("QL6M").Run(c_XkPing).output, "short.txt 0 8", {"short.txt 8"}},
         {CVirtualUnit("QL1A").Run(c_Ping).output, "Samples = 993", {"Samples = 992", "Samples = 9930"}}};
     for (const Case_T& row : cases) {
         ASSERT_THAT(row.text, HasSubstr(row.number));
@@ -292,13 +296,4 @@ TEST(Transcript, SamplesComeOutAsTheyWerePrinted)
         const CRuns wrong(Replaced(text, "2048\n", bytes + std::string("\n")));
         EXPECT_EQ(wrong.Only().reason, "the number of samples is not the one that the run states") << bytes;
     }
-    std::ranges::replace(printed, ',', ' ');
-    printed.pop_back();
-    EXPECT_EQ(Written("csv", runs.All()),
-              "transcript,line,command,result,step,samples\r\n\"t\",1,\"xkping\",passed,8," + printed +
-                  "\r\n");
-    const std::string rows = Written("samples", runs.All());
-    EXPECT_THAT(rows, HasSubstr("\r\n\"t\",1,\"xkping\",passed,1016," +
-                                std::to_string(samples.values.back()) + "\r\n"));
-    EXPECT_EQ(std::ranges::count(rows, '\n'), 129);
 }
