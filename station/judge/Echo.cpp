@@ -84,6 +84,11 @@ Envelope_T MakeEnvelope(std::span<const std::int32_t> values, std::size_t mostCo
     const std::size_t columns = std::min(values.size(), mostColumns);
     Envelope_T envelope;
     envelope.samples = values.size();
+    if (columns == values.size()) {
+        envelope.low.assign(values.begin(), values.end());
+        envelope.high = envelope.low;
+        return envelope;
+    }
     envelope.low.assign(columns, std::numeric_limits<std::int32_t>::max());
     envelope.high.assign(columns, std::numeric_limits<std::int32_t>::min());
     for (std::size_t i = 0; i < values.size(); ++i) {

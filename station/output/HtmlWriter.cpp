@@ -1,409 +1,448 @@
 #include "station/output/Formats.h"
 
 #include "station/judge/Limits.h"
-#include "station/output/SvgPlot.h"
+#include "station/output/PageEchoes.h"
+#include "station/output/PageHead.h"
 #include "station/output/Text.h"
 
+#include <algorithm>
+#include <cmath>
 #include <map>
+#include <set>
 #include <vector>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-/// The number of bytes that are shown of a unit's text.
-constexpr std::size_t c_LongestText = 300;
-constexpr std::size_t c_LongestCharacter = 4; ///< bytes of UTF-8
-constexpr std::size_t c_MostMeasurements = 8;
+constexpr std::size_t c_MostLines = 40; ///< of a kind that a row shows
+/// Of a measurement; the others are in JSON.
+constexpr int c_Digits = 5;
+constexpr std::size_t c_MostProblems = 500; ///< that are counted
+constexpr std::size_t c_ShownProblems = 12;
+constexpr std::size_t c_ShownNames = 5;
 
-// Nothing can be fetched or run, whatever a unit printed.
-constexpr QStringView c_Head = uR"(<!DOCTYPE html>
-<html lang="en">
-<head>
-<meta charset="utf-8">
-<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'">
-<meta name="viewport" content="width=device-width, initial-scale=1">
-<title>sonarbench report</title>
-<style>%1</style>
-</head>
-<body>
-)";
-
-/// The style sheet of the page: light or dark like the reader's system, and one for paper.
-const QString c_Style = uR"(
-:root {
-  color-scheme: light dark;
-  --paper: #f7f8f9; --card: #ffffff; --ink: #1c2329; --faint: #5b6670; --rule: #d9dee3; --grid: #e8ecef;
-  --echo: #0b6a9c; --ring: #8a97a314; --bottom: #a8500c; --limit: #b3394a; --spread: #0b6a9c1c;
-  --passed: #1c7a45; --performed: #2a67ad; --failed: #b8263a; --unjudged: #8a5a00;
-  --s1: #0b6a9c; --s2: #c4570b; --s3: #2f8a4e; --s4: #8a48a8; --s5: #a8841a; --s6: #c23a6b;
-}
-@media (prefers-color-scheme: dark) {
-  :root {
-    --paper: #12171c; --card: #1a2127; --ink: #e3e8ec; --faint: #9aa7b2; --rule: #323c45; --grid: #28313a;
-    --echo: #62b8e8; --ring: #9fb0bf1c; --bottom: #f0a35e; --limit: #e0788a; --spread: #62b8e824;
-    --passed: #5cc88c; --performed: #7fb4ee; --failed: #f07f8e; --unjudged: #e0b050;
-    --s1: #62b8e8; --s2: #f0a35e; --s3: #6fcf97; --s4: #c79be0; --s5: #dcc060; --s6: #f08fb4;
-  }
-}
-* { box-sizing: border-box; }
-body { margin: 0 auto; max-width: 72rem; padding: 2rem 1.5rem 4rem; background: var(--paper); color: var(--ink);
-  font: 15px/1.5 system-ui, "Segoe UI", Roboto, "Noto Sans", "DejaVu Sans", sans-serif; }
-h1 { font-size: 1.6rem; font-weight: 600; margin: 0 0 1rem; letter-spacing: -.01em; }
-h2 { font-size: 1.15rem; font-weight: 600; margin: 2.5rem 0 .75rem; }
-p { max-width: 46rem; }
-a { color: inherit; text-decoration-color: var(--faint); text-underline-offset: .2em; }
-code { font: .92em/1.45 ui-monospace, "SF Mono", Menlo, Consolas, "DejaVu Sans Mono", monospace;
-  overflow-wrap: anywhere; unicode-bidi: isolate; }
-.faint { color: var(--faint); }
-.counts { display: flex; flex-wrap: wrap; gap: .75rem; list-style: none; margin: 0; padding: 0; }
-.counts li { background: var(--card); border: 1px solid var(--rule); border-radius: 6px; padding: .5rem 1rem;
-  min-width: 8rem; color: var(--faint); }
-.counts b { display: block; font-size: 1.5rem; font-weight: 600; line-height: 1.3; color: var(--ink);
-  font-variant-numeric: tabular-nums; }
-.scroll { overflow-x: auto; background: var(--card); border: 1px solid var(--rule); border-radius: 6px; }
-table { border-collapse: collapse; width: 100%; min-width: 46rem; font-size: .93rem; }
-th, td { text-align: left; vertical-align: top; padding: .5rem .8rem; border-top: 1px solid var(--rule); }
-thead th { border-top: 0; color: var(--faint); font-weight: 600; font-size: .85rem; white-space: nowrap; }
-td ul { margin: 0; padding: 0; list-style: none; }
-.outcome { display: inline-block; white-space: nowrap; font-weight: 600; }
-.outcome::before { content: ""; display: inline-block; width: .6em; height: .6em; border-radius: 50%;
-  margin-right: .45em; background: currentColor; }
-.passed { color: var(--passed); } .performed { color: var(--performed); }
-.failed { color: var(--failed); } .notjudged { color: var(--unjudged); }
-.failed::before { border-radius: 1px; } .notjudged::before { border-radius: 1px; transform: rotate(45deg); }
-.bad { color: var(--failed); } .marginal, .absent { color: var(--unjudged); }
-figcaption table { margin-top: .5rem; min-width: 0; width: auto; }
-figcaption td { padding: .1rem .8rem .1rem 0; border: 0; }
-.counts .outcome { font-weight: 400; }
-figure { margin: 0 0 1.25rem; padding: 1rem 1rem .8rem; background: var(--card); border: 1px solid var(--rule);
-  border-radius: 6px; break-inside: avoid; scroll-margin-top: 1rem; overflow-x: auto; }
-figure h3 { margin: 0 0 .6rem; font-size: 1rem; font-weight: 600; display: flex; flex-wrap: wrap; gap: .2rem 1rem;
-  align-items: baseline; }
-figure h3 .faint { font-weight: 400; font-size: .9rem; }
-figure h3 .title { margin-right: auto; overflow-wrap: anywhere; }
-figcaption { color: var(--faint); font-size: .9rem; font-variant-numeric: tabular-nums; }
-figcaption ul { list-style: none; margin: .2rem 0 0; padding: 0; columns: 2 22rem; }
-figcaption li { overflow-wrap: anywhere; break-inside: avoid; }
-#pings figure { content-visibility: auto; contain-intrinsic-size: auto 26rem; }
-svg { display: block; width: 100%; min-width: 38rem; height: auto; }
-svg.key { display: inline-block; width: 2.4rem; min-width: 0; height: .7rem; margin-right: .5rem; }
-svg text { font: 12px system-ui, "Segoe UI", Roboto, "Noto Sans", "DejaVu Sans", sans-serif; fill: var(--faint);
-  font-variant-numeric: tabular-nums; }
-svg .mark { fill: var(--ink); } svg .full { fill: var(--limit); }
-svg .grid { stroke: var(--grid); } svg .frame { stroke: var(--faint); stroke-width: .8; }
-svg .limit { stroke: var(--limit); stroke-dasharray: 2 4; }
-svg .ringdown { fill: var(--ring); } svg .bottom { stroke: var(--bottom); stroke-width: 1.5; stroke-dasharray: 6 3; }
-svg .echo { fill: none; stroke: var(--echo); stroke-width: 1.2; stroke-linejoin: round; }
-svg .tolerance { fill: var(--passed); fill-opacity: .14; stroke: var(--passed); stroke-opacity: .5; }
-svg .band { fill: var(--echo); stroke: var(--echo); stroke-width: .6; stroke-linejoin: round; }
-svg .spread { fill: var(--spread); stroke: none; }
-svg .series1 { stroke: var(--s1); } svg .series2 { stroke: var(--s2); stroke-dasharray: 7 2; }
-svg .series3 { stroke: var(--s3); stroke-dasharray: 2 2; } svg .series4 { stroke: var(--s4); stroke-dasharray: 9 3 2 3; }
-svg .series5 { stroke: var(--s5); stroke-dasharray: 4 4; } svg .series6 { stroke: var(--s6); stroke-dasharray: 12 4; }
-@media print {
-  :root { --paper: #fff; --card: #fff; --ink: #000; --faint: #444; --rule: #bbb; --grid: #ddd; --echo: #004a70;
-    --ring: #00000010; --bottom: #7a3500; --limit: #900; --spread: #00000018; --passed: #0a5c2e;
-    --performed: #0d4a8a; --failed: #a00018; --unjudged: #6a4400;
-    --s1: #004a70; --s2: #a04000; --s3: #1c6a38; --s4: #6a2a88; --s5: #7a5c00; --s6: #a01850;
-    color-scheme: light; }
-  @page { margin: 14mm; }
-  body { max-width: none; padding: 0; font-size: 10pt; }
-  .scroll, figure { overflow: visible; } svg, table { min-width: 0; }
-  #pings figure { content-visibility: visible; }
-  thead { display: table-header-group; } tr, figure { break-inside: avoid; } h2 { break-after: avoid; }
-  * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
-}
-)"_s;
-
-/// Where to cut a longer text without cutting a character.
-std::size_t CutBefore(std::string_view bytes, std::size_t most)
+void Append(std::string& text, std::initializer_list<std::string_view> parts)
 {
-    const std::size_t least = most - c_LongestCharacter;
-    std::size_t cut = most;
-    while (cut > least && (static_cast<unsigned char>(bytes[cut]) & 0xC0U) == 0x80) {
-        --cut;
+    for (const std::string_view part : parts) {
+        text += part;
     }
-    return cut;
 }
 
-/// Untrusted bytes as text of the page.
-QString Shown(std::string_view bytes)
+std::string StyleOf(Group group) { return ClassOf(group).toStdString(); }
+
+/// "2026-11-22 10:41:28" of a run file's time.
+std::string TimeText(std::string_view time)
 {
-    if (bytes.size() <= c_LongestText) {
-        return PrintableText(bytes).toHtmlEscaped();
-    }
-    return PrintableText(bytes.substr(0, CutBefore(bytes, c_LongestText))).toHtmlEscaped() + u'…';
+    constexpr std::size_t seconds = 19;
+    std::string text = Shown(time.substr(0, seconds));
+    std::ranges::replace(text, 'T', ' ');
+    return text;
 }
 
-QString Code(std::string_view bytes)
+/// Names of which the first are shown and all are counted, up to a bound.
+class CNames
 {
-    return bytes.empty() ? QString() : u"<code>%1</code>"_s.arg(Shown(bytes));
-}
-
-QString OutcomeLabel(Outcome outcome)
-{
-    const QString name = QLatin1StringView(NameOf(outcome));
-    return u"<span class=\"outcome %1\">%2</span>"_s.arg(QString(name).remove(u' '), name);
-}
-
-QString UnitCell(const Unit_T& unit)
-{
-    QString text;
-    for (const Bytes_T* pText : {&unit.serialNumber, &unit.product, &unit.firmwareVersion}) {
-        if (!pText->empty()) {
-            text += (text.isEmpty() ? u""_s : u"<br>"_s) +
-                    (pText == &unit.firmwareVersion ? u"firmware "_s : u""_s) + Shown(*pText);
+public:
+    void Add(const std::string& name)
+    {
+        if (!name.empty() && m_Names.size() < c_MostKept) {
+            m_Names.insert(name);
         }
     }
-    return text;
-}
+    bool IsEmpty() const { return m_Names.empty(); }
+    /// "A, B, C and 4 more", as text of the page.
+    std::string Text() const
+    {
+        std::string text;
+        std::size_t count = 0;
+        for (const std::string& name : m_Names) {
+            if (count == c_ShownNames) {
+                break;
+            }
+            Append(text, {count++ == 0 ? "" : ", ", Shown(name)});
+        }
+        if (m_Names.size() > count) {
+            Append(text, {m_Names.size() == c_MostKept ? " and at least " : " and ",
+                          std::to_string(m_Names.size() - count), " more"});
+        }
+        return text;
+    }
 
-QString FitOf(const LimitResult_T& result) { return QLatin1StringView(NameOf(result.fit)); }
+private:
+    static constexpr std::size_t c_MostKept = 200;
+    std::set<std::string> m_Names;
+};
 
-/// The limits that need a look.
-QString LimitItems(const Run_T& run)
+/// What is wrong, without the numbers in it, so that it is the same in several runs.
+std::string ProblemOf(const Run_T& run)
 {
-    QString items;
-    std::size_t count = 0;
+    const Group group = GroupOf(run);
     for (const LimitResult_T& result : run.limits) {
-        if (result.fit != Fit::Good && count++ < c_MostMeasurements) {
-            items += u"<li class=\"%1\">%1: %2</li>"_s.arg(FitOf(result), Shown(LimitText(result)));
+        const bool isWorst =
+            result.fit == Fit::Bad || (group == Group::Marginal && result.fit == Fit::Marginal);
+        if (isWorst && (group == Group::Failed || group == Group::Marginal)) {
+            return result.limit->measurement + " is " + NameOf(result.fit);
         }
     }
-    return items;
-}
-
-QString LimitsTable(const Run_T& run)
-{
-    QString rows;
-    for (const LimitResult_T& result : run.limits) {
-        rows +=
-            u"<tr><td class=\"%1\">%1</td><td>%2</td></tr>\n"_s.arg(FitOf(result), Shown(LimitText(result)));
-    }
-    return rows.isEmpty() ? rows : u"<table>\n"_s + rows + u"</table>"_s;
-}
-
-QString FoundCell(const Run_T& run)
-{
-    QString text = Shown(run.reason);
-    QString list = LimitItems(run);
-    // The measurements of a ping are below its echo.
-    const std::size_t count = run.samples.values.empty() ? run.measurements.size() : 0;
-    for (std::size_t i = 0; i < std::min(count, c_MostMeasurements); ++i) {
-        const Quantity_T& measured = run.measurements[i];
-        list += u"<li>%1</li>"_s.arg(QuantityText(measured).toHtmlEscaped());
-    }
-    if (count > c_MostMeasurements) {
-        list += u"<li class=\"faint\">and %1 more</li>"_s.arg(count - c_MostMeasurements);
-    }
-    return list.isEmpty() ? text : text + u"<ul>"_s + list + u"</ul>"_s;
-}
-
-/// The measurements, and what they assume.
-QString MeasurementList(const Run_T& run)
-{
-    QString list;
-    for (const Quantity_T& measured : run.measurements) {
-        list += u"<li>%1</li>"_s.arg(QuantityText(measured).toHtmlEscaped());
-    }
-    const QString law = QLatin1StringView(run.receiverLaw);
-    return (law.isEmpty() ? QString() : u"; decibels for a %1 receiver"_s.arg(law)) + u"<ul>"_s + list +
-           u"</ul>"_s;
-}
-
-QString SamplesText(const Ping_T& ping)
-{
-    QString text = u"%1 %2"_s.arg(ping.envelope.samples).arg(Plural(ping.envelope.samples, u"sample"_s));
-    if (ping.step > 1) {
-        text += u", one of every %1 taken"_s.arg(ping.step);
-    }
-    if (!ping.envelope.IsExact()) {
-        text +=
-            u", drawn as the lowest and the highest in each of %1 columns"_s.arg(ping.envelope.high.size());
-    }
-    if (ping.metres > 0) {
-        text += u"; range at %1 m/s"_s.arg(ping.soundSpeed);
-    }
-    if (ping.band != nullptr) {
-        text += u"; the green area is where the means of %1 columns must be"_s.arg(ping.band->high.size());
+    std::string text;
+    bool isNumber = false;
+    for (const char byte : run.reason) {
+        const bool isDigit = byte >= '0' && byte <= '9';
+        if (!isDigit || !isNumber) {
+            text += isDigit ? '#' : byte;
+        }
+        isNumber = isDigit;
     }
     return text;
 }
 
-QString HeardText(const Samples_T& samples)
+/// The echo of a row: the highest sample of each column, in decibels.
+void AppendEcho(std::string& text, const Run_T& run, const View_T& view)
 {
-    QString text;
-    if (samples.element >= 0) {
-        text += u"; element %1"_s.arg(samples.element);
+    constexpr std::size_t columns = 60;
+    const Ping_T ping = MakePing(run, view, columns);
+    CPath path;
+    for (std::size_t column = 0; column < ping.envelope.high.size(); ++column) {
+        path.LineTo(static_cast<double>(column), -DecibelsOf(ping, ping.envelope.high[column]));
     }
-    if (samples.channel >= 0) {
-        text += u"; channel %1"_s.arg(samples.channel);
-    }
-    if (!samples.band.empty()) {
-        text += u"; band "_s + Shown(samples.band);
-    }
-    return text;
+    const std::string width = std::to_string(std::max<std::size_t>(ping.envelope.high.size(), 2) - 1);
+    const std::string height = std::to_string(std::lround(std::ceil(-LowestDecibels(ping))));
+    Append(text, {"<svg viewBox=\"0 0 ", width, " ", height,
+                  "\" preserveAspectRatio=\"none\" role=\"img\" aria-label=\"Echo, 0 to -", height,
+                  " dB\"><path class=\"echo\" d=\"", path.Text(), "\"/></svg>"});
 }
 
-/// A sentence about what is missing on the page; empty if nothing is.
-QString LeftOut(std::size_t count, QStringView what)
-{
-    return count == 0
-               ? QString()
-               : u"<p class=\"faint\">%1 more %2 are counted above but not shown; each outcome shows only "
-                 "its first.</p>\n"_s.arg(QString::number(count), what);
-}
-
-/// A page in one file: counts, a table of the runs, pings of the same set-up compared, and each ping. Nothing
-/// on it runs. Its size is bounded: for each outcome it has the first c_MostRows rows and draws the first
-/// c_MostPings pings, and it says what is left out. All of it is written at the end.
+/// A page in one file. Its size and the memory for it are bounded: for each group it has the first rows, and
+/// it says what is left out. All of it is written at the end, because the worst runs come first.
 class CHtmlWriter : public IRunWriter
 {
 public:
-    static constexpr std::size_t c_MostRows = 10'000;
-    static constexpr std::size_t c_MostPings = 250;
-    static constexpr std::size_t c_MostSetups = 50;
-
-    CHtmlWriter(QIODevice& output, const View_T& view) : m_Output(output), m_View(view) {}
+    CHtmlWriter(QIODevice& output, const View_T& view) : m_Output(output), m_View(view), m_Echoes(view) {}
 
     void Write(const Run_T& run) override
     {
-        const QString drawn = run.samples.values.empty() ? QString() : AddPing(run);
-        if (m_RowsOf[static_cast<std::size_t>(run.outcome)]++ >= c_MostRows) {
-            ++m_RowsLeftOut;
-            return;
+        const Group group = GroupOf(run);
+        Section_T& section = m_Sections.at(static_cast<std::size_t>(group));
+        ++section.runs;
+        if (group != Group::Good) {
+            AddProblem(run, group);
         }
-        const QString link = drawn.isEmpty() ? QString() : u"<a href=\"#%1\">echo</a>"_s.arg(drawn);
-        const QStringList cells = {OutcomeLabel(run.outcome),
-                                   Code(TestOf(run)),
-                                   UnitCell(run.unit),
-                                   FoundCell(run),
-                                   link,
-                                   u"<span class=\"faint\">%1</span>"_s.arg(TitleOf(run).toHtmlEscaped())};
-        m_Rows += (u"<tr><td>"_s + cells.join(u"</td><td>"_s) + u"</td></tr>\n"_s).toUtf8();
+        m_Stations.Add(run.record.station);
+        m_Operators.Add(run.record.operatorName);
+        if (const Bytes_T& start = run.record.start; !start.empty()) {
+            m_First = m_First.empty() ? start : std::min(m_First, start);
+            m_Last = std::max(m_Last, start);
+        }
+        if (!run.samples.values.empty()) {
+            m_Echoes.Add(run);
+        }
+        if (HasRoom(group)) {
+            section.rows.push_back({UnitOf(run), RowOf(run)});
+            m_Bytes += section.rows.back().text.size();
+            ++m_Rows;
+        }
     }
 
     void End(const Summary_T& summary) override
     {
-        QString top = c_Head.toString().arg(c_Style) +
-                      u"<h1>sonarbench report</h1>\n<ul class=\"counts\">\n"_s +
-                      u"<li><b>%1</b>%2</li>\n"_s.arg(summary.runs).arg(Plural(summary.runs, u"run"_s));
-        for (std::size_t i = 0; i < c_Outcomes; ++i) {
-            top += u"<li><b>%1</b>%2</li>\n"_s.arg(summary.outcomes[i])
-                       .arg(OutcomeLabel(static_cast<Outcome>(i)));
+        m_Output.write(PageHead().toUtf8());
+        std::string text = "<header>\n<h1>sonarbench report</h1>\n";
+        AppendOrigin(text);
+        Append(text, {"</header>\n<main>\n<ul class=\"counts\">\n<li><b>", std::to_string(summary.runs),
+                      "</b>", Plural(summary.runs, u"run"_s).toStdString(), "</li>\n"});
+        for (std::size_t i = 0; i < c_Groups; ++i) {
+            const auto group = static_cast<Group>(i);
+            Append(text, {"<li><b>", std::to_string(m_Sections.at(i).runs), "</b><span class=\"mark ",
+                          StyleOf(group), "\">", NameOf(group).toLower().toStdString(), "</span></li>\n"});
         }
         if (summary.unrecognised > 0) {
-            top += u"<li><b>%1</b>%2 not recognised</li>\n"_s.arg(summary.unrecognised)
-                       .arg(Plural(summary.unrecognised, u"line"_s));
+            Append(text, {"<li><b>", std::to_string(summary.unrecognised), "</b>",
+                          Plural(summary.unrecognised, u"line"_s).toStdString(), " not recognised</li>\n"});
         }
-        top +=
-            u"</ul>\n<h2>Runs</h2>\n<div class=\"scroll\"><table>\n<thead><tr><th>Outcome</th><th>Test</th>"
-            "<th>Unit</th><th>Found</th><th>Echo</th><th>Transcript</th></tr></thead>\n<tbody>\n"_s;
-        m_Output.write(top.toUtf8());
-        m_Output.write(m_Rows);
-        m_Output.write(
-            (u"</tbody></table></div>\n"_s + LeftOut(m_RowsLeftOut, u"runs") + Comparisons()).toUtf8());
-        if (!m_Pings.isEmpty()) {
-            m_Output.write("<section id=\"pings\">\n<h2>Each ping</h2>\n");
-            m_Output.write(m_Pings);
-            m_Output.write((LeftOut(m_PingsLeftOut, u"pings") + u"</section>\n"_s).toUtf8());
+        text += "</ul>\n";
+        AppendProblems(text);
+        text += c_Filter;
+        Write(text);
+        for (std::size_t i = 0; i < c_Groups; ++i) {
+            WriteSection(static_cast<Group>(i), summary.runs);
         }
+        m_Echoes.Write(m_Output);
+        m_Output.write("</main>\n");
+        m_Output.write(PageScript().toUtf8());
         m_Output.write("</body>\n</html>\n");
     }
 
 private:
-    /// Pings that can be drawn over each other.
-    struct Setup_T {
-        std::vector<Ping_T> pings; ///< the first ones
-        Envelope_T all;
-        std::size_t count = 0;
+    static constexpr std::size_t c_MostRows = 10'000;
+    static constexpr std::size_t c_MostBytes = 6'500'000; ///< of rows, about
+    static constexpr std::size_t c_MostOpen = 100;        ///< good runs that the page shows at once
+    static constexpr std::string_view c_Filter =
+        "<form class=\"card\" hidden aria-label=\"Filter\">\n"
+        "<label>Unit<select name=\"unit\"><option value=\"\">all</option></select></label>\n"
+        "<label>Product<select name=\"product\"><option value=\"\">all</option></select></label>\n"
+        "<label>Outcome<select name=\"outcome\"><option value=\"\">all</option></select></label>\n"
+        "<label>Command<select name=\"command\"><option value=\"\">all</option></select></label>\n"
+        "<label>Text<input name=\"text\" type=\"search\"></label>\n"
+        "<button type=\"reset\">Show all</button>\n<output></output>\n</form>\n";
+
+    struct Row_T {
+        std::string unit;
+        std::string text;
+    };
+    struct Section_T {
+        std::uint64_t runs = 0;
+        std::vector<Row_T> rows; ///< of the first runs
+    };
+    struct Problem_T {
+        std::uint64_t runs = 0;
+        CNames units;
+        CNames commands;
     };
 
-    /// @return the name that links to the ping; empty: it is not drawn
-    QString AddPing(const Run_T& run)
+    void Write(const std::string& text) { m_Output.write(text.data(), static_cast<qint64>(text.size())); }
+
+    /// Makes room for a row by leaving out the last one of a better group.
+    bool HasRoom(Group group)
     {
-        Ping_T ping = MakePing(run, m_View, c_PlotColumns);
-        QString name;
-        if (m_PingsOf[static_cast<std::size_t>(run.outcome)]++ < c_MostPings) {
-            name = u"ping%1"_s.arg(++m_PingCount);
-            m_Pings +=
-                (u"<figure id=\"%1\">\n<h3><span class=\"title\">%2</span>%3<span "
-                 "class=\"faint\">%4</span></h3>\n%5<figcaption>%6%7%8%9</figcaption>\n</figure>\n"_s.arg(
-                     name, Code(TestOf(run)), OutcomeLabel(run.outcome), ping.title.toHtmlEscaped(),
-                     PingSvg(ping), SamplesText(ping), HeardText(run.samples), MeasurementList(run),
-                     LimitsTable(run)))
-                    .toUtf8();
-        } else {
-            ++m_PingsLeftOut;
+        if (m_Rows < c_MostRows && m_Bytes < c_MostBytes) {
+            return true;
         }
-        Compare(run, std::move(ping));
-        return name;
+        for (std::size_t better = c_Groups - 1; better > static_cast<std::size_t>(group); --better) {
+            if (std::vector<Row_T>& rows = m_Sections.at(better).rows; !rows.empty()) {
+                m_Bytes -= rows.back().text.size();
+                --m_Rows;
+                rows.pop_back();
+                return true;
+            }
+        }
+        return false;
     }
 
-    void Compare(const Run_T& run, Ping_T ping)
+    void AddProblem(const Run_T& run, Group group)
     {
-        const Samples_T& samples = run.samples;
-        Bytes_T common = TestOf(run) + '\n' + samples.band;
-        for (const double number :
-             {static_cast<double>(samples.values.size()), static_cast<double>(samples.taken),
-              static_cast<double>(ping.fullScale), samples.centreHertz, static_cast<double>(samples.element),
-              static_cast<double>(samples.channel)}) {
-            common += '\n' + std::to_string(number);
-        }
-        if (m_Setups.size() >= c_MostSetups && !m_Setups.contains(common)) {
+        const std::pair<Group, std::string> key(group, ProblemOf(run));
+        if (m_Problems.size() >= c_MostProblems && !m_Problems.contains(key)) {
             return;
         }
-        Setup_T& setup = m_Setups[common];
-        if (setup.count++ == 0) {
-            setup.all = ping.envelope;
+        Problem_T& problem = m_Problems[key];
+        ++problem.runs;
+        problem.units.Add(UnitOf(run));
+        problem.commands.Add(run.command);
+    }
+
+    /// When, where and by whom, as far as run files say it.
+    void AppendOrigin(std::string& text) const
+    {
+        if (m_First.empty()) {
+            return;
         }
-        setup.all.Include(ping.envelope);
-        if (setup.pings.size() < c_ComparedPings) {
-            setup.pings.push_back(std::move(ping));
+        Append(text, {"<p class=\"faint\">From ", TimeText(m_First), " to ", TimeText(m_Last), " UTC"});
+        if (!m_Stations.IsEmpty()) {
+            Append(text, {"; station ", m_Stations.Text()});
+        }
+        if (!m_Operators.IsEmpty()) {
+            Append(text, {"; operator ", m_Operators.Text()});
+        }
+        text += "</p>\n";
+    }
+
+    /// The most frequent problems, first those of failed runs.
+    void AppendProblems(std::string& text) const
+    {
+        if (m_Problems.empty()) {
+            return;
+        }
+        using Entry_T = decltype(m_Problems)::value_type;
+        std::vector<const Entry_T*> entries;
+        for (const Entry_T& entry : m_Problems) {
+            entries.push_back(&entry);
+        }
+        std::ranges::stable_sort(entries, [](const Entry_T* pLeft, const Entry_T* pRight) {
+            return std::pair(pLeft->first.first, pRight->second.runs) <
+                   std::pair(pRight->first.first, pLeft->second.runs);
+        });
+        text +=
+            "<h2>What is wrong</h2>\n<div class=\"card\"><table class=\"wrong\"><thead><tr><th>Outcome</th>"
+            "<th>Reason</th><th>Runs</th><th>Command</th><th>Units</th></tr></thead><tbody>\n";
+        for (const Entry_T* pEntry : std::span(entries).first(std::min(entries.size(), c_ShownProblems))) {
+            const auto& [key, problem] = *pEntry;
+            Append(text, {"<tr><td><span class=\"mark ", StyleOf(key.first), "\">",
+                          NameOf(key.first).toLower().toStdString(), "</span></td><td>", Shown(key.second),
+                          "</td><td>", std::to_string(problem.runs), " ",
+                          Plural(problem.runs, u"run"_s).toStdString(), "</td><td>", problem.commands.Text(),
+                          "</td><td>", problem.units.Text(), "</td></tr>\n"});
+        }
+        text += "</tbody></table></div>\n";
+        if (entries.size() > c_ShownProblems) {
+            Append(text, {"<p class=\"faint\">", std::to_string(entries.size() - c_ShownProblems),
+                          m_Problems.size() == c_MostProblems ? " or more" : "",
+                          " other reasons are with their runs.</p>\n"});
         }
     }
 
-    QString Comparisons() const
+    std::string RowOf(const Run_T& run) const
     {
-        QString text;
-        for (const auto& [common, setup] : m_Setups) {
-            if (setup.count < 2) {
+        std::string text = "<details class=\"r\" data-p=\"";
+        AppendMarkup(text, run.record.product.empty() ? run.unit.product : run.record.product);
+        Append(text, {"\"><summary><b>", Shown(UnitOf(run)), "</b> <code>", Shown(TestOf(run)), "</code>"});
+        if (!run.reason.empty()) {
+            Append(text, {" ", Shown(run.reason)});
+        }
+        text += "</summary><p class=\"faint\">";
+        AppendOrigin(text, run);
+        text += "</p>";
+        AppendLimits(text, run);
+        AppendLines(text, run);
+        AppendMeasurements(text, run);
+        if (!run.samples.values.empty()) {
+            AppendEcho(text, run, m_View);
+        }
+        text += "</details>\n";
+        text.shrink_to_fit();
+        return text;
+    }
+
+    /// What is known about the run.
+    static void AppendOrigin(std::string& text, const Run_T& run)
+    {
+        text += TitleOf(run).toHtmlEscaped().toStdString();
+        const Record_T& record = run.record;
+        const std::pair<std::string_view, std::string> facts[] = {{"", NameOf(run.outcome)},
+                                                                  {"product ", run.unit.product},
+                                                                  {"serial number ", run.unit.serialNumber},
+                                                                  {"firmware ", run.unit.firmwareVersion},
+                                                                  {"station ", record.station},
+                                                                  {"operator ", record.operatorName},
+                                                                  {"", TimeText(record.start)}};
+        for (const auto& [name, value] : facts) {
+            if (!value.empty()) {
+                Append(text, {", ", name, Shown(value)});
+            }
+        }
+        if (record.isThere) {
+            Append(text, {", ", NumberBytes(record.seconds), " s"});
+        }
+    }
+
+    static void AppendLimits(std::string& text, const Run_T& run)
+    {
+        if (run.limits.empty()) {
+            return;
+        }
+        text += "<ul>";
+        for (const LimitResult_T& result : run.limits) {
+            const char* const fit = NameOf(result.fit);
+            Append(text, {"<li class=\"", fit, "\">", fit, ": ", Shown(LimitText(result)), "</li>"});
+        }
+        text += "</ul>";
+    }
+
+    /// What was not understood, and what was printed: of a good run only errors.
+    static void AppendLines(std::string& text, const Run_T& run)
+    {
+        std::string lines;
+        std::uint64_t count = 0;
+        const auto add = [&lines, &count](const std::string& name, const Line_T& line) {
+            if (++count <= c_MostLines) {
+                Append(lines, {name, Shown(line.text), "\n"});
+            }
+        };
+        for (const Line_T& line : run.unrecognised) {
+            add("unrecognised, line " + std::to_string(line.number) + ": ", line);
+        }
+        const bool isGood = GroupOf(run) == Group::Good;
+        for (const Message_T& message : run.messages) {
+            if (!isGood || message.isError) {
+                add({}, message.line);
+            }
+        }
+        if (count > c_MostLines) {
+            Append(lines, {"and ", std::to_string(count - c_MostLines), " more\n"});
+        }
+        if (!lines.empty()) {
+            Append(text, {"<pre>", lines, "</pre>"});
+        }
+    }
+
+    /// Of a level in counts and in decibels, only the decibels: the picture and other outputs have both.
+    static void AppendMeasurements(std::string& text, const Run_T& run)
+    {
+        std::string list;
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < run.measurements.size(); ++i) {
+            const Quantity_T& measured = run.measurements[i];
+            if (i + 1 < run.measurements.size() &&
+                run.measurements[i + 1].name == measured.name + std::string("Decibels")) {
                 continue;
             }
-            QString legend;
-            for (std::size_t i = 0; i < setup.pings.size(); ++i) {
-                const Ping_T& ping = setup.pings[i];
-                legend +=
-                    u"<li><svg class=\"key\" viewBox=\"0 0 40 10\" aria-hidden=\"true\"><line class=\"echo "
-                    "series%1\" x1=\"0\" y1=\"5\" x2=\"40\" y2=\"5\"/></svg>%2%3</li>\n"_s.arg(i + 1)
-                        .arg(ping.title.toHtmlEscaped(),
-                             ping.bottom ? u", bottom at "_s + PlaceText(ping, *ping.bottom) : QString());
+            if (++count <= c_MostLines) {
+                Append(list,
+                       {list.empty() ? "" : ", ", measured.name, " ", NumberBytes(measured.value, c_Digits),
+                        *measured.unit == 0 ? "" : " ", measured.unit});
             }
-            const std::size_t others = setup.count - setup.pings.size();
-            text +=
-                u"<figure>\n<h3><span class=\"title\">%1</span><span class=\"faint\">%2 pings</span></h3>\n%3"
-                "<figcaption>The area is between the lowest and the highest samples of all "
-                "pings%4.\n<ul>%5</ul>"
-                "</figcaption>\n</figure>\n"_s.arg(
-                    Code(std::string_view(common).substr(0, common.find('\n'))), QString::number(setup.count),
-                    ComparisonSvg(setup.pings, setup.all),
-                    others == 0 ? QString() : u", of which the first %1 are drawn"_s.arg(setup.pings.size()),
-                    legend);
         }
-        return text.isEmpty() ? text : u"<h2>Pings of the same set-up</h2>\n"_s + text;
+        if (count > c_MostLines) {
+            Append(list, {" and ", std::to_string(count - c_MostLines), " more"});
+        }
+        if (*run.receiverLaw != 0) {
+            Append(list, {"; decibels for a ", run.receiverLaw, " receiver"});
+        }
+        if (!list.empty()) {
+            Append(text, {"<p>", list, "</p>"});
+        }
+    }
+
+    void WriteSection(Group group, std::uint64_t allRuns)
+    {
+        Section_T& section = m_Sections.at(static_cast<std::size_t>(group));
+        if (section.runs == 0) {
+            return;
+        }
+        const QString name = NameOf(group);
+        const bool isOpen = group != Group::Good || allRuns <= c_MostOpen;
+        std::string head = "<details class=\"o\" data-o=\"";
+        Append(head,
+               {name.toLower().toStdString(), "\"", isOpen ? " open" : "", "><summary><span class=\"mark ",
+                StyleOf(group), "\">", name.toStdString(), "</span>: ", std::to_string(section.runs), " ",
+                Plural(section.runs, u"run"_s).toStdString(), "</summary>\n"});
+        Write(head);
+        std::ranges::stable_sort(section.rows, {}, &Row_T::unit);
+        for (auto first = section.rows.begin(); first != section.rows.end();) {
+            const auto last = std::find_if(first, section.rows.end(),
+                                           [&first](const Row_T& row) { return row.unit != first->unit; });
+            const bool isGroup = last - first > 1;
+            if (isGroup) {
+                std::string unit = "<details class=\"g\" open><summary>";
+                Append(unit, {first->unit.empty() ? "unit not known" : Shown(first->unit), ": ",
+                              std::to_string(last - first), " runs</summary>\n"});
+                Write(unit);
+            }
+            for (; first != last; ++first) {
+                Write(first->text);
+            }
+            m_Output.write(isGroup ? "</details>\n" : "");
+        }
+        std::string end = "</details>\n";
+        if (section.runs > section.rows.size()) {
+            Append(end,
+                   {"<p class=\"faint\">", std::to_string(section.runs - section.rows.size()), " more runs (",
+                    name.toLower().toStdString(), ") are counted above but not shown.</p>\n"});
+        }
+        Write(end);
     }
 
     QIODevice& m_Output;
     View_T m_View;
-    std::size_t m_PingCount = 0;
-    std::size_t m_RowsLeftOut = 0;
-    std::size_t m_PingsLeftOut = 0;
-    std::array<std::size_t, c_Outcomes> m_RowsOf = {};
-    std::array<std::size_t, c_Outcomes> m_PingsOf = {};
-    QByteArray m_Rows;
-    QByteArray m_Pings;
-    std::map<Bytes_T, Setup_T> m_Setups; ///< by what the pings have in common
+    std::array<Section_T, c_Groups> m_Sections; ///< by Group
+    std::size_t m_Rows = 0;
+    std::size_t m_Bytes = 0; ///< of these rows
+    std::map<std::pair<Group, std::string>, Problem_T> m_Problems;
+    CNames m_Stations;
+    CNames m_Operators;
+    Bytes_T m_First; ///< start of the first run that has one
+    Bytes_T m_Last;
+    CPageEchoes m_Echoes;
 };
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "station/output/Picture.h"
 
 #include "station/judge/Limits.h"
+#include "station/judge/Measurements.h"
 #include "station/output/Text.h"
 
 #include <algorithm>
@@ -53,8 +54,17 @@ Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns)
             .step = samples.Step(),
             .metres = view.sampleClock > 0 ? step / view.sampleClock * view.soundSpeed / 2 : 0,
             .soundSpeed = view.soundSpeed,
+            .decibels = run.receiverLaw == std::string_view(NameOf(ReceiverLaw::SquareRoot)) ? 40.0 : 20.0,
             .band = BandOf(run)};
 }
+
+double DecibelsOf(const Ping_T& ping, std::int32_t value)
+{
+    const double counts = std::max<double>(value, 0.5);
+    return ping.decibels * std::log10(counts / ping.fullScale);
+}
+
+double LowestDecibels(const Ping_T& ping) { return DecibelsOf(ping, 0); }
 
 QString RangeText(const Ping_T& ping, std::size_t sample)
 {

@@ -17,6 +17,8 @@ struct Ping_T {
     std::uint64_t step = 1; ///< samples of the unit from one printed sample to the next
     double metres = 0;      ///< of range from one printed sample to the next; 0: not known
     double soundSpeed = 0;  ///< metres a second, for the range
+    /// Of a tenfold sample; 40 where samples are square roots of the amplitude.
+    double decibels = 20;
     /// The band of a limit in which the mean of each column must be; null without a band.
     const Envelope_T* band = nullptr;
 };
@@ -24,6 +26,11 @@ struct Ping_T {
 /// @param run          measured, with at least one sample
 /// @param mostColumns  of the envelope, at least 1
 Ping_T MakePing(const Run_T& run, const View_T& view, std::size_t mostColumns);
+
+/// Decibels of full scale; of a sample of 0 and below it LowestDecibels().
+double DecibelsOf(const Ping_T& ping, std::int32_t value);
+/// Of half a count.
+double LowestDecibels(const Ping_T& ping);
 
 /// Metres of range of a printed sample, with the decimals that distinguish it from the next one, at least
 /// one.

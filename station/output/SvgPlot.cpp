@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -23,7 +24,7 @@ constexpr double c_RangeRow = 317;
 constexpr double c_TickLength = 5;
 constexpr double c_TextGap = 10;
 
-constexpr int c_MostLevels = 6;
+constexpr int c_MostLevels = 7;
 constexpr int c_MostPlaces = 12;
 
 QString Coordinate(double value) { return QString::number(value, 'f', 1); }
@@ -36,31 +37,40 @@ QString TickText(double value, int decimals)
 
 enum class Anchor { Start, Middle, End };
 
+/// Of the points of an echo to the picture's unit, so that they are whole numbers.
+constexpr double c_PointsPerUnit = 10;
+
 /// Draws echoes of the same number of samples into one frame.
 class CSvgPlot
 {
 public:
     /// @param ping    for the axes
     /// @param extent  everything that must be visible
-    CSvgPlot(const Ping_T& ping, const Envelope_T& extent)
-        : m_Ping(ping), m_Last(static_cast<double>(std::max<std::size_t>(extent.samples, 2) - 1)),
-          m_Low(std::min(*std::ranges::min_element(extent.low), 0)),
-          m_High(std::max(*std::ranges::max_element(extent.high), ping.fullScale)),
-          m_Svg(u"<svg viewBox=\"0 0 %1 %2\" role=\"img\" aria-label=\"Amplitude over the sample\">\n"_s.arg(
-              Coordinate(c_Width), Coordinate((ping.metres > 0 ? c_RangeRow : c_SampleRow) + c_TextGap)))
+    CSvgPlot(const Ping_T& ping, const Envelope_T& extent, Scale scale)
+        : m_Ping(ping), m_Scale(scale),
+          m_Last(static_cast<double>(std::max<std::size_t>(extent.samples, 2) - 1)),
+          m_Low(scale == Scale::Decibels ? LowestDecibels(ping)
+                                         : std::min(*std::ranges::min_element(extent.low), 0)),
+          m_High(Level(std::max(*std::ranges::max_element(extent.high), ping.fullScale))),
+          m_Svg(
+              u"<svg viewBox=\"0 0 %1 %2\" role=\"img\" aria-label=\"Amplitude%3 over the sample\">\n"_s.arg(
+                  Coordinate(c_Width), Coordinate((ping.metres > 0 ? c_RangeRow : c_SampleRow) + c_TextGap),
+                  scale == Scale::Decibels ? u" in decibels"_s : QString()))
     {
     }
 
     void Axes()
     {
-        Text(u"axis", c_Left - c_TextGap, c_BottomRow, Anchor::End, u"amplitude"_s);
+        Text(u"axis", c_Left - c_TextGap, c_BottomRow, Anchor::End,
+             m_Scale == Scale::Decibels ? u"dB"_s : u"amplitude"_s);
         const Ticks_T levels = Ticks(m_Low, m_High, c_MostLevels);
         for (const double level : levels.values) {
             Line(u"grid", c_Left, Y(level), c_Right, Y(level));
             Text(u"tick", c_Left - c_TextGap, Y(level) + 4, Anchor::End, TickText(level, levels.decimals));
         }
-        Line(u"limit", c_Left, Y(m_Ping.fullScale), c_Right, Y(m_Ping.fullScale));
-        Text(u"full", c_Right + c_TextGap, Y(m_Ping.fullScale) + 4, Anchor::Start, u"full scale"_s);
+        const double full = Y(Level(m_Ping.fullScale));
+        Line(u"limit", c_Left, full, c_Right, full);
+        Text(u"full", c_Right + c_TextGap, full + 4, Anchor::Start, u"full scale"_s);
         PlaceAxis(u"sample"_s, c_Bottom, c_SampleRow, static_cast<double>(m_Ping.step));
         if (m_Ping.metres > 0) {
             PlaceAxis(u"range, m"_s, c_RangeLine, c_RangeRow, m_Ping.metres);
@@ -78,17 +88,14 @@ public:
 
     void Band(const Envelope_T& echo, QStringView bandClass)
     {
-        QString points = UpperEdge(echo);
+        CPath path = UpperEdge(echo);
         for (std::size_t column = echo.low.size(); column-- > 0;) {
-            points += Point(echo, column, echo.low[column]);
+            path.LineTo(PointX(echo, column), PointY(echo.low[column]));
         }
-        Shape(u"polygon", bandClass, points);
+        Shape(bandClass, path.Text() + 'z');
     }
 
-    void TopLine(const Envelope_T& echo, QStringView lineClass)
-    {
-        Shape(u"polyline", lineClass, UpperEdge(echo));
-    }
+    void TopLine(const Envelope_T& echo, QStringView lineClass) { Shape(lineClass, UpperEdge(echo).Text()); }
 
     /// The marks, below the echo.
     void Marks()
@@ -97,14 +104,14 @@ public:
             const double x = X(static_cast<double>(*m_Ping.ringDownEnd));
             m_Svg += u"<rect class=\"ringdown\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"/>\n"_s.arg(
                 Coordinate(c_Left), Coordinate(c_Top), Coordinate(x - c_Left), Coordinate(c_Bottom - c_Top));
-            Text(u"mark", c_Left, c_RingDownRow, Anchor::Start,
+            Text(u"name", c_Left, c_RingDownRow, Anchor::Start,
                  u"ring-down to "_s + PlaceText(m_Ping, *m_Ping.ringDownEnd));
         }
         if (m_Ping.bottom) {
             const double x = X(static_cast<double>(*m_Ping.bottom));
             Line(u"bottom", x, c_Top, x, c_Bottom);
             const bool isLeft = x < (c_Left + c_Right) / 2;
-            Text(u"mark", x, c_BottomRow, isLeft ? Anchor::Start : Anchor::End,
+            Text(u"name", x, c_BottomRow, isLeft ? Anchor::Start : Anchor::End,
                  u"bottom at "_s + PlaceText(m_Ping, *m_Ping.bottom));
         }
     }
@@ -113,26 +120,34 @@ public:
 
 private:
     double X(double sample) const { return c_Left + sample / m_Last * (c_Right - c_Left); }
-    double Y(double value) const
+    /// On the axis.
+    double Level(std::int32_t value) const
     {
-        return c_Bottom - (value - m_Low) / (static_cast<double>(m_High) - m_Low) * (c_Bottom - c_Top);
+        return m_Scale == Scale::Decibels ? DecibelsOf(m_Ping, value) : value;
+    }
+    double Y(double level) const
+    {
+        return c_Bottom - (level - m_Low) / (m_High - m_Low) * (c_Bottom - c_Top);
     }
 
-    QString Point(const Envelope_T& echo, std::size_t column, std::int32_t value) const
+    double PointX(const Envelope_T& echo, std::size_t column) const
     {
         const double samplesInOne = static_cast<double>(echo.samples) / static_cast<double>(echo.high.size());
-        const double middle = (static_cast<double>(column) + 0.5) * samplesInOne - 0.5;
-        // A limit may be above what is visible.
-        return Coordinate(X(middle)) + u',' + Coordinate(Y(std::clamp(value, m_Low, m_High))) + u' ';
+        return X((static_cast<double>(column) + 0.5) * samplesInOne - 0.5) * c_PointsPerUnit;
+    }
+    /// A limit may be above what is visible.
+    double PointY(std::int32_t value) const
+    {
+        return Y(std::clamp(Level(value), m_Low, m_High)) * c_PointsPerUnit;
     }
 
-    QString UpperEdge(const Envelope_T& echo) const
+    CPath UpperEdge(const Envelope_T& echo) const
     {
-        QString points;
+        CPath path;
         for (std::size_t column = 0; column < echo.high.size(); ++column) {
-            points += Point(echo, column, echo.high[column]);
+            path.LineTo(PointX(echo, column), PointY(echo.high[column]));
         }
-        return points;
+        return path;
     }
 
     /// @param scale  of the axis' numbers, for one printed sample
@@ -148,9 +163,10 @@ private:
         }
     }
 
-    void Shape(QStringView element, QStringView name, const QString& points)
+    void Shape(QStringView name, const std::string& path)
     {
-        m_Svg += u"<%1 class=\"%2\" points=\"%3\"/>\n"_s.arg(element, name, points.trimmed());
+        m_Svg += u"<path class=\"%1\" transform=\"scale(%2)\" d=\"%3\"/>\n"_s.arg(
+            name, QString::number(1 / c_PointsPerUnit), QLatin1StringView(path));
     }
 
     void Line(QStringView name, double x1, double y1, double x2, double y2)
@@ -168,16 +184,33 @@ private:
     }
 
     const Ping_T& m_Ping;
+    Scale m_Scale;
     double m_Last; ///< index of the last printed sample, at least 1
-    std::int32_t m_Low;
-    std::int32_t m_High;
+    double m_Low;  ///< on the axis
+    double m_High;
     QString m_Svg;
 };
 } // namespace
 
-QString PingSvg(const Ping_T& ping)
+void CPath::LineTo(double x, double y)
 {
-    CSvgPlot plot(ping, ping.envelope);
+    const std::array<long, 2> to = {std::lround(x), std::lround(y)};
+    // After the first l, and before a minus sign, nothing is needed.
+    const auto append = [this](char separator, long number) {
+        if (number >= 0 || separator != ' ') {
+            m_Text += separator;
+        }
+        m_Text += std::to_string(number);
+    };
+    append(m_Points == 0 ? 'M' : m_Points == 1 ? 'l' : ' ', to[0] - m_At[0]);
+    append(' ', to[1] - m_At[1]);
+    ++m_Points;
+    m_At = to;
+}
+
+QString PingSvg(const Ping_T& ping, Scale scale)
+{
+    CSvgPlot plot(ping, ping.envelope, scale);
     plot.Axes();
     if (ping.band != nullptr) {
         plot.Band(*ping.band, u"tolerance");
@@ -187,10 +220,10 @@ QString PingSvg(const Ping_T& ping)
     return plot.Take();
 }
 
-QString ComparisonSvg(const std::vector<Ping_T>& pings, const Envelope_T& all)
+QString ComparisonSvg(const std::vector<Ping_T>& pings, const Envelope_T& all, Scale scale)
 {
     assert(!pings.empty() && pings.size() <= c_ComparedPings);
-    CSvgPlot plot(pings.front(), all);
+    CSvgPlot plot(pings.front(), all, scale);
     plot.Axes();
     plot.Band(all, u"spread");
     for (std::size_t i = 0; i < pings.size(); ++i) {

@@ -26,9 +26,8 @@ QString Plural(std::uint64_t count, const QString& noun) { return count == 1 ? n
 
 QString NumberText(double number) { return QString::fromStdString(NumberBytes(number)); }
 
-std::string NumberBytes(double number)
+std::string NumberBytes(double number, int digits)
 {
-    constexpr int digits = 8;
     std::array<char, 32> text; // enough for these digits, a sign, a point and an exponent
     const auto end =
         std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, digits);

@@ -16,9 +16,10 @@ void AppendMarkup(std::string& text, std::string_view bytes);
 /// "run" for 1, otherwise "runs".
 QString Plural(std::uint64_t count, const QString& noun);
 
-/// A number for people and programs, with up to eight digits.
+/// A number for people and programs.
+/// @param digits  at most so many, 1 to 17
 QString NumberText(double number);
-std::string NumberBytes(double number);
+std::string NumberBytes(double number, int digits = 8);
 /// "noiseFloor 49.4 counts"
 QString QuantityText(const Quantity_T& quantity);
 

@@ -78,12 +78,60 @@ TEST(Html, IsOfBoundedSizeAndSaysWhatItLeavesOut)
     failed.outcome = Outcome::Failed;
     runs.push_back(failed);
     const std::string page = Written("html", runs, {});
-    EXPECT_EQ(Count(page, "<figure id="), 251U) << "the failed one is drawn, however late it comes";
-    EXPECT_EQ(Count(page, "<tr><td>"), 10'001U);
-    EXPECT_THAT(page,
-                AllOf(HasSubstr(">2000 more runs are counted"), HasSubstr(">11750 more pings are counted"),
-                      HasSubstr("<b>12001</b>runs"), HasSubstr(">12001 pings<")));
-    EXPECT_EQ(Count(page, "class=\"echo series1\" points"), 1U);
+    EXPECT_EQ(Count(page, "<figure id="), 21U) << "the failed one is drawn, however late it comes";
+    EXPECT_EQ(Count(page, "<details class=\"r\""), 10'000U);
+    EXPECT_THAT(page, AllOf(HasSubstr(">2001 more runs (good) are counted"),
+                            HasSubstr(">11980 more pings (good) are not drawn"),
+                            HasSubstr("<b>12001</b>runs"), HasSubstr(">12001 pings<")));
+    EXPECT_THAT(
+        page, HasSubstr("data-o=\"failed\" open><summary><span class=\"mark failed\">Failed</span>: 1 run"));
+    EXPECT_EQ(Count(page, "class=\"echo series1\" transform"), 2U) << "in dB and linear";
+}
+
+TEST(Html, ShowsTheWorstRunsFirstAndOfEachUnitTogether)
+{
+    const auto make = [](Outcome outcome, const char* unit, const char* reason) {
+        Run_T run = Ping({65535, 1, 2});
+        run.outcome = outcome;
+        run.record.unit = unit;
+        run.reason = reason;
+        return run;
+    };
+    Run_T marginal = make(Outcome::Passed, "M", "");
+    Limit_T limit;
+    limit.measurement = "noiseFloor";
+    marginal.limits.push_back({&limit, Fit::Marginal, 3, "counts"});
+    Run_T unknown = make(Outcome::NotJudged, "U", "it contains unrecognised lines");
+    unknown.KeepUnrecognised({7, "who <knows>"});
+    unknown.Keep({{8, "ERROR: it is late"}, Place::Report, true});
+    const std::string page =
+        Written("html",
+                {make(Outcome::Passed, "G", ""), marginal, make(Outcome::Passed, "A", ""), unknown,
+                 make(Outcome::Passed, "G", ""), make(Outcome::Failed, "F", "ERROR: -171 of 12"),
+                 make(Outcome::Failed, "E", "ERROR: -109 of 4")},
+                {});
+    EXPECT_THAT(page, ContainsRegex("ERROR: -# of #</td><td>2 runs</td><td>xkping</td><td>E, F</td>"));
+    EXPECT_THAT(page, HasSubstr("unrecognised, line 7: who &lt;knows&gt;\nERROR: it is late\n"));
+    std::string order;
+    constexpr std::string_view row = "<summary><b>";
+    for (auto at = page.find(row); at != std::string::npos; at = page.find(row, at + 1)) {
+        order += page.at(at + row.size());
+    }
+    EXPECT_EQ(order, "EFUMAGG");
+    EXPECT_THAT(page, HasSubstr("<summary>G: 2 runs</summary>"));
+}
+
+TEST(Html, DrawsThePingsFirstThatDifferMostFromOthersOfTheirSetUp)
+{
+    std::vector<Run_T> runs(60, Ping({65535, 10, 10}));
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        runs[i].record.unit = "Q" + std::to_string(i);
+        runs[i].samples.values[2] += static_cast<std::int32_t>(i % 5);
+    }
+    runs[55].samples.values[2] = 40;
+    const std::string page = Written("html", runs, {});
+    EXPECT_THAT(page, ContainsRegex("id=\"ping1\">.*Q55 t:1</span></h3>\n<p>mean is [67]\\.[0-9] standard "
+                                    "deviations from the mean of 60 pings"));
 }
 
 TEST(Html, LabelsMarksAsExactlyAsTheSamplesAllow)
@@ -112,9 +160,9 @@ TEST(Html, LabelsMarksAsExactlyAsTheSamplesAllow)
 TEST(Html, ComparesOnlyPingsOfTheSameSetUp)
 {
     const std::vector<Run_T> same(7, Ping({1, 2}));
-    EXPECT_EQ(Count(Written("html", same, {}), "<polyline class=\"echo series"), 6U);
+    EXPECT_EQ(Count(Written("html", same, {}), "<path class=\"echo series"), 12U);
     Run_T other = Ping({1, 2});
     other.samples.element = 2;
     Run_T longer = Ping({1, 2, 3});
-    EXPECT_EQ(Count(Written("html", {same[0], other, longer}, {}), "<polyline class=\"echo series"), 0U);
+    EXPECT_EQ(Count(Written("html", {same[0], other, longer}, {}), "<path class=\"echo series"), 0U);
 }
