@@ -207,7 +207,9 @@ void CPageEchoes::Add(const Run_T& run)
 QString CPageEchoes::Comparisons() const
 {
     QString text;
-    for (const auto& [common, setup] : m_Setups) {
+    for (const auto& entry : m_Setups) {
+        const std::string_view common = entry.first;
+        const Setup_T& setup = entry.second;
         if (setup.count < 2) {
             continue;
         }
@@ -224,7 +226,7 @@ QString CPageEchoes::Comparisons() const
             u"<figure>\n<h3><span class=\"title\">%1</span><span class=\"faint\">%2 pings</span></h3>\n%3"
             "<figcaption>The area is between the lowest and the highest samples of all "
             "pings%4.\n<ul>%5</ul></figcaption>\n</figure>\n"_s.arg(
-                Code(std::string_view(common).substr(0, common.find('\n'))), QString::number(setup.count),
+                Code(common.substr(0, common.find('\n'))), QString::number(setup.count),
                 BothScales([&setup](Scale scale) { return ComparisonSvg(setup.pings, setup.all, scale); }),
                 others == 0 ? QString() : u", of which the first %1 are drawn"_s.arg(setup.pings.size()),
                 legend);
