@@ -64,8 +64,8 @@ def accessibility():
         place.mkdir(parents=True, exist_ok=True)
         for name in ("package.json", "package-lock.json"):
             shutil.copy(Path("tests/station") / name, place)
-        subprocess.run(["npm", "ci", "--ignore-scripts", "--no-audit", "--no-fund", "--prefix", place],
-                       capture_output=True, check=False)
+        subprocess.run(["npm", "ci", "--ignore-scripts", "--no-audit", "--no-fund", "--fetch-retries=0",
+                        "--fetch-timeout=30000", "--prefix", place], capture_output=True, check=False)
     return f"<script>{script.read_text()}</script>" if script.exists() else ""
 
 
