@@ -254,11 +254,12 @@ bool IsDirectory(const std::string& name)
 int ReadAndWrite(Options_T options)
 {
     CMeasurer measurer({options.law, options.view.sampleClock, options.view.soundSpeed});
-    const bool isMeasured =
-        options.limits || std::ranges::any_of(options.outputs, [](const WantedOutput_T& output) {
-            return output.format->isMeasured;
-        });
-    const Judges_T judges{.pMeasurer = isMeasured ? &measurer : nullptr,
+    const bool areShown = std::ranges::any_of(
+        options.outputs, [](const WantedOutput_T& output) { return output.format->isMeasured; });
+    if (options.limits && !areShown) {
+        measurer.MeasureOnly(options.limits->Measurements());
+    }
+    const Judges_T judges{.pMeasurer = areShown || options.limits ? &measurer : nullptr,
                           .pLimits = options.limits ? &*options.limits : nullptr};
     COutputs outputs(options.outputs, options.view);
     const Transcripts_T transcripts = FindTranscripts(options.transcripts, outputs.Written());

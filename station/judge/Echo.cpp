@@ -107,12 +107,14 @@ void CHistogram::Begin(double expected)
         ++m_Shift;
     }
     m_Count = 0;
+    m_Quartiles.reset();
     m_Bins.assign(static_cast<std::size_t>(std::ldexp(range, -m_Shift)) + 1, 0);
 }
 
 void CHistogram::Add(std::span<const std::int32_t> values)
 {
     m_Count += values.size();
+    m_Quartiles.reset();
     const auto last = static_cast<std::uint32_t>(m_Bins.size() - 1);
     for (const std::int32_t value : values) {
         ++m_Bins[std::min(static_cast<std::uint32_t>(std::max(value, 0)) >> m_Shift, last)];
@@ -127,20 +129,35 @@ std::size_t CHistogram::DistinctValues() const
 double CHistogram::Quantile(double share) const
 {
     assert(m_Count > 0);
-    double rest = share * static_cast<double>(m_Count);
+    const double place = share * static_cast<double>(m_Count);
+    const auto least = static_cast<std::uint64_t>(std::ceil(place));
+    std::uint64_t below = 0;
     std::size_t bin = 0;
-    while (rest > m_Bins[bin] && bin + 1 < m_Bins.size()) {
-        rest -= m_Bins[bin++];
+    while (least > below + m_Bins[bin] && bin + 1 < m_Bins.size()) {
+        below += m_Bins[bin++];
     }
     if (bin == 0) {
         return 0;
     }
     // The values of a bin are between its neighbours'.
-    const double place = static_cast<double>(bin) + std::min(rest / std::max(m_Bins[bin], 1U), 1.0);
-    return std::ldexp(place, m_Shift) - 0.5;
+    const double rest = place - static_cast<double>(below);
+    const double within = std::min(rest / std::max(m_Bins[bin], 1U), 1.0);
+    return std::ldexp(static_cast<double>(bin) + within, m_Shift) - 0.5;
 }
 
-double CHistogram::Centre() const { return (Quantile(0.25) + 2 * Quantile(0.5) + Quantile(0.75)) / 4; }
+const Quartiles_T& CHistogram::Quartiles() const
+{
+    if (!m_Quartiles) {
+        m_Quartiles = {Quantile(0.25), Quantile(0.5), Quantile(0.75)};
+    }
+    return *m_Quartiles;
+}
+
+double CHistogram::Centre() const
+{
+    const Quartiles_T& quartiles = Quartiles();
+    return (quartiles.lower + 2 * quartiles.median + quartiles.upper) / 4;
+}
 
 double CHistogram::MissingBetween(double from, double to) const
 {

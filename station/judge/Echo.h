@@ -28,6 +28,13 @@ struct Envelope_T {
 /// @param mostColumns  at least 1
 Envelope_T MakeEnvelope(std::span<const std::int32_t> values, std::size_t mostColumns);
 
+/// Quantile() of a quarter, a half and three quarters.
+struct Quartiles_T {
+    double lower;
+    double median;
+    double upper;
+};
+
 /// How often values occur, for their order statistics. All values above 8 times the expected one count as
 /// one.
 class CHistogram
@@ -49,7 +56,9 @@ public:
     /// must be values.
     double Centre() const;
     /// From the lower to the upper quartile. There must be values.
-    double Spread() const { return Quantile(0.75) - Quantile(0.25); }
+    double Spread() const { return Quartiles().upper - Quartiles().lower; }
+    /// There must be values.
+    const Quartiles_T& Quartiles() const;
     /// The share of the values between two that do not occur; 0 if no value is between them.
     double MissingBetween(double from, double to) const;
 
@@ -57,6 +66,7 @@ private:
     int m_Shift = 0;
     std::uint64_t m_Count = 0;
     std::vector<std::uint32_t> m_Bins;
+    mutable std::optional<Quartiles_T> m_Quartiles; ///< once something asked for them
 };
 
 /// What all samples of an echo have in common.

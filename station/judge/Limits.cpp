@@ -25,17 +25,19 @@ constexpr Source_T c_Sources[] = {{"firmware", c_Version}, {"speed", c_Ticks}};
 constexpr std::size_t c_MostSetups = 256;
 constexpr int c_Digits = 8;
 
-Bytes_T NumberText(double value)
+void AppendNumber(Bytes_T& text, double value)
 {
-    std::array<char, 32> text;
-    const auto end =
-        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, c_Digits);
-    return {text.data(), end.ptr};
+    std::array<char, 32> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                                   std::chars_format::general, c_Digits);
+    text.append(digits.data(), end.ptr);
 }
 
-Bytes_T Amount(double value, std::string_view unit)
+void AppendUnit(Bytes_T& text, std::string_view unit)
 {
-    return NumberText(value) + (unit.empty() ? "" : " ") + Bytes_T(unit);
+    if (!unit.empty()) {
+        text.append(1, ' ').append(unit);
+    }
 }
 
 Fit FitOf(const Limit_T& limit, double value)
@@ -47,8 +49,9 @@ Fit FitOf(const Limit_T& limit, double value)
     return isNear ? Fit::Marginal : Fit::Good;
 }
 
-/// The result of the value that fits worst: a measurement can have several values.
-LimitResult_T Compare(const Limit_T& limit, const Run_T& run)
+/// The result of the value that fits worst: a measurement can have several values, one after the other.
+/// @param from  the measurement at which the search begins, and afterwards the one after those found
+LimitResult_T Compare(const Limit_T& limit, const Run_T& run, std::size_t& from)
 {
     LimitResult_T worst{.limit = &limit};
     const auto take = [&](double value, const char* unit) {
@@ -64,10 +67,18 @@ LimitResult_T Compare(const Limit_T& limit, const Run_T& run)
         }
         return worst;
     }
-    for (const Quantity_T& measured : run.measurements) {
-        if (std::strcmp(limit.measurement.c_str(), measured.name) == 0) {
-            take(measured.value, measured.unit);
-        }
+    const auto isMeant = [&limit](const Quantity_T& measured) {
+        return std::strcmp(limit.measurement.c_str(), measured.name) == 0;
+    };
+    const auto begin = run.measurements.begin() + static_cast<std::ptrdiff_t>(from);
+    auto found = std::find_if(begin, run.measurements.end(), isMeant);
+    if (found == run.measurements.end()) {
+        found = std::find_if(run.measurements.begin(), begin, isMeant);
+        found = found == begin ? run.measurements.end() : found;
+    }
+    for (; found != run.measurements.end() && isMeant(*found); ++found) {
+        take(found->value, found->unit);
+        from = static_cast<std::size_t>(found - run.measurements.begin()) + 1;
     }
     if (worst.fit == Fit::Absent) {
         const MeasurementRow_T* const row = MeasurementOf(limit.measurement);
@@ -171,26 +182,67 @@ const char* NameOf(Fit fit) { return c_Names.at(static_cast<std::size_t>(fit)); 
 
 Bytes_T RangeText(const Limit_T& limit, std::string_view unit)
 {
-    if (std::isinf(limit.least)) {
-        return "at most " + Amount(limit.most, unit);
+    const bool hasLeast = !std::isinf(limit.least);
+    const bool hasMost = !std::isinf(limit.most);
+    Bytes_T text = !hasLeast ? "at most " : hasMost ? "from " : "at least ";
+    if (hasLeast) {
+        AppendNumber(text, limit.least);
     }
-    return std::isinf(limit.most) ? "at least " + Amount(limit.least, unit)
-                                  : "from " + NumberText(limit.least) + " to " + Amount(limit.most, unit);
+    if (hasLeast && hasMost) {
+        text += " to ";
+    }
+    if (hasMost) {
+        AppendNumber(text, limit.most);
+    }
+    AppendUnit(text, unit);
+    return text;
+}
+
+bool HasNote(const LimitResult_T& result)
+{
+    return (result.fit == Fit::Bad || result.fit == Fit::Marginal) && !result.limit->note.empty();
+}
+
+void AppendLimitText(Bytes_T& text, const LimitResult_T& result)
+{
+    const Limit_T& limit = *result.limit;
+    text.append(limit.measurement).append(" is ");
+    if (result.fit == Fit::Absent) {
+        text += "absent";
+    } else {
+        AppendNumber(text, result.value);
+        AppendUnit(text, result.unit);
+    }
+    text.append(" (limit: ").append(limit.range.empty() ? RangeText(limit, {}) : limit.range);
+    AppendUnit(text, result.unit);
+    text += ')';
+    if (HasNote(result)) {
+        text.append(": ").append(limit.note);
+    }
 }
 
 Bytes_T LimitText(const LimitResult_T& result)
 {
-    const Limit_T& limit = *result.limit;
-    const Bytes_T shown = result.fit == Fit::Absent ? "absent" : Amount(result.value, result.unit);
-    const bool isNoted = (result.fit == Fit::Bad || result.fit == Fit::Marginal) && !limit.note.empty();
-    Bytes_T text = limit.measurement;
-    text.append(" is ").append(shown).append(" (limit: ").append(RangeText(limit, result.unit)).append(")");
-    return isNoted ? text + ": " + limit.note : text;
+    Bytes_T text;
+    AppendLimitText(text, result);
+    return text;
 }
 
 CLimits::CLimits(std::vector<Limit_T> limits, Bytes_T product)
     : m_Limits(std::move(limits)), m_Product(std::move(product))
 {
+    for (Limit_T& limit : m_Limits) {
+        limit.range = RangeText(limit, {});
+    }
+}
+
+std::vector<std::string_view> CLimits::Measurements() const
+{
+    std::vector<std::string_view> names;
+    for (const Limit_T& limit : m_Limits) {
+        names.push_back(limit.measurement);
+    }
+    return names;
 }
 
 bool CLimits::IsForProduct() const
@@ -236,24 +288,27 @@ CLimits::Setup_T CLimits::Choose(const Run_T& run, const Bytes_T& setting) const
 const CLimits::Setup_T& CLimits::SetupOf(const Run_T& run)
 {
     const Bytes_T setting = SettingOf(run);
-    const Bytes_T key = ProductOf(run) + '\n' + run.command + '\n' + ChannelOf(run) + '\n' + setting +
-                        (run.repetition > 0 ? "\nrepeated" : "");
-    const auto known = m_Setups.find(key);
+    m_Key = ProductOf(run);
+    m_Key.append(1, '\n').append(run.command).append(1, '\n').append(ChannelOf(run));
+    m_Key.append(1, '\n').append(setting).append(run.repetition > 0 ? "\nrepeated" : "");
+    const auto known = m_Setups.find(m_Key);
     if (known != m_Setups.end()) {
         return known->second;
     }
     if (m_Setups.size() >= c_MostSetups) {
         m_Setups.clear();
     }
-    return m_Setups.emplace(key, Choose(run, setting)).first->second;
+    return m_Setups.emplace(m_Key, Choose(run, setting)).first->second;
 }
 
 void CLimits::Apply(Run_T& run)
 {
     const bool isGood = run.outcome == Outcome::Passed || run.outcome == Outcome::Performed;
     const Setup_T& setup = SetupOf(run);
+    run.limits.reserve(setup.limits.size());
+    std::size_t next = 0;
     for (const Limit_T* pLimit : setup.limits) {
-        const LimitResult_T result = Compare(*pLimit, run);
+        const LimitResult_T result = Compare(*pLimit, run, next);
         if (isGood || result.fit != Fit::Absent) {
             run.limits.push_back(result);
         }

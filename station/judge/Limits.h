@@ -26,6 +26,7 @@ struct Limit_T {
     double most = std::numeric_limits<double>::infinity();
     double margin = 0; ///< a good value so near to a limit is marginal
     Bytes_T note;      ///< for the operator, if the value is bad or marginal
+    Bytes_T range;     ///< RangeText() without the unit, of a limit that CLimits has taken; otherwise empty
     /// For c_OutsideBand: lowest and highest mean of each column, and the number of samples of the echo.
     Envelope_T band;
 };
@@ -59,6 +60,10 @@ const char* NameOf(Fit fit);
 /// "noiseFloor is 120 counts (limit: at most 90 counts)", and the operator's note after a bad or a marginal
 /// value.
 Bytes_T LimitText(const LimitResult_T& result);
+/// Whether that contains the note, which is any text. The rest is printable ASCII.
+bool HasNote(const LimitResult_T& result);
+/// Appends LimitText().
+void AppendLimitText(Bytes_T& text, const LimitResult_T& result);
 
 /// "from 20 to 90 counts", "at least 20 counts", "at most 90 counts"
 Bytes_T RangeText(const Limit_T& limit, std::string_view unit);
@@ -72,6 +77,8 @@ public:
 
     /// Whether a limit is for the product.
     bool IsForProduct() const;
+    /// The names of the measurements that the limits are for.
+    std::vector<std::string_view> Measurements() const;
 
     /// Adds the results to a judged run. A passed or performed run becomes failed if a measurement is bad,
     /// otherwise not judged if one is absent. It also becomes not judged if there are limits for its command,
@@ -92,6 +99,7 @@ private:
     std::vector<Limit_T> m_Limits;
     Bytes_T m_Product;
     std::unordered_map<Bytes_T, Setup_T> m_Setups; ///< by product, command, channel, setting, repetition
+    Bytes_T m_Key;                                 ///< of the last run
 };
 
 // The format of limits files, station/limits.schema.json. What is wrong in a file is thrown as

@@ -119,9 +119,20 @@ Value_T LongestRun(const Measured_T& measured)
     return Number(longest);
 }
 
+/// How many samples after the ring-down a predicate is true for.
+template <class Predicate>
+std::int32_t CountAfterRingDown(const Measured_T& measured, Predicate predicate)
+{
+    std::int32_t count = 0; // faster than a wider one
+    for (const std::int32_t value : measured.echo.AfterRingDown()) {
+        count += predicate(value) ? 1 : 0;
+    }
+    return count;
+}
+
 Value_T Dropouts(const Measured_T& measured)
 {
-    return Number(static_cast<std::size_t>(std::ranges::count(measured.echo.AfterRingDown(), 0)));
+    return CountAfterRingDown(measured, [](std::int32_t value) { return value == 0; });
 }
 
 // Levels.
@@ -155,12 +166,9 @@ Value_T RingDownLength(const Measured_T& measured)
 
 Value_T ClippedShare(const Measured_T& measured)
 {
-    const auto values = measured.echo.AfterRingDown();
-    const auto clipped =
-        std::ranges::count_if(values, [fullScale = measured.run.samples.FullScale()](std::int32_t value) {
-            return value >= fullScale;
-        });
-    return static_cast<double>(clipped) / Number(values.size());
+    const std::int32_t fullScale = measured.run.samples.FullScale();
+    const auto isClipped = [fullScale](std::int32_t value) { return value >= fullScale; };
+    return CountAfterRingDown(measured, isClipped) / Number(measured.echo.AfterRingDown().size());
 }
 
 // The quiet part.
@@ -200,13 +208,14 @@ Value_T DistinctValues(const Measured_T& measured)
 Value_T MissingCodes(const Measured_T& measured)
 {
     return OfQuiet(measured, [](const CHistogram& quiet) {
-        return quiet.MissingBetween(quiet.Quantile(0.25), quiet.Quantile(0.75));
+        return quiet.MissingBetween(quiet.Quartiles().lower, quiet.Quartiles().upper);
     });
 }
 
 Value_T InterferenceLevel(const Measured_T& measured)
 {
-    return measured.line ? Value_T(measured.line->amplitude) : std::nullopt;
+    const auto& line = measured.line.Of(measured.echo);
+    return line ? Value_T(line->amplitude) : std::nullopt;
 }
 
 Value_T InterferenceDecibels(const Measured_T& measured)
@@ -216,8 +225,8 @@ Value_T InterferenceDecibels(const Measured_T& measured)
 
 Value_T InterferencePeriod(const Measured_T& measured)
 {
-    return measured.line && measured.line->period ? Value_T(Taken(measured, *measured.line->period))
-                                                  : std::nullopt;
+    const auto& line = measured.line.Of(measured.echo);
+    return line && line->period ? Value_T(Taken(measured, *line->period)) : std::nullopt;
 }
 
 // The bottom.
@@ -385,20 +394,11 @@ constexpr MeasurementRow_T c_Rows[] = {
      "the median, over groups of 16 samples, of the mean difference from the ping before", Repeatability},
 };
 
-bool IsOfPing(const MeasurementRow_T& row) { return &row >= MeasurementOf("bottomPosition"); }
+constexpr const MeasurementRow_T* c_FirstOfPing =
+    std::ranges::find_if(c_Rows, [](const MeasurementRow_T& row) { return row.measure == BottomPosition; });
 
-/// What pings have in common that can be compared sample by sample.
-Bytes_T SetupOf(const Run_T& run)
-{
-    const Samples_T& samples = run.samples;
-    Bytes_T setup = run.transcript + '\n' + run.commandLine + '\n' + samples.band;
-    for (const double number : {Number(samples.values.size()), static_cast<double>(samples.taken),
-                                static_cast<double>(samples.FullScale()), samples.centreHertz,
-                                static_cast<double>(samples.element), static_cast<double>(samples.channel)}) {
-        setup += '\n' + std::to_string(number);
-    }
-    return setup;
-}
+/// The rows from the first one of a bottom on.
+bool IsOfPing(const MeasurementRow_T& row) { return &row >= c_FirstOfPing; }
 } // namespace
 
 const char* NameOf(ReceiverLaw law) { return c_Laws.at(static_cast<std::size_t>(law)); }
@@ -419,71 +419,110 @@ const MeasurementRow_T* MeasurementOf(std::string_view name)
 }
 
 /// Pieces of the quiet part, spread over all of it.
-std::optional<SpectralLine_T> CMeasurer::FindLine()
+const std::optional<SpectralLine_T>& CQuietLine::Of(const CEchoParts& echo)
 {
+    if (m_Found) {
+        return *m_Found;
+    }
     constexpr std::size_t groups = CSpectrum::c_PieceSamples / CEchoParts::c_GroupSamples;
     m_Spectrum.Begin();
-    const auto quiet = m_Echo.Quiet() == nullptr ? std::span<const std::size_t>() : m_Echo.QuietGroups();
+    const auto quiet = echo.Quiet() == nullptr ? std::span<const std::size_t>() : echo.QuietGroups();
     const std::size_t stride = std::max(quiet.size() / CSpectrum::c_MostPieces, groups);
     for (std::size_t at = 0; at + groups <= quiet.size();) {
         const bool isOnePiece =
             quiet[at + groups - 1] - quiet[at] == (groups - 1) * CEchoParts::c_GroupSamples;
         if (isOnePiece) {
-            m_Spectrum.Add(m_Echo.Values().subspan(quiet[at], CSpectrum::c_PieceSamples));
+            m_Spectrum.Add(echo.Values().subspan(quiet[at], CSpectrum::c_PieceSamples));
         }
         at += isOnePiece ? stride : 1;
     }
-    return m_Spectrum.StrongestLine();
+    return m_Found.emplace(m_Spectrum.StrongestLine());
 }
 
-std::deque<CMeasurer::Ping_T>::iterator CMeasurer::PingOf(const Bytes_T& setup)
+CMeasurer::CMeasurer(MeasureSettings_T settings) : m_Settings(settings)
 {
-    return std::ranges::find(m_Pings, setup, &Ping_T::setup);
-}
-
-void CMeasurer::Remember(Ping_T ping)
-{
-    if (const auto before = PingOf(ping.setup); before != m_Pings.end()) {
-        m_Pings.erase(before);
+    for (const MeasurementRow_T& row : c_Rows) {
+        m_Rows.push_back(&row);
     }
-    m_Pings.push_back(std::move(ping));
+}
+
+void CMeasurer::MeasureOnly(std::span<const std::string_view> names)
+{
+    std::erase_if(m_Rows, [names](const MeasurementRow_T* pRow) {
+        return std::ranges::find(names, pRow->name) == names.end();
+    });
+}
+
+bool CMeasurer::Setup_T::IsOf(const Run_T& run) const
+{
+    const Samples_T& samples = run.samples;
+    return printed == samples.values.size() && taken == samples.taken &&
+           isThreeDigit == samples.isThreeDigit && centreHertz == samples.centreHertz &&
+           element == samples.element && channel == samples.channel && band == samples.band &&
+           commandLine == run.commandLine && transcript == run.transcript;
+}
+
+CMeasurer::Ping_T* CMeasurer::PingBefore(const Run_T& run)
+{
+    const auto before =
+        std::ranges::find_if(m_Pings, [&run](const Ping_T& ping) { return ping.setup.IsOf(run); });
+    if (before == m_Pings.end()) {
+        return nullptr;
+    }
+    m_Pings.splice(m_Pings.begin(), m_Pings, before);
+    return &m_Pings.front();
+}
+
+void CMeasurer::Remember(const Run_T& run, Ping_T* pBefore)
+{
+    const Samples_T& samples = run.samples;
+    if (pBefore != nullptr) {
+        pBefore->repetition = run.repetition;
+        pBefore->values = samples.values;
+        return;
+    }
+    m_Pings.push_front({{run.transcript, run.commandLine, samples.band, samples.values.size(), samples.taken,
+                         samples.isThreeDigit, samples.centreHertz, samples.element, samples.channel},
+                        run.repetition,
+                        samples.values});
     const auto isTooMuch = [this] {
-        std::size_t samples = 0;
-        for (const Ping_T& kept : m_Pings) {
-            samples += kept.values.size();
+        std::size_t kept = 0;
+        for (const Ping_T& ping : m_Pings) {
+            kept += ping.values.size();
         }
-        return m_Pings.size() > c_MostKeptPings || samples > c_MostKeptSamples;
+        return m_Pings.size() > c_MostKeptPings || kept > c_MostKeptSamples;
     };
     while (isTooMuch()) {
-        m_Pings.pop_front();
+        m_Pings.pop_back();
     }
 }
 
 void CMeasurer::Measure(Run_T& run)
 {
     m_Echo.Find(run.samples);
+    m_Line.Forget();
     const bool isPing = !run.samples.values.empty();
-    Bytes_T setup = isPing ? SetupOf(run) : Bytes_T();
-    const auto before = PingOf(setup);
-    run.repetition = before == m_Pings.end() ? 0 : before->repetition + 1;
+    Ping_T* const pBefore = isPing ? PingBefore(run) : nullptr;
+    run.repetition = pBefore == nullptr ? 0 : pBefore->repetition + 1;
     const Measured_T measured{.run = run,
                               .echo = m_Echo,
-                              .line = FindLine(),
-                              .before =
-                                  before == m_Pings.end() ? std::span<const std::int32_t>() : before->values,
+                              .line = m_Line,
+                              .before = pBefore == nullptr ? std::span<const std::int32_t>()
+                                                           : pBefore->values,
                               .settings = m_Settings};
     std::vector<Quantity_T> found;
-    found.reserve(std::size(c_Rows));
-    for (const MeasurementRow_T& row : c_Rows) {
-        const Value_T value =
-            row.measure != nullptr && (isPing || !IsOfPing(row)) ? row.measure(measured) : std::nullopt;
+    found.reserve(m_Rows.size());
+    for (const MeasurementRow_T* pRow : m_Rows) {
+        const Value_T value = pRow->measure != nullptr && (isPing || !IsOfPing(*pRow))
+                                  ? pRow->measure(measured)
+                                  : std::nullopt;
         if (value) {
-            found.push_back({row.name, *value, row.unit});
+            found.push_back({pRow->name, *value, pRow->unit});
         }
     }
     run.measurements.insert(run.measurements.end(), found.begin(), found.end());
     if (isPing) {
         run.receiverLaw = run.samples.isThreeDigit ? NameOf(m_Settings.law) : "";
-        Remember({std::move(setup), run.repetition, run.samples.values});
+        Remember(run, pBefore);
     }
 }

@@ -3,7 +3,8 @@
 #include "station/judge/Echo.h"
 #include "station/judge/Spectrum.h"
 
-#include <deque>
+#include <list>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -23,11 +24,24 @@ struct MeasureSettings_T {
     double soundSpeed = 1500;                  ///< of the water, metres a second
 };
 
+/// The strongest line in the spectrum of an echo's quiet part, which is only found if something asks for it.
+class CQuietLine
+{
+public:
+    /// For the next echo.
+    void Forget() { m_Found.reset(); }
+    const std::optional<SpectralLine_T>& Of(const CEchoParts& echo);
+
+private:
+    CSpectrum m_Spectrum;
+    std::optional<std::optional<SpectralLine_T>> m_Found;
+};
+
 /// What a measurement is made from.
 struct Measured_T {
     const Run_T& run;
     const CEchoParts& echo;
-    std::optional<SpectralLine_T> line;   ///< the strongest of the quiet part
+    CQuietLine& line; ///< of the echo
     std::span<const std::int32_t> before; ///< samples of the ping before of the same set-up; may be none
     MeasureSettings_T settings;
 };
@@ -55,25 +69,42 @@ const MeasurementRow_T* MeasurementOf(std::string_view name);
 class CMeasurer
 {
 public:
-    explicit CMeasurer(MeasureSettings_T settings) : m_Settings(settings) {}
+    explicit CMeasurer(MeasureSettings_T settings);
+
+    /// From now on makes only the measurements of these names, which saves the time of the others.
+    void MeasureOnly(std::span<const std::string_view> names);
 
     /// Adds the measurements to a run that was judged, and counts the repetitions of a ping. What is not
     /// certain is left out.
     void Measure(Run_T& run);
 
 private:
+    /// What pings have in common that can be compared sample by sample.
+    struct Setup_T {
+        Bytes_T transcript;
+        Bytes_T commandLine;
+        Bytes_T band;
+        std::size_t printed; ///< samples
+        std::uint64_t taken;
+        bool isThreeDigit;
+        double centreHertz;
+        int element;
+        int channel;
+
+        bool IsOf(const Run_T& run) const;
+    };
     struct Ping_T {
-        Bytes_T setup;
+        Setup_T setup;
         std::uint64_t repetition; ///< pings of the set-up before it
         std::vector<std::int32_t> values;
     };
 
-    std::optional<SpectralLine_T> FindLine();
-    std::deque<Ping_T>::iterator PingOf(const Bytes_T& setup);
-    void Remember(Ping_T ping);
+    Ping_T* PingBefore(const Run_T& run);
+    void Remember(const Run_T& run, Ping_T* pBefore);
 
     MeasureSettings_T m_Settings;
+    std::vector<const MeasurementRow_T*> m_Rows; ///< those that are made
     CEchoParts m_Echo;
-    CSpectrum m_Spectrum;
-    std::deque<Ping_T> m_Pings; ///< the last ones, of different set-ups; the oldest first
+    CQuietLine m_Line;
+    std::list<Ping_T> m_Pings; ///< the last ones, of different set-ups; the newest first
 };

@@ -131,7 +131,7 @@ public:
 
     void Write(const Run_T& run) override
     {
-        Print(SummaryText(run));
+        Print(QString::fromStdString(SummaryText(run)));
         if (run.samples.values.empty()) {
             return;
         }

@@ -10,7 +10,11 @@ class CSummaryWriter : public IRunWriter
 public:
     explicit CSummaryWriter(QIODevice& output) : m_Output(output) {}
 
-    void Write(const Run_T& run) override { m_Output.write(SummaryText(run).toUtf8()); }
+    void Write(const Run_T& run) override
+    {
+        const std::string text = SummaryText(run);
+        m_Output.write(text.data(), static_cast<qint64>(text.size()));
+    }
     void End(const Summary_T& summary) override { m_Output.write(SummaryText(summary).toUtf8()); }
 
 private:

@@ -64,27 +64,35 @@ std::string TestOf(const Run_T& run)
     return text;
 }
 
-QString SummaryText(const Run_T& run)
+std::string SummaryText(const Run_T& run)
 {
-    QString text = TitleOf(run) + u": "_s + QLatin1StringView(NameOf(run.outcome));
+    QString title = TitleOf(run) + u": "_s + QLatin1StringView(NameOf(run.outcome));
     if (!run.command.empty()) {
-        text += u": "_s + PrintableText(run.command);
+        title += u": "_s + PrintableText(run.command);
     }
     const Bytes_T& unit = run.unit.serialNumber.empty() ? run.record.unit : run.unit.serialNumber;
     if (!unit.empty()) {
-        text += u", unit "_s + PrintableText(unit);
+        title += u", unit "_s + PrintableText(unit);
     }
     if (!run.reason.empty()) {
-        text += u": "_s + PrintableText(run.reason);
+        title += u": "_s + PrintableText(run.reason);
     }
-    text += u'\n';
+    constexpr std::size_t line = 80; // about
+    std::string text;
+    text.reserve((run.limits.size() + 1) * line);
+    text.append(title.toStdString()).append(1, '\n');
     for (const LimitResult_T& result : run.limits) {
-        text += u"  "_s + QLatin1StringView(NameOf(result.fit)) + u": "_s + PrintableText(LimitText(result)) +
-                u'\n';
+        text.append("  ").append(NameOf(result.fit)).append(": ");
+        if (HasNote(result)) {
+            text += PrintableText(LimitText(result)).toStdString();
+        } else {
+            AppendLimitText(text, result);
+        }
+        text += '\n';
     }
     for (const Line_T& unrecognised : run.unrecognised) {
-        text += PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number) +
-                PrintableText(unrecognised.text) + u'\n';
+        const QString place = PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number);
+        text.append((place + PrintableText(unrecognised.text)).toStdString()).append(1, '\n');
     }
     return text;
 }

@@ -33,7 +33,7 @@ std::string UnitOf(const Run_T& run);
 /// The command line without the program's name.
 std::string TestOf(const Run_T& run);
 
-/// The line of a run, a line for each of its limits, and its unrecognised lines; printable.
-QString SummaryText(const Run_T& run);
+/// The line of a run, a line for each of its limits, and its unrecognised lines; printable, in UTF-8.
+std::string SummaryText(const Run_T& run);
 /// The counts in one line.
 QString SummaryText(const Summary_T& summary);
