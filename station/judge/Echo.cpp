@@ -29,7 +29,7 @@ constexpr Levels_T c_OfDecimals = {0.1, 1.4, 9, 10, 11};
 constexpr Levels_T c_OfThreeDigits = {0.3, 1.2, 3, 3, 20};
 
 constexpr std::size_t c_Stretch = 16;
-constexpr std::size_t c_MostOfStretch = 12;
+constexpr std::int32_t c_MostOfStretch = 12;
 constexpr std::size_t c_StretchesOfGroup = CEchoParts::c_GroupSamples / c_Stretch;
 
 constexpr std::size_t c_QuietestShare = 8; // one of so many groups
@@ -47,15 +47,17 @@ constexpr std::size_t c_DipOfFront = 2;   // samples by which noise can interrup
 constexpr double c_HistogramRange = 8; // times the expected value; noise does not reach it
 constexpr std::size_t c_MostBins = 4096;
 
-/// The level that most samples of a stretch reach.
-std::int32_t LevelOf(Values_T stretch)
+std::int32_t CountFrom(std::int32_t threshold, Values_T values)
 {
-    std::array<std::int32_t, c_Stretch> sorted;
-    std::ranges::copy(stretch, sorted.begin());
-    const auto level = sorted.begin() + (c_Stretch - c_MostOfStretch);
-    std::ranges::nth_element(sorted, level);
-    return *level;
+    std::int32_t count = 0; // faster than a wider one
+    for (const std::int32_t value : values) {
+        count += value >= threshold ? 1 : 0;
+    }
+    return count;
 }
+
+/// The level that most samples of a stretch reach.
+std::int32_t LevelOf(Values_T stretch) { return OrderStatistic(stretch, c_Stretch - c_MostOfStretch); }
 
 bool RisesBy(double height, Values_T values)
 {
@@ -64,11 +66,6 @@ bool RisesBy(double height, Values_T values)
         lowest = std::min(lowest, value);
         return value > lowest + height;
     });
-}
-
-std::ptrdiff_t CountFrom(std::int32_t threshold, Values_T values)
-{
-    return std::ranges::count_if(values, [threshold](std::int32_t value) { return value >= threshold; });
 }
 } // namespace
 
@@ -170,6 +167,25 @@ double CHistogram::MissingBetween(double from, double to) const
     return static_cast<double>(std::ranges::count(inside, 0U)) / static_cast<double>(inside.size());
 }
 
+std::int32_t OrderStatistic(Values_T values, std::size_t others)
+{
+    std::int32_t least = 0;
+    std::int32_t most = 0;
+    for (const std::int32_t value : values) {
+        most = std::max(most, value);
+    }
+    while (least < most) {
+        const std::int32_t middle = least + (most - least) / 2;
+        const auto above = static_cast<std::size_t>(CountFrom(middle + 1, values));
+        if (values.size() - above > others) {
+            most = middle;
+        } else {
+            least = middle + 1;
+        }
+    }
+    return least;
+}
+
 void CEchoParts::Find(const Samples_T& samples)
 {
     m_Values = samples.values;
@@ -196,27 +212,27 @@ void CEchoParts::Find(const Samples_T& samples)
 /// Also the sums of the stretches, which the other parts are found with.
 void CEchoParts::FindTotals()
 {
-    EchoTotals_T totals{m_Values.front(), m_Values.front(), 0, ~0U, 0};
-    const auto take = [&totals](const auto& stretch) {
-        std::int32_t sum = 0;
-        for (const std::int32_t value : stretch) {
-            sum += value;
-            totals.smallest = std::min(totals.smallest, value);
-            totals.largest = std::max(totals.largest, value);
-            totals.bitsInAll &= static_cast<std::uint32_t>(value);
-            totals.bitsInAny |= static_cast<std::uint32_t>(value);
-        }
-        return sum;
-    };
-    double sum = 0;
-    m_Sums.clear();
-    Values_T rest = m_Values;
-    for (; rest.size() >= c_Stretch; rest = rest.subspan(c_Stretch)) {
-        m_Sums.push_back(take(rest.first<c_Stretch>()));
-        sum += m_Sums.back();
+    // Locals, and separate loops, which the compiler makes vectors of.
+    std::int32_t smallest = m_Values.front();
+    std::int32_t largest = m_Values.front();
+    std::uint32_t bitsInAll = ~0U;
+    std::uint32_t bitsInAny = 0;
+    for (const std::int32_t value : m_Values) {
+        smallest = std::min(smallest, value);
+        largest = std::max(largest, value);
+        bitsInAll &= static_cast<std::uint32_t>(value);
+        bitsInAny |= static_cast<std::uint32_t>(value);
     }
-    totals.mean = (sum + take(rest)) / static_cast<double>(m_Values.size());
-    m_Totals = totals;
+    m_Sums.resize(m_Values.size() / c_Stretch);
+    const std::int32_t* from = m_Values.data();
+    double sum = 0;
+    for (std::int32_t& stretch : m_Sums) {
+        stretch = std::accumulate(from, from + c_Stretch, 0);
+        sum += stretch;
+        from += c_Stretch;
+    }
+    sum += std::accumulate(from, m_Values.data() + m_Values.size(), 0);
+    m_Totals = {smallest, largest, sum / static_cast<double>(m_Values.size()), bitsInAll, bitsInAny};
 }
 
 void CEchoParts::FindRingDownEnd()
@@ -256,12 +272,10 @@ void CEchoParts::FindQuiet()
     if (m_GroupSums.empty()) {
         return;
     }
-    m_Sorted.assign(m_GroupSums.begin(), m_GroupSums.end());
-    const auto quietest = m_Sorted.begin() + static_cast<std::ptrdiff_t>(m_Sorted.size() / c_QuietestShare);
-    std::ranges::nth_element(m_Sorted, quietest);
+    const std::int32_t quietest = OrderStatistic(m_GroupSums, m_GroupSums.size() / c_QuietestShare);
     const double excess = (m_IsThreeDigit ? c_OfThreeDigits : c_OfDecimals).quietExcess;
-    const double most = excess * *quietest + c_LeastExcess * c_GroupSamples;
-    m_Quiet.Begin(static_cast<double>(*quietest) / c_GroupSamples);
+    const double most = excess * quietest + c_LeastExcess * c_GroupSamples;
+    m_Quiet.Begin(static_cast<double>(quietest) / c_GroupSamples);
     double firstHalves = 0;
     double secondHalves = 0;
     bool isQuiet = false;
@@ -293,12 +307,12 @@ std::optional<std::size_t> CEchoParts::FindHighestRise(double threshold) const
         need = std::max(level + 1, static_cast<std::int32_t>(std::ceil(c_AboveBefore * before / c_Stretch)));
         before = std::min(before, m_Sums[i]);
         // Stretches that begin in this one and are high enough are not there unless the two are.
-        if (m_Sums[i] + m_Sums[i + 1] < static_cast<std::int64_t>(c_MostOfStretch) * need) {
+        if (m_Sums[i] + m_Sums[i + 1] < std::int64_t{c_MostOfStretch} * need) {
             continue;
         }
         auto high = CountFrom(need, m_Values.subspan(i * c_Stretch, c_Stretch));
         for (std::size_t at = i * c_Stretch; at < (i + 1) * c_Stretch; ++at) {
-            if (high >= static_cast<std::ptrdiff_t>(c_MostOfStretch)) {
+            if (high >= c_MostOfStretch) {
                 found = at;
                 level = LevelOf(m_Values.subspan(at, c_Stretch));
                 need = level + 1;

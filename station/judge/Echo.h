@@ -69,6 +69,11 @@ private:
     mutable std::optional<Quartiles_T> m_Quartiles; ///< once something asked for them
 };
 
+/// The value that as many others as given do not exceed: with 0, the smallest. Faster than sorting, because it
+/// only counts.
+/// @param others  below the number of values; the values are at least 0
+std::int32_t OrderStatistic(std::span<const std::int32_t> values, std::size_t others);
+
 /// What all samples of an echo have in common.
 struct EchoTotals_T {
     std::int32_t smallest = 0;
@@ -148,6 +153,5 @@ private:
     std::vector<std::size_t> m_QuietGroups;
     std::vector<std::int32_t> m_Sums; ///< of 16 samples each
     std::vector<std::int32_t> m_GroupSums;
-    std::vector<std::int32_t> m_Sorted;
     std::optional<BottomEcho_T> m_Bottom;
 };

@@ -25,8 +25,48 @@ constexpr Source_T c_Sources[] = {{"firmware", c_Version}, {"speed", c_Ticks}};
 constexpr std::size_t c_MostSetups = 256;
 constexpr int c_Digits = 8;
 
+/// Appends a number that has a short form without an exponent, faster than the standard library does.
+/// @return false: the number is another one, or so near to the middle of two that the library must round it
+bool AppendDecimal(Bytes_T& text, double value)
+{
+    constexpr double least = 1e-4;
+    constexpr double most = 1e8; // 10 to the power of c_Digits
+    constexpr double ten = 10;
+    constexpr double uncertain = 1e-6; // far above what the multiplications can lose
+    double scaled = std::abs(value);
+    if (!(scaled >= least && scaled < most)) {
+        return false;
+    }
+    std::size_t decimals = 0;
+    for (; scaled < most / ten; scaled *= ten) {
+        ++decimals;
+    }
+    auto number = static_cast<std::uint32_t>(scaled + 0.5);
+    if (std::abs(scaled - number) > 0.5 - uncertain || number >= most) {
+        return false;
+    }
+    for (; decimals > 0 && number % 10 == 0; --decimals) {
+        number /= 10;
+    }
+    std::array<char, c_Digits> digits;
+    const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+    const auto size = static_cast<std::size_t>(end - digits.data());
+    text.append(value < 0 ? "-" : "");
+    if (decimals == 0) {
+        text.append(digits.data(), size);
+    } else if (size > decimals) {
+        text.append(digits.data(), size - decimals).append(1, '.').append(end - decimals, decimals);
+    } else {
+        text.append("0.").append(decimals - size, '0').append(digits.data(), size);
+    }
+    return true;
+}
+
 void AppendNumber(Bytes_T& text, double value)
 {
+    if (AppendDecimal(text, value)) {
+        return;
+    }
     std::array<char, 32> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
                                    std::chars_format::general, c_Digits);
@@ -81,10 +121,14 @@ LimitResult_T Compare(const Limit_T& limit, const Run_T& run, std::size_t& from)
         from = static_cast<std::size_t>(found - run.measurements.begin()) + 1;
     }
     if (worst.fit == Fit::Absent) {
-        const MeasurementRow_T* const row = MeasurementOf(limit.measurement);
-        worst.unit = row == nullptr ? "" : row->unit;
+        worst.unit = limit.endingUnit;
     }
     return worst;
+}
+
+Bytes_T EndingOf(const Limit_T& limit, std::string_view unit)
+{
+    return " (limit: " + RangeText(limit, unit) + ')';
 }
 
 bool NamesProduct(const Limit_T& limit) { return !MatchesGlob(limit.product, {}); }
@@ -157,14 +201,18 @@ bool IsFor(const Limit_T& limit, std::string_view product, const CommandText_T& 
 std::vector<double> ColumnMeans(std::span<const std::int32_t> values, std::size_t columns)
 {
     std::vector<double> means(columns);
-    std::size_t begin = 0;
-    for (std::size_t column = 0; column < columns; ++column) {
-        // The first sample of the next column, as Envelope_T::Column() divides them.
-        const std::size_t end = ((column + 1) * values.size() + columns - 1) / columns;
-        const auto part = values.subspan(begin, end - begin);
-        means[column] = static_cast<double>(std::accumulate(part.begin(), part.end(), std::int64_t{0})) /
-                        static_cast<double>(part.size());
-        begin = end;
+    // As Envelope_T::Column() divides them, but without dividing for each.
+    const std::size_t whole = values.size() / columns;
+    const std::size_t part = values.size() % columns;
+    std::size_t parts = columns - 1; // so that the end of a column is rounded up
+    for (double& mean : means) {
+        parts += part;
+        const std::size_t size = whole + (parts >= columns ? 1 : 0);
+        parts -= parts >= columns ? columns : 0;
+        const auto column = values.first(size);
+        mean = static_cast<double>(std::accumulate(column.begin(), column.end(), std::int64_t{0})) /
+               static_cast<double>(size);
+        values = values.subspan(size);
     }
     return means;
 }
@@ -213,9 +261,7 @@ void AppendLimitText(Bytes_T& text, const LimitResult_T& result)
         AppendNumber(text, result.value);
         AppendUnit(text, result.unit);
     }
-    text.append(" (limit: ").append(limit.range.empty() ? RangeText(limit, {}) : limit.range);
-    AppendUnit(text, result.unit);
-    text += ')';
+    text += limit.endingUnit == result.unit ? limit.ending : EndingOf(limit, result.unit);
     if (HasNote(result)) {
         text.append(": ").append(limit.note);
     }
@@ -232,7 +278,9 @@ CLimits::CLimits(std::vector<Limit_T> limits, Bytes_T product)
     : m_Limits(std::move(limits)), m_Product(std::move(product))
 {
     for (Limit_T& limit : m_Limits) {
-        limit.range = RangeText(limit, {});
+        const MeasurementRow_T* const row = MeasurementOf(limit.measurement);
+        limit.endingUnit = row == nullptr ? "" : row->unit;
+        limit.ending = EndingOf(limit, limit.endingUnit);
     }
 }
 

@@ -26,7 +26,9 @@ struct Limit_T {
     double most = std::numeric_limits<double>::infinity();
     double margin = 0; ///< a good value so near to a limit is marginal
     Bytes_T note;      ///< for the operator, if the value is bad or marginal
-    Bytes_T range;     ///< RangeText() without the unit, of a limit that CLimits has taken; otherwise empty
+    /// The end of LimitText() for values of a unit, once CLimits has taken the limit.
+    Bytes_T ending;
+    const char* endingUnit = nullptr;
     /// For c_OutsideBand: lowest and highest mean of each column, and the number of samples of the echo.
     Envelope_T band;
 };

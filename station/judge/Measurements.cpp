@@ -321,9 +321,7 @@ Value_T Repeatability(const Measured_T& measured)
     if (!isCompared) {
         return std::nullopt;
     }
-    const auto middle = differences.begin() + static_cast<std::ptrdiff_t>(differences.size() / 2);
-    std::ranges::nth_element(differences, middle);
-    return static_cast<double>(*middle) / c_Compared;
+    return static_cast<double>(OrderStatistic(differences, differences.size() / 2)) / c_Compared;
 }
 
 constexpr MeasurementRow_T c_Rows[] = {
@@ -510,17 +508,15 @@ void CMeasurer::Measure(Run_T& run)
                               .before = pBefore == nullptr ? std::span<const std::int32_t>()
                                                            : pBefore->values,
                               .settings = m_Settings};
-    std::vector<Quantity_T> found;
-    found.reserve(m_Rows.size());
+    run.measurements.reserve(run.measurements.size() + m_Rows.size());
     for (const MeasurementRow_T* pRow : m_Rows) {
         const Value_T value = pRow->measure != nullptr && (isPing || !IsOfPing(*pRow))
                                   ? pRow->measure(measured)
                                   : std::nullopt;
         if (value) {
-            found.push_back({pRow->name, *value, pRow->unit});
+            run.measurements.push_back({pRow->name, *value, pRow->unit});
         }
     }
-    run.measurements.insert(run.measurements.end(), found.begin(), found.end());
     if (isPing) {
         run.receiverLaw = run.samples.isThreeDigit ? NameOf(m_Settings.law) : "";
         Remember(run, pBefore);
