@@ -69,8 +69,8 @@ private:
     mutable std::optional<Quartiles_T> m_Quartiles; ///< once something asked for them
 };
 
-/// The value that as many others as given do not exceed: with 0, the smallest. Faster than sorting, because it
-/// only counts.
+/// The value that as many others as given do not exceed: with 0, the smallest. Faster than sorting, because
+/// it only counts.
 /// @param others  below the number of values; the values are at least 0
 std::int32_t OrderStatistic(std::span<const std::int32_t> values, std::size_t others);
 

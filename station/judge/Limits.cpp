@@ -38,10 +38,11 @@ bool AppendDecimal(Bytes_T& text, double value)
         return false;
     }
     std::size_t decimals = 0;
-    for (; scaled < most / ten; scaled *= ten) {
+    while (scaled < most / ten) {
+        scaled *= ten;
         ++decimals;
     }
-    auto number = static_cast<std::uint32_t>(scaled + 0.5);
+    auto number = static_cast<std::uint32_t>(std::lround(scaled));
     if (std::abs(scaled - number) > 0.5 - uncertain || number >= most) {
         return false;
     }
@@ -60,17 +61,6 @@ bool AppendDecimal(Bytes_T& text, double value)
         text.append("0.").append(decimals - size, '0').append(digits.data(), size);
     }
     return true;
-}
-
-void AppendNumber(Bytes_T& text, double value)
-{
-    if (AppendDecimal(text, value)) {
-        return;
-    }
-    std::array<char, 32> digits;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
-                                   std::chars_format::general, c_Digits);
-    text.append(digits.data(), end.ptr);
 }
 
 void AppendUnit(Bytes_T& text, std::string_view unit)
@@ -133,6 +123,17 @@ Bytes_T EndingOf(const Limit_T& limit, std::string_view unit)
 
 bool NamesProduct(const Limit_T& limit) { return !MatchesGlob(limit.product, {}); }
 } // namespace
+
+void AppendNumber(Bytes_T& text, double value)
+{
+    if (AppendDecimal(text, value)) {
+        return;
+    }
+    std::array<char, 32> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                                   std::chars_format::general, c_Digits);
+    text.append(digits.data(), end.ptr);
+}
 
 bool MatchesGlob(std::string_view glob, std::string_view text)
 {

@@ -56,6 +56,9 @@ std::vector<double> ColumnMeans(std::span<const std::int32_t> values, std::size_
 /// @param means  one for each column of the band
 double ShareOutside(const Envelope_T& band, std::span<const double> means);
 
+/// Appends a number for people and programs, with up to eight digits.
+void AppendNumber(Bytes_T& text, double value);
+
 /// For people: "good", "marginal", "bad", "absent".
 const char* NameOf(Fit fit);
 

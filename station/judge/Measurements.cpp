@@ -378,8 +378,8 @@ constexpr MeasurementRow_T c_Rows[] = {
     {"clippedShare", "", 0, 1, "the share of the samples after the ring-down that are at full scale",
      ClippedShare},
     {"dropouts", "", 0, c_MostSamples, "how many samples after the ring-down are 0", Dropouts},
-    {"longestRun", "", 0, c_MostSamples,
-     "the most samples in a row with one value below full scale", LongestRun},
+    {"longestRun", "", 0, c_MostSamples, "the most samples in a row with one value below full scale",
+     LongestRun},
     {"smallest", "counts", c_LowestSample, c_HighestSample, "the smallest sample", Smallest},
     {"largest", "counts", c_LowestSample, c_HighestSample, "the largest sample", Largest},
     {"mean", "counts", c_LowestSample, c_HighestSample, "the mean of all samples", Mean},
@@ -505,14 +505,13 @@ void CMeasurer::Measure(Run_T& run)
     const Measured_T measured{.run = run,
                               .echo = m_Echo,
                               .line = m_Line,
-                              .before = pBefore == nullptr ? std::span<const std::int32_t>()
-                                                           : pBefore->values,
+                              .before =
+                                  pBefore == nullptr ? std::span<const std::int32_t>() : pBefore->values,
                               .settings = m_Settings};
     run.measurements.reserve(run.measurements.size() + m_Rows.size());
     for (const MeasurementRow_T* pRow : m_Rows) {
-        const Value_T value = pRow->measure != nullptr && (isPing || !IsOfPing(*pRow))
-                                  ? pRow->measure(measured)
-                                  : std::nullopt;
+        const Value_T value =
+            pRow->measure != nullptr && (isPing || !IsOfPing(*pRow)) ? pRow->measure(measured) : std::nullopt;
         if (value) {
             run.measurements.push_back({pRow->name, *value, pRow->unit});
         }

@@ -41,7 +41,7 @@ private:
 struct Measured_T {
     const Run_T& run;
     const CEchoParts& echo;
-    CQuietLine& line; ///< of the echo
+    CQuietLine& line;                     ///< of the echo
     std::span<const std::int32_t> before; ///< samples of the ping before of the same set-up; may be none
     MeasureSettings_T settings;
 };

@@ -69,7 +69,7 @@ private:
     bool m_IsBySample;
 };
 
-Bytes_T Bound(double bound) { return std::isinf(bound) ? Bytes_T() : NumberText(bound).toStdString(); }
+Bytes_T Bound(double bound) { return std::isinf(bound) ? Bytes_T() : NumberBytes(bound); }
 
 /// One row for each measurement, and one for each limit.
 class CMeasurementsWriter : public IRunWriter
@@ -89,15 +89,14 @@ public:
             const MeasurementRow_T* const row = MeasurementOf(measured.name);
             const bool usesLaw = row != nullptr && row->usesLaw;
             WriteBeginning(m_Buffer, run);
-            WriteFields({measured.name, NumberText(measured.value).toStdString(), measured.unit,
+            WriteFields({measured.name, NumberBytes(measured.value), measured.unit,
                          usesLaw ? run.receiverLaw : "", "", "", ""},
                         {});
         }
         for (const LimitResult_T& result : run.limits) {
             const Limit_T& limit = *result.limit;
             WriteBeginning(m_Buffer, run);
-            WriteFields({limit.measurement,
-                         result.fit == Fit::Absent ? Bytes_T() : NumberText(result.value).toStdString(),
+            WriteFields({limit.measurement, result.fit == Fit::Absent ? Bytes_T() : NumberBytes(result.value),
                          result.unit, "", NameOf(result.fit), Bound(limit.least), Bound(limit.most)},
                         limit.note);
         }

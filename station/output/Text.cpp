@@ -91,7 +91,8 @@ std::string SummaryText(const Run_T& run)
         text += '\n';
     }
     for (const Line_T& unrecognised : run.unrecognised) {
-        const QString place = PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number);
+        const QString place =
+            PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number);
         text.append((place + PrintableText(unrecognised.text)).toStdString()).append(1, '\n');
     }
     return text;

@@ -161,6 +161,23 @@ TEST(Limits, DecideByTheWorstMeasurement)
     EXPECT_EQ(Judged(run, two), "not judged: it contains unrecognised lines");
 }
 
+TEST(Limits, ShowNumbersWithEightDigits)
+{
+    Limit_T limit;
+    for (const double factor : {1.0, 0.123456785, 1.5, 1.0 / 3, 9.99999994, 9.99999995, 9.9999999}) {
+        for (int power = -7; power < 12; ++power) {
+            for (const double sign : {-1.0, 1.0}) {
+                limit.most = sign * factor * std::pow(10, power);
+                EXPECT_EQ(RangeText(limit, {}),
+                          "at most " + QString::number(limit.most, 'g', 8).toStdString());
+            }
+        }
+    }
+    limit.least = 0;
+    limit.most = 65535;
+    EXPECT_EQ(RangeText(limit, "counts"), "from 0 to 65535 counts");
+}
+
 TEST(Limits, AreForTheRunsThatTheyNameAndNoOtherPassesUnseen)
 {
     const Run_T run = Ping({{"mean", 9, "counts"}}, {"examples/short.txt", "1", "4"});
