@@ -3,7 +3,7 @@
 #include "station/judge/Limits.h"
 #include "station/output/TextBuffer.h"
 
-#include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace
@@ -21,6 +21,7 @@ constexpr std::array<Ending_T, c_Outcomes> c_Endings = {{{"COMPLETE", "PASS"},
                                                          {"COMPLETE", "FAIL"},
                                                          {"ERROR", "NOT_APPLICABLE"}}};
 
+constexpr std::array<const char*, 4> c_Fits = {"GOOD", "MARGINAL", "BAD", "ABSENT"};     // by Fit
 constexpr std::array<const char*, 3> c_Origins = {"OUTPUT", "REPORT", "STANDARD_ERROR"}; // by Place
 
 template <class Elements, class Writer>
@@ -35,24 +36,29 @@ void WriteList(CJsonText& json, std::string_view name, const Elements& list, Wri
 
 void WriteText(CJsonText& json, std::string_view text) { json.Value(text); }
 
+/// The unit of a value, unless it is a plain number.
+void WriteUnitOf(CJsonText& json, std::string_view unit)
+{
+    if (!unit.empty()) {
+        json.Name("unit").Constant(unit);
+    }
+}
+
 void WriteQuantity(CJsonText& json, const Quantity_T& value)
 {
     json.Begin('{');
-    json.Name("name").Value(std::string_view(value.name));
+    json.Name("name").Constant(value.name);
     json.Name("value").Value(value.value);
-    json.Optional("unit", value.unit);
+    WriteUnitOf(json, value.unit);
     json.End('}');
 }
 
 void WriteLimit(CJsonText& json, const LimitResult_T& result)
 {
     const Limit_T& limit = *result.limit;
-    Bytes_T fit = NameOf(result.fit);
-    std::ranges::transform(fit, fit.begin(),
-                           [](char letter) { return static_cast<char>(letter - 'a' + 'A'); });
     json.Begin('{');
-    json.Name("name").Value(limit.measurement);
-    json.Name("fit").Value(fit);
+    json.Name("name").Constant(limit.measurement);
+    json.Name("fit").Constant(c_Fits[static_cast<std::size_t>(result.fit)]);
     if (result.fit != Fit::Absent) {
         json.Name("value").Value(result.value);
     }
@@ -64,7 +70,7 @@ void WriteLimit(CJsonText& json, const LimitResult_T& result)
     if (limit.margin > 0) {
         json.Name("margin").Value(limit.margin);
     }
-    json.Optional("unit", result.unit);
+    WriteUnitOf(json, result.unit);
     json.Optional("note", limit.note);
     json.End('}');
 }
@@ -86,7 +92,7 @@ void WriteMessage(CJsonText& json, const Message_T& message)
 {
     json.Begin('{');
     WriteLineMembers(json, message.line);
-    json.Name("origin").Value(std::string_view(c_Origins[static_cast<std::size_t>(message.place)]));
+    json.Name("origin").Constant(c_Origins[static_cast<std::size_t>(message.place)]);
     json.Name("severity").Value(std::string_view(message.isError ? "ERROR" : "INFO"));
     json.End('}');
 }
@@ -130,7 +136,7 @@ void WriteSamples(CJsonText& json, const Samples_T& samples)
     if (!samples.band.empty()) {
         json.Name("centreFrequency").Begin('{');
         json.Name("value").Value(samples.centreHertz);
-        json.Name("unit").Value(std::string_view("Hz"));
+        json.Name("unit").Constant("Hz");
         json.End('}');
     }
     json.End('}');

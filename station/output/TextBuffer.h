@@ -37,6 +37,8 @@ public:
         Reserve(longest);
         m_pTo = std::to_chars(m_pTo, m_pEnd, number).ptr;
     }
+    /// The shortest text that is read as the same number.
+    void Append(double number);
     /// Numbers with a character between them.
     void Append(std::span<const std::int32_t> numbers, char separator);
     /// Bytes of a transcript as PrintableText(), between quotation marks. The escape comes before each
@@ -70,6 +72,8 @@ public:
 
     /// The name of the next value. Names are ASCII that needs no escape.
     CJsonText& Name(std::string_view name);
+    /// A text of the program's own, which needs no escape, either.
+    void Constant(std::string_view text);
     void Begin(char bracket);
     void End(char bracket);
 

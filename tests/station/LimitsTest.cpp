@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <charconv>
+#include <cmath>
 #include <random>
 
 using namespace testing;
@@ -168,8 +170,11 @@ TEST(Limits, ShowNumbersWithEightDigits)
         for (int power = -7; power < 12; ++power) {
             for (const double sign : {-1.0, 1.0}) {
                 limit.most = sign * factor * std::pow(10, power);
-                EXPECT_EQ(RangeText(limit, {}),
-                          "at most " + QString::number(limit.most, 'g', 8).toStdString());
+                std::string expected(32, ' ');
+                char* const begin = expected.data();
+                expected.resize(static_cast<std::size_t>(
+                    std::to_chars(begin, begin + 32, limit.most, std::chars_format::general, 8).ptr - begin));
+                EXPECT_EQ(RangeText(limit, {}), "at most " + expected);
             }
         }
     }
