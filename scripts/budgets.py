@@ -8,10 +8,13 @@ import shlex
 import subprocess
 import sys
 
+from line import LIMITS, TANK, XKPING
+
 BUILD = pathlib.Path("build/release").resolve()
 BIN = BUILD / "bin"
 OUT = BUILD / "budgets"
 SIMULATOR, PROGRAM, PROBE = BIN / "sonarbench-sim", BIN / "sonarbench", BIN / "sonarbench-probe"
+STATION, TRANSCRIPTS = BIN / "sonarbench-station", BIN / "sonarbench-transcripts"
 FULL, SHORT = pathlib.Path("examples/full.txt"), pathlib.Path("examples/short.txt")
 BATTERY = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw"
 # Instructions depend on how much environment there is to search.
@@ -49,9 +52,9 @@ def row(what, figure, budget, unit="", digits=0):
     print(f"{what:<58}{figure:>11,.{digits}f}{budget:>11,.{digits}f}  {'OVER' if over else 'ok':<5}{unit}".rstrip(), flush=True)
 
 
-def run(*command, **options):
+def run(*command, statuses=(0,), **options):
     done = subprocess.run([str(part) for part in command], env=ENVIRONMENT, capture_output=True, text=True, **options)
-    if done.returncode != 0:
+    if done.returncode not in statuses:
         sys.exit(f"{' '.join(map(str, command))} ended with {done.returncode}:\n{done.stderr}")
     return done
 
@@ -252,6 +255,41 @@ def measure_commands():
             print(f"    at one a nanosecond {beyond * 1e-9 / seconds:.1%} of the {seconds * 1e3:.3f} ms that its bytes need")
 
 
+@functools.cache
+def line_of(units):
+    """A transcript of so many units: two pings, as the shipped limits are for, and two readings of each."""
+    path = OUT / f"line-{units}.txt"
+    text = ""
+    for seed in range(1, 5):
+        scene = OUT / "scene.json"
+        scene.write_text(json.dumps(TANK | {"seed": seed, "unit": {"seed": seed}}))
+        for words in (XKPING, ["sensepin"], XKPING, ["batteryvoltage"]):
+            text += on_unit("QL4K", PROGRAM, *words, options=["--scene", scene]).stdout
+    path.write_text(text * (units // 4))
+    return path
+
+
+def measure_station():
+    def cost(program, *arguments):
+        def instructions(units):
+            # 1: each ping is the first of a virtual unit, so the second is the same, which is bad.
+            run(*counted(program), *arguments, line_of(units), statuses=(0, 1))
+            return total()
+
+        return slope(instructions, 20, 100)
+
+    json_output, csv, summary = ["--json", "-"], ["--csv", "-"], ["--summary", "-"]
+    limits = ["--product", "QL4K", "--limits", LIMITS / "QL4K.json"]
+    plain = {output: cost(STATION, "report", *options)
+             for output, options in {"summary": summary, "json": json_output, "csv": csv}.items()}
+    for output, most in {"summary": 1.5, "json": 2.2, "csv": 1.5}.items():
+        floor = cost(TRANSCRIPTS, "json" if output == "json" else "csv")
+        row(f"report --{output}: instructions, over a plain program", plain[output] / floor, most, "", 2)
+    for output, options, most in (("summary", summary, 2.5), ("json", json_output, 1.5)):
+        judged = cost(STATION, "report", *options, *limits)
+        row(f"report --{output}: instructions, with limits over without", judged / plain[output], most, "", 2)
+
+
 def main():
     OUT.mkdir(exist_ok=True)
     print(f"{'':<58}{'figure':>11}{'budget':>11}")
@@ -260,6 +298,7 @@ def main():
     measure_table()
     measure_samples()
     measure_commands()
+    measure_station()
     row("sonarbench: bytes when stripped", stripped_size(PROGRAM), 320 * KIB)
     row("sonarbench-sim: bytes when stripped", stripped_size(SIMULATOR), 720 * KIB)
 
