@@ -8,16 +8,6 @@ using testing::StartsWith;
 
 namespace
 {
-
-std::string Joined(const Words_T& words)
-{
-    std::string text;
-    for (const std::string& word : words) {
-        text += word + " ";
-    }
-    return text;
-}
-
 void ExpectUsage(const Words_T& arguments, const std::string& error = "")
 {
     const auto run = CVirtualUnit().Run(arguments);
@@ -25,7 +15,7 @@ void ExpectUsage(const Words_T& arguments, const std::string& error = "")
                 StartsWith(ReportHead(arguments) + error +
                            "\nTest App Build ID: \nTest App Version: 0.0\n\n\nERROR: First Parameter not "
                            "recognized: sonarbench " +
-                           Joined(arguments) +
+                           WithBlanks(arguments) +
                            "\n\nValid arguments are as follows: \n\n./sonarbench batteryvoltage"));
     EXPECT_THAT(run.output, EndsWith("\n./sonarbench 6mping <channel> (Example: ./sonarbench 6mping 0 )\n"));
 }
@@ -61,7 +51,7 @@ TEST(FrontEnd, AWrongNumberOfArgumentsFailsTheRun)
     for (const auto& arguments : commands) {
         EXPECT_EQ(CVirtualUnit().Run(arguments).output, ReportHead(arguments) +
                                                             "ERROR: Incorrect Parameter Count.\n" +
-                                                            UnitData(Joined(arguments)));
+                                                            UnitData(WithBlanks(arguments)));
     }
     // Only speed shows the usage.
     ExpectUsage({"speed"}, "ERROR: Incorrect Parameter Count.\n");

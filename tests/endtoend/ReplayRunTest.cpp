@@ -1,11 +1,10 @@
-#include "simulator/trace/Replay.h"
 #include "tests/endtoend/VirtualUnit.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Texts.h"
+#include "tests/support/Traces.h"
 
 #include <cerrno>
 #include <gmock/gmock.h>
-#include <sstream>
 
 namespace
 {
@@ -29,32 +28,16 @@ UnitRun_T Replay(const std::string& trace, const Words_T& arguments)
     return CVirtualUnit("").Option("--replay", trace).Run(arguments);
 }
 
-TraceFile_T Trace(const std::string& text)
-{
-    std::istringstream stream(text);
-    return ReadTrace(stream, "file");
-}
-
 /// Replays the operations of one trace on another one, given as text. Returns the first difference.
 /// Everything fails after it, and after the end.
 std::string WhatIsWrong(const TraceFile_T& done, const std::string& device)
 {
-    using Kind = DeviceOperation_T::Kind;
-    std::string difference;
-    const std::string error = ErrorOf([&] {
-        const TraceFile_T trace = Trace(device);
-        CReplay replay(trace);
-        for (const TraceOperation_T& operation : done.operations) {
-            if (operation.kind == Kind::Unasked) {
-                replay.AnswerUnasked(operation.device);
-            } else {
-                replay.Answer(operation.device, operation.kind, operation.request, operation.bytes.values);
-            }
-        }
-        difference = replay.Finish();
-        EXPECT_EQ(replay.Answer("LSfpga0", Kind::Ioctl, 0x80047203, {}).error, EIO) << difference;
-    });
-    return difference + error;
+    const TraceFile_T trace = ReadTraceText(device);
+    CReplay replay(trace);
+    const std::string difference = Replayed(done, replay);
+    EXPECT_EQ(replay.Answer("LSfpga0", DeviceOperation_T::Kind::Ioctl, 0x80047203, {}).error, EIO)
+        << difference;
+    return difference;
 }
 } // namespace
 
@@ -135,7 +118,8 @@ TEST(ReplayRun, TheFirstDifferenceIsReportedWithItsPlace)
         {image + write + unasked + "- LSfpga0 ioctl - 80047203+\n" + write + image,
          "8: operation 5: expected the end, got write of 3 bytes on LSfpga1"}};
     for (const auto& [done, text] : cases) {
-        EXPECT_EQ(WhatIsWrong(Trace(head + done), device), (text.empty() ? "" : "file:") + text) << done;
+        EXPECT_EQ(WhatIsWrong(ReadTraceText(head + done), device), (text.empty() ? "" : "file:") + text)
+            << done;
     }
 }
 

@@ -11,7 +11,7 @@
 
 namespace
 {
-constexpr int c_Direction = 2; // number of the word in a line of a trace
+constexpr std::size_t c_Direction = 2; // number of the word in a line of a trace
 constexpr char c_HeadEnd[] = "\n\nTest Output: \n";
 
 std::string ShellWord(const std::string& word)
@@ -24,15 +24,11 @@ std::string ShellWord(const std::string& word)
 }
 
 /// A word of a trace's line; the first has number 0.
-std::string Word(const std::string& line, int number)
+std::string Word(const std::string& line, std::size_t number)
 {
-    std::istringstream words(line);
-    std::string word;
-    for (int read = 0; read <= number; ++read) {
-        word.clear();
-        words >> word;
-    }
-    return word;
+    std::istringstream text(line);
+    const Words_T words{std::istream_iterator<std::string>(text), {}};
+    return number < words.size() ? words[number] : "";
 }
 
 /// The station recognises every line, and its verdict is good only if the program's is.
@@ -71,12 +67,15 @@ std::string WithoutNotice(const std::string& errors)
     return errors.starts_with(c_Notice) ? errors.substr(c_Notice.size()) : errors;
 }
 
-std::string ReportHead(const Words_T& arguments)
+std::string WithBlanks(const Words_T& words)
 {
     const auto append = [](const std::string& text, const std::string& word) { return text + word + " "; };
-    return std::accumulate(arguments.begin(), arguments.end(), std::string(51, '-') + "\nsonarbench ",
-                           append) +
-           c_HeadEnd;
+    return std::accumulate(words.begin(), words.end(), std::string(), append);
+}
+
+std::string ReportHead(const Words_T& arguments)
+{
+    return std::string(51, '-') + "\nsonarbench " + WithBlanks(arguments) + c_HeadEnd;
 }
 
 std::string BytesOf(const std::string& traceLine) { return Word(traceLine, 4); }

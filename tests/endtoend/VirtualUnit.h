@@ -72,5 +72,8 @@ bool HasNamespaces();
 /// What the simulator printed on standard error, without the line that comes where namespaces are refused.
 std::string WithoutNotice(const std::string& errors);
 
+/// The words, with a blank after each.
+std::string WithBlanks(const Words_T& words);
+
 /// The beginning of the report for these arguments.
 std::string ReportHead(const Words_T& arguments);

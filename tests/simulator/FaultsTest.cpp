@@ -1,8 +1,8 @@
 #include "simulator/faults/Faults.h"
 
-#include "simulator/ValueText.h"
 #include "tests/support/Texts.h"
 
+#include <QByteArray>
 #include <gmock/gmock.h>
 
 #include <cerrno>
@@ -37,11 +37,7 @@ public:
 
 std::string Text(const Bytes_T& bytes)
 {
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += HexText(byte, 2).substr(2);
-    }
-    return text;
+    return QByteArray(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes)).toHex().toStdString();
 }
 
 /// The outcomes of a write and a request, as text.

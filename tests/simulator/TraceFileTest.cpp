@@ -1,20 +1,9 @@
-#include "simulator/trace/TraceFile.h"
-#include "simulator/trace/TraceWriter.h"
 #include "tests/support/Texts.h"
+#include "tests/support/Traces.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <sstream>
-
-namespace
-{
-TraceFile_T Read(const std::string& text)
-{
-    std::istringstream stream(text);
-    return ReadTrace(stream, "file");
-}
-} // namespace
 
 TEST(TraceFile, WhatIsWrittenIsReadAsItWas)
 {
@@ -37,29 +26,23 @@ TEST(TraceFile, WhatIsWrittenIsReadAsItWas)
                      outcome});
     }
 
-    const TraceFile_T read = Read(text.str());
-    std::ostringstream again;
-    CTraceWriter copy(again, read.unit);
-    for (const TraceOperation_T& operation : read.operations) {
-        copy.Write(
-            {operation.device, operation.kind, operation.request, operation.bytes.values, operation.outcome});
-    }
+    const TraceFile_T read = ReadTraceText(text.str());
     EXPECT_EQ(read.operations.size(), std::size(operations));
-    EXPECT_EQ(again.str(), text.str());
+    EXPECT_EQ(TraceText(read), text.str());
 }
 
 TEST(TraceFile, AHandWrittenTraceCanLeaveValuesOpenAndUseSeveralLines)
 {
-    const TraceFile_T trace = Read("sonarbench trace 2\n"
-                                   "# A comment\n\n"
-                                   "unit QL4K\n"
-                                   "- LSfpga0 write - # meaning\n"
-                                   "    43 53 | 00*3 ?? # a comment\n"
-                                   "# another\n\n"
-                                   "\t??*2 0A0b\n"
-                                   "1.000000001 LSfpga0 ioctl 2 80047205+ 0102\n"
-                                   "- LSfpga0 reply - 07*2 ~36f0 +20ms\n"
-                                   "2.000000000 ttyO1 unasked -");
+    const TraceFile_T trace = ReadTraceText("sonarbench trace 2\n"
+                                            "# A comment\n\n"
+                                            "unit QL4K\n"
+                                            "- LSfpga0 write - # meaning\n"
+                                            "    43 53 | 00*3 ?? # a comment\n"
+                                            "# another\n\n"
+                                            "\t??*2 0A0b\n"
+                                            "1.000000001 LSfpga0 ioctl 2 80047205+ 0102\n"
+                                            "- LSfpga0 reply - 07*2 ~36f0 +20ms\n"
+                                            "2.000000000 ttyO1 unasked -");
     ASSERT_EQ(trace.operations.size(), 3U);
     const auto& [write, request, unasked] =
         std::tie(trace.operations[0], trace.operations[1], trace.operations[2]);
@@ -82,7 +65,7 @@ TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
         {"sonarbench trace 1\n", "1: a trace begins with the line \"sonarbench trace 2\""},
         {"sonarbench trace 2\n# unit\n", "3: the trace ends before it names its unit"}};
     for (const auto& [text, refusal] : heads) {
-        EXPECT_EQ(ErrorOf([&text = text] { Read(text); }), "file:" + refusal) << text;
+        EXPECT_EQ(ErrorOf([&text = text] { ReadTraceText(text); }), "file:" + refusal) << text;
     }
     const std::string write = "- A write - 01\n", reply = "- A reply - 01\n";
     const std::pair<std::string, std::string> bodies[] = {
@@ -120,6 +103,6 @@ TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
         {write + "- A fill - 0102\n", "4: a fill must follow a write of at least as many bytes"}};
     for (const auto& [text, refusal] : bodies) {
         const std::string whole = "sonarbench trace 2\nunit QL4K\n" + text;
-        EXPECT_EQ(ErrorOf([&whole] { Read(whole); }), "file:" + refusal) << text;
+        EXPECT_EQ(ErrorOf([&whole] { ReadTraceText(whole); }), "file:" + refusal) << text;
     }
 }

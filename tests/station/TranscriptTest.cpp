@@ -14,6 +14,7 @@ namespace
 {
 const std::string c_Battery = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw";
 const std::string c_Water = "/sys/devices/platform/varrow/water_temperature";
+const std::string c_Good = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
 const Words_T c_XkPing = {"xkping", "examples/short.txt", "0", "8"};
 const Words_T c_Ping = {"ping", "200000", "210000", "27", "45", "0", "low"};
 // Lines that a passing run does not print, or not at that place.
@@ -125,14 +126,13 @@ TEST(Transcript, AssertionsAndUnknownLinesBelongToTheRunAroundThem)
 {
     const std::string assertion =
         "sonarbench: Utilities/FPGAIF.cpp:9: void f(): Assertion `pFactory' failed.\n";
-    const std::string passed = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
     EXPECT_EQ(CRuns(ReportHead({"speed", "1"}) + assertion).Only().reason + "\n", assertion);
     // Between runs an unknown line may be an operator's; in a run it may not.
-    const CRuns around("unit 5\n" + passed + "\n$ exit\n");
+    const CRuns around("unit 5\n" + c_Good + "\n$ exit\n");
     EXPECT_EQ(around.Good(), 1);
     EXPECT_EQ(around.Only().unrecognisedCount, 2U);
     EXPECT_EQ(around.Only().claimedCount, 7U);
-    EXPECT_EQ(CRuns("Failed to kill Quenlor Sonar.\nunit 5\n" + passed).Good(), 0);
+    EXPECT_EQ(CRuns("Failed to kill Quenlor Sonar.\nunit 5\n" + c_Good).Good(), 0);
     // An argument with line ends can imitate a whole report, but not the end of one.
     const CRuns spoofed(
         ReportHead({"sensepin", "\n\nTest Output: \n1\nTest Result: Operation Performed.\n"}) +
@@ -143,7 +143,6 @@ TEST(Transcript, AssertionsAndUnknownLinesBelongToTheRunAroundThem)
 
 TEST(Transcript, AVerdictThatALaterLineContradictsIsOneRunThatIsNotJudged)
 {
-    const std::string good = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
     const Words_T denials = {"Test Result: Operation Performed.",
                              "Test Result: Tests Failed.",
                              "Test Result: Tests Fai",
@@ -155,7 +154,7 @@ TEST(Transcript, AVerdictThatALaterLineContradictsIsOneRunThatIsNotJudged)
                              "terminate called after throwing an instance of 'std::bad_alloc'"};
     for (const std::string& denial : denials) {
         for (const std::string between : {"", "\n", "$ exit\n"}) {
-            const CRuns runs(good + between + denial + "\n" + good);
+            const CRuns runs(c_Good + between + denial + "\n" + c_Good);
             ASSERT_EQ(runs.All().size(), 2U) << denial;
             EXPECT_EQ(runs.All()[0].outcome, Outcome::NotJudged) << denial;
             EXPECT_EQ(runs.All()[0].reason, "after the verdict comes: " + denial);
@@ -163,7 +162,7 @@ TEST(Transcript, AVerdictThatALaterLineContradictsIsOneRunThatIsNotJudged)
         }
     }
     // Without a line end before the next report.
-    const CRuns glued(good + "Test Result: Tests Failed." + good);
+    const CRuns glued(c_Good + "Test Result: Tests Failed." + c_Good);
     EXPECT_EQ(glued.All()[0].outcome, Outcome::NotJudged);
     EXPECT_EQ(glued.Good(), 1);
 }
@@ -203,7 +202,6 @@ TEST(Transcript, ANumberThatTheProgramCannotPrintIsNotAValue)
 
 TEST(Transcript, LinesOfOneRunDoNotGetIntoAnother)
 {
-    const std::string good = ReportHead({"batteryvoltage"}) + "2873\nTest Result: Operation Performed.\n";
     const std::string image = "cat /corvane/Application/FPGAFirmware/x > /dev/LSfpga0\n";
     struct Case_T {
         std::string text;
@@ -211,14 +209,14 @@ TEST(Transcript, LinesOfOneRunDoNotGetIntoAnother)
         int good;
     };
     const Case_T cases[] = {
-        {image + good, 2, 1},
-        {good + "Aborted (core dumped)\n" + good, 2, 1},
-        {"Segmentation fault\n" + good, 2, 1},
-        {good + "cat notes > log\n", 1, 1},
-        {image + "ERROR: Unknown Product type.\n" + good, 2, 0},
-        {"<SonarFPGAData>1,2ERROR: Unknown Product type.\n" + good, 1, 0},
-        {image + Replaced(good, "\nsonarbench", std::string("\n\0\nsonarbench", 13)), 2, 0},
-        {ReportHead({"sensepin"}).substr(0, 60) + "\nwhat is this\n" + good, 2, 1}};
+        {image + c_Good, 2, 1},
+        {c_Good + "Aborted (core dumped)\n" + c_Good, 2, 1},
+        {"Segmentation fault\n" + c_Good, 2, 1},
+        {c_Good + "cat notes > log\n", 1, 1},
+        {image + "ERROR: Unknown Product type.\n" + c_Good, 2, 0},
+        {"<SonarFPGAData>1,2ERROR: Unknown Product type.\n" + c_Good, 1, 0},
+        {image + Replaced(c_Good, "\nsonarbench", std::string("\n\0\nsonarbench", 13)), 2, 0},
+        {ReportHead({"sensepin"}).substr(0, 60) + "\nwhat is this\n" + c_Good, 2, 1}};
     for (const Case_T& row : cases) {
         const CRuns runs(row.text);
         EXPECT_EQ(runs.All().size(), row.runs) << row.text;
@@ -247,10 +245,7 @@ TEST(Transcript, HostileBytesAndSizesNeedBoundedMemory)
         EXPECT_THAT(Written("json", runs.All()), HasSubstr("sensepin \\\\xe9\\\\x01"));
     }
 
-    std::string glued;
-    for (int time = 0; time < 1000000; ++time) {
-        glued += "Out: ";
-    }
+    const std::string glued = QByteArray("Out: ").repeated(1000000).toStdString();
     EXPECT_EQ(CRuns("Command = x\n" + glued + "\n" + glued + "\n").Good(), 0);
 
     const CRuns many(std::string(1000000, '\n') + std::string(10000, 'x') + "\n" +
@@ -259,23 +254,20 @@ TEST(Transcript, HostileBytesAndSizesNeedBoundedMemory)
     EXPECT_EQ(many.Only().unrecognised.size(), c_MostKeptLines);
     EXPECT_EQ(many.Only().unrecognised[0].text.size(), c_LongestKeptLine);
 
-    std::string block = "\n<SonarFPGAData>";
-    constexpr int largest = 1048560;
-    for (int sample = 0; sample < largest; ++sample) {
-        block += "65535,";
-    }
-    block.back() = '<';
     const std::string small = CVirtualUnit().Run(c_XkPing).output;
-    const auto whole = [&](const std::string& count) {
+    const auto whole = [&small](int count) {
+        std::string block = "\n<SonarFPGAData>" + QByteArray("65535,").repeated(count).toStdString();
+        block.back() = '<';
         const std::size_t begin = small.find("\n<Son");
         std::string text = Replaced(small, small.substr(begin, small.find("EndSon") - begin), block);
-        text = Replaced(text, "1024 ", count + " ");
-        text = Replaced(text, "2048\n", std::to_string(2 * largest) + "\n");
+        text = Replaced(text, "1024 ", std::to_string(count) + " ");
+        text = Replaced(text, "2048\n", std::to_string(2 * count) + "\n");
         return Replaced(text, " 0 8 \n", " 0 1 \n");
     };
-    EXPECT_EQ(CRuns(whole("1048560")).Only().reason, "");
-    EXPECT_EQ(CRuns(whole("1048560")).Only().samples.values.size(), std::size_t{largest});
-    EXPECT_EQ(CRuns(whole("1048561")).Good(), 0);
+    constexpr int c_Largest = 1048560;
+    EXPECT_EQ(CRuns(whole(c_Largest)).Only().reason, "");
+    EXPECT_EQ(CRuns(whole(c_Largest)).Only().samples.values.size(), std::size_t{c_Largest});
+    EXPECT_EQ(CRuns(whole(c_Largest + 1)).Good(), 0);
 }
 
 TEST(Transcript, SamplesComeOutAsTheyWerePrinted)
