@@ -34,7 +34,7 @@ std::string WhatIsWrong(const TraceFile_T& done, const std::string& device)
 {
     const TraceFile_T trace = ReadTraceText(device);
     CReplay replay(trace);
-    const std::string difference = Replayed(done, replay);
+    std::string difference = Replayed(done, replay);
     EXPECT_EQ(replay.Answer("LSfpga0", DeviceOperation_T::Kind::Ioctl, 0x80047203, {}).error, EIO)
         << difference;
     return difference;
