@@ -148,7 +148,7 @@ int Run(const QStringList& arguments)
     const TestOrder_T order = ReadOrder(line.Parser());
     std::optional<CLimits> limits =
         line.Parser().isSet(u"limits"_s) ? ReadLimitsOptions(line.Parser()) : std::nullopt;
-    const TestRun_T run = RunTest(order);
+    const TestRun_T run = RunTest(order, CHost());
     CVerdict verdict;
     CMeasurer measurer({});
     const Judges_T judges{.pMeasurer = limits ? &measurer : nullptr, .pLimits = limits ? &*limits : nullptr};

@@ -7,6 +7,7 @@
 #include <QSysInfo>
 
 #include <cerrno>
+#include <cmath>
 #include <system_error>
 #include <unistd.h>
 
@@ -14,8 +15,6 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-using Clock_T = std::chrono::steady_clock; // does not go back when somebody sets the time
-
 constexpr std::size_t c_LongestSerialNumber = 4096;
 
 /// The lines of standard error that a run file keeps.
@@ -96,24 +95,35 @@ Bytes_T VerifySerialNumber(const TestOrder_T& order, CErrorLines& errors)
 }
 } // namespace
 
-TestRun_T RunTest(const TestOrder_T& order)
+std::string CHost::Now() const
+{
+    return QDateTime::currentDateTimeUtc().toString(u"yyyy-MM-dd'T'HH:mm:ss.zzz'+00:00'"_s).toStdString();
+}
+
+double CHost::Seconds() const
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+std::string CHost::Name() const { return QSysInfo::machineHostName().toStdString(); }
+
+TestRun_T RunTest(const TestOrder_T& order, const IHost& host)
 {
     Record_T record;
     record.unit = HeaderValue(order.unit);
     record.product = HeaderValue(order.product);
     record.station = HeaderValue(order.station);
     record.operatorName = HeaderValue(order.operatorName);
-    record.host = HeaderValue(QSysInfo::machineHostName().toStdString());
+    record.host = HeaderValue(host.Name());
     record.command = HeaderValue(ShellText(order.command));
-    record.start =
-        QDateTime::currentDateTimeUtc().toString(u"yyyy-MM-dd'T'HH:mm:ss.zzz'+00:00'"_s).toStdString();
+    record.start = host.Now();
     CRunFileWriter file(order.directory, record);
     TestRun_T run;
     const auto note = [&run](const Bytes_T& failure) {
         run.failure = run.failure.empty() ? failure : run.failure;
     };
     CErrorLines errors;
-    const auto start = Clock_T::now();
+    const double start = host.Seconds();
     if (!order.serialCommand.empty()) {
         record.stopped = VerifySerialNumber(order, errors);
         record.isVerified = record.stopped.empty();
@@ -149,8 +159,8 @@ TestRun_T RunTest(const TestOrder_T& order)
                 "the command did not end within " + std::to_string(order.timeout.count() / 1000) + " s";
         }
     }
-    const auto passed = std::chrono::round<std::chrono::milliseconds>(Clock_T::now() - start);
-    record.seconds = static_cast<double>(passed.count()) / 1000;
+    constexpr double digits = 1000;
+    record.seconds = std::round((host.Seconds() - start) * digits) / digits;
     record.errors = errors.Finish();
     run.file = file.PartName();
     if (isKept) {

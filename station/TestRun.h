@@ -22,6 +22,28 @@ struct TestRun_T {
     Bytes_T failure; ///< why the file is not whole, or the output could not be shown; empty: neither
 };
 
+/// The clock and the identity of the station's computer. Tests replace it.
+class IHost
+{
+public:
+    virtual ~IHost() = default;
+
+    /// UTC with its offset, such as 2026-11-22T10:41:28.123+00:00. Can go backwards when the clock is set.
+    virtual std::string Now() const = 0;
+    /// Seconds since any moment; never goes backwards.
+    virtual double Seconds() const = 0;
+    virtual std::string Name() const = 0;
+};
+
+/// This computer.
+class CHost : public IHost
+{
+public:
+    std::string Now() const override;
+    double Seconds() const override;
+    std::string Name() const override;
+};
+
 /// Runs a test, shows what it prints as it comes, and leaves a run file.
 /// @throw std::system_error when the file cannot be begun; then nothing was started
-TestRun_T RunTest(const TestOrder_T& order);
+TestRun_T RunTest(const TestOrder_T& order, const IHost& host);

@@ -1,6 +1,8 @@
 #include "station/transcript/RunFile.h"
+#include "station/TestRun.h"
 #include "tests/endtoend/VirtualUnit.h"
 #include "tests/station/Runs.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 
@@ -23,6 +25,20 @@ std::string RunFile(const std::string& output)
     return HeaderText(record, true) + output;
 }
 
+/// A clock that goes backwards.
+class CBackwards : public IHost
+{
+public:
+    std::string Now() const override
+    {
+        return "2026-11-22T10:41:0" + std::to_string(m_Second-- % 3) + ".000+00:00";
+    }
+    double Seconds() const override { return 0; }
+    std::string Name() const override { return "bench \n\xff"; }
+
+private:
+    mutable int m_Second = 8;
+};
 } // namespace
 
 TEST(RunFile, PassesOnlyIfItIsWhole)
@@ -83,4 +99,32 @@ TEST(RunFile, IsNotJudgedByItsOutputAlone)
     EXPECT_EQ(CRuns(RunFile(failed)).Only().outcome, Outcome::Failed);
     EXPECT_EQ(CRuns(RunFile(Replaced(failed, "QS1000123", "QS7"))).Only().reason,
               "the unit's serial number is QS7, not QS1000123");
+}
+
+TEST(RunFile, KeepsHostileNamesAndRunsWithoutAClock)
+{
+    const TemporaryDirectory directory;
+    const std::string transcript = directory.Write("transcript", c_Performed);
+    const std::string hostile = "\n\nstatus: 0\\\xff\xe2\x80\xae'\";\x1b[2J";
+    TestOrder_T order;
+    order.unit = order.station = order.operatorName = hostile;
+    order.directory = directory.Path("results/of today");
+    order.timeout = std::chrono::seconds(60);
+    order.command = {"cat", transcript};
+    const CBackwards host;
+    std::set<std::string> names;
+    for (int time = 0; time < 9; ++time) {
+        const TestRun_T run = RunTest(order, host);
+        EXPECT_EQ(run.failure, "");
+        names.insert(run.file);
+        std::ifstream file(run.file, std::ios::binary);
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        const CRuns runs(text);
+        EXPECT_EQ(runs.Good(), 1) << text;
+        EXPECT_EQ(runs.Only().record.unit, HeaderValue(hostile));
+        EXPECT_EQ(runs.Only().record.operatorName, HeaderValue(hostile));
+        EXPECT_EQ(runs.Only().record.host, "bench \\x0a\\xff");
+        EXPECT_EQ(runs.Only().record.seconds, 0);
+    }
+    EXPECT_EQ(names.size(), 9U);
 }
