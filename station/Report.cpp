@@ -5,6 +5,7 @@
 #include "station/judge/Limits.h"
 #include "station/judge/Measurements.h"
 #include "station/output/Outputs.h"
+#include "station/output/Text.h"
 #include "tools/BoundedFile.h"
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -31,6 +33,9 @@ constexpr char c_Limits[] = "limits";
 constexpr char c_Product[] = "product";
 constexpr char c_Ascii[] = "ascii";
 constexpr char c_Strict[] = "strict";
+constexpr char c_Linear[] = "linear";
+constexpr char c_Verdict[] = "verdict";
+constexpr char c_Color[] = "color";
 constexpr char c_Law[] = "receiver-law";
 constexpr char c_Follow[] = "follow";
 constexpr int c_UsualWidth = 80;
@@ -41,6 +46,8 @@ struct Options_T {
     std::vector<std::string> transcripts; ///< files and directories; at least one
     bool isStrict = false;
     bool isFollowed = false;
+    std::optional<bool> isColoured; ///< the verdict on standard error; nothing: as it takes colours
+    bool showsVerdict = false;
     View_T view;
     std::optional<CLimits> limits;
     ReceiverLaw law = ReceiverLaw::SquareRoot;
@@ -90,9 +97,22 @@ bool IsUtf8Terminal()
     return false;
 }
 
+/// Nothing for auto.
+std::optional<bool> ReadColour(const QCommandLineParser& parser)
+{
+    const QString value = parser.isSet(Decoded(c_Color)) ? parser.value(Decoded(c_Color)) : u"auto"_s;
+    if (value != u"auto" && value != u"always" && value != u"never") {
+        throw CUsageError(u"--%1 takes auto, always or never, not \"%2\""_s.arg(Decoded(c_Color), value));
+    }
+    return value == u"auto" ? std::nullopt : std::optional(value == u"always");
+}
+
 View_T ReadView(const QCommandLineParser& parser)
 {
     View_T view;
+    view.isLinear = parser.isSet(Decoded(c_Linear));
+    view.isTerminal = ::isatty(STDOUT_FILENO) == 1;
+    view.isColoured = ReadColour(parser).value_or(TakesColours(STDOUT_FILENO));
     view.width = TerminalWidth();
     view.isAscii = parser.isSet(Decoded(c_Ascii)) || !IsUtf8Terminal();
     for (const NumberOption_T& option : c_Numbers) {
@@ -179,8 +199,13 @@ void AddOptions(CCommandLine& line)
               u"How 8-bit samples depend on the amplitude: square-root (default) or linear."_s, u"LAW"_s});
     AddDatabaseOption(line, "Reads the runs of a results database: a file, or postgresql://...");
     AddFilterOptions(line);
+    line.Add({Decoded(c_Linear), u"Draws --plot with linear amplitudes (default: in decibels)."_s});
     line.Add({Decoded(c_Ascii), u"Draws with ASCII only (default: if the locale is not UTF-8)."_s});
     line.Add({Decoded(c_Follow), u"Reads on when a file grows, until SIGINT or SIGTERM."_s});
+    line.Add({Decoded(c_Verdict), u"Shows PASS, FAIL or NOT TESTED in large letters on standard error."_s});
+    line.Add({Decoded(c_Color),
+              u"Colours on standard output: auto (default; a terminal, without NO_COLOR), always or never."_s,
+              u"WHEN"_s});
     line.Add({Decoded(c_Strict), u"Ends with 4 when a line is not recognised."_s});
     line.Parser().addPositionalArgument(
         u"transcript"_s, u"Files or directories; - or nothing: standard input."_s, u"[transcript...]"_s);
@@ -234,6 +259,29 @@ bool ReadFile(const std::string& name, IRunWriter& consumer, Judges_T judges, bo
     return bytes.Failure().empty();
 }
 
+bool TakesColours(int stream) { return ::isatty(stream) == 1 && qEnvironmentVariableIsEmpty("NO_COLOR"); }
+
+void ShowVerdict(int status, const QString& name, const QString& details, bool isColoured)
+{
+    struct Word_T {
+        const char* text;
+        const char* colour; ///< bold white on green, red and blue
+    };
+    constexpr Word_T good = {"PASS", "\x1b[1;97;42m"};
+    constexpr Word_T bad = {"FAIL", "\x1b[1;97;41m"};
+    constexpr Word_T untested = {"NOT TESTED", "\x1b[1;97;44m"};
+    const Word_T& word = status == 0 ? good : status == 1 ? bad : untested;
+    constexpr qsizetype width = 60;
+    const QString line = u"  %1   %2"_s.arg(Decoded(word.text), name);
+    QString text;
+    for (const QString& row : {QString(), line, QString()}) {
+        const QString shown = isColoured ? row : row.isEmpty() ? QString(width, u'=') : row;
+        text += (isColoured ? Decoded(word.colour) : QString()) + shown.leftJustified(width) +
+                (isColoured ? u"\x1b[0m\n"_s : u"\n"_s);
+    }
+    std::fputs(qUtf8Printable(text + details), stderr);
+}
+
 int StatusOf(const Summary_T& summary, bool isStrict)
 {
     int status = summary.runs == 0 ? c_NotJudged : 0;
@@ -280,7 +328,18 @@ int ReadAndWrite(Options_T options)
     if (const std::string failed = outputs.Failed(); !failed.empty()) {
         throw std::runtime_error(failed);
     }
-    return areRead ? StatusOf(outputs.Summary(), options.isStrict) : c_WrongUsage;
+    const int status = areRead ? StatusOf(outputs.Summary(), options.isStrict) : c_WrongUsage;
+    if (options.showsVerdict) {
+        const Summary_T& summary = outputs.Summary();
+        const QString reason = PrintableText(summary.reason);
+        ShowVerdict(status,
+                    summary.isOneUnit && !summary.unit.empty()
+                        ? PrintableText(summary.unit)
+                        : u"%1 "_s.arg(summary.runs) + Plural(summary.runs, u"run"_s),
+                    reason.isEmpty() ? QString() : u"  "_s + reason + u'\n',
+                    options.isColoured.value_or(TakesColours(STDERR_FILENO)));
+    }
+    return status;
 }
 } // namespace
 
@@ -308,6 +367,7 @@ int Report(const QStringList& arguments)
     ChosenRuns_T chosen = ReadFilterOptions(parser);
     chosen.files.product = BytesOf(parser.value(Decoded(c_Product)));
     return ReadAndWrite({ReadOutputs(parser), names, parser.isSet(Decoded(c_Strict)), isFollowed,
-                         ReadView(parser), hasLimits ? ReadLimitsOptions(parser) : std::nullopt,
-                         ReadLaw(parser), isDatabase ? ReadDatabaseOption(parser) : std::string(), chosen});
+                         ReadColour(parser), parser.isSet(Decoded(c_Verdict)), ReadView(parser),
+                         hasLimits ? ReadLimitsOptions(parser) : std::nullopt, ReadLaw(parser),
+                         isDatabase ? ReadDatabaseOption(parser) : std::string(), chosen});
 }

@@ -19,3 +19,11 @@ bool ReadFile(const std::string& name, IRunWriter& consumer, Judges_T judges, bo
 
 /// The exit status for these runs.
 int StatusOf(const Summary_T& summary, bool isStrict);
+
+/// Shows the verdict in large letters on standard error, because standard output has what was asked for: PASS
+/// for a status of 0, FAIL for 1, otherwise NOT TESTED.
+/// @param details  lines below it, with their ends
+void ShowVerdict(int status, const QString& name, const QString& details, bool isColoured);
+
+/// Whether a stream gets colours unless it is asked otherwise: a terminal, without NO_COLOR.
+bool TakesColours(int stream);

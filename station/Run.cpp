@@ -71,45 +71,17 @@ TestOrder_T ReadOrder(const QCommandLineParser& parser)
     return order;
 }
 
-/// Counts the runs of a run file, and keeps the first reason.
-class CVerdict : public IRunWriter
+/// Counts the runs of a run file.
+class CCounter : public IRunWriter
 {
 public:
-    void Write(const Run_T& run) override
-    {
-        m_Summary.Add(run);
-        m_Reason = m_Reason.empty() ? run.reason : m_Reason;
-    }
+    void Write(const Run_T& run) override { m_Summary.Add(run); }
     const Summary_T& Summary() const { return m_Summary; }
-    const Bytes_T& Reason() const { return m_Reason; }
 
 private:
     Summary_T m_Summary;
-    Bytes_T m_Reason;
 };
 
-/// The verdict for the operator, on standard error, because standard output has only what the command prints.
-void ShowVerdict(int status, const Bytes_T& unit, const QString& details)
-{
-    struct Word_T {
-        const char* text;
-        const char* colour; ///< bold white on green, red and blue
-    };
-    constexpr Word_T good = {"PASS", "\x1b[1;97;42m"};
-    constexpr Word_T bad = {"FAIL", "\x1b[1;97;41m"};
-    constexpr Word_T untested = {"NOT TESTED", "\x1b[1;97;44m"};
-    const Word_T& word = status == 0 ? good : status == 1 ? bad : untested;
-    const bool isColoured = ::isatty(STDERR_FILENO) == 1 && qEnvironmentVariableIsEmpty("NO_COLOR");
-    constexpr qsizetype width = 60;
-    const QString line = u"  %1   %2"_s.arg(Decoded(word.text), PrintableText(unit));
-    QString text;
-    for (const QString& row : {QString(), line, QString()}) {
-        const QString shown = isColoured ? row : row.isEmpty() ? QString(width, u'=') : row;
-        text += (isColoured ? Decoded(word.colour) : QString()) + shown.leftJustified(width) +
-                (isColoured ? u"\x1b[0m\n"_s : u"\n"_s);
-    }
-    std::fputs(qUtf8Printable(text + details), stderr);
-}
 /// The verdict does not depend on the database: a run file that did not get in waits for the next import.
 void Store(const Bytes_T& file, const std::string& url, CLimits* pLimits)
 {
@@ -149,17 +121,17 @@ int Run(const QStringList& arguments)
     std::optional<CLimits> limits =
         line.Parser().isSet(u"limits"_s) ? ReadLimitsOptions(line.Parser()) : std::nullopt;
     const TestRun_T run = RunTest(order, CHost());
-    CVerdict verdict;
+    CCounter counter;
     CMeasurer measurer({});
     const Judges_T judges{.pMeasurer = limits ? &measurer : nullptr, .pLimits = limits ? &*limits : nullptr};
-    const bool isJudged = ReadFile(run.file, verdict, judges) && run.failure.empty();
-    const int status = isJudged ? StatusOf(verdict.Summary(), false) : c_WrongUsage;
-    const Bytes_T reason = run.failure.empty() ? verdict.Reason() : run.failure;
+    const bool isJudged = ReadFile(run.file, counter, judges) && run.failure.empty();
+    const int status = isJudged ? StatusOf(counter.Summary(), false) : c_WrongUsage;
+    const Bytes_T reason = run.failure.empty() ? counter.Summary().reason : run.failure;
     if (const bool isWhole = run.failure.empty(); isWhole && line.Parser().isSet(Decoded(c_DatabaseOption))) {
         Store(run.file, ReadDatabaseOption(line.Parser()), limits ? &*limits : nullptr);
     }
     const QString details = (reason.empty() ? QString() : u"  "_s + PrintableText(reason) + u'\n') + u"  "_s +
                             PrintableText(run.file) + u'\n';
-    ShowVerdict(status, order.unit, details);
+    ShowVerdict(status, PrintableText(order.unit), details, TakesColours(STDERR_FILENO));
     return status;
 }

@@ -7,12 +7,15 @@
 #include <memory>
 #include <span>
 
-/// Settings of the pictures, which no transcript contains.
+/// Settings of the pictures and of the terminal, which no transcript contains.
 struct View_T {
     double sampleClock = 0;   ///< samples that the unit takes in a second; 0: not known, no range is shown
     double soundSpeed = 1500; ///< of the water, metres a second
     int width = 80;           ///< columns of the terminal
     bool isAscii = false;     ///< the terminal gets only ASCII
+    bool isLinear = false;    ///< the terminal's amplitudes; otherwise in decibels
+    bool isTerminal = false;  ///< the output is one
+    bool isColoured = false;  ///< the output takes colours
 };
 
 /// Columns of a plot; a narrower or wider terminal is treated as one of these.

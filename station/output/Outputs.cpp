@@ -75,7 +75,10 @@ COutputs::COutputs(const std::vector<WantedOutput_T>& outputs, const View_T& vie
             })) {
             throw std::runtime_error("two outputs cannot go to " + name);
         }
-        auto writer = wanted.format->make(*file, view);
+        View_T own = view;
+        own.isTerminal = isStream && view.isTerminal;
+        own.isColoured = isStream && view.isColoured;
+        auto writer = wanted.format->make(*file, own);
         m_Outputs.push_back({name, isStream, identity, std::move(file), std::move(writer)});
     }
 }

@@ -11,6 +11,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 constexpr int c_Rows = 8;
+constexpr int c_DecibelRows = 10;
 constexpr int c_LabelWidth = 8; ///< columns left of the plot, with the axis
 
 /// The characters of a plot: a cell from empty to full, and the axes.
@@ -29,12 +30,23 @@ struct Canvas_T {
     const Ping_T& ping;
     const Characters_T& characters;
     int cellsOfColumn; ///< cells that an envelope's column is wide
+    bool isLinear;
     QString text = {};
 
     int Width() const { return static_cast<int>(ping.envelope.high.size()) * cellsOfColumn; }
-    std::int32_t Top() const
+    int Rows() const { return isLinear ? c_Rows : c_DecibelRows; }
+    /// On the axis.
+    double Level(std::int32_t value) const { return isLinear ? value : DecibelsOf(ping, value); }
+    double Top() const
     {
-        return std::max(ping.fullScale, *std::ranges::max_element(ping.envelope.high));
+        return Level(std::max(ping.fullScale, *std::ranges::max_element(ping.envelope.high)));
+    }
+    /// In decibels, the tens below the quietest column.
+    double Bottom() const
+    {
+        constexpr double tens = 10;
+        const double quietest = Level(*std::ranges::min_element(ping.envelope.high));
+        return isLinear ? 0 : std::min(std::floor(quietest / tens), -1.0) * tens;
     }
     int Cell(std::size_t sample) const
     {
@@ -56,9 +68,11 @@ QString Cells(const Canvas_T& canvas, int row)
 {
     const auto steps = static_cast<double>(canvas.characters.cells.size() - 1);
     const Envelope_T& echo = canvas.ping.envelope;
+    const double bottom = canvas.Bottom();
     QString content;
     for (const std::int32_t value : echo.high) {
-        const double filled = std::clamp(static_cast<double>(value) * c_Rows / canvas.Top() - row, 0.0, 1.0);
+        const double height = (canvas.Level(value) - bottom) * canvas.Rows() / (canvas.Top() - bottom);
+        const double filled = std::clamp(height - row, 0.0, 1.0);
         const auto cell = static_cast<qsizetype>(std::lround(filled * steps));
         content += QString(canvas.cellsOfColumn, QChar(canvas.characters.cells[cell]));
     }
@@ -67,11 +81,11 @@ QString Cells(const Canvas_T& canvas, int row)
 
 void Amplitudes(Canvas_T& canvas)
 {
-    for (int row = c_Rows - 1; row >= 0; --row) {
-        canvas.Line(row == c_Rows - 1 ? QString::number(canvas.Top()) : u""_s, canvas.characters.vertical,
-                    Cells(canvas, row));
+    const QString top = QString::number(canvas.Top(), 'f', 0) + (canvas.isLinear ? u""_s : u" dB"_s);
+    for (int row = canvas.Rows() - 1; row >= 0; --row) {
+        canvas.Line(row == canvas.Rows() - 1 ? top : u""_s, canvas.characters.vertical, Cells(canvas, row));
     }
-    canvas.Line(u"0"_s, canvas.characters.corner,
+    canvas.Line(QString::number(canvas.Bottom(), 'f', 0), canvas.characters.corner,
                 QString(canvas.Width(), QChar(canvas.characters.horizontal)));
 }
 
@@ -131,14 +145,14 @@ public:
 
     void Write(const Run_T& run) override
     {
-        Print(QString::fromStdString(SummaryText(run)));
+        Print(QString::fromStdString(SummaryText(run, m_View.isColoured)));
         if (run.samples.values.empty()) {
             return;
         }
         const int width = m_View.width - c_LabelWidth;
         const Ping_T ping = MakePing(run, m_View, static_cast<std::size_t>(width));
         const int columns = static_cast<int>(ping.envelope.high.size());
-        Canvas_T canvas{ping, m_View.isAscii ? c_Ascii : c_Unicode, width / columns};
+        Canvas_T canvas{ping, m_View.isAscii ? c_Ascii : c_Unicode, width / columns, m_View.isLinear};
         Amplitudes(canvas);
         Places(canvas);
         Marks(canvas);

@@ -10,6 +10,27 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+// Colours of a terminal: the digits of its escape sequences.
+constexpr char c_Green[] = "32";
+constexpr char c_BoldRed[] = "1;31";
+constexpr char c_BoldYellow[] = "1;33";
+
+/// By Outcome, and by Fit.
+constexpr std::array<const char*, c_Outcomes> c_OutcomeColours = {c_Green, c_Green, c_BoldRed, c_BoldYellow};
+constexpr std::array<const char*, 4> c_FitColours = {c_Green, c_BoldYellow, c_BoldRed, c_BoldYellow};
+
+const char* ColourOf(Outcome outcome) { return c_OutcomeColours.at(static_cast<std::size_t>(outcome)); }
+const char* ColourOf(Fit fit) { return c_FitColours.at(static_cast<std::size_t>(fit)); }
+
+QString Coloured(const char* word, const char* colour, bool isColoured)
+{
+    const QLatin1StringView text(word);
+    return isColoured ? u"\x1b["_s + QLatin1StringView(colour) + u'm' + text + u"\x1b[0m"_s : QString(text);
+}
+} // namespace
+
 void AppendMarkup(std::string& text, std::string_view bytes)
 {
     const auto special = std::ranges::find_if(bytes, [](char byte) {
@@ -64,9 +85,9 @@ std::string TestOf(const Run_T& run)
     return text;
 }
 
-std::string SummaryText(const Run_T& run)
+std::string SummaryText(const Run_T& run, bool isColoured)
 {
-    QString title = TitleOf(run) + u": "_s + QLatin1StringView(NameOf(run.outcome));
+    QString title = TitleOf(run) + u": "_s + Coloured(NameOf(run.outcome), ColourOf(run.outcome), isColoured);
     if (!run.command.empty()) {
         title += u": "_s + PrintableText(run.command);
     }
@@ -82,7 +103,10 @@ std::string SummaryText(const Run_T& run)
     text.reserve((run.limits.size() + 1) * line);
     text.append(title.toStdString()).append(1, '\n');
     for (const LimitResult_T& result : run.limits) {
-        text.append("  ").append(NameOf(result.fit)).append(": ");
+        const char* const fit = NameOf(result.fit);
+        text.append("  ")
+            .append(isColoured ? Coloured(fit, ColourOf(result.fit), true).toStdString() : fit)
+            .append(": ");
         if (HasNote(result)) {
             text += PrintableText(LimitText(result)).toStdString();
         } else {

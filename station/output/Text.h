@@ -34,6 +34,7 @@ std::string UnitOf(const Run_T& run);
 std::string TestOf(const Run_T& run);
 
 /// The line of a run, a line for each of its limits, and its unrecognised lines; printable, in UTF-8.
-std::string SummaryText(const Run_T& run);
+/// @param isColoured  the outcome and the fits have a colour
+std::string SummaryText(const Run_T& run, bool isColoured = false);
 /// The counts in one line.
 QString SummaryText(const Summary_T& summary);

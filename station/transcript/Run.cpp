@@ -68,6 +68,9 @@ void Summary_T::Add(const Run_T& run)
 {
     ++runs;
     ++outcomes[static_cast<std::size_t>(run.outcome)];
+    unit = runs == 1 ? run.record.unit : unit;
+    isOneUnit = isOneUnit && run.record.unit == unit;
+    reason = reason.empty() ? run.reason : reason;
     AddLines(run);
 }
 

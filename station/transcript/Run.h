@@ -207,6 +207,9 @@ struct Summary_T {
     std::array<std::uint64_t, c_Outcomes> outcomes = {}; ///< by Outcome
     std::uint64_t claimed = 0;                           ///< lines that a rule knows
     std::uint64_t unrecognised = 0;                      ///< lines that no rule knows
+    Bytes_T unit;                                        ///< of the first run file
+    bool isOneUnit = true;                               ///< all run files are of it
+    Bytes_T reason;                                      ///< first one of a run that is not good
 
     void Add(const Run_T& run);
     void AddLines(const Run_T& run);

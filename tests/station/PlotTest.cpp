@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 using namespace testing;
 
 namespace
@@ -39,12 +41,44 @@ TEST(Plot, DrawsEachSampleAsWideAndHighAsItIs)
     rows += gap + "#####" + gap + "#####" + gap + "#####";
     rows += gap + "##########" + gap + "##########" + gap + "##########" + gap + "##########     #####";
     EXPECT_EQ(
-        Written("plot", {run}, {.sampleClock = 750, .width = 30, .isAscii = true}),
+        Written("plot", {run}, {.sampleClock = 750, .width = 30, .isAscii = true, .isLinear = true}),
         rows +
             "\n     0 +--------------------\nsample  0                  3\n     m  0                3.0\n" +
             levels + counts);
-    EXPECT_THAT(Written("plot", {Ping({65535, 36864})}, {.width = 30}),
+    EXPECT_THAT(Written("plot", {Ping({65535, 36864})}, {.width = 30, .isLinear = true}),
                 HasSubstr("       │███████████▄▄▄▄▄▄▄▄▄▄▄\n"));
+}
+
+TEST(Plot, ShowsTheNoiseInDecibelsAtAnyWidth)
+{
+    // 0, -20 and -45 dB: all, 6 and 1 of 10 rows.
+    EXPECT_THAT(Written("plot", {Ping({65535, 6554, 369})}, {.width = 30, .isAscii = true}),
+                AllOf(HasSubstr("  0 dB |#######\n"), HasSubstr(" |##############\n"),
+                      HasSubstr(" |#####################\n   -50 +-----")));
+    for (const int width : {40, 41, 120, 300}) {
+        std::istringstream lines(
+            Written("plot", {Ping(std::vector<std::int32_t>(993, 700))}, {.width = width, .isAscii = true}));
+        std::size_t longest = 0;
+        for (std::string line; std::getline(lines, line);) {
+            const bool isDrawn = line.find('|') != std::string::npos || line.find("+-") != std::string::npos;
+            longest = std::max(longest, isDrawn ? line.size() : 0);
+        }
+        EXPECT_EQ(longest, static_cast<std::size_t>(width));
+    }
+}
+
+TEST(Summary, RepeatsOnATerminalWhatFailedBeforeOthersPassed)
+{
+    Run_T failed = Ping({1});
+    failed.outcome = Outcome::Failed;
+    failed.reason = "ERROR: Ping failed";
+    const std::vector<Run_T> runs = {failed, Ping({2})};
+    const std::string line = "t:1: \x1b[1;31mfailed\x1b[0m: xkping: ERROR: Ping failed\n";
+    EXPECT_THAT(
+        Written("summary", runs, {.isTerminal = true, .isColoured = true}),
+        StartsWith(line + "t:1: \x1b[32mpassed\x1b[0m: xkping\n\nFailed or not judged:\n" + line + "2 runs"));
+    EXPECT_THAT(Written("summary", {runs[1], runs[0]}, {.isTerminal = true}), Not(HasSubstr("Failed or")));
+    EXPECT_THAT(Written("summary", runs), AllOf(Not(HasSubstr("Failed or")), Not(HasSubstr("\x1b"))));
 }
 
 TEST(Plot, StaysInItsWidthAndPrintsNoControlBytesOfAUnit)

@@ -4,6 +4,7 @@
 Usage: check_outputs.py PROGRAM SIMULATOR SCHEMA, from the repository's root.
 """
 import json
+import os
 import re
 import subprocess
 import sys
@@ -66,6 +67,7 @@ assert offered("report", "--j") == ["--json", "--junit"]
 assert offered("limits", "") == sorted(re.findall(r"^  ([a-z]+) ", station("help", "limits").split("Actions:")[1],
                                                   re.MULTILINE))
 assert offered("report", "--receiver-law", "") == ["linear", "square-root"]
+assert offered("report", "--color", "") == ["always", "auto", "never"]
 for wrong, complaint in (
         ([], "subcommand is missing"), (["reprot"], "subcommand reprot; did you mean report?"),
         (["help", "rep"], "unknown subcommand rep"), (["--hepl"], "option --hepl; did you mean --help?"),
@@ -182,6 +184,21 @@ with tempfile.TemporaryDirectory() as place:
 
     passed, failed = ((batch / name).read_text() for name in ("passed", "failed"))
     report(str(batch / "passed"), str(batch / "performed"))
+    for words, banner in ((["passed"], "PASS   1 run"), (["passed", "failed"], "FAIL   2 runs"),
+                          (["failed", "not-judged"], "NOT TESTED   2 runs"), (["passed", "/nowhere"], "NOT TESTED   1 run")):
+        shown = subprocess.run([PROGRAM, "report", "--verdict", *words], cwd=batch, capture_output=True, text=True,
+                               check=False).stderr
+        assert re.search(rf"^={{60}}\n  {banner} +\n={{60}}\n", shown, re.MULTILINE), shown
+    # A terminal gets colours, unless they are unwanted.
+    for unwanted, option, is_coloured in (("", "auto", True), ("1", "auto", False), ("1", "always", True),
+                                          ("", "never", False)):
+        master, terminal = os.openpty()
+        subprocess.run([PROGRAM, "report", "--color", option, batch / "passed"], stdout=terminal, check=True,
+                       env={**os.environ, "NO_COLOR": unwanted})
+        assert (b"\x1b[32mpassed" in os.read(master, 1000)) == is_coloured, (unwanted, option)
+        os.close(master)
+        os.close(terminal)
+    assert "\x1b" not in report(str(batch / "passed"))
     report(text=passed + failed, status=1)
     report(str(batch / "failed"), "-", text=passed[:-9], status=3)
     report("--strict", text=passed)
@@ -213,6 +230,7 @@ with tempfile.TemporaryDirectory() as place:
             (["--none"], "none"), (["--json", ""], "name"), (["--json", "-", "--csv", "-"], same), (["-", "-"], "once"),
             (["--json", str(batch / "passed"), str(batch / "passed")], "at the same time"),
             (["--json", "/dev/full", str(batch)], "No space left"), (["--width", "99.5"], "whole number"),
-            (["--sample-clock", "nan"], "from 1 to"), (["--receiver-law", "log"], "square-root or linear")):
+            (["--sample-clock", "nan"], "from 1 to"), (["--receiver-law", "log"], "square-root or linear"),
+            (["--color", "red"], "auto, always or never")):
         report(*wrong, status=2, complaint=complaint)
     assert (batch / "passed").read_text() == passed

@@ -44,8 +44,10 @@ const seen = {
         (of.ownerSVGElement ? of.ownerSVGElement.getScreenCTM().a : 1) < 12).map(of => of.outerHTML),
     isWide: document.documentElement.scrollWidth > document.documentElement.clientWidth,
     outcomes: all('.o').map(section => section.dataset.o), rows: all('.r').length,
-    filtered: [filtered('outcome', 'good'), filtered('command', 'ping'), filtered('text', 'EXAMPLES/FULL'), filtered('text', '')],
-    closed: all('.r').filter(row => row.open).length, scales: all('.linear svg').filter(svg => svg.checkVisibility()).length,
+    filtered: [filtered('outcome', 'good'), filtered('command', 'ping'),
+        filtered('text', 'EXAMPLES/FULL'), filtered('text', '')],
+    opened: all('.r').filter(row => row.open).length,
+    scales: all('.linear svg').filter(svg => svg.checkVisibility()).length,
     foreign: all('img, script:not(:nth-last-of-type(-n+3)), [onerror], link, iframe').length,
     hostile: all('.r code').map(cell => cell.textContent).filter(text => text.includes('onerror')),
     paper: getComputedStyle(document.body).backgroundColor};
@@ -119,7 +121,7 @@ with tempfile.TemporaryDirectory() as place:
     assert look["compared"] == 2
     assert len(set(look["tops"])) == 1, "the transmit pulse does not reach full scale"
     assert not look["outside"] and not look["tiny"] and not look["isWide"], look
-    assert (look["outcomes"], look["rows"], look["closed"]) == (["not judged", "good"], len(pings) + 1, 0), look
+    assert (look["outcomes"], look["rows"], look["opened"]) == (["not judged", "good"], len(pings) + 1, 0), look
     assert look["filtered"] == [len(pings), 1, 1, len(pings) + 1], look["filtered"]
     assert (look["foreign"], look["scales"]) == (0, 0), look
     assert len(look["hostile"]) == 1 and "<img/src=x/onerror=alert(1)>\"'&\\x1b[31m" in look["hostile"][0], look
