@@ -97,9 +97,9 @@ figcaption { color: var(--faint); font-size: .9rem; font-variant-numeric: tabula
 figcaption ul { list-style: none; margin: .2rem 0 0; padding: 0; columns: 2 22rem; }
 figcaption li { overflow-wrap: anywhere; break-inside: avoid; }
 #pings figure { content-visibility: auto; contain-intrinsic-size: auto 26rem; }
-svg { display: block; } .scroll svg { width: 100%; min-width: 60rem; height: auto; }
+svg { display: block; } .scroll svg { width: 100%; min-width: 50rem; height: auto; }
 svg.key { display: inline-block; width: 2.4rem; height: .7rem; margin-right: .5rem; }
-svg text { font: 12.5px system-ui, "Segoe UI", Roboto, "Noto Sans", "DejaVu Sans", sans-serif; fill: var(--faint);
+svg text { font: 14.5px system-ui, "Segoe UI", Roboto, "Noto Sans", "DejaVu Sans", sans-serif; fill: var(--faint);
   font-variant-numeric: tabular-nums; }
 svg path { vector-effect: non-scaling-stroke; }
 svg .name { fill: var(--ink); } svg .full { fill: var(--limit); }
