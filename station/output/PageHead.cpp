@@ -135,21 +135,23 @@ svg .series5 { stroke: var(--s5); stroke-dasharray: 4 4; } svg .series6 { stroke
 }
 )"_s;
 
-/// Without it, the filter is hidden. The texts of the rows are kept, because collecting them takes longest.
+/// Without it, the filter is hidden. Collecting the texts of the rows takes longest, so they are kept.
+/// Showing many rows is slow, so only a few are opened.
 const QString c_Script = uR"(
 const form = document.forms[0], rows = [...document.querySelectorAll('.r')], names = ['unit', 'product', 'outcome', 'command'];
 const groups = [...document.querySelectorAll('.g'), ...document.querySelectorAll('.o')];
 const values = rows.map(row => [row.querySelector('b').textContent, row.dataset.p, row.closest('.o').dataset.o,
   row.querySelector('code').textContent.split(' ')[0]]);
+const isOpen = groups.map(group => group.open);
 let texts;
+const collect = () => texts ??= rows.map((row, i) => (values[i].join(' ') + ' ' + row.textContent).toLowerCase());
 names.forEach((name, i) => {
   for (const value of [...new Set(values.map(of => of[i]))].filter(value => value).sort())
     form[name].add(new Option(value));
 });
 form.oninput = () => {
   const wanted = names.map(name => form[name].value), text = form.text.value.toLowerCase();
-  if (text && !texts)
-    texts = rows.map((row, i) => (values[i].join(' ') + ' ' + row.textContent).toLowerCase());
+  if (text) collect();
   let count = 0;
   rows.forEach((row, at) => {
     const isShown = wanted.every((value, i) => !value || values[at][i] === value) && (!text || texts[at].includes(text));
@@ -157,15 +159,16 @@ form.oninput = () => {
     count += isShown;
   });
   const isFiltered = text || wanted.some(value => value);
-  for (const group of groups) {
+  groups.forEach((group, i) => {
     group.hidden = !group.querySelector('.r:not([hidden])');
-    if (isFiltered && !group.hidden) group.open = true;
-  }
+    group.open = isOpen[i] || (isFiltered && count <= 500);
+  });
   form.querySelector('output').value = isFiltered ? `${count} of ${rows.length} runs` : '';
 };
 form.onreset = () => setTimeout(form.oninput);
 form.onsubmit = () => false;
 form.hidden = rows.length < 2;
+(window.requestIdleCallback || setTimeout)(collect);
 )"_s;
 } // namespace
 
