@@ -84,33 +84,41 @@ std::string ReadDatabaseOption(const QCommandLineParser& parser)
     return BytesOf(parser.value(name));
 }
 
-void AddFilterOptions(CCommandLine& line)
+void AddFilterOptions(CCommandLine& line, bool hasOutcome)
 {
     for (const FilterOption_T& option : c_Filters) {
         line.Add({Decoded(option.name), Decoded(option.description), Decoded(option.value)});
     }
-    line.Add({Decoded(c_Outcome), u"Only runs that passed, performed, failed, or are not-judged."_s,
-              u"OUTCOME"_s});
+    if (hasOutcome) {
+        line.Add({Decoded(c_Outcome), u"Only runs that passed, performed, failed, or are not-judged."_s,
+                  u"OUTCOME"_s});
+    }
+}
+
+RunFilter_T ReadFilter(const QCommandLineParser& parser)
+{
+    RunFilter_T filter;
+    for (const FilterOption_T& option : c_Filters) {
+        const QString name = Decoded(option.name);
+        if (parser.isSet(name)) {
+            const QString value = parser.value(name);
+            filter.*option.field = option.isTime ? TimeOf(name, value) : BytesOf(value);
+        }
+    }
+    return filter;
 }
 
 ChosenRuns_T ReadFilterOptions(const QCommandLineParser& parser)
 {
-    ChosenRuns_T chosen;
-    const auto isGiven = [&parser](const QString& name) {
-        const bool isSet = parser.isSet(name);
-        if (isSet && !parser.isSet(Decoded(c_DatabaseOption))) {
-            throw CUsageError(u"--%1 needs --database"_s.arg(name));
-        }
-        return isSet;
-    };
-    for (const FilterOption_T& option : c_Filters) {
-        const QString name = Decoded(option.name);
-        if (isGiven(name)) {
-            const QString value = parser.value(name);
-            chosen.files.*option.field = option.isTime ? TimeOf(name, value) : BytesOf(value);
+    std::vector<const char*> names = {c_Outcome};
+    std::ranges::transform(c_Filters, std::back_inserter(names), &FilterOption_T::name);
+    for (const char* const name : names) {
+        if (parser.isSet(Decoded(name)) && !parser.isSet(Decoded(c_DatabaseOption))) {
+            throw CUsageError(u"--%1 needs --database"_s.arg(Decoded(name)));
         }
     }
-    if (isGiven(Decoded(c_Outcome))) {
+    ChosenRuns_T chosen{.files = ReadFilter(parser), .outcome = {}};
+    if (parser.isSet(Decoded(c_Outcome))) {
         const QString value = parser.value(Decoded(c_Outcome));
         for (const Outcome outcome :
              {Outcome::Passed, Outcome::Performed, Outcome::Failed, Outcome::NotJudged}) {

@@ -23,7 +23,11 @@ struct ChosenRuns_T {
 };
 
 /// The options that choose runs, without --product.
-void AddFilterOptions(CCommandLine& line);
+/// @param hasOutcome  also by their outcome
+void AddFilterOptions(CCommandLine& line, bool hasOutcome = true);
+
+/// Those that AddFilterOptions() adds in any case. @throw CUsageError
+RunFilter_T ReadFilter(const QCommandLineParser& parser);
 
 /// @throw CUsageError, also when runs are chosen and --database is not given
 ChosenRuns_T ReadFilterOptions(const QCommandLineParser& parser);

@@ -8,3 +8,4 @@ int Import(const QStringList& arguments);
 int Limits(const QStringList& arguments);
 int Report(const QStringList& arguments);
 int Run(const QStringList& arguments);
+int Yield(const QStringList& arguments);

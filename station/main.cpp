@@ -20,6 +20,7 @@ constexpr Subcommand_T c_Subcommands[] = {
     {"limits", "Checks and shows limits, by which report judges measurements.", Limits},
     {"report", "Says how runs ended, as text, JSON, JUnit XML, CSV or pictures.", Report},
     {"run", "Runs a test, keeps what it prints in a run file, and judges it.", Run},
+    {"yield", "Shows yields, reasons of failures, and how measurements spread and drift.", Yield},
 };
 
 std::string SubcommandHelp()

@@ -175,6 +175,16 @@ void CDatabase::Execute(QSqlQuery& query) const
     }
 }
 
+QSqlQuery CDatabase::Ask(const QString& statement, const QVariantList& values)
+{
+    QSqlQuery query = Prepare(statement);
+    for (const QVariant& value : values) {
+        query.addBindValue(value);
+    }
+    Execute(query);
+    return query;
+}
+
 QVariant CDatabase::Value(const QString& statement, const QVariantList& values)
 {
     QSqlQuery query(m_Connection);
@@ -184,17 +194,20 @@ QVariant CDatabase::Value(const QString& statement, const QVariantList& values)
         }
         return query.next() ? query.value(0) : QVariant();
     }
-    query = Prepare(statement);
-    for (const QVariant& value : values) {
-        query.addBindValue(value);
-    }
-    Execute(query);
+    query = Ask(statement, values);
     return query.next() ? query.value(0) : QVariant();
 }
 
 QString CDatabase::InOrderOfBytes(const QString& column) const
 {
     return column + (m_IsServer ? u" COLLATE \"C\""_s : QString());
+}
+
+QString CDatabase::TimeText(const QString& column) const
+{
+    return m_IsServer
+               ? u"to_char(%1 AT TIME ZONE 'UTC', 'YYYY-MM-DD\"T\"HH24:MI:SS.MS\"+00:00\"')"_s.arg(column)
+               : column;
 }
 
 int CDatabase::Version()

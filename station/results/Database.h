@@ -28,10 +28,14 @@ public:
     /// A statement with a question mark for each value.
     QSqlQuery Prepare(const QString& statement);
     void Execute(QSqlQuery& query) const;
+    /// The rows that a statement selects.
+    QSqlQuery Ask(const QString& statement, const QVariantList& values);
     /// The first value of the first row, not valid when there is none.
     QVariant Value(const QString& statement, const QVariantList& values = {});
     /// ORDER BY this puts texts in the order of their bytes.
     QString InOrderOfBytes(const QString& column) const;
+    /// A column with a time, as a text in the form of run files.
+    QString TimeText(const QString& column) const;
 
 private:
     void Open(const std::string& url);

@@ -294,30 +294,36 @@ void CImport::Store()
     m_Bytes = 0;
 }
 
+Conditions_T ConditionsOf(const RunFilter_T& filter)
+{
+    Conditions_T conditions;
+    const auto where = [&conditions](const char* condition, const QString& value) {
+        if (!value.isEmpty()) {
+            conditions.text += u" AND "_s + QLatin1StringView(condition);
+            conditions.values.append(value);
+        }
+    };
+    where("units.serial_number = ?", QString::fromStdString(HeaderValue(filter.unit)));
+    where("stations.name = ?", QString::fromStdString(HeaderValue(filter.station)));
+    where("runs.product = ?", QString::fromStdString(HeaderValue(filter.product)));
+    where("runs.start >= ?", Text(filter.since));
+    where("runs.start < ?", Text(filter.until));
+    return conditions;
+}
+
 void ReadRunFiles(CDatabase& database, const RunFilter_T& filter,
                   const std::function<void(const Bytes_T& name, const Bytes_T& bytes)>& onFile)
 {
-    QString statement = u"SELECT runs.id FROM runs JOIN units ON units.id = unit_id"
-                        " JOIN stations ON stations.id = station_id WHERE 1 = 1"_s;
-    QVariantList values;
-    const auto where = [&](const char* condition, const QString& value) {
-        if (!value.isEmpty()) {
-            statement += u" AND "_s + QLatin1StringView(condition);
-            values.append(value);
-        }
-    };
-    where("serial_number = ?", QString::fromStdString(HeaderValue(filter.unit)));
-    where("name = ?", QString::fromStdString(HeaderValue(filter.station)));
-    where("product = ?", QString::fromStdString(HeaderValue(filter.product)));
-    where("start >= ?", Text(filter.since));
-    where("start < ?", Text(filter.until));
-    where("runs.id IN (SELECT run_id FROM attempts WHERE attempts.command = ?)", Text(filter.command));
-    QSqlQuery query =
-        database.Prepare(statement + u" ORDER BY "_s + database.InOrderOfBytes(u"file"_s) + u", runs.id"_s);
-    for (const QVariant& value : values) {
-        query.addBindValue(value);
+    Conditions_T conditions = ConditionsOf(filter);
+    if (!filter.command.empty()) {
+        conditions.text += u" AND runs.id IN (SELECT run_id FROM attempts WHERE attempts.command = ?)"_s;
+        conditions.values.append(Text(filter.command));
     }
-    database.Execute(query);
+    QSqlQuery query = database.Ask(u"SELECT runs.id FROM runs JOIN units ON units.id = unit_id"
+                                   " JOIN stations ON stations.id = station_id WHERE 1 = 1"_s +
+                                       conditions.text + u" ORDER BY "_s +
+                                       database.InOrderOfBytes(u"file"_s) + u", runs.id"_s,
+                                   conditions.values);
     std::vector<qlonglong> runs;
     while (query.next()) {
         runs.push_back(query.value(0).toLongLong());

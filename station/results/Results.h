@@ -69,6 +69,14 @@ struct RunFilter_T {
     Bytes_T command; ///< of an attempt
 };
 
+/// Conditions of a statement, and their values.
+struct Conditions_T {
+    QString text; ///< each begins with AND
+    QVariantList values;
+};
+/// For the tables units, stations and runs; the command is left out.
+Conditions_T ConditionsOf(const RunFilter_T& filter);
+
 /// Reads run files as they were imported, in the order of their names.
 /// @param onFile  gets the name and the bytes of each
 void ReadRunFiles(CDatabase& database, const RunFilter_T& filter,

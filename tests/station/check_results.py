@@ -7,19 +7,17 @@ killed at random moments. Uses an SQLite file, and a PostgreSQL server that it s
 import os
 import random
 import re
-import shutil
 import signal
-import sqlite3
 import subprocess
 import sys
 import tempfile
 import time
-from contextlib import contextmanager
 from pathlib import Path
+
+from databases import File, Server, databases, write
 
 PROGRAM, SIMULATOR = (Path(argument).resolve() for argument in sys.argv[1:3])
 KILLS = int(sys.argv[3])
-SERVER = Path("/usr/lib/postgresql/15/bin")
 TABLES = ("units", "stations", "runs", "texts", "attempts", "quantities", "readings", "limits", "samples")
 FORMATS = ("summary", "json", "junit", "csv", "html")
 COMMANDS = ("batteryvoltage", "--product QL6M xkping examples/short.txt 1 4", "--product HZ02 lumetping 200long",
@@ -34,12 +32,6 @@ def station(*arguments, status=0, **settings):
     return done
 
 
-def write(file, output, unit="QS1", start="2026-11-22T10:41:28.000", name="A", error=""):
-    file.write_bytes((f"sonarbench-run: 1\nunit: {unit}\nserial-number-verified: yes\nproduct: P\nstation: {name}\n"
-                      f"operator: {unit}\ncommand: x\nstart: {start}+00:00\nseconds: 0.1\nstatus: 0\n"
-                      f"output-bytes: {len(output)}\n{error}\n").encode() + output)
-
-
 def make_runs(place, count):
     """Run files of each kind of test, of many units and two stations; the last ones are hostile."""
     place.mkdir()
@@ -50,11 +42,11 @@ def make_runs(place, count):
                 b"<SonarFPGAData><EndSonarFPGAData>\n" * 3 + b"\xff\x00" + outputs[1] + b"<SonarFPGAData>1,2"]
     for number in range(count):
         unit = f"QS{number // 2}"
-        write(place / f"{number:05}.run", outputs[number % len(outputs)].replace(b"QS1000123", unit.encode()), unit,
-              f"2026-11-{1 + number % 28:02}T10:00:00.000", "AB"[number % 2])
+        write(place / f"{number:05}.run", outputs[number % len(outputs)].replace(b"QS1000123", unit.encode()),
+              unit=unit, start=f"2026-11-{1 + number % 28:02}T10:00:00.000", station="AB"[number % 2], operator=unit)
     for number, text in enumerate(HOSTILE):
-        write(place / f"hostile {number}'\".run", outputs[number % len(outputs)], text, name=text,
-              error=f"error: {text}\n")
+        write(place / f"hostile {number}'\".run", outputs[number % len(outputs)],
+              error=f"error: {text}\n", unit=text, station=text, operator=text)
     (place / "on.part").write_text("sonarbench-run: 1\nunit: QS9\n")
     (place / "note.txt").write_text("not a run\n")
     return count + len(HOSTILE)
@@ -71,74 +63,6 @@ def reports(source):
         text = subprocess.run([PROGRAM, "report", f"--{name}", "-", *source], capture_output=True, check=False).stdout
         texts.append(re.sub(rb'timestamp="[^"]*"', b"", text))
     return texts
-
-
-class File:
-    """An SQLite file."""
-    def __init__(self, place):
-        self.url = str(place / "results.db")
-
-    def rows(self, table, order="1, 2, 3, 4"):
-        with sqlite3.connect(self.url) as connection:
-            width = len(connection.execute(f"SELECT * FROM {table} LIMIT 1").description)
-            columns = ", ".join(order.split(", ")[:width])
-            return connection.execute(f"SELECT * FROM {table} ORDER BY {columns}").fetchall()
-
-    def execute(self, statement):
-        with sqlite3.connect(self.url) as connection:
-            connection.executescript(statement)
-
-    def ask(self, query):
-        with sqlite3.connect(self.url) as connection:
-            return connection.execute(query).fetchall()
-
-    def schema(self):
-        return [row[:3] + row[4:] for row in self.rows("sqlite_master", "1, 2, 3")]
-
-    def clear(self):
-        for file in Path(self.url).parent.glob("results.db*"):
-            file.unlink(missing_ok=True)
-
-
-class Server:
-    """A PostgreSQL server on a socket."""
-    def __init__(self, place):
-        self.place = place
-        self.url = f"postgresql:///postgres?host={place}"
-        self.prefix = []
-        if os.geteuid() == 0:
-            shutil.chown(place, "postgres", "postgres")
-            self.prefix = ["setpriv", "--reuid=postgres", "--regid=postgres", "--clear-groups"]
-            self.url = f"postgresql://postgres@/postgres?host={place}"
-        self.control("initdb", "--no-sync", "-A", "trust", "-D", str(place / "data"))
-        self.start()
-
-    def control(self, program, *arguments):
-        subprocess.run([*self.prefix, SERVER / program, *arguments], check=True, cwd="/", stdin=subprocess.DEVNULL,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-
-    def start(self):
-        self.control("pg_ctl", "-D", str(self.place / "data"), "-w", "-o",
-                     f"-k {self.place} -c listen_addresses='' -c fsync=off", "-l", str(self.place / "log"), "start")
-
-    def stop(self, how="fast"):
-        self.control("pg_ctl", "-D", str(self.place / "data"), "-w", "-m", how, "stop")
-
-    def execute(self, statement):
-        return subprocess.run([SERVER / "psql", "-h", self.place, *(["-U", "postgres"] if self.prefix else []), "-qAtc",
-                               statement, "postgres"], check=True, capture_output=True, text=True).stdout
-
-    ask = execute
-
-    def rows(self, table):
-        return sorted(self.execute(f"SELECT * FROM {table}").splitlines())
-
-    def schema(self):
-        indexes = self.execute("SELECT indexname, indexdef FROM pg_indexes WHERE schemaname = 'public'")
-        return sorted(indexes.splitlines())
-
-    def clear(self):
-        self.execute("DROP SCHEMA public CASCADE; CREATE SCHEMA public")
 
 
 def dump(database):
@@ -273,16 +197,6 @@ def check_run(database, place):
     done = station(*words)
     assert "is not in the database" in done.stderr and "PASS" in done.stderr, done
     assert counts(station("import", "--database", database.url, str(place)).stdout) == [1, 1, 0, 0, 0]
-
-
-@contextmanager
-def databases(place):
-    (place / "server").mkdir()
-    server = Server(place / "server")
-    try:
-        yield [File(place), server]
-    finally:
-        server.stop("immediate")
 
 
 random.seed(1)
