@@ -27,6 +27,7 @@ struct Output_T {
     std::string (*make)(const YieldFigures_T& figures);
 };
 constexpr Output_T c_Outputs[] = {
+    {"html", "Writes a page with yields and control charts.", YieldPage},
     {"json", "Writes all figures as one JSON object.", YieldJson},
 };
 

@@ -3,6 +3,7 @@
 #include "station/judge/Limits.h"
 #include "station/output/PageEchoes.h"
 #include "station/output/PageHead.h"
+#include "station/output/Svg.h"
 #include "station/output/Text.h"
 
 #include <algorithm>
@@ -146,7 +147,7 @@ public:
 
     void End(const Summary_T& summary) override
     {
-        m_Output.write(PageHead().toUtf8());
+        m_Output.write(PageHead(u"sonarbench report"_s, true).toUtf8());
         std::string text = "<header>\n<h1>sonarbench report</h1>\n";
         AppendOrigin(text);
         Append(text, {"</header>\n<main>\n<ul class=\"counts\">\n<li><b>", std::to_string(summary.runs),

@@ -10,10 +10,10 @@ constexpr QStringView c_Head = uR"(<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
-<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; script-src 'sha256-%1'">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'%1">
 <meta name="viewport" content="width=device-width, initial-scale=1">
-<title>sonarbench report</title>
-<style>%2</style>
+<title>%2</title>
+<style>%3</style>
 </head>
 <body>
 )";
@@ -65,6 +65,7 @@ code { font: .92em/1.45 ui-monospace, "SF Mono", Menlo, Consolas, "DejaVu Sans M
   overflow-wrap: anywhere; }
 .wrong thead th { border-top: 0; color: var(--faint); font-size: .85rem; }
 .wrong td:nth-child(1), .wrong td:nth-child(3) { white-space: nowrap; }
+.wrong.figures td:nth-child(n) { white-space: normal; }
 form { display: flex; flex-wrap: wrap; gap: .5rem .8rem; align-items: end; padding: .7rem .9rem; margin: 1.2rem 0; }
 form label { display: flex; flex-direction: column; font-size: .85rem; color: var(--faint); flex: 1 1 8rem; min-width: 0; }
 form label:last-of-type { flex: 2 1 12rem; }
@@ -109,6 +110,7 @@ svg .ringdown { fill: var(--ring); } svg .bottom { stroke: var(--bottom); stroke
 svg .echo { fill: none; stroke: var(--echo); stroke-width: 1.2; stroke-linejoin: round; }
 svg .tolerance { fill: var(--good); fill-opacity: .14; stroke: var(--good); stroke-opacity: .5; }
 svg .band { fill: var(--echo); stroke: var(--echo); stroke-width: .6; stroke-linejoin: round; }
+svg .signal { fill: var(--failed); stroke: none; }
 svg .spread { fill: var(--spread); stroke: none; }
 svg .series1 { stroke: var(--s1); } svg .series2 { stroke: var(--s2); stroke-dasharray: 7 2; }
 svg .series3 { stroke: var(--s3); stroke-dasharray: 2 2; } svg .series4 { stroke: var(--s4); stroke-dasharray: 9 3 2 3; }
@@ -172,10 +174,11 @@ form.hidden = rows.length < 2;
 )"_s;
 } // namespace
 
-QString PageHead()
+QString PageHead(const QString& title, bool hasScript)
 {
     const QByteArray hash = QCryptographicHash::hash(c_Script.toUtf8(), QCryptographicHash::Sha256);
-    return c_Head.toString().arg(QLatin1StringView(hash.toBase64()), c_Style);
+    const QString script = u"; script-src 'sha256-%1'"_s.arg(QLatin1StringView(hash.toBase64()));
+    return c_Head.toString().arg(hasScript ? script : QString(), title.toHtmlEscaped(), c_Style);
 }
 
 QString PageScript() { return u"<script>"_s + c_Script + u"</script>\n"_s; }

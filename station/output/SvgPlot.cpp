@@ -1,6 +1,6 @@
 #include "station/output/SvgPlot.h"
 
-#include <QLocale>
+#include "station/output/Svg.h"
 
 #include <algorithm>
 #include <cassert>
@@ -27,35 +27,21 @@ constexpr double c_TextGap = 10;
 constexpr int c_MostLevels = 7;
 constexpr int c_MostPlaces = 12;
 
-QString Coordinate(double value) { return QString::number(value, 'f', 1); }
-
-/// 65,535
-QString TickText(double value, int decimals)
-{
-    return QLocale(QLocale::English).toString(value, 'f', decimals);
-}
-
-enum class Anchor { Start, Middle, End };
-
-/// Of the points of an echo to the picture's unit, so that they are whole numbers.
-constexpr double c_PointsPerUnit = 10;
-
 /// Draws echoes of the same number of samples into one frame.
-class CSvgPlot
+class CSvgPlot : private CSvg
 {
 public:
     /// @param ping    for the axes
     /// @param extent  everything that must be visible
     CSvgPlot(const Ping_T& ping, const Envelope_T& extent, Scale scale)
-        : m_Ping(ping), m_Scale(scale),
+        : CSvg(c_Width, (ping.metres > 0 ? c_RangeRow : c_SampleRow) + c_TextGap,
+               scale == Scale::Decibels ? u"Amplitude in decibels over the sample"_s
+                                        : u"Amplitude over the sample"_s),
+          m_Ping(ping), m_Scale(scale),
           m_Last(static_cast<double>(std::max<std::size_t>(extent.samples, 2) - 1)),
           m_Low(scale == Scale::Decibels ? LowestDecibels(ping)
                                          : std::min(*std::ranges::min_element(extent.low), 0)),
-          m_High(Level(std::max(*std::ranges::max_element(extent.high), ping.fullScale))),
-          m_Svg(
-              u"<svg viewBox=\"0 0 %1 %2\" role=\"img\" aria-label=\"Amplitude%3 over the sample\">\n"_s.arg(
-                  Coordinate(c_Width), Coordinate((ping.metres > 0 ? c_RangeRow : c_SampleRow) + c_TextGap),
-                  scale == Scale::Decibels ? u" in decibels"_s : QString()))
+          m_High(Level(std::max(*std::ranges::max_element(extent.high), ping.fullScale)))
     {
     }
 
@@ -92,18 +78,17 @@ public:
         for (std::size_t column = echo.low.size(); column-- > 0;) {
             path.LineTo(PointX(echo, column), PointY(echo.low[column]));
         }
-        Shape(bandClass, path.Text() + 'z');
+        Shape(bandClass, path, true);
     }
 
-    void TopLine(const Envelope_T& echo, QStringView lineClass) { Shape(lineClass, UpperEdge(echo).Text()); }
+    void TopLine(const Envelope_T& echo, QStringView lineClass) { Shape(lineClass, UpperEdge(echo)); }
 
     /// The marks, below the echo.
     void Marks()
     {
         if (m_Ping.ringDownEnd) {
             const double x = X(static_cast<double>(*m_Ping.ringDownEnd));
-            m_Svg += u"<rect class=\"ringdown\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"/>\n"_s.arg(
-                Coordinate(c_Left), Coordinate(c_Top), Coordinate(x - c_Left), Coordinate(c_Bottom - c_Top));
+            Box(u"ringdown", c_Left, c_Top, x, c_Bottom);
             Text(u"name", c_Left, c_RingDownRow, Anchor::Start,
                  u"ring-down to "_s + PlaceText(m_Ping, *m_Ping.ringDownEnd));
         }
@@ -116,7 +101,7 @@ public:
         }
     }
 
-    QString Take() { return m_Svg + u"</svg>\n"_s; }
+    using CSvg::Take;
 
 private:
     double X(double sample) const { return c_Left + sample / m_Last * (c_Right - c_Left); }
@@ -163,50 +148,13 @@ private:
         }
     }
 
-    void Shape(QStringView name, const std::string& path)
-    {
-        m_Svg += u"<path class=\"%1\" transform=\"scale(%2)\" d=\"%3\"/>\n"_s.arg(
-            name, QString::number(1 / c_PointsPerUnit), QLatin1StringView(path));
-    }
-
-    void Line(QStringView name, double x1, double y1, double x2, double y2)
-    {
-        m_Svg += u"<line class=\"%1\" x1=\"%2\" y1=\"%3\" x2=\"%4\" y2=\"%5\"/>\n"_s.arg(
-            name, Coordinate(x1), Coordinate(y1), Coordinate(x2), Coordinate(y2));
-    }
-
-    void Text(QStringView name, double x, double y, Anchor anchor, const QString& text)
-    {
-        static constexpr QStringView c_Anchors[] = {u"start", u"middle", u"end"};
-        m_Svg += u"<text class=\"%1\" x=\"%2\" y=\"%3\" text-anchor=\"%4\">%5</text>\n"_s.arg(
-            name, Coordinate(x), Coordinate(y), c_Anchors[static_cast<std::size_t>(anchor)],
-            text.toHtmlEscaped());
-    }
-
     const Ping_T& m_Ping;
     Scale m_Scale;
     double m_Last; ///< index of the last printed sample, at least 1
     double m_Low;  ///< on the axis
     double m_High;
-    QString m_Svg;
 };
 } // namespace
-
-void CPath::LineTo(double x, double y)
-{
-    const std::array<long, 2> to = {std::lround(x), std::lround(y)};
-    // After the first l, and before a minus sign, nothing is needed.
-    const auto append = [this](char separator, long number) {
-        if (number >= 0 || separator != ' ') {
-            m_Text += separator;
-        }
-        m_Text += std::to_string(number);
-    };
-    append(m_Points == 0 ? 'M' : m_Points == 1 ? 'l' : ' ', to[0] - m_At[0]);
-    append(' ', to[1] - m_At[1]);
-    ++m_Points;
-    m_At = to;
-}
 
 QString PingSvg(const Ping_T& ping, Scale scale)
 {

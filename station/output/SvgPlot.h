@@ -2,8 +2,6 @@
 
 #include "station/output/Picture.h"
 
-#include <array>
-#include <string>
 #include <vector>
 
 /// The most columns that a plot draws. Up to this many samples, every sample is a point; with more, each
@@ -15,21 +13,6 @@ inline constexpr std::size_t c_ComparedPings = 6;
 
 /// The vertical axis: decibels of full scale also show the noise.
 enum class Scale { Decibels, Linear };
-
-/// A line of a picture, from point to point, in few characters.
-class CPath
-{
-public:
-    /// Adds a point; rounded to whole numbers.
-    void LineTo(double x, double y);
-    /// For the attribute d; empty without points.
-    const std::string& Text() const { return m_Text; }
-
-private:
-    std::string m_Text;
-    std::array<long, 2> m_At = {};
-    std::size_t m_Points = 0;
-};
 
 /// An element <svg> that shows a ping: amplitude over the sample, and over the range where that is known,
 /// with the marks of the echo. The page's style defines its looks.

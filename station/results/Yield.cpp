@@ -275,6 +275,12 @@ YieldFigures_T ReadYield(CDatabase& database, const RunFilter_T& filter, const G
     return figures;
 }
 
+std::size_t CountSignals(const Series_T& series, const ControlRule_T& rule)
+{
+    return static_cast<std::size_t>(std::ranges::count_if(
+        series.signals, [&rule](const Signal_T& signal) { return signal.violation.rule == &rule; }));
+}
+
 Bytes_T TitleOf(const Series_T& series)
 {
     Bytes_T title;

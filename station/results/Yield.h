@@ -89,6 +89,8 @@ YieldFigures_T ReadYield(CDatabase& database, const RunFilter_T& filter, const G
 /// "QL4K xkping short.txt 0 1 noiseFloor": product, test and measurement.
 Bytes_T TitleOf(const Series_T& series);
 
+std::size_t CountSignals(const Series_T& series, const ControlRule_T& rule);
+
 /// "94.1 % (91.2 to 96.1)", or "no units".
 QString ShareText(const Share_T& share);
 /// With two decimals.
@@ -101,3 +103,4 @@ QString GroupText(const YieldFigures_T& figures, const Yield_T& group);
 // What the subcommand writes.
 std::string YieldText(const YieldFigures_T& figures);
 std::string YieldJson(const YieldFigures_T& figures);
+std::string YieldPage(const YieldFigures_T& figures);

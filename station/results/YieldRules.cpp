@@ -53,9 +53,8 @@ void CollectSignals(const YieldRule_T& rule, const YieldFigures_T& figures, std:
 {
     for (const Series_T& series : figures.series) {
         if (series.chart) {
-            const auto count = std::ranges::count_if(series.signals, [&rule](const Signal_T& signal) {
-                return rule.name == signal.violation.rule->name;
-            });
+            const auto* const row = std::ranges::find(c_ControlRules, rule.name, &ControlRule_T::name);
+            const std::size_t count = CountSignals(series, *row);
             all.push_back(Figure(static_cast<double>(count), TitleOf(series)));
         }
     }

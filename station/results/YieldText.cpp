@@ -39,7 +39,7 @@ QString Table(const std::vector<QStringList>& rows)
     return text;
 }
 
-QString Shown(const Bytes_T& text) { return QString::fromStdString(text); }
+QString Unicode(const Bytes_T& text) { return QString::fromStdString(text); }
 
 void Number(CJsonText& json, std::string_view name, const std::optional<double>& value)
 {
@@ -127,12 +127,12 @@ void WriteSeries(CJsonText& json, const Series_T& series)
 
 QString AmountText(double value, const Series_T& series)
 {
-    return NumberText(value) + (series.unit.empty() ? QString() : u' ' + Shown(series.unit));
+    return NumberText(value) + (series.unit.empty() ? QString() : u' ' + Unicode(series.unit));
 }
 
 QString SeriesText(const Series_T& series)
 {
-    QString text = Shown(TitleOf(series)) + u'\n';
+    QString text = Unicode(TitleOf(series)) + u'\n';
     QString line = u"%1 %2, mean %3"_s.arg(series.spread.count)
                        .arg(Plural(series.spread.count, u"value"_s), AmountText(series.spread.mean, series));
     if (series.spread.deviation) {
@@ -146,21 +146,19 @@ QString SeriesText(const Series_T& series)
         text += u'\n';
     }
     for (const ControlRule_T& rule : c_ControlRules) {
-        const auto isOfRule = [&rule](const Signal_T& signal) { return signal.violation.rule == &rule; };
-        const auto count = std::ranges::count_if(series.signals, isOfRule);
-        if (count > 0) {
-            const auto first = std::ranges::find_if(series.signals, isOfRule);
+        if (const std::size_t count = CountSignals(series, rule); count > 0) {
+            const auto first = std::ranges::find_if(
+                series.signals, [&rule](const Signal_T& signal) { return signal.violation.rule == &rule; });
             text += u"  %1: %2 %3, first unit %4 on %5\n"_s.arg(QLatin1StringView(rule.name))
                         .arg(count)
-                        .arg(Plural(static_cast<std::uint64_t>(count), u"time"_s), Shown(first->unit),
-                             Shown(first->start));
+                        .arg(Plural(count, u"time"_s), Unicode(first->unit), Unicode(first->start));
         }
     }
     std::vector<QStringList> rows;
     for (const StationSpread_T& station : series.stations) {
         if (station.difference) {
             rows.push_back(
-                {u"station "_s + Shown(station.name),
+                {u"station "_s + Unicode(station.name),
                  u"%1 %2"_s.arg(station.spread.count).arg(Plural(station.spread.count, u"value"_s)),
                  u"mean "_s + NumberText(station.spread.mean),
                  u"difference "_s + NumberText(*station.difference),
@@ -188,14 +186,14 @@ QString BoundsText(const Series_T& series)
     Limit_T limit;
     limit.least = series.bounds.least.value_or(limit.least);
     limit.most = series.bounds.most.value_or(limit.most);
-    return Shown(RangeText(limit, series.unit)) +
+    return Unicode(RangeText(limit, series.unit)) +
            (series.haveBoundsChanged ? u", changed in between"_s : QString());
 }
 
 QString GroupText(const YieldFigures_T& figures, const Yield_T& group)
 {
     return (figures.by == nullptr ? QString() : QString(QLatin1StringView(figures.by->name)) + u' ') +
-           (group.name.empty() ? u"not known"_s : Shown(group.name));
+           (group.name.empty() ? u"not known"_s : Unicode(group.name));
 }
 
 std::string YieldText(const YieldFigures_T& figures)
@@ -220,7 +218,8 @@ std::string YieldText(const YieldFigures_T& figures)
         rows.clear();
         for (const Reason_T& reason : figures.reasons) {
             if (rows.size() < c_MostReasons) {
-                rows.push_back({QString::number(reason.count), Shown(reason.command), Shown(reason.reason)});
+                rows.push_back(
+                    {QString::number(reason.count), Unicode(reason.command), Unicode(reason.reason)});
             }
         }
         text += u"\nReasons of failures\n"_s + Table(rows);

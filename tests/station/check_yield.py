@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 from datetime import datetime, timedelta
+from html.parser import HTMLParser
 from pathlib import Path
 
 from databases import databases, write
@@ -270,6 +271,51 @@ def check_patterns(database, place):
         assert len(series["signals"]) == len(wanted), series
 
 
+class Page(HTMLParser):
+    """The elements of a page, their attributes, and the text."""
+    def __init__(self, text):
+        super().__init__()
+        self.tags, self.names, self.shown = set(), set(), ""
+        self.feed(text)
+
+    def handle_starttag(self, tag, attrs):
+        self.tags.add(tag)
+        self.names.update(name for name, _ in attrs)
+
+    def handle_data(self, data):
+        self.shown += data
+
+
+def check_hostile(database, place):
+    """Whatever names and reasons hold, the page shows it as text."""
+    place.mkdir()
+    for number in range(9 * len(HOSTILE)):
+        text = HOSTILE[number % len(HOSTILE)]
+        write(place / f"{number:03}.run", READING.format("sensepin", 2000 + number % 9 + number // 60 * 900).encode(),
+              unit=f"{text} {number}", station=text, operator=text, product=text,
+              start=f"2026-11-22T10:{number:02}:00.000")
+    database.clear()
+    station("import", "--database", database.url, place)
+    quoted = [text.replace("'", "''") for text in HOSTILE]
+    database.execute("".join(f"UPDATE attempts SET outcome = 'failed', reason = '{text}', setting = '{text}' WHERE id % "
+                             f"{len(HOSTILE)} = {number};" for number, text in enumerate(quoted)))
+    shown = [text.replace("\u202e\x1b", "\\xe2\\x80\\xae\\x1b") for text in HOSTILE]
+    for by in ("station", "operator", "product"):
+        text = station("yield", "--database", database.url, "--by", by, "--html", "-", "--check", "final:1", status=1).stdout
+        check_page(text)
+        page = Page(text)
+        assert page.tags <= {"html", "head", "meta", "title", "style", "body", "h1", "h2", "h3", "ul", "li", "b", "p", "div",
+                             "table", "thead", "tbody", "tr", "th", "td", "code", "span", "figure", "figcaption", "svg",
+                             "line", "path", "text", "circle"}, page.tags
+        assert page.names <= {"lang", "charset", "http-equiv", "content", "name", "class", "viewbox", "role",
+                              "aria-label", "x", "y", "x1", "x2", "y1", "y2", "text-anchor", "transform", "d", "cx",
+                              "cy", "r"}, page.names
+        assert text.count("""Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'">""") == 1
+        assert "circle" in page.tags and all(page.shown.count(name) > 3 for name in shown), page.shown[-2000:]
+        assert sorted(group["name"] for group in figures(database, "--by", by)["groups"]) == sorted(shown)
+    assert "\x1b" not in station("yield", "--database", database.url).stdout
+
+
 def check_rules(database):
     """Of the simulated runs."""
     def alarms(rules, status=1):
@@ -321,6 +367,7 @@ with tempfile.TemporaryDirectory() as scratch:
         results = []
         for store in both:
             check_patterns(store, scratch / f"patterns {type(store).__name__}")
+            check_hostile(store, scratch / f"hostile {type(store).__name__}")
             results.append(check_figures(store, scratch, simulated))
             check_rules(store)
         assert results[0] == results[1], "the databases differ"
