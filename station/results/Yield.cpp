@@ -51,6 +51,15 @@ std::optional<double> Number(const QVariant& value)
     return value.isNull() ? std::nullopt : std::optional(value.toDouble());
 }
 
+/// Of a reason such as "noiseFloor is 120 counts (limit: at most 90 counts)", so that such reasons are one.
+Bytes_T WithoutValue(const Bytes_T& reason)
+{
+    const std::size_t limit = reason.find(" (limit: ");
+    const std::size_t value = reason.rfind(" is ", limit);
+    return limit == Bytes_T::npos || value == Bytes_T::npos ? reason
+                                                            : reason.substr(0, value) + reason.substr(limit);
+}
+
 /// Reads the figures of one database.
 class CReader
 {
@@ -95,17 +104,20 @@ public:
 
     std::vector<Reason_T> Reasons()
     {
-        QSqlQuery query = m_Database.Ask(
-            u"SELECT attempts.command, attempts.reason, COUNT(*)"_s + c_Tables +
-                u" WHERE attempts.outcome = 'failed'"_s + m_AllChosen.text +
-                u" GROUP BY attempts.command, attempts.reason ORDER BY COUNT(*) DESC, %1, %2"_s.arg(
-                    m_Database.InOrderOfBytes(u"attempts.command"_s),
-                    m_Database.InOrderOfBytes(u"attempts.reason"_s)),
-            m_AllChosen.values);
-        std::vector<Reason_T> reasons;
+        QSqlQuery query = m_Database.Ask(u"SELECT attempts.command, attempts.reason, COUNT(*)"_s + c_Tables +
+                                             u" WHERE attempts.outcome = 'failed'"_s + m_AllChosen.text +
+                                             u" GROUP BY attempts.command, attempts.reason"_s,
+                                         m_AllChosen.values);
+        std::map<std::pair<Bytes_T, Bytes_T>, std::uint64_t> counts;
         while (query.next()) {
-            reasons.push_back({Text(query.value(0)), Text(query.value(1)), query.value(2).toULongLong()});
+            counts[{Text(query.value(0)), WithoutValue(Text(query.value(1)))}] +=
+                query.value(2).toULongLong();
         }
+        std::vector<Reason_T> reasons;
+        for (const auto& [texts, count] : counts) {
+            reasons.push_back({texts.first, texts.second, count});
+        }
+        std::ranges::stable_sort(reasons, std::ranges::greater(), &Reason_T::count);
         return reasons;
     }
 

@@ -79,7 +79,7 @@ class Attempt:
             bounds = f"at least {least}" if most is None else f"at most {most}" if least is None else \
                 f"from {least} to {most}"
             if value < (least or 0) or value > (most or 9999):
-                self.outcome, self.reason = "failed", f"{NAMES[test]} is {value} (limit: {bounds})"
+                self.outcome, self.reason = "failed", f"{NAMES[test]} (limit: {bounds})"
         if random.random() < 0.04:
             self.outcome, self.output = "not judged", self.output.removesuffix(".")
 
