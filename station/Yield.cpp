@@ -1,6 +1,7 @@
 #include "station/results/Yield.h"
 #include "station/DatabaseOptions.h"
 #include "station/Subcommands.h"
+#include "station/output/Outputs.h"
 #include "station/results/YieldRules.h"
 #include "tools/Program.h"
 
@@ -56,6 +57,17 @@ void Write(const std::string& file, const std::string& text)
     }
 }
 
+/// Before anything is written.
+void RefuseToOverwrite(const std::string& database, const QCommandLineParser& parser)
+{
+    for (const Output_T& output : c_Outputs) {
+        const auto written = RegularFile(BytesOf(parser.value(Decoded(output.option))));
+        if (written && written == RegularFile(database)) {
+            throw CUsageError(u"--%1 names the database"_s.arg(Decoded(output.option)));
+        }
+    }
+}
+
 void WriteOutputs(const QCommandLineParser& parser, const YieldFigures_T& figures)
 {
     bool isWritten = false;
@@ -101,7 +113,9 @@ int Yield(const QStringList& arguments)
     const GroupKind_T* const by = ReadBy(parser);
     RunFilter_T filter = ReadFilter(parser);
     filter.product = BytesOf(parser.value(Decoded(c_Product)));
-    CDatabase database(ReadDatabaseOption(parser));
+    const std::string url = ReadDatabaseOption(parser);
+    RefuseToOverwrite(url, parser);
+    CDatabase database(url);
     YieldFigures_T figures = ReadYield(database, filter, by);
     int status = 0;
     for (const YieldCheck_T& check : checks) {

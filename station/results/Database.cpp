@@ -154,6 +154,11 @@ void CDatabase::Begin()
     }
 }
 
+void CDatabase::BeginReading()
+{
+    Value(m_IsServer ? u"BEGIN ISOLATION LEVEL REPEATABLE READ"_s : u"BEGIN"_s);
+}
+
 void CDatabase::Commit() { Value(u"COMMIT"_s); }
 
 void CDatabase::Rollback() noexcept { QSqlQuery(m_Connection).exec(u"ROLLBACK"_s); }

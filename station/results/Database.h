@@ -22,6 +22,8 @@ public:
 
     /// Begins a transaction, when no other process has begun one here.
     void Begin();
+    /// Begins a transaction in which nothing changes that others write.
+    void BeginReading();
     void Commit();
     void Rollback() noexcept;
 

@@ -266,6 +266,7 @@ std::span<const GroupKind_T> GroupKinds() { return c_GroupKinds; }
 
 YieldFigures_T ReadYield(CDatabase& database, const RunFilter_T& filter, const GroupKind_T* by)
 {
+    database.BeginReading(); // stations may import at the same time
     CReader reader(database, filter);
     YieldFigures_T figures;
     figures.by = by;
@@ -284,6 +285,7 @@ YieldFigures_T ReadYield(CDatabase& database, const RunFilter_T& filter, const G
     figures.notJudged = reader.NotJudged();
     figures.reasons = reader.Reasons();
     figures.series = reader.Series();
+    database.Commit();
     return figures;
 }
 

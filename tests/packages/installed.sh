@@ -52,6 +52,7 @@ if [[ ${1-} == demo ]]; then
     expect 'the database' '1 added*' "$(sonarbench-station import --database /tmp/results.db /tmp/results 2>&1)"
     expect 'a report from the database' '*performed: sensepin, unit QS1000123*' \
         "$(sonarbench-station report --database /tmp/results.db 2>&1)"
+    expect 'the yield' '*all  1 *100.0 %*' "$(sonarbench-station yield --database /tmp/results.db 2>&1)"
     expect 'the driver for a server' '*QPSQL: Unable to connect*' \
         "$(sonarbench-station import --database 'postgresql:///x?host=/nowhere' /tmp/results 2>&1)"
 fi
