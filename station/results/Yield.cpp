@@ -65,7 +65,7 @@ class CReader
 {
 public:
     CReader(CDatabase& database, const RunFilter_T& filter)
-        : m_Database(database), m_Filter(filter), m_Chosen(ConditionsOf(filter)), m_AllChosen(m_Chosen)
+        : m_Database(database), m_Chosen(ConditionsOf(filter)), m_AllChosen(m_Chosen)
     {
         if (!filter.command.empty()) {
             m_Command.text = u" AND attempts.command = ?"_s;
@@ -143,7 +143,6 @@ private:
     void Complete(Signal_T& signal);
 
     CDatabase& m_Database;
-    const RunFilter_T& m_Filter;
     Conditions_T m_Chosen;
     Conditions_T m_Command;
     Conditions_T m_AllChosen; ///< also by command
