@@ -114,6 +114,7 @@ public:
                 query.value(2).toULongLong();
         }
         std::vector<Reason_T> reasons;
+        reasons.reserve(counts.size());
         for (const auto& [texts, count] : counts) {
             reasons.push_back({texts.first, texts.second, count});
         }
