@@ -146,8 +146,8 @@ def percent(part, whole):
 
 def document(amount, products, rejected, found):
     """Returns the part of the document with the shares."""
-    text = f"Learned from {amount.learned} good units of each product; {amount.good} other good units, and {amount.bad} "
-    text += "units with each defect at each severity, of each product. Two pings of each unit.\n\n"
+    text = f"Learned from {amount.learned} good units of each product; {amount.good} other good units, and {amount.bad} units with\n"
+    text += "each defect at each severity, of each product. Two pings of each unit.\n\n"
     rows = [[product, " ".join(PINGS[product]), percent(rejected[product], amount.good)] for product in products]
     text += table_text(["product", "test", "good units rejected, %"], rows)
     text += "Bad units found, % (severity), of all products:\n\n"
