@@ -159,8 +159,9 @@ QString Row(const QStringList& cells)
 /// @param heads  plain words
 QString Table(const QStringList& heads, const QString& rows)
 {
-    return u"<div class=\"card\"><table class=\"wrong figures\"><thead><tr><th>"_s + heads.join(u"</th><th>"_s) +
-           u"</th></tr></thead><tbody>\n"_s + rows + u"</tbody></table></div>\n"_s;
+    return u"<div class=\"card\"><table class=\"wrong figures\"><thead><tr><th>"_s +
+           heads.join(u"</th><th>"_s) + u"</th></tr></thead><tbody>\n"_s + rows +
+           u"</tbody></table></div>\n"_s;
 }
 
 QString LeftOut(std::size_t count, std::size_t most, const QString& what)
