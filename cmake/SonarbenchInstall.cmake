@@ -48,8 +48,8 @@ if(SONARBENCH_SIMULATOR)
   install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
   install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools
           PATTERN CMakeLists.txt EXCLUDE
-          PATTERN examples/station/* PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
-                                                 WORLD_READ WORLD_EXECUTE)
+          REGEX "examples/station/[^/]*\\.(py|sh)$" PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+                                                                 GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endif()
 
 if(SONARBENCH_STATION)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The end-of-line test of one unit: its readings, its firmware, the paddle wheel where it has one, and two pings. It
-# stops at the first test that is not good. Usage: end_of_line.sh PRODUCT SERIAL
+# The end-of-line test of one unit: the tests that end_of_line.txt has for its product. It stops at the first one that is
+# not good. Usage: end_of_line.sh PRODUCT SERIAL
 #
 # Ends with 0 and PASS, 1 and FAIL, or 3 and NOT TESTED. Keeps a run file of each test in RESULTS/SERIAL/.
 # SONARBENCH is the command that runs a test on the unit, such as "ssh root@unit /corvane/Application/sonarbench".
@@ -18,16 +18,12 @@ for file in $LIMITS; do
     run+=(--limits "$file")
 done
 
-tests=(batteryvoltage lcdtemperature sensepin)
-case $1 in
-QL[456]*) tests+=(loadfpgabinary "speed 1" "xkping $TABLE 0 1") ;;
-LumetV1) tests+=(loadfpgabinary "lumetping 350long") ;;
-LumetV5) tests+=("lumetping 200long") ;;
-Lumet* | Nr*) tests+=(loadfpgabinary "lumetping 200long") ;;
-QL*) tests+=(loadfpgabinary "ping 200000 210000 27 45 0 medium") ;;
-Varrow*) tests+=("ping 200000 210000 27 45 0 medium") ;;
-*) echo "${0##*/}: no tests are known for the product $1" >&2; exit 2 ;;
-esac
+tests=()
+while read -r products test; do
+    # shellcheck disable=SC2053 # it is a pattern
+    [[ $1 != $products ]] || tests+=("${test/TABLE/$TABLE}")
+done < <(grep -v '^#' "$(dirname -- "$0")/end_of_line.txt")
+[[ ${tests[*]} == *ping* ]] || { echo "${0##*/}: no tests are known for the product $1" >&2; exit 2; }
 
 for test in "${tests[@]}"; do
     read -ra words <<<"$SONARBENCH $test"

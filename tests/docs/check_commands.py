@@ -27,6 +27,7 @@ NOT_RUN = [
     ("README.md", r"\./sonarbench .*", "needs a real unit"),
     ("docs/architecture.md", r"(cmake|ctest) --preset .*", "builds for minutes"),
     ("README.md", r"man .*", "a small system has no man"),
+    ("docs/station.md", r"UNITS=.* --lg-env .*", "needs benches; tests/station/check_benches.py runs it"),
 ]
 
 # Pages that are read next to a unit, where "sonarbench" and "./sonarbench" are the program on the unit. In its place
