@@ -1,4 +1,5 @@
-"""The clang-tidy of scripts/check: checks the given sources, except those whose text was clean before."""
+"""Clang's part of scripts/check: clang-tidy checks the given sources, and the compiler all others for its warnings,
+except those whose text was clean before."""
 
 import concurrent.futures
 import hashlib
@@ -26,17 +27,20 @@ def commands():
     return found
 
 
-def key(words, directory):
-    """Names the source's text and that of all its headers, comments and macros included."""
+def key(words, directory, check):
+    """Names the check, the source's text and that of all its headers, comments and macros included."""
     text = subprocess.run([*words, "-w", "-E", "-frewrite-includes"], cwd=directory, capture_output=True, check=False)
-    return hashlib.sha256(COMMON + shlex.join(words).encode() + text.stdout).hexdigest()
+    return hashlib.sha256(COMMON + shlex.join([*words, *check]).encode() + text.stdout).hexdigest()
 
 
-def is_clean(source, command):
-    clean = CLEAN / key(*command)
+def is_clean(source, command, is_tidied):
+    words, directory = command
+    # clang-tidy shows the compiler's warnings, too.
+    check = ["clang-tidy", "--quiet", "-p", str(BUILD.resolve()), source] if is_tidied else [*words, "-fsyntax-only"]
+    clean = CLEAN / key(words, directory, check)
     if clean.exists():
         return True
-    done = subprocess.run(["clang-tidy", "--quiet", "-p", BUILD, source], capture_output=True, text=True, check=False)
+    done = subprocess.run(check, cwd=directory, capture_output=True, text=True, check=False)
     if done.returncode == 0:
         clean.touch()
         return True
@@ -49,14 +53,14 @@ def is_clean(source, command):
 def main():
     CLEAN.mkdir(exist_ok=True)
     known = commands()
-    sources = sys.argv[1:]
-    if unbuilt := [source for source in sources if os.path.realpath(source) not in known]:
-        sys.exit(f"No target is built from {' '.join(unbuilt)}")
+    tidied = {os.path.realpath(source) for source in sys.argv[1:]}
+    if unbuilt := tidied - known.keys():
+        sys.exit(f"No target is built from {' '.join(sorted(unbuilt))}")
     # Each job takes the next source, because sources differ much in size.
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        jobs = [pool.submit(is_clean, source, known[os.path.realpath(source)]) for source in sources]
+        jobs = [pool.submit(is_clean, source, command, source in tidied) for source, command in known.items()]
         for number, _ in enumerate(concurrent.futures.as_completed(jobs), 1):
-            print(f"[{number}/{len(sources)}]", flush=True)
+            print(f"[{number}/{len(jobs)}]", flush=True)
     sys.exit(0 if all(job.result() for job in jobs) else 1)
 
 
