@@ -75,7 +75,7 @@ private:
     std::set<std::string> m_Names;
 };
 
-/// What is wrong, without the numbers in it, so that it is the same in several runs.
+/// What is wrong, without the words that have digits, so that it is the same in several runs.
 std::string ProblemOf(const Run_T& run)
 {
     const Group group = GroupOf(run);
@@ -87,13 +87,13 @@ std::string ProblemOf(const Run_T& run)
         }
     }
     std::string text;
-    bool isNumber = false;
-    for (const char byte : run.reason) {
-        const bool isDigit = byte >= '0' && byte <= '9';
-        if (!isDigit || !isNumber) {
-            text += isDigit ? '#' : byte;
-        }
-        isNumber = isDigit;
+    for (std::size_t at = 0; at < run.reason.size();) {
+        const std::size_t end = std::min(run.reason.find(' ', at), run.reason.size() - 1) + 1;
+        const std::string_view word = std::string_view(run.reason).substr(at, end - at);
+        const bool hasDigit = word.find_first_of("0123456789") != std::string_view::npos;
+        Append(text, {hasDigit ? "\u2026" : "",
+                      hasDigit ? word.substr(word.find_last_not_of(" ,.:;)") + 1) : word});
+        at = end;
     }
     return text;
 }
@@ -176,7 +176,7 @@ public:
 
 private:
     static constexpr std::size_t c_MostRows = 10'000;
-    static constexpr std::size_t c_MostBytes = 6'500'000; ///< of rows, about
+    static constexpr std::size_t c_MostBytes = 6'400'000; ///< of rows, about
     static constexpr std::size_t c_MostOpen = 100;        ///< good runs that the page shows at once
     static constexpr std::string_view c_Filter =
         "<form class=\"card\" hidden aria-label=\"Filter\">\n"
@@ -197,6 +197,7 @@ private:
     };
     struct Problem_T {
         std::uint64_t runs = 0;
+        std::string reason; ///< of the first run, if it is that of all
         CNames units;
         CNames commands;
     };
@@ -227,6 +228,7 @@ private:
             return;
         }
         Problem_T& problem = m_Problems[key];
+        problem.reason = problem.runs == 0 || problem.reason == run.reason ? run.reason : key.second;
         ++problem.runs;
         problem.units.Add(UnitOf(run));
         problem.commands.Add(run.command);
@@ -238,7 +240,9 @@ private:
         if (m_First.empty()) {
             return;
         }
-        Append(text, {"<p class=\"faint\">From ", TimeText(m_First), " to ", TimeText(m_Last), " UTC"});
+        const bool isOne = m_First == m_Last;
+        Append(text, {"<p class=\"faint\">", isOne ? "" : "From ", isOne ? "" : TimeText(m_First),
+                      isOne ? "" : " to ", TimeText(m_Last), " UTC"});
         if (!m_Stations.IsEmpty()) {
             Append(text, {"; station ", m_Stations.Text()});
         }
@@ -269,8 +273,8 @@ private:
         for (const Entry_T* pEntry : std::span(entries).first(std::min(entries.size(), c_ShownProblems))) {
             const auto& [key, problem] = *pEntry;
             Append(text, {"<tr><td><span class=\"mark ", StyleOf(key.first), "\">",
-                          NameOf(key.first).toLower().toStdString(), "</span></td><td>", Shown(key.second),
-                          "</td><td>", std::to_string(problem.runs), " ",
+                          NameOf(key.first).toLower().toStdString(), "</span></td><td>",
+                          Shown(problem.reason), "</td><td>", std::to_string(problem.runs), " ",
                           Plural(problem.runs, u"run"_s).toStdString(), "</td><td>", problem.commands.Text(),
                           "</td><td>", problem.units.Text(), "</td></tr>\n"});
         }

@@ -65,6 +65,7 @@ code { font: .92em/1.45 ui-monospace, "SF Mono", Menlo, Consolas, "DejaVu Sans M
   overflow-wrap: anywhere; }
 .wrong thead th { border-top: 0; color: var(--faint); font-size: .85rem; }
 .wrong td:nth-child(1), .wrong td:nth-child(3) { white-space: nowrap; }
+.wrong td:nth-child(4) { min-width: 12em; }
 .wrong.figures td:nth-child(n) { white-space: normal; }
 form { display: flex; flex-wrap: wrap; gap: .5rem .8rem; align-items: end; padding: .7rem .9rem; margin: 1.2rem 0; }
 form label { display: flex; flex-direction: column; font-size: .85rem; color: var(--faint); flex: 1 1 8rem; min-width: 0; }
@@ -128,10 +129,11 @@ svg .series5 { stroke: var(--s5); stroke-dasharray: 4 4; } svg .series6 { stroke
     --failed: #a00018; --unjudged: #6a4400; --marginal: #0d4a8a;
     --s1: #004a70; --s2: #a04000; --s3: #1c6a38; --s4: #6a2a88; --s5: #7a5c00; --s6: #a01850;
     color-scheme: light; }
-  @page { margin: 14mm; }
+  @page { margin: 14mm; } html { font-size: 13px; }
   body { max-width: none; padding: 0; font-size: 10pt; }
   form, fieldset { display: none; } .scroll { overflow: visible; } .scroll svg { min-width: 0; }
   #pings figure, .r { content-visibility: visible; }
+  figcaption ul { columns: 3; font-size: 8pt; }
   tr, figure, .r { break-inside: avoid; } h2, .o > summary { break-after: avoid; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
 }
