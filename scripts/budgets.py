@@ -278,14 +278,14 @@ def measure_station():
 
         return slope(instructions, 20, 100)
 
-    json_output, csv, summary = ["--json", "-"], ["--csv", "-"], ["--summary", "-"]
+    json_output, csv, summary, page = ["--json", "-"], ["--csv", "-"], ["--summary", "-"], ["--html", "-"]
     limits = ["--product", "QL4K", "--limits", LIMITS / "QL4K.json"]
     plain = {output: cost(STATION, "report", *options)
-             for output, options in {"summary": summary, "json": json_output, "csv": csv}.items()}
+             for output, options in {"summary": summary, "json": json_output, "csv": csv, "html": page}.items()}
     for output, most in {"summary": 1.5, "json": 2.2, "csv": 1.5}.items():
         floor = cost(TRANSCRIPTS, "json" if output == "json" else "csv")
         row(f"report --{output}: instructions, over a plain program", plain[output] / floor, most, "", 2)
-    for output, options, most in (("summary", summary, 2.5), ("json", json_output, 1.5)):
+    for output, options, most in (("summary", summary, 2.5), ("json", json_output, 1.5), ("html", page, 1.5)):
         judged = cost(STATION, "report", *options, *limits)
         row(f"report --{output}: instructions, with limits over without", judged / plain[output], most, "", 2)
 

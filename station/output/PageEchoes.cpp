@@ -169,25 +169,19 @@ void CPageEchoes::Add(const Run_T& run)
         if (isFull) {
             pictures.erase(least);
         }
-        std::vector<Quantity_T> measurements(
-            run.measurements.begin(),
-            run.measurements.begin() +
-                static_cast<std::ptrdiff_t>(std::min(run.measurements.size(), MeasurementRows().size())));
-        QString list;
-        for (const Quantity_T& measured : measurements) {
-            list += u"<li>"_s + QuantityText(measured).toHtmlEscaped() + u"</li>"_s;
-        }
+        const auto measured =
+            std::span(run.measurements).first(std::min(run.measurements.size(), MeasurementRows().size()));
         const QLatin1StringView law(run.receiverLaw);
         pictures.push_back(
-            {outlier, pSetup == nullptr ? &alone : pSetup, std::move(measurements),
+            {outlier,
+             pSetup == nullptr ? &alone : pSetup,
+             {measured.begin(), measured.end()},
+             ping,
              u"<span class=\"title\">%1</span><span class=\"mark %2\">%3</span><span class=\"faint\">%4 %5</span>"_s
                  .arg(Code(TestOf(run)), ClassOf(GroupOf(run)), NameOf(GroupOf(run)),
                       QString::fromStdString(Shown(UnitOf(run))), ping.title.toHtmlEscaped()),
-             (BothScales([&ping](Scale scale) { return PingSvg(ping, scale); }) + u"<figcaption>"_s +
-              SamplesText(ping) + HeardText(run.samples) +
-              (law.isEmpty() ? QString() : u"; decibels for a %1 receiver"_s.arg(law)) + u"<ul>"_s + list +
-              u"</ul></figcaption>\n"_s)
-                 .toUtf8()});
+             SamplesText(ping) + HeardText(run.samples) +
+                 (law.isEmpty() ? QString() : u"; decibels for a %1 receiver"_s.arg(law))});
     }
     if (pSetup == nullptr) {
         return;
@@ -253,15 +247,18 @@ void CPageEchoes::Write(QIODevice& output)
                                  [](const Picture_T& picture) { return picture.outlier.distance; });
         for (const Picture_T& picture : pictures) {
             const Outlier_T& outlier = picture.outlier;
-            QString head = u"<figure id=\"ping%1\">\n<h3>%2</h3>\n"_s.arg(++number).arg(picture.title);
+            QString figure = u"<figure id=\"ping%1\">\n<h3>%2</h3>\n"_s.arg(++number).arg(picture.title);
             if (outlier.distance > 0) {
-                head += u"<p>%1 is %2 standard deviations from the mean of %3 pings.</p>\n"_s.arg(
+                figure += u"<p>%1 is %2 standard deviations from the mean of %3 pings.</p>\n"_s.arg(
                     QLatin1StringView(outlier.measurement), QString::number(outlier.distance, 'f', 1),
                     QString::number(picture.pSetup->count));
             }
-            output.write(head.toUtf8());
-            output.write(picture.figure);
-            output.write("</figure>\n");
+            figure += BothScales([&picture](Scale scale) { return PingSvg(picture.ping, scale); }) +
+                      u"<figcaption>"_s + picture.caption + u"<ul>"_s;
+            for (const Quantity_T& measured : picture.measurements) {
+                figure += u"<li>"_s + QuantityText(measured).toHtmlEscaped() + u"</li>"_s;
+            }
+            output.write((figure + u"</ul></figcaption>\n</figure>\n"_s).toUtf8());
         }
         if (const std::size_t others = m_Counts.at(group) - pictures.size(); others > 0) {
             output.write(

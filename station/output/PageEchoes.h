@@ -60,8 +60,9 @@ private:
         Outlier_T outlier;
         const Setup_T* pSetup;
         std::vector<Quantity_T> measurements;
+        Ping_T ping;
         QString title;
-        QByteArray figure; ///< below the title
+        QString caption; ///< below the echo; the measurements follow
     };
 
     static Outlier_T OutlierOf(const Setup_T& setup, const std::vector<Quantity_T>& measurements);
