@@ -139,7 +139,9 @@ void ReadTranscript(const Bytes_T& transcript, IByteSource& bytes, IRunWriter& c
         if (run.facts.isRest) {
             return consumer.CountLines(run);
         }
-        run.record = record;
+        if (record.isThere) {
+            run.record = record;
+        }
         run.claimedCount += std::exchange(headerLines, 0);
         Judge(run);
         if (judges.pMeasurer != nullptr) {

@@ -24,10 +24,29 @@ constexpr std::array<const char*, 4> c_FitColours = {c_Green, c_BoldYellow, c_Bo
 const char* ColourOf(Outcome outcome) { return c_OutcomeColours.at(static_cast<std::size_t>(outcome)); }
 const char* ColourOf(Fit fit) { return c_FitColours.at(static_cast<std::size_t>(fit)); }
 
-QString Coloured(const char* word, const char* colour, bool isColoured)
+void AppendWord(std::string& text, const char* word, const char* colour, bool isColoured)
 {
-    const QLatin1StringView text(word);
-    return isColoured ? u"\x1b["_s + QLatin1StringView(colour) + u'm' + text + u"\x1b[0m"_s : QString(text);
+    if (isColoured) {
+        text.append("\x1b[").append(colour).append("m").append(word).append("\x1b[0m");
+    } else {
+        text += word;
+    }
+}
+
+/// "transcript.txt:12: "
+void AppendPlace(std::string& text, const Run_T& run, std::uint64_t line)
+{
+    AppendPrintable(text, run.transcript);
+    text.append(":").append(std::to_string(line)).append(": ");
+}
+
+/// Appends a text that may be empty, and what comes before it.
+void AppendOptional(std::string& text, const char* before, std::string_view bytes)
+{
+    if (!bytes.empty()) {
+        text += before;
+        AppendPrintable(text, bytes);
+    }
 }
 } // namespace
 
@@ -87,37 +106,31 @@ std::string TestOf(const Run_T& run)
 
 std::string SummaryText(const Run_T& run, bool isColoured)
 {
-    QString title = TitleOf(run) + u": "_s + Coloured(NameOf(run.outcome), ColourOf(run.outcome), isColoured);
-    if (!run.command.empty()) {
-        title += u": "_s + PrintableText(run.command);
-    }
-    const Bytes_T& unit = run.unit.serialNumber.empty() ? run.record.unit : run.unit.serialNumber;
-    if (!unit.empty()) {
-        title += u", unit "_s + PrintableText(unit);
-    }
-    if (!run.reason.empty()) {
-        title += u": "_s + PrintableText(run.reason);
-    }
     constexpr std::size_t line = 80; // about
     std::string text;
-    text.reserve((run.limits.size() + 1) * line);
-    text.append(title.toStdString()).append(1, '\n');
+    text.reserve((run.limits.size() + 2) * line);
+    AppendPlace(text, run, run.firstLine);
+    AppendWord(text, NameOf(run.outcome), ColourOf(run.outcome), isColoured);
+    AppendOptional(text, ": ", run.command);
+    AppendOptional(text, ", unit ", run.unit.serialNumber.empty() ? run.record.unit : run.unit.serialNumber);
+    AppendOptional(text, ": ", run.reason);
+    text += '\n';
     for (const LimitResult_T& result : run.limits) {
-        const char* const fit = NameOf(result.fit);
-        text.append("  ")
-            .append(isColoured ? Coloured(fit, ColourOf(result.fit), true).toStdString() : fit)
-            .append(": ");
+        text += "  ";
+        AppendWord(text, NameOf(result.fit), ColourOf(result.fit), isColoured);
+        text += ": ";
         if (HasNote(result)) {
-            text += PrintableText(LimitText(result)).toStdString();
+            AppendPrintable(text, LimitText(result));
         } else {
             AppendLimitText(text, result);
         }
         text += '\n';
     }
     for (const Line_T& unrecognised : run.unrecognised) {
-        const QString place =
-            PrintableText(run.transcript) + u":%1: unrecognised: "_s.arg(unrecognised.number);
-        text.append((place + PrintableText(unrecognised.text)).toStdString()).append(1, '\n');
+        AppendPlace(text, run, unrecognised.number);
+        text += "unrecognised: ";
+        AppendPrintable(text, unrecognised.text);
+        text += '\n';
     }
     return text;
 }

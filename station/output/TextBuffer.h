@@ -45,6 +45,16 @@ public:
     /// character that is escaped, and before itself.
     void AppendQuoted(std::string_view bytes, char escaped, char escape);
 
+    /// Where so many characters can be written. Advance() must follow.
+    char* Room(std::size_t size)
+    {
+        Reserve(size);
+        return m_pTo;
+    }
+    /// Takes what was written at Room().
+    /// @param pEnd  after the last character
+    void Advance(char* pEnd) { m_pTo = pEnd; }
+
     /// Gives everything to the device.
     void Flush();
 
@@ -71,11 +81,32 @@ public:
     explicit CJsonText(CTextBuffer& buffer) : m_Buffer(buffer) {}
 
     /// The name of the next value. Names are ASCII that needs no escape.
-    CJsonText& Name(std::string_view name);
+    CJsonText& Name(std::string_view name)
+    {
+        char* const pTo = PutQuoted(m_Buffer.Room(name.size() + c_Marks), name);
+        *pTo = ':';
+        m_Buffer.Advance(pTo + 1);
+        m_NeedsComma = false;
+        return *this;
+    }
     /// A text of the program's own, which needs no escape, either.
-    void Constant(std::string_view text);
-    void Begin(char bracket);
-    void End(char bracket);
+    void Constant(std::string_view text)
+    {
+        m_Buffer.Advance(PutQuoted(m_Buffer.Room(text.size() + c_Marks), text));
+        m_NeedsComma = true;
+    }
+    void Begin(char bracket)
+    {
+        char* const pTo = PutComma(m_Buffer.Room(2));
+        *pTo = bracket;
+        m_Buffer.Advance(pTo + 1);
+        m_NeedsComma = false;
+    }
+    void End(char bracket)
+    {
+        m_Buffer.Append(bracket);
+        m_NeedsComma = true;
+    }
 
     template <class Number>
     void Value(Number number) requires(std::is_arithmetic_v<Number> && !std::is_same_v<Number, bool>)
@@ -88,9 +119,30 @@ public:
     void Value(std::string_view bytes);
     void Value(std::span<const std::int32_t> numbers);
     /// The name and the value, unless that is empty.
-    void Optional(std::string_view name, std::string_view bytes);
+    void Optional(std::string_view name, std::string_view bytes)
+    {
+        if (!bytes.empty()) {
+            Name(name).Value(bytes);
+        }
+    }
 
 private:
+    static constexpr std::size_t c_Marks = 4; ///< comma, quotation marks and colon
+
+    char* PutComma(char* pTo) const
+    {
+        *pTo = ',';
+        return m_NeedsComma ? pTo + 1 : pTo;
+    }
+    char* PutQuoted(char* pTo, std::string_view text) const
+    {
+        pTo = PutComma(pTo);
+        *pTo++ = '"';
+        std::memcpy(pTo, text.data(), text.size());
+        pTo += text.size();
+        *pTo = '"';
+        return pTo + 1;
+    }
     void Separate()
     {
         if (m_NeedsComma) {

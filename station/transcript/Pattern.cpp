@@ -12,7 +12,9 @@ namespace
 std::size_t NumberLength(std::string_view text, char kind)
 {
     const auto digits = [text](std::size_t from) {
-        return std::min(text.find_first_not_of("0123456789", from), text.size()) - from;
+        const auto rest = text.substr(from);
+        const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
+        return static_cast<std::size_t>(std::ranges::find_if_not(rest, isDigit) - rest.begin());
     };
     const std::size_t sign = kind != 'u' && text.starts_with('-') ? 1 : 0;
     const std::size_t whole = digits(sign);
@@ -23,7 +25,8 @@ std::size_t NumberLength(std::string_view text, char kind)
     if (kind == 'f') {
         return length + (text.substr(length).starts_with('.') ? 1 + digits(length + 1) : 0);
     }
-    const std::int64_t number = LeadingNumber(text.substr(0, length));
+    constexpr std::size_t anyFits = 9; // digits
+    const std::int64_t number = whole <= anyFits ? 0 : LeadingNumber(text.substr(0, length));
     return number >= std::numeric_limits<std::int32_t>::min() &&
                    number <= std::numeric_limits<std::uint32_t>::max()
                ? length
@@ -53,7 +56,11 @@ std::optional<Captures_T> Match(std::string_view pattern, std::string_view text)
         if (kind == 's') {
             const std::string_view next = LiteralBeginning(pattern);
             // The last text of a pattern must be at the end: a name may hold the same text before.
-            length = next.size() == pattern.size() ? text.rfind(next) : text.find(next);
+            const bool isLast = next.size() == pattern.size();
+            if (isLast && !text.ends_with(next)) {
+                return std::nullopt;
+            }
+            length = isLast ? text.size() - next.size() : text.find(next);
             if (length == std::string_view::npos) {
                 return std::nullopt;
             }

@@ -9,6 +9,13 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+/// Number of characters at the beginning that are ASCII and printable.
+std::size_t PlainLength(std::string_view bytes)
+{
+    const auto special = std::ranges::find_if(bytes, [](char byte) { return byte < ' ' || byte > '~'; });
+    return static_cast<std::size_t>(special - bytes.begin());
+}
+
 /// Length of the UTF-8 sequence that begins with a byte; 0: none does.
 std::size_t SequenceLength(unsigned char first)
 {
@@ -28,13 +35,21 @@ bool IsShown(const QString& text)
 }
 } // namespace
 
+void AppendPrintable(std::string& text, std::string_view bytes)
+{
+    const std::size_t plain = PlainLength(bytes);
+    text += bytes.substr(0, plain);
+    if (plain < bytes.size()) {
+        text += PrintableText(bytes.substr(plain)).toStdString();
+    }
+}
+
 QString PrintableText(std::string_view bytes)
 {
     QString text;
     text.reserve(static_cast<qsizetype>(bytes.size()));
     for (;;) {
-        const auto special = std::ranges::find_if(bytes, [](char byte) { return byte < ' ' || byte > '~'; });
-        const auto plain = static_cast<std::size_t>(special - bytes.begin());
+        const std::size_t plain = PlainLength(bytes);
         text += QLatin1StringView(bytes.data(), static_cast<qsizetype>(plain));
         bytes.remove_prefix(plain);
         if (bytes.empty()) {

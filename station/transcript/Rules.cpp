@@ -377,6 +377,23 @@ constexpr VerdictLine_T c_Verdicts[] = {{"Test Result: Test Passed.", Verdict::P
 
 std::span<const Rule_T> Rules() { return c_Rules; }
 
+std::span<const Rule_T* const> RulesFor(std::string_view line)
+{
+    using Lists_T = std::array<std::vector<const Rule_T*>, 256>;
+    static const Lists_T lists = [] {
+        Lists_T all;
+        for (std::size_t first = 0; first < all.size(); ++first) {
+            for (const Rule_T& rule : c_Rules) {
+                if (rule.beginning.empty() || static_cast<unsigned char>(rule.beginning.front()) == first) {
+                    all[first].push_back(&rule);
+                }
+            }
+        }
+        return all;
+    }();
+    return line.empty() ? std::span<const Rule_T* const>() : lists[static_cast<unsigned char>(line.front())];
+}
+
 std::size_t NextRuleText(std::string_view line)
 {
     constexpr std::size_t shortest = 4;

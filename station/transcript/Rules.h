@@ -41,12 +41,16 @@ struct Rule_T {
 };
 
 std::span<const Rule_T> Rules();
+/// The rules that can match a line with its first character, in the order of all.
+std::span<const Rule_T* const> RulesFor(std::string_view line);
 
-/// False if the rule's pattern cannot match; quick, because it is asked for nearly every line and rule.
+/// False if the rule's pattern cannot match; quick, because most lines are compared with many rules.
 inline bool CanMatch(const Rule_T& rule, std::string_view text)
 {
-    return rule.beginning.empty() ||
-           (text.starts_with(rule.beginning.front()) && text.starts_with(rule.beginning));
+    const std::string_view beginning = rule.beginning;
+    // Many messages begin alike, few have the same last character at the same place.
+    return beginning.empty() || (text.size() >= beginning.size() &&
+                                 text[beginning.size() - 1] == beginning.back() && text.starts_with(beginning));
 }
 
 inline std::optional<Captures_T> MatchRule(const Rule_T& rule, std::string_view text)

@@ -8,28 +8,22 @@ namespace
 {
 constexpr std::array<const char*, c_Outcomes> c_Names = {"passed", "performed", "failed", "not judged"};
 
-constexpr std::size_t c_MostWords = 10000;
+constexpr std::size_t c_MostArguments = 9998; // with the words before them, 10,000
 
-/// Words between blanks; the rest after c_MostWords is one word.
-std::vector<Bytes_T> Words(std::string_view text)
+/// Removes the first word, up to a blank, from a text.
+std::string_view TakeWord(std::string_view& text)
 {
-    std::vector<Bytes_T> words;
-    while (!text.empty()) {
-        if (words.size() == c_MostWords) {
-            words.emplace_back(text);
-            break;
-        }
-        const std::string_view word = text.substr(0, text.find(' '));
-        words.emplace_back(word);
-        text.remove_prefix(std::min(word.size() + 1, text.size()));
-    }
-    return words;
+    const std::string_view word = text.substr(0, text.find(' '));
+    text.remove_prefix(std::min(word.size() + 1, text.size()));
+    return word;
 }
 
 template <class Element>
 void KeepOne(std::vector<Element>& list, std::uint64_t& count, Element element)
 {
+    constexpr std::size_t usual = 4; // at most
     if (++count <= c_MostKeptLines) {
+        list.reserve(std::max(usual, list.capacity()));
         list.push_back(std::move(element));
     }
 }
@@ -53,15 +47,22 @@ bool Run_T::SplitCommandLine()
     if (isWhole) {
         commandLine.pop_back();
     }
-    std::vector<Bytes_T> words = Words(commandLine);
-    if (!words.empty()) {
-        program = std::move(words[0]);
-    }
-    if (words.size() > 1) {
-        command = std::move(words[1]);
-        arguments.assign(std::make_move_iterator(words.begin() + 2), std::make_move_iterator(words.end()));
+    std::string_view rest = commandLine;
+    program = TakeWord(rest);
+    command = TakeWord(rest);
+    const auto words = std::min(static_cast<std::size_t>(std::ranges::count(rest, ' ')) + 1, c_MostArguments);
+    arguments.reserve(rest.empty() ? 0 : words);
+    while (!rest.empty()) {
+        const bool isLast = arguments.size() == c_MostArguments;
+        arguments.emplace_back(isLast ? std::exchange(rest, {}) : TakeWord(rest));
     }
     return isWhole;
+}
+
+std::string_view CommandOf(std::string_view commandLine)
+{
+    TakeWord(commandLine);
+    return TakeWord(commandLine);
 }
 
 void Summary_T::Add(const Run_T& run)

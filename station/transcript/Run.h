@@ -194,6 +194,9 @@ struct Run_T {
     bool SplitCommandLine();
 };
 
+/// The second word of a command line.
+std::string_view CommandOf(std::string_view commandLine);
+
 /// Bounds of a run's lists and texts.
 inline constexpr std::size_t c_MostKeptLines = 1000;
 inline constexpr std::size_t c_LongestKeptLine = 2000;

@@ -12,17 +12,6 @@ constexpr std::string_view c_ScriptOutput = "Out: ";
 /// False for a rule so short that the contents of a file may look like it.
 bool IsTelling(const Rule_T& rule) { return rule.pattern.size() > 3; }
 
-/// Whether the rule matches the text as the first line of a run.
-bool Fits(const Rule_T& rule, std::string_view text)
-{
-    const auto captures = MatchRule(rule, text);
-    if (!captures || rule.take == nullptr) {
-        return captures.has_value();
-    }
-    Run_T run;
-    return rule.take(run, *captures);
-}
-
 /// Whether the text, after a verdict, contradicts it: another verdict, the end of a program that crashed, or
 /// an error of a report. Operators may write anything else between runs.
 bool Denies(std::string_view text)
@@ -30,9 +19,10 @@ bool Denies(std::string_view text)
     constexpr std::string_view c_Parts[] = {"Test Result:", "NO VALID RETURN VALUE", c_Error, "Aborted",
                                             "Segmentation fault"};
     const auto isIn = [text](std::string_view part) { return text.find(part) != std::string_view::npos; };
-    return std::ranges::any_of(c_Parts, isIn) || std::ranges::any_of(Rules(), [text](const Rule_T& rule) {
-               return (rule.isEnd || (rule.place == Place::Report && rule.effect != Effect::None)) &&
-                      MatchRule(rule, text);
+    return std::ranges::any_of(c_Parts, isIn) ||
+           std::ranges::any_of(RulesFor(text), [text](const Rule_T* pRule) {
+               return (pRule->isEnd || (pRule->place == Place::Report && pRule->effect != Effect::None)) &&
+                      MatchRule(*pRule, text);
            });
 }
 
@@ -77,16 +67,16 @@ void CRunBuilder::Take(const ReadLine_T& line)
 
 void CRunBuilder::TakeAside(const Line_T& line)
 {
-    const auto rules = Rules();
-    const auto rule = std::ranges::find_if(rules, [&line](const Rule_T& candidate) {
-        return candidate.place == Place::Aside && candidate.take == nullptr &&
-               MatchRule(candidate, line.text);
+    const auto rules = RulesFor(line.text);
+    const auto rule = std::ranges::find_if(rules, [&line](const Rule_T* pCandidate) {
+        return pCandidate->place == Place::Aside && pCandidate->take == nullptr &&
+               MatchRule(*pCandidate, line.text);
     });
     if (rule == rules.end()) {
         m_Run.Keep({line, Place::Aside, false});
     } else {
         m_Number = line.number;
-        AddMessage(*rule, line.text);
+        AddMessage(**rule, line.text);
     }
 }
 
@@ -117,7 +107,7 @@ bool CRunBuilder::TakeLine(std::string_view text)
 
 bool CRunBuilder::TakeHeader(std::string_view glued)
 {
-    const bool isDenial = TakeDenial(glued);
+    const bool isDenial = !glued.empty() && TakeDenial(glued);
     // Only these can be without their line end.
     const bool canGlue = m_Free == Free::Path || m_Free == Free::Output || glued.starts_with(c_ScriptOutput);
     if (m_Section != Section::Before) {
@@ -172,10 +162,7 @@ void CRunBuilder::EndCommandLine()
 /// Lines before the header that this command does not print were left by a run that was broken off.
 void CRunBuilder::LeaveAboveHeader()
 {
-    Run_T report;
-    report.commandLine = m_Run.commandLine;
-    report.SplitCommandLine();
-    if (CanComeBefore(report.command, m_Run.facts.evidence)) {
+    if (CanComeBefore(CommandOf(m_Run.commandLine), m_Run.facts.evidence)) {
         return;
     }
     const std::uint64_t claimed = m_Run.claimedCount - m_Header.claimed;
@@ -334,33 +321,43 @@ bool CRunBuilder::IsInPlace(const Rule_T& rule) const
 
 bool CRunBuilder::Apply(std::string_view text)
 {
-    return std::ranges::any_of(Rules(), [&](const Rule_T& rule) {
-        return CanMatch(rule, text) && IsInPlace(rule) && ApplyRule(rule, text);
+    return std::ranges::any_of(RulesFor(text), [&](const Rule_T* pRule) {
+        return CanMatch(*pRule, text) && IsInPlace(*pRule) && ApplyRule(*pRule, text);
     });
 }
 
 /// Starts a new run if the line can come before a report, but not after the lines so far.
 bool CRunBuilder::ApplyAsFirst(std::string_view text)
 {
-    const bool isAfterRun = m_Section == Section::Done;
-    const auto rules = Rules();
-    const auto rule = std::ranges::find_if(rules, [&](const Rule_T& candidate) {
-        return candidate.place == Place::Before && CanMatch(candidate, text) &&
-               m_Blanks >= candidate.blanks && (isAfterRun || IsTelling(candidate)) && Fits(candidate, text);
-    });
-    if (rule == rules.end() || !m_IsBegun) {
+    if (!m_IsBegun) {
         return false;
     }
-    BeginRun();
-    return ApplyRule(*rule, text);
+    const bool isAfterRun = m_Section == Section::Done;
+    for (const Rule_T* const pRule : RulesFor(text)) {
+        const bool isFirst = pRule->place == Place::Before && CanMatch(*pRule, text) &&
+                             m_Blanks >= pRule->blanks && (isAfterRun || IsTelling(*pRule));
+        const auto captures = isFirst ? Match(pRule->pattern, text) : std::nullopt;
+        if (!captures) {
+            continue;
+        }
+        if (Run_T next; pRule->take == nullptr || pRule->take(next, *captures)) {
+            BeginRun(std::move(next));
+            return FinishRule(*pRule, text, *captures);
+        }
+    }
+    return false;
 }
 
 bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
 {
     const auto captures = MatchRule(rule, text);
-    if (!captures || (rule.take != nullptr && !rule.take(m_Run, *captures))) {
-        return false;
-    }
+    return captures && (rule.take == nullptr || rule.take(m_Run, *captures)) &&
+           FinishRule(rule, text, *captures);
+}
+
+/// After its values are in the run. False if the rest of the line is not recognised.
+bool CRunBuilder::FinishRule(const Rule_T& rule, std::string_view text, const Captures_T& captures)
+{
     if (rule.isEnd) {
         TakeDenial(text);
     }
@@ -374,9 +371,9 @@ bool CRunBuilder::ApplyRule(const Rule_T& rule, std::string_view text)
         m_Free = rule.next != Free::Nothing || m_Free != Free::Reading ? rule.next : m_Free;
     }
     m_Section = rule.isEnd ? Section::Done : m_Section;
-    const bool goesOn = rule.next == Free::Output && !captures->front().empty();
+    const bool goesOn = rule.next == Free::Output && !captures.front().empty();
     // The rest of a line never starts another run.
-    return !goesOn || Apply(captures->front()) || TakeFree(captures->front());
+    return !goesOn || Apply(captures.front()) || TakeFree(captures.front());
 }
 
 void CRunBuilder::AddMessage(const Rule_T& rule, std::string_view text)
@@ -422,10 +419,10 @@ void CRunBuilder::AddUnrecognised(std::uint64_t number, std::string_view text)
     m_Run.KeepUnrecognised({number, Bytes_T(text.substr(0, c_LongestKeptLine))});
 }
 
-void CRunBuilder::BeginRun()
+void CRunBuilder::BeginRun(Run_T&& next)
 {
     const std::uint64_t blanks = std::exchange(m_Blanks, 0);
-    HandOver();
+    HandOver(std::move(next));
     m_Run.claimedCount = blanks;
     m_Run.firstLine = m_Number;
     Restart();
@@ -440,12 +437,12 @@ void CRunBuilder::Restart()
     m_IsSettled = false;
 }
 
-void CRunBuilder::HandOver()
+void CRunBuilder::HandOver(Run_T&& next)
 {
     if (m_Section == Section::CommandLine) {
         DisownCommandLine();
     }
     m_Consumer(m_Run);
-    m_Run = {};
+    m_Run = std::move(next);
     m_Run.transcript = m_Transcript;
 }

@@ -50,15 +50,16 @@ private:
     bool Apply(std::string_view text);
     bool ApplyAsFirst(std::string_view text);
     bool ApplyRule(const Rule_T& rule, std::string_view text);
+    bool FinishRule(const Rule_T& rule, std::string_view text, const Captures_T& captures);
     bool IsInPlace(const Rule_T& rule) const;
     void AddMessage(const Rule_T& rule, std::string_view text);
 
     void ClaimBlanks();
     void DisownBlanks();
     void AddUnrecognised(std::uint64_t number, std::string_view text);
-    void BeginRun();
+    void BeginRun(Run_T&& next = {});
     void Restart();
-    void HandOver();
+    void HandOver(Run_T&& next = {});
 
     Bytes_T m_Transcript;
     Consumer_T m_Consumer;

@@ -48,7 +48,7 @@ bool CUnitData::GoOn(std::string_view text, Unit_T& unit)
     }
     Bytes_T& value = unit.*field;
     const std::size_t room = c_LongestKeptLine - std::min(value.size(), c_LongestKeptLine);
-    value += (value.empty() ? "" : "\n") + Bytes_T(text.substr(0, room));
+    value.append(value.empty() ? "" : "\n").append(text.substr(0, room));
     return true;
 }
 
