@@ -32,6 +32,15 @@ constexpr std::array<Digits_T, c_CommonNumbers> MakeDigits()
     return all;
 }
 constexpr auto c_Digits = MakeDigits();
+
+/// Not 0 if one of eight characters is another one or is not printable ASCII.
+std::uint64_t SpecialBits(std::uint64_t eight, char other)
+{
+    // Subtracting sets the highest bit of a character that is smaller; adding, of DEL.
+    constexpr std::uint64_t ones = 0x0101'0101'0101'0101;
+    const std::uint64_t different = eight ^ (ones * static_cast<unsigned char>(other));
+    return (eight | (eight - ones * ' ') | (eight + ones) | (different - ones)) & (ones << 7);
+}
 } // namespace
 
 void CTextBuffer::MakeRoom(std::size_t size)
@@ -84,17 +93,16 @@ void CTextBuffer::Append(std::span<const std::int32_t> numbers, char separator)
 
 void CTextBuffer::AppendQuoted(std::string_view bytes, char escaped, char escape)
 {
-    // Copied before it is looked at, with blanks after it, so that the compiler makes vectors of whole blocks.
-    constexpr std::size_t block = 16;
-    char* const pText = Room(bytes.size() + block + 2) + 1;
+    // Copied before it is looked at, with blanks after it, so that whole words can be compared.
+    constexpr std::size_t word = sizeof(std::uint64_t);
+    char* const pText = Room(bytes.size() + word + 2) + 1;
     std::memcpy(pText, bytes.data(), bytes.size());
-    std::memset(pText + bytes.size(), ' ', block);
-    unsigned int special = 0;
-    for (std::size_t at = 0; at < bytes.size() && special == 0; at += block) {
-        for (std::size_t i = at; i < at + block; ++i) {
-            const char byte = pText[i];
-            special += byte < ' ' || byte > '~' || byte == escaped || byte == escape ? 1 : 0;
-        }
+    std::memset(pText + bytes.size(), ' ', word);
+    std::uint64_t special = 0;
+    for (std::size_t at = 0; at < bytes.size(); at += word) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, pText + at, word);
+        special |= SpecialBits(eight, escaped) | SpecialBits(eight, escape);
     }
     if (special == 0) {
         pText[-1] = '"';

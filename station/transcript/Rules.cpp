@@ -373,6 +373,15 @@ constexpr VerdictLine_T c_Verdicts[] = {{"Test Result: Test Passed.", Verdict::P
                                         {"Test Result: Tests Failed.", Verdict::Failed},
                                         {"Test Result: Operation Performed.", Verdict::Performed},
                                         {"NO VALID RETURN VALUE", Verdict::NotValid}};
+
+/// Whether a line that matches the rule can begin with a character.
+bool CanBegin(const Rule_T& rule, char first)
+{
+    if (!rule.beginning.empty()) {
+        return rule.beginning.front() == first;
+    }
+    return rule.pattern.starts_with("%s") || first == '-' || DigitOf(first) < c_Base;
+}
 } // namespace
 
 std::span<const Rule_T> Rules() { return c_Rules; }
@@ -384,7 +393,7 @@ std::span<const Rule_T* const> RulesFor(std::string_view line)
         Lists_T all;
         for (std::size_t first = 0; first < all.size(); ++first) {
             for (const Rule_T& rule : c_Rules) {
-                if (rule.beginning.empty() || static_cast<unsigned char>(rule.beginning.front()) == first) {
+                if (CanBegin(rule, static_cast<char>(first))) {
                     all[first].push_back(&rule);
                 }
             }

@@ -49,12 +49,16 @@ inline bool CanMatch(const Rule_T& rule, std::string_view text)
 {
     const std::string_view beginning = rule.beginning;
     // Many messages begin alike, few have the same last character at the same place.
-    return beginning.empty() || (text.size() >= beginning.size() &&
-                                 text[beginning.size() - 1] == beginning.back() && text.starts_with(beginning));
+    return beginning.empty() ||
+           (text.size() >= beginning.size() && text[beginning.size() - 1] == beginning.back() &&
+            text.starts_with(beginning));
 }
 
 inline std::optional<Captures_T> MatchRule(const Rule_T& rule, std::string_view text)
 {
+    if (rule.beginning.size() == rule.pattern.size()) {
+        return text == rule.pattern ? std::optional(Captures_T()) : std::nullopt;
+    }
     return CanMatch(rule, text) ? Match(rule.pattern, text) : std::nullopt;
 }
 

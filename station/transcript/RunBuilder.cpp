@@ -334,9 +334,9 @@ bool CRunBuilder::ApplyAsFirst(std::string_view text)
     }
     const bool isAfterRun = m_Section == Section::Done;
     for (const Rule_T* const pRule : RulesFor(text)) {
-        const bool isFirst = pRule->place == Place::Before && CanMatch(*pRule, text) &&
-                             m_Blanks >= pRule->blanks && (isAfterRun || IsTelling(*pRule));
-        const auto captures = isFirst ? Match(pRule->pattern, text) : std::nullopt;
+        const bool isFirst =
+            pRule->place == Place::Before && m_Blanks >= pRule->blanks && (isAfterRun || IsTelling(*pRule));
+        const auto captures = isFirst ? MatchRule(*pRule, text) : std::nullopt;
         if (!captures) {
             continue;
         }
