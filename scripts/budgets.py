@@ -5,10 +5,12 @@ import json
 import pathlib
 import re
 import shlex
+import shutil
 import subprocess
 import sys
 
 from line import LIMITS, TANK, XKPING
+from time_import import LINE, outputs, write_runs
 
 BUILD = pathlib.Path("build/release").resolve()
 BIN = BUILD / "bin"
@@ -290,6 +292,33 @@ def measure_station():
         row(f"report --{output}: instructions, with limits over without", judged / plain[output], most, "", 2)
 
 
+def measure_import():
+    printed = outputs(SIMULATOR, LINE)
+
+    def cost(command, size):
+        runs = OUT / f"runs-{size}"
+        if not runs.exists():
+            write_runs(runs, printed, size)
+        command(runs)
+        return total()
+
+    def import_runs(runs):
+        run(*counted(STATION), "import", "--database", runs.with_suffix(".db"), runs)
+
+    def read_plainly(runs):
+        text = runs.with_suffix(".txt")
+        text.write_bytes(b"".join(file.read_bytes() for file in sorted(runs.rglob("*.run"))))
+        run(*counted(TRANSCRIPTS), "json", text)
+
+    for old in OUT.glob("runs-*"):
+        shutil.rmtree(old) if old.is_dir() else old.unlink()
+    few, many = 400_000, 2_000_000
+    once, again, plain = (slope(functools.partial(cost, command), few, many)
+                          for command in (import_runs, import_runs, read_plainly))
+    row("import: instructions, over a plain program", once / plain, 7, "", 1)
+    row("import again: instructions, over a plain program", again / plain, 1.7, "", 1)
+
+
 def main():
     OUT.mkdir(exist_ok=True)
     print(f"{'':<58}{'figure':>11}{'budget':>11}")
@@ -299,6 +328,7 @@ def main():
     measure_samples()
     measure_commands()
     measure_station()
+    measure_import()
     row("sonarbench: bytes when stripped", stripped_size(PROGRAM), 320 * KIB)
     row("sonarbench-sim: bytes when stripped", stripped_size(SIMULATOR), 720 * KIB)
 

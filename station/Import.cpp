@@ -52,13 +52,11 @@ int Import(const QStringList& arguments)
     std::optional<CLimits> limits = ReadLimitsOptions(parser);
     CDatabase database(ReadDatabaseOption(parser));
     CImport import(database, limits ? &*limits : nullptr);
-    const Transcripts_T files = FindTranscripts(names, {});
+    const Transcripts_T files = FindFiles(names);
     for (const std::string& complaint : files.complaints) {
         PrintError(complaint);
     }
-    for (const auto* const pFound : {&files.files, &files.skipped}) {
-        std::ranges::for_each(*pFound, [&](const std::string& file) { import.Add(file); });
-    }
+    std::ranges::for_each(files.files, [&import](const std::string& file) { import.Add(file); });
     const Imported_T imported = import.Finish();
     Print(Text(imported));
     return imported.unreadable != 0 || !files.complaints.empty() ? c_WrongUsage : 0;

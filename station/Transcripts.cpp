@@ -18,14 +18,14 @@ namespace
 {
 namespace fs = std::filesystem;
 
-bool IsAmong(const std::vector<FileIdentity_T>& written, const std::optional<FileIdentity_T>& file)
+bool IsAmong(std::span<const FileIdentity_T> written, const std::optional<FileIdentity_T>& file)
 {
     return file && std::ranges::find(written, *file) != written.end();
 }
 
 /// A file of a directory.
 struct Candidate_T {
-    fs::path path;
+    std::string path;
     bool isTranscript; ///< by its content
 };
 
@@ -61,28 +61,35 @@ bool IsTranscript(const fs::path& path)
     return false;
 }
 
-void AddEntry(const fs::directory_entry& entry, const std::vector<FileIdentity_T>& written,
-              std::vector<std::string>& directories, std::vector<Candidate_T>& candidates)
+/// How a directory is searched.
+struct Search_T {
+    std::span<const FileIdentity_T> written; ///< files that are left out
+    bool (*isTranscript)(const fs::path& path);
+};
+
+void AddEntry(const fs::directory_entry& entry, const Search_T& search, std::vector<std::string>& directories,
+              std::vector<Candidate_T>& candidates)
 {
-    if (entry.path().filename().string().starts_with('.')) {
+    const std::string& path = entry.path().native();
+    if (path[path.rfind('/') + 1] == '.') {
         return;
     }
     std::error_code failure;
-    const fs::file_status status = fs::status(entry.path(), failure);
+    const bool isFile = entry.is_regular_file(failure); // mostly without asking the system again
+    const fs::file_status status = isFile ? fs::file_status(fs::file_type::regular) : entry.status(failure);
     // Nothing is known of a link in a circle, or of one to a file that has gone.
     if (!fs::status_known(status) || !fs::exists(status)) {
-        candidates.push_back({entry.path(), true});
+        candidates.push_back({path, true});
     } else if (fs::is_directory(status) && !entry.is_symlink(failure)) {
-        directories.push_back(entry.path().string());
-    } else if (fs::is_regular_file(status) && !IsAmong(written, RegularFile(entry.path().string()))) {
-        candidates.push_back({entry.path(), IsTranscript(entry.path())});
+        directories.push_back(path);
+    } else if (isFile && (search.written.empty() || !IsAmong(search.written, RegularFile(path)))) {
+        candidates.push_back({path, search.isTranscript(entry.path())});
     }
 }
 
 /// A file without a line of the program is a transcript all the same if its extension is that of one: the
 /// test may have printed nothing.
-void AddFilesIn(const std::string& top, const std::vector<FileIdentity_T>& written,
-                Transcripts_T& transcripts)
+void AddFilesIn(const std::string& top, const Search_T& search, Transcripts_T& transcripts)
 {
     std::vector<std::string> directories = {top};
     std::vector<Candidate_T> candidates;
@@ -92,7 +99,7 @@ void AddFilesIn(const std::string& top, const std::vector<FileIdentity_T>& writt
         std::error_code failure;
         for (fs::directory_iterator at(directory, failure); at != fs::directory_iterator();
              at.increment(failure)) {
-            AddEntry(*at, written, directories, candidates);
+            AddEntry(*at, search, directories, candidates);
         }
         if (failure) {
             transcripts.complaints.push_back(directory + ": " + failure.message());
@@ -100,35 +107,47 @@ void AddFilesIn(const std::string& top, const std::vector<FileIdentity_T>& writt
     }
     std::ranges::sort(candidates, {}, &Candidate_T::path);
     std::set<fs::path> extensions;
-    for (const Candidate_T& candidate : candidates) {
-        if (candidate.isTranscript) {
-            extensions.insert(ExtensionOf(candidate.path));
+    if (!std::ranges::all_of(candidates, &Candidate_T::isTranscript)) {
+        for (const Candidate_T& candidate : candidates) {
+            if (candidate.isTranscript) {
+                extensions.insert(ExtensionOf(candidate.path));
+            }
         }
     }
-    for (const Candidate_T& candidate : candidates) {
+    for (Candidate_T& candidate : candidates) {
         const bool isRead = candidate.isTranscript || extensions.contains(ExtensionOf(candidate.path));
-        (isRead ? transcripts.files : transcripts.skipped).push_back(candidate.path.string());
+        (isRead ? transcripts.files : transcripts.skipped).push_back(std::move(candidate.path));
     }
+}
+
+Transcripts_T Find(const std::vector<std::string>& names, const Search_T& search)
+{
+    Transcripts_T transcripts;
+    for (const std::string& name : names) {
+        const bool isStream = name == c_StandardStream;
+        std::error_code failure;
+        if (IsAmong(search.written, isStream ? RegularFile(STDIN_FILENO) : RegularFile(name))) {
+            throw std::runtime_error(name + ": cannot be read and written at the same time");
+        }
+        if (!isStream && fs::is_directory(name, failure)) {
+            AddFilesIn(name, search, transcripts);
+        } else {
+            transcripts.files.push_back(name);
+        }
+    }
+    return transcripts;
 }
 } // namespace
 
 Transcripts_T FindTranscripts(const std::vector<std::string>& names,
                               const std::vector<FileIdentity_T>& written)
 {
-    Transcripts_T transcripts;
-    for (const std::string& name : names) {
-        const bool isStream = name == c_StandardStream;
-        std::error_code failure;
-        if (IsAmong(written, isStream ? RegularFile(STDIN_FILENO) : RegularFile(name))) {
-            throw std::runtime_error(name + ": cannot be read and written at the same time");
-        }
-        if (!isStream && fs::is_directory(name, failure)) {
-            AddFilesIn(name, written, transcripts);
-        } else {
-            transcripts.files.push_back(name);
-        }
-    }
-    return transcripts;
+    return Find(names, {.written = written, .isTranscript = IsTranscript});
+}
+
+Transcripts_T FindFiles(const std::vector<std::string>& names)
+{
+    return Find(names, {.written = {}, .isTranscript = [](const fs::path&) { return true; }});
 }
 
 void ReadTranscript(const Bytes_T& transcript, IByteSource& bytes, IRunWriter& consumer, Judges_T judges)

@@ -22,6 +22,9 @@ struct Transcripts_T {
 Transcripts_T FindTranscripts(const std::vector<std::string>& names,
                               const std::vector<FileIdentity_T>& written);
 
+/// The same, but takes all files of a directory for transcripts, and looks into none.
+Transcripts_T FindFiles(const std::vector<std::string>& names);
+
 /// What judges runs besides their text; null: nothing does.
 struct Judges_T {
     CMeasurer* pMeasurer = nullptr;

@@ -74,6 +74,9 @@ public:
     /// From now on makes only the measurements of these names, which saves the time of the others.
     void MeasureOnly(std::span<const std::string_view> names);
 
+    /// Forgets the pings before, so that the next one is the first of its set-up.
+    void Forget() { m_Pings.clear(); }
+
     /// Adds the measurements to a run that was judged, and counts the repetitions of a ping. What is not
     /// certain is left out.
     void Measure(Run_T& run);

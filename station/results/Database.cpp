@@ -131,6 +131,10 @@ void CDatabase::Open(const std::string& url)
                                  m_Connection.lastError().text().toStdString());
     }
     if (!m_IsServer) {
+        // For a new file: an echo of 1,024 samples leaves much of a smaller page empty. Then KiB of pages in
+        // memory.
+        Value(u"PRAGMA page_size=16384"_s);
+        Value(u"PRAGMA cache_size=-32768"_s);
         // SQLite does not wait here for another process that does the same.
         const auto end = std::chrono::steady_clock::now() + c_LongestWait;
         QSqlQuery mode(m_Connection);
@@ -254,22 +258,29 @@ void CDatabase::Migrate()
 }
 
 CRows::CRows(CDatabase& database, const char* table, int columns)
-    : m_Database(database), m_Table(QString::fromLatin1(table)), m_Columns(columns),
-      m_One(database.Prepare(Statement(1))), m_Many(database.Prepare(Statement(c_RowsAtOnce)))
+    : m_Database(database), m_Table(QString::fromLatin1(table)), m_Columns(columns), m_One(Prepared(1))
 {
 }
 
-QString CRows::Statement(int rows) const
+QSqlQuery CRows::Prepared(int rows)
 {
-    const QString row = u"(?"_s + u",?"_s.repeated(m_Columns - 1) + u')';
-    return u"INSERT INTO %1 VALUES "_s.arg(m_Table) + row + (u',' + row).repeated(rows - 1);
+    while (m_Names.size() < qsizetype{rows} * m_Columns) {
+        m_Names += u":v%1"_s.arg(m_Names.size());
+    }
+    QStringList texts;
+    for (qsizetype from = 0; from < qsizetype{rows} * m_Columns; from += m_Columns) {
+        texts += m_Names.mid(from, m_Columns).join(u',');
+    }
+    return m_Database.Prepare(u"INSERT INTO %1 VALUES (%2)"_s.arg(m_Table, texts.join(u"),("_s)));
 }
 
-void CRows::Add(const QVariantList& row)
+void CRows::InsertWhenFull()
 {
-    m_Values += row;
     if (m_Values.size() == qsizetype{c_RowsAtOnce} * m_Columns) {
-        Insert(m_Many, 0, m_Values.size());
+        if (!m_Many) {
+            m_Many = Prepared(c_RowsAtOnce);
+        }
+        Insert(*m_Many, 0, m_Values.size());
         m_Values.clear();
     }
 }
@@ -285,7 +296,7 @@ void CRows::Flush()
 void CRows::Insert(QSqlQuery& query, qsizetype from, qsizetype values)
 {
     for (qsizetype i = 0; i < values; ++i) {
-        query.bindValue(static_cast<int>(i), m_Values[from + i]);
+        query.bindValue(m_Names[i], m_Values[from + i]);
     }
     m_Database.Execute(query);
 }

@@ -4,6 +4,7 @@
 #include <QSqlQuery>
 #include <QVariant>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,7 @@ public:
     void Commit();
     void Rollback() noexcept;
 
-    /// A statement with a question mark for each value.
+    /// A statement with a question mark, or a name after a colon, for each value. Names are bound faster.
     QSqlQuery Prepare(const QString& statement);
     void Execute(QSqlQuery& query) const;
     /// The rows that a statement selects.
@@ -56,18 +57,31 @@ class CRows
 public:
     CRows(CDatabase& database, const char* table, int columns);
 
-    void Add(const QVariantList& row);
+    /// A row, with a value for each column.
+    void AddList(const QVariantList& values)
+    {
+        m_Values += values;
+        InsertWhenFull();
+    }
+    template <class... Values_T>
+    void Add(Values_T&&... values)
+    {
+        (m_Values.emplaceBack(std::forward<Values_T>(values)), ...);
+        InsertWhenFull();
+    }
     /// Before the transaction ends.
     void Flush();
 
 private:
-    QString Statement(int rows) const;
+    QSqlQuery Prepared(int rows);
+    void InsertWhenFull();
     void Insert(QSqlQuery& query, qsizetype from, qsizetype values);
 
     CDatabase& m_Database;
     QString m_Table;
     int m_Columns;
+    QStringList m_Names; ///< of the values in a statement
     QVariantList m_Values;
     QSqlQuery m_One;
-    QSqlQuery m_Many;
+    std::optional<QSqlQuery> m_Many;
 };

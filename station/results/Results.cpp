@@ -3,9 +3,11 @@
 #include "station/results/SampleCut.h"
 #include "station/transcript/PrintableText.h"
 #include "station/transcript/RunFile.h"
+#include "tools/BoundedFile.h"
 #include "tools/Program.h"
 
-#include <QFile>
+#include <QHash>
+#include <QSet>
 
 #include <algorithm>
 #include <array>
@@ -15,24 +17,24 @@
 #include <fcntl.h>
 #include <map>
 #include <openssl/sha.h>
-#include <set>
 #include <stdexcept>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr std::size_t c_MostWaiting = 500;
+constexpr std::size_t c_MostWaiting = 1000;
 constexpr std::size_t c_MostWaitingBytes = std::size_t{16} << 20;
-constexpr qint64 c_LargestFile = qint64{256} << 20;
+constexpr std::size_t c_LargestFile = std::size_t{256} << 20;
+constexpr std::size_t c_SmallestRoom = std::size_t{64} << 10;
 
-QString KeyOf(QByteArrayView bytes)
+QString KeyOf(std::string_view bytes)
 {
     std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
-    ::SHA256(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<std::size_t>(bytes.size()),
-             digest.data());
+    ::SHA256(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), digest.data());
     return QString::fromLatin1(
-        QByteArray(reinterpret_cast<const char*>(digest.data()), digest.size()).toHex());
+        QByteArray::fromRawData(reinterpret_cast<const char*>(digest.data()), digest.size()).toHex());
 }
 
 /// A text as the database has it: printable, so that any server takes it.
@@ -44,49 +46,65 @@ QVariant NumberOrNull(double number) { return std::isfinite(number) ? QVariant(n
 
 QVariant Whole(std::uint64_t number) { return static_cast<qlonglong>(number); }
 
-QByteArray Blob(const Bytes_T& bytes) { return QByteArray::fromStdString(bytes); }
+/// Without a copy: the bytes must stay until the row is in the database.
+QByteArray Blob(const Bytes_T& bytes)
+{
+    return QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size()));
+}
+
+void LeaveOut(std::uint64_t& count, const Bytes_T& file, const std::string& why)
+{
+    ++count;
+    PrintError(file + ": " + why);
+}
+
+qlonglong LastId(CDatabase& database, const char* table)
+{
+    return database.Value(u"SELECT coalesce(max(id), 0) FROM %1"_s.arg(QLatin1StringView(table)))
+        .toLongLong();
+}
 
 /// Ids of rows that differ in their texts. Rows are made as they are needed.
 class CNames
 {
 public:
     CNames(CDatabase& database, const char* table, const QStringList& columns)
-        : m_Database(database), m_Rows(database, table, static_cast<int>(columns.size()) + 1),
+        : m_Database(database), m_Table(table), m_Rows(database, table, static_cast<int>(columns.size()) + 1),
           m_Find(database.Prepare(
-              u"SELECT id FROM %1 WHERE %2 = ?"_s.arg(QLatin1StringView(table), columns.join(u" = ? AND ")))),
-          m_Next(database.Value(u"SELECT coalesce(max(id), 0) FROM %1"_s.arg(QLatin1StringView(table)))
-                     .toLongLong())
+              u"SELECT id FROM %1 WHERE %2 = ?"_s.arg(QLatin1StringView(table), columns.join(u" = ? AND "))))
     {
     }
 
+    /// In a transaction, before its first id.
+    void Begin() { m_Last = LastId(m_Database, m_Table); }
+
     qlonglong IdOf(const QStringList& texts)
     {
-        const auto [known, isNew] = m_Ids.try_emplace(texts, 0);
-        if (isNew) {
-            QVariantList row;
-            for (const QString& text : texts) {
-                m_Find.bindValue(static_cast<int>(row.size()), text);
-                row.append(text);
-            }
-            m_Database.Execute(m_Find);
-            if (m_Find.next()) {
-                known->second = m_Find.value(0).toLongLong();
-            } else {
-                known->second = ++m_Next;
-                m_Rows.Add(QVariantList{known->second} + row);
-            }
-            m_Find.finish();
+        if (const auto known = m_Ids.constFind(texts); known != m_Ids.cend()) {
+            return *known;
         }
-        return known->second;
+        for (qsizetype i = 0; i < texts.size(); ++i) {
+            m_Find.bindValue(static_cast<int>(i), texts[i]);
+        }
+        m_Database.Execute(m_Find);
+        const bool isThere = m_Find.next();
+        const qlonglong id = isThere ? m_Find.value(0).toLongLong() : ++m_Last;
+        m_Find.finish();
+        if (!isThere) {
+            m_Rows.AddList(QVariantList{id} + QVariantList(texts.begin(), texts.end()));
+        }
+        m_Ids.insert(texts, id);
+        return id;
     }
     void Flush() { m_Rows.Flush(); }
 
 private:
     CDatabase& m_Database;
+    const char* m_Table;
     CRows m_Rows;
     QSqlQuery m_Find;
-    qlonglong m_Next;
-    std::map<QStringList, qlonglong> m_Ids;
+    qlonglong m_Last = 0; ///< the largest id of the table
+    QHash<QStringList, qlonglong> m_Ids;
 };
 } // namespace
 
@@ -98,59 +116,69 @@ public:
     void Write(const Run_T& run) override
     {
         m_File.record = run.record;
-        Attempt_T& attempt = m_File.attempts.emplace_back();
-        attempt.run.firstLine = run.firstLine;
-        attempt.run.lastLine = run.lastLine;
-        attempt.run.command = run.command;
-        attempt.run.outcome = run.outcome;
-        attempt.run.reason = run.reason;
-        attempt.run.measurements = run.measurements;
-        attempt.run.limits = run.limits;
-        attempt.setting = SettingOf(run);
+        m_File.attempts.push_back({.firstLine = run.firstLine,
+                                   .lastLine = run.lastLine,
+                                   .command = run.command,
+                                   .setting = SettingOf(run),
+                                   .outcome = run.outcome,
+                                   .reason = run.reason,
+                                   .measurements = run.measurements,
+                                   .limits = run.limits});
     }
 
 private:
     File_T& m_File;
 };
 
-/// The rows of a transaction.
+/// The rows of a transaction. After one that was rolled back it knows ids that are not there.
 class CImport::CStore
 {
 public:
     explicit CStore(CDatabase& database)
-        : m_Units(database, "units", {u"serial_number"_s}), m_Stations(database, "stations", {u"name"_s}),
+        : m_Database(database), m_Units(database, "units", {u"serial_number"_s}),
+          m_Stations(database, "stations", {u"name"_s}),
           m_Quantities(database, "quantities", {u"name"_s, u"unit"_s}), m_Runs(database, "runs", 13),
           m_Texts(database, "texts", 2), m_Attempts(database, "attempts", 8),
           m_Readings(database, "readings", 3), m_Limits(database, "limits", 8),
-          m_Samples(database, "samples", 5),
-          m_Run(database.Value(u"SELECT coalesce(max(id), 0) FROM runs"_s).toLongLong()),
-          m_Attempt(database.Value(u"SELECT coalesce(max(id), 0) FROM attempts"_s).toLongLong())
+          m_Samples(database, "samples", 5), m_Run(LastId(database, "runs"))
     {
+    }
+
+    /// After the beginning of the transaction: another process may have stored runs since the last one.
+    /// @return whether one did
+    bool Begin()
+    {
+        for (CNames* const pNames : {&m_Units, &m_Stations, &m_Quantities}) {
+            pNames->Begin();
+        }
+        m_Attempt = LastId(m_Database, "attempts");
+        const qlonglong known = std::exchange(m_Run, LastId(m_Database, "runs"));
+        return m_Run != known;
     }
 
     void Add(const File_T& file)
     {
         ++m_Run;
         const Record_T& record = file.record;
-        m_Runs.Add({m_Run, file.key, m_Units.IdOf({Text(record.unit)}),
-                    m_Stations.IdOf({Text(record.station)}), TextOrNull(record.start),
-                    NumberOrNull(record.seconds), TextOrNull(record.operatorName), TextOrNull(record.product),
-                    TextOrNull(record.host), Text(record.command),
-                    record.status < 0 ? QVariant() : QVariant(record.status), record.isVerified ? 1 : 0,
-                    Text(file.name)});
-        m_Texts.Add({m_Run, Blob(file.text)});
+        m_Runs.Add(m_Run, file.key, m_Units.IdOf({Text(record.unit)}),
+                   m_Stations.IdOf({Text(record.station)}), TextOrNull(record.start),
+                   NumberOrNull(record.seconds), TextOrNull(record.operatorName), TextOrNull(record.product),
+                   TextOrNull(record.host), Text(record.command),
+                   record.status < 0 ? QVariant() : QVariant(record.status), record.isVerified ? 1 : 0,
+                   Text(file.name));
+        m_Texts.Add(m_Run, Blob(file.text));
         const qlonglong before = m_Attempt;
         for (const Attempt_T& attempt : file.attempts) {
             AddAttempt(attempt, ++m_Attempt - before);
         }
         for (const SampleCut_T& cut : file.samples) {
             const auto of = std::ranges::find_if(file.attempts, [&cut](const Attempt_T& attempt) {
-                return cut.line >= attempt.run.firstLine && cut.line <= attempt.run.lastLine;
+                return cut.line >= attempt.firstLine && cut.line <= attempt.lastLine;
             });
             const auto index = std::min<std::ptrdiff_t>(
                 of - file.attempts.begin(), static_cast<std::ptrdiff_t>(file.attempts.size()) - 1);
-            m_Samples.Add({m_Run, before + index + 1, Whole(cut.place), QString::fromLatin1(cut.form),
-                           Blob(cut.samples)});
+            m_Samples.Add(m_Run, before + index + 1, Whole(cut.place), QString::fromLatin1(cut.form),
+                          Blob(cut.samples));
         }
     }
 
@@ -167,25 +195,26 @@ public:
 private:
     void AddAttempt(const Attempt_T& attempt, qlonglong number)
     {
-        const Run_T& run = attempt.run;
-        m_Attempts.Add({m_Attempt, m_Run, number, Whole(run.firstLine), Text(run.command),
-                        Text(attempt.setting), QString::fromLatin1(NameOf(run.outcome)), Text(run.reason)});
-        for (const Quantity_T& measurement : run.measurements) {
+        m_Attempts.Add(m_Attempt, m_Run, number, Whole(attempt.firstLine), Text(attempt.command),
+                       Text(attempt.setting), QString::fromLatin1(NameOf(attempt.outcome)),
+                       Text(attempt.reason));
+        for (const Quantity_T& measurement : attempt.measurements) {
             const auto [name, isNew] = m_QuantityIds.try_emplace({measurement.name, measurement.unit}, 0);
             if (isNew) {
                 name->second = m_Quantities.IdOf(
                     {QString::fromLatin1(measurement.name), QString::fromLatin1(measurement.unit)});
             }
-            m_Readings.Add({m_Attempt, name->second, NumberOrNull(measurement.value)});
+            m_Readings.Add(m_Attempt, name->second, NumberOrNull(measurement.value));
         }
-        for (const LimitResult_T& result : run.limits) {
-            m_Limits.Add({m_Attempt, Text(result.limit->measurement), NumberOrNull(result.limit->least),
-                          NumberOrNull(result.limit->most), result.limit->margin,
-                          result.fit == Fit::Absent ? QVariant() : NumberOrNull(result.value),
-                          QString::fromLatin1(NameOf(result.fit)), Text(result.limit->note)});
+        for (const LimitResult_T& result : attempt.limits) {
+            m_Limits.Add(m_Attempt, Text(result.limit->measurement), NumberOrNull(result.limit->least),
+                         NumberOrNull(result.limit->most), result.limit->margin,
+                         result.fit == Fit::Absent ? QVariant() : NumberOrNull(result.value),
+                         QString::fromLatin1(NameOf(result.fit)), Text(result.limit->note));
         }
     }
 
+    CDatabase& m_Database;
     CNames m_Units;
     CNames m_Stations;
     CNames m_Quantities;
@@ -196,64 +225,71 @@ private:
     CRows m_Readings;
     CRows m_Limits;
     CRows m_Samples;
-    qlonglong m_Run;
-    qlonglong m_Attempt;
+    qlonglong m_Run; ///< the last id
+    qlonglong m_Attempt = 0;
 };
 
 CImport::CImport(CDatabase& database, CLimits* pLimits)
     : m_Database(database), m_Limits(pLimits),
-      m_FindKey(database.Prepare(u"SELECT id FROM runs WHERE sha256 = ?"_s))
+      m_FindKey(database.Prepare(u"SELECT id FROM runs WHERE sha256 = :key"_s)),
+      m_Store(std::make_unique<CStore>(database)), m_Measurer({})
 {
 }
 CImport::~CImport() = default;
 
 bool CImport::IsKnown(const QString& key)
 {
-    m_FindKey.bindValue(0, key);
+    m_FindKey.bindValue(u":key"_s, key);
     m_Database.Execute(m_FindKey);
     const bool isKnown = m_FindKey.next();
     m_FindKey.finish();
     return isKnown;
 }
 
+/// The bytes of a file in m_Room; nothing if it cannot be read, with a message.
+std::optional<std::string_view> CImport::Read(const Bytes_T& name)
+{
+    const CDescriptor descriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string failure = descriptor.Get() < 0 ? std::strerror(errno) : "";
+    CFileSource file(descriptor.Get());
+    std::size_t size = 0;
+    for (std::size_t got = 1; failure.empty() && got != 0; size += got) {
+        m_Room.resize(std::max({m_Room.size(), c_SmallestRoom, size == m_Room.size() ? 2 * size : 0}));
+        got = file.Read(std::span(m_Room).subspan(size));
+        failure = size > c_LargestFile ? "larger than 256 MiB, the most that is read" : file.Failure();
+    }
+    if (!failure.empty()) {
+        LeaveOut(m_Imported.unreadable, name, failure);
+        return std::nullopt;
+    }
+    return std::string_view(m_Room).substr(0, size);
+}
+
 void CImport::Add(const Bytes_T& name)
 {
-    const auto leaveOut = [this, &name](std::uint64_t Imported_T::*count, const std::string& why) {
-        ++(m_Imported.*count);
-        PrintError(name + ": " + why);
-    };
-    QFile file;
-    const int descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0 ||
-        !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle)) {
-        return leaveOut(&Imported_T::unreadable, std::strerror(errno));
+    const std::optional<std::string_view> bytes = Read(name);
+    if (!bytes) {
+        return;
     }
-    if (file.size() > c_LargestFile) {
-        return leaveOut(&Imported_T::unreadable, "larger than 256 MiB, the most that is read");
-    }
-    QByteArray bytes = file.read(c_LargestFile);
-    if (file.error() != QFileDevice::NoError) {
-        return leaveOut(&Imported_T::unreadable, file.errorString().toStdString());
-    }
-    if (!IsRunFile({bytes.data(), static_cast<std::size_t>(bytes.size())})) {
-        return leaveOut(&Imported_T::foreign, "is not a run file");
+    if (!IsRunFile(*bytes)) {
+        return LeaveOut(m_Imported.foreign, name, "is not a run file");
     }
     File_T run;
-    run.key = KeyOf(bytes);
+    run.key = KeyOf(*bytes);
     run.name = name;
     if (IsKnown(run.key)) {
         ++m_Imported.known;
         return;
     }
-    CTextSource source({bytes.data(), static_cast<std::size_t>(bytes.size())});
-    CMeasurer measurer({}); // so that no file depends on those before
+    CTextSource source(*bytes);
     CAttempts attempts(run);
-    ReadTranscript(name, source, attempts, {.pMeasurer = &measurer, .pLimits = m_Limits});
+    m_Measurer.Forget(); // so that no file depends on those before
+    ReadTranscript(name, source, attempts, {.pMeasurer = &m_Measurer, .pLimits = m_Limits});
     if (IsBrokenOff(run.record)) {
-        return leaveOut(&Imported_T::unfinished, "is broken off, or not finished");
+        return LeaveOut(m_Imported.unfinished, name, "is broken off, or not finished");
     }
-    run.text = CutSamples({bytes.data(), static_cast<std::size_t>(bytes.size())}, run.samples);
-    m_Bytes += static_cast<std::size_t>(bytes.size());
+    run.text = CutSamples(*bytes, run.samples);
+    m_Bytes += bytes->size();
     m_Waiting.push_back(std::move(run));
     if (m_Waiting.size() >= c_MostWaiting || m_Bytes >= c_MostWaitingBytes) {
         Store();
@@ -273,18 +309,18 @@ void CImport::Store()
     }
     m_Database.Begin();
     try {
-        CStore store(m_Database);
-        std::set<QString> keys;
+        const bool isChanged = m_Store->Begin();
+        QSet<QString> keys;
         for (const File_T& file : m_Waiting) {
-            // Another process may have stored it since.
-            if (!keys.insert(file.key).second || IsKnown(file.key)) {
+            if (keys.contains(file.key) || (isChanged && IsKnown(file.key))) {
                 ++m_Imported.known;
                 continue;
             }
-            store.Add(file);
+            keys.insert(file.key);
+            m_Store->Add(file);
             ++m_Imported.added;
         }
-        store.Flush();
+        m_Store->Flush();
     } catch (...) {
         m_Database.Rollback();
         throw;
@@ -353,7 +389,7 @@ void ReadRunFiles(CDatabase& database, const RunFilter_T& filter,
                           {block.data(), static_cast<std::size_t>(block.size())});
         }
         bytes.append(text.data() + place, static_cast<std::size_t>(text.size() - place));
-        if (KeyOf({bytes.data(), static_cast<qsizetype>(bytes.size())}) != file.value(1).toString()) {
+        if (KeyOf(bytes) != file.value(1).toString()) {
             throw std::runtime_error("run " + std::to_string(run) + " of the database is damaged");
         }
         onFile(file.value(0).toString().toStdString(), bytes);

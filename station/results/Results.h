@@ -5,6 +5,8 @@
 #include "station/results/SampleCut.h"
 
 #include <functional>
+#include <memory>
+#include <optional>
 
 /// What became of the files of an import.
 struct Imported_T {
@@ -31,10 +33,16 @@ public:
     Imported_T Finish();
 
 private:
-    /// A judged run of a file.
+    /// What the database keeps of a judged run.
     struct Attempt_T {
-        Run_T run; ///< without its samples
+        std::uint64_t firstLine;
+        std::uint64_t lastLine;
+        Bytes_T command;
         Bytes_T setting;
+        Outcome outcome;
+        Bytes_T reason;
+        std::vector<Quantity_T> measurements;
+        std::vector<LimitResult_T> limits;
     };
     /// A run file.
     struct File_T {
@@ -48,12 +56,16 @@ private:
     class CAttempts;
     class CStore;
 
+    std::optional<std::string_view> Read(const Bytes_T& file);
     bool IsKnown(const QString& key);
     void Store();
 
     CDatabase& m_Database;
     CLimits* m_Limits;
     QSqlQuery m_FindKey;
+    std::unique_ptr<CStore> m_Store;
+    CMeasurer m_Measurer;
+    Bytes_T m_Room; ///< for a file
     std::vector<File_T> m_Waiting;
     std::size_t m_Bytes = 0; ///< of those
     Imported_T m_Imported;

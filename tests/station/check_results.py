@@ -1,13 +1,16 @@
 #!/usr/bin/python3
 """Checks the results database: what gets in is what comes out, once, whatever happens in between.
 
-Usage: check_results.py PROGRAM SIMULATOR KILLS, from the repository's root. KILLS is the number of imports that are
-killed at random moments. Uses an SQLite file, and a PostgreSQL server that it starts in a directory of its own.
+Usage: check_results.py PROGRAM SIMULATOR KILLS [RUNS], from the repository's root. KILLS is the number of imports that
+are killed at random moments, and RUNS (3000) the number of run files for them. Uses an SQLite file, and a PostgreSQL server that it starts in a directory of its own.
 """
+import collections
+import contextlib
 import os
 import random
 import re
 import signal
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -15,15 +18,29 @@ import time
 from pathlib import Path
 
 from databases import File, Server, databases, write
+from formats import check_page
 
 PROGRAM, SIMULATOR = (Path(argument).resolve() for argument in sys.argv[1:3])
-KILLS = int(sys.argv[3])
+KILLS, RUNS = (int(argument) for argument in (sys.argv[3:] + ["3000"])[:2])
 TABLES = ("units", "stations", "runs", "texts", "attempts", "quantities", "readings", "limits", "samples")
 FORMATS = ("summary", "json", "junit", "csv", "html")
 COMMANDS = ("batteryvoltage", "--product QL6M xkping examples/short.txt 1 4", "--product HZ02 lumetping 200long",
             "--product Varrow ping 200000 210000 27 45 0 low", "speed 1", "nonsense")
 HOSTILE = ["a b", "'; DROP TABLE runs; --", "\"", "%s%n", "\\x41", "<script>alert(1)</script>", "é\\xff\\x00", "?",
-           "x" * 2000, ""]
+           "x" * 2000, "", "\udcff\udcfe", "\x1b[31m\u202e\x00\r", "--></svg><img src=x onerror=alert(1)>", "x" * 1000000]
+# Names of files, which the others cannot be.
+FILES = ["a\nb", "\udcff", "\x1b[2J", "'; DROP TABLE runs; --", "<b>", "x" * 200]
+# What somebody could write into the database, what is then asked, and what the answer has.
+ALTERED = [("UPDATE {table} SET {column} = {text}", "yield", ""),
+           ("UPDATE texts SET text = NULL WHERE run_id = 1", "report", ""),
+           ("UPDATE samples SET form = {text}", "report", "a form that is not known"),
+           ("UPDATE samples SET place = -1", "report", "is damaged"),
+           ("UPDATE samples SET place = 9223372036854775807", "report", "is damaged"),
+           ("DELETE FROM texts", "report", "has no text"),
+           ("UPDATE runs SET sha256 = {text} || id", "report", "is damaged"),
+           ("UPDATE readings SET value = 1e308", "yield", ""),
+           ("DELETE FROM schema_version", "report", "already exists"),
+           ("UPDATE schema_version SET version = -7", "yield", "already exists")]
 
 
 def station(*arguments, status=0, **settings):
@@ -45,7 +62,7 @@ def make_runs(place, count):
         write(place / f"{number:05}.run", outputs[number % len(outputs)].replace(b"QS1000123", unit.encode()),
               unit=unit, start=f"2026-11-{1 + number % 28:02}T10:00:00.000", station="AB"[number % 2], operator=unit)
     for number, text in enumerate(HOSTILE):
-        write(place / f"hostile {number}'\".run", outputs[number % len(outputs)],
+        write(place / f"hostile {FILES[number % len(FILES)]} {number}'\".run", outputs[number % len(outputs)],
               error=f"error: {text}\n", unit=text, station=text, operator=text)
     (place / "on.part").write_text("sonarbench-run: 1\nunit: QS9\n")
     (place / "note.txt").write_text("not a run\n")
@@ -86,9 +103,14 @@ def check_import(database, runs, count):
     assert counts(done.stdout) == [count, 0, 1, 1, 0], done
     assert "on.part: is broken off" in done.stderr and "note.txt: is not a run file" in done.stderr, done
     whole = dump(database)
-    files = [str(file) for file in sorted(runs.glob("*.run"))]
+    files = sorted(map(str, runs.glob("*.run")), key=lambda name: re.sub(
+        "[^ -~]", lambda byte: f"\\x{ord(byte[0]):02x}", os.fsencode(name).decode("latin-1")))
     for name, one, other in zip(FORMATS, reports(files), reports(["--database", database.url])):
         assert one == other and one, f"{name} is another from the database"
+        if name == "html":
+            check_page(one.decode())
+            assert one.count(b"Content-Security-Policy") == 1 and b"<script>alert" not in one and b"<img" not in one
+        assert name == "csv" or not re.search(rb"[\x00-\x08\x0b-\x1f\x7f]|\xe2\x80\xae", one), name
     again = station("import", "--database", database.url, str(runs), *files)
     assert counts(again.stdout) == [0, 2 * count, 1, 1, 0], again
     expect_same(dump(database), whole)
@@ -122,50 +144,70 @@ def check_queries(database):
     assert len(answers) == 5 and all(answers), answers
 
 
-def check_kills(database, runs, whole):
+def stored(database):
+    """How many runs are in a database, which may be without tables still."""
+    try:
+        return int(database.ask("SELECT count(*) FROM runs")[0][0] if isinstance(database, File) else
+                   database.ask("SELECT count(*) FROM runs"))
+    except (sqlite3.OperationalError, subprocess.CalledProcessError):
+        return 0
+
+
+def check_kills(database, runs):
     """Wherever imports are killed, the next one completes the database."""
     database.clear()
     start = time.monotonic()
     importer(database, runs).wait()
     seconds = time.monotonic() - start
+    whole = dump(database)
+    found = collections.Counter()
     for _ in range(KILLS):
         database.clear()
         process = importer(database, runs)
         time.sleep(random.uniform(0, seconds))
         process.kill()
         process.wait()
+        found["empty" if stored(database) == 0 else "whole" if stored(database) == len(whole["runs"]) else "part"] += 1
         assert importer(database, runs).wait() == 0
         expect_same(dump(database), whole)
-    print(f"{KILLS} imports of {seconds:.2f} s killed")
+    assert found["part"], found
+    print(f"{KILLS} imports of {len(whole['runs'])} runs in {seconds:.2f} s killed; found then: {dict(found)}")
 
 
 def facts(database):
     """What does not depend on the order of imports."""
     if isinstance(database, File):
-        return [database.rows("runs", "2")[0][1:2], [row[1] for row in database.rows("runs", "2")],
-                *(len(database.rows(table)) for table in TABLES)]
+        return [sorted(row[1] for row in database.rows("runs")), *(len(database.rows(table)) for table in TABLES)]
     return [database.execute("SELECT sha256 FROM runs ORDER BY sha256"),
             *(database.execute(f"SELECT count(*) FROM {table}") for table in TABLES)]
 
 
 def check_many(database, runs, restart):
-    """Four importers of overlapping files, one of them killed: no run is lost, none is there twice."""
+    """Four importers of overlapping files, one of them killed in the middle: no run is lost, none is there twice."""
+    database.clear()
+    importer(database, runs).wait()
     expected = facts(database)
     files = sorted(runs.glob("*.run"))
-    for _ in range(3):
+    parts = [files[:len(files) * 3 // 4], files[len(files) // 4:], files[::-1], files[::2]]
+    for share in (0.1, 0.3, 0.5):
         database.clear()
-        parts = [files[:len(files) * 3 // 4], files[len(files) // 4:], files[::-1], files[::2]]
         processes = [importer(database, *part) for part in parts]
-        time.sleep(random.uniform(0, 0.3))
+        while stored(database) < share * len(files):
+            time.sleep(0.01)
+        assert [process.poll() for process in processes] == [None] * 4, share
         processes[0].kill()
         if restart:
             database.stop("immediate")
             database.start()
         statuses = [process.wait() for process in processes]
-        assert restart or statuses[1:] == [0, 0, 0], statuses
+        there = stored(database)
+        assert statuses == [-signal.SIGKILL, *([2] * 3 if restart else [0] * 3)], statuses
+        assert share * len(files) <= there < len(files) or not restart, there
         processes = [importer(database, *part) for part in parts]
-        assert [process.wait() for process in processes] == [0, 0, 0, 0]
+        assert [process.wait() for process in processes] == [0] * 4
         assert facts(database) == expected
+        print(f"four importers, one killed{' and the server restarted' if restart else ''}: {there} of {len(files)} runs "
+              "stored, then all")
 
 
 def check_schema(database, runs, whole):
@@ -184,6 +226,39 @@ def check_schema(database, runs, whole):
     assert "a later version" in station("report", "--database", database.url, status=2).stderr
     database.execute("UPDATE schema_version SET version = 2; UPDATE samples SET place = place + 1;")
     assert "is damaged" in station("report", "--database", database.url, status=2).stderr
+
+
+def check_altered(database, runs):
+    """Whatever somebody wrote into the database, it is said, or shown as a text."""
+    texts = [("units", "serial_number"), ("stations", "name"), ("runs", "operator"), ("runs", "product"), ("runs", "host"),
+             ("runs", "file"), ("attempts", "command"), ("attempts", "setting"), ("attempts", "outcome"),
+             ("attempts", "reason"), ("quantities", "name"), ("quantities", "unit")]
+    text = "'<script>alert(1)</script>\x1b[31m" + "''; DROP TABLE runs; --" + "x" * 100000 + "'"
+    for statement, subcommand, wanted in ALTERED:
+        for table, column in texts if "{table}" in statement else [("", "")]:
+            database.clear()
+            importer(database, *sorted(runs.glob("000[0-5]*.run"))).wait()
+            value = f"{text} || id" if table in ("units", "stations", "quantities") else text
+            with contextlib.suppress(subprocess.CalledProcessError, sqlite3.IntegrityError): # some may refuse it
+                database.execute(statement.format(table=table, column=column, text=value))
+            for name in ("report", "yield") if table else [subcommand]:
+                done = subprocess.run([PROGRAM, name, "--database", database.url, "--html", "-"], capture_output=True,
+                                      text=True, check=False, timeout=60)
+                case = (statement, table, column, name, done.returncode, done.stderr[:300])
+                assert done.returncode in (0, 1, 2, 3) and wanted in done.stderr, case
+                assert "<script>alert" not in done.stdout and "\x1b" not in done.stdout + done.stderr, case
+                assert bool(done.stderr) == (done.returncode == 2), case
+                if done.returncode != 2:
+                    check_page(done.stdout)
+        assert len(dump(database)["runs"]) > 50, statement
+    if isinstance(database, File):
+        database.clear()
+        Path(database.url).write_bytes(b"SQLite format 3\0" + random.randbytes(5000))
+        assert "not a database" in station("report", "--database", database.url, status=2).stderr
+        assert "unable to open" in station("report", "--database", "/", status=2).stderr
+        odd = Path(database.url).parent / "a'b\n?mode=memory#;.db"
+        assert counts(station("import", "--database", str(odd), str(runs / "00000.run")).stdout)[0] == 1 and odd.exists()
+    database.clear()
 
 
 def check_run(database, place):
@@ -206,6 +281,8 @@ with tempfile.TemporaryDirectory() as scratch:
     Path(scratch).chmod(0o755)
     made = Path(scratch, "runs")
     total = make_runs(made, 240)
+    many = Path(scratch, "many")
+    make_runs(many, RUNS)
     with databases(Path(scratch)) as both:
         for one in both:
             kind = type(one).__name__
@@ -214,10 +291,9 @@ with tempfile.TemporaryDirectory() as scratch:
             check_filters(one)
             check_queries(one)
             check_run(one, Path(scratch, "new" + kind))
-            one.clear()
-            importer(one, made).wait()
-            check_many(one, made, isinstance(one, Server))
             check_schema(one, made, content)
+            check_altered(one, made)
+            check_many(one, many, isinstance(one, Server))
             if isinstance(one, File):
-                check_kills(one, made, content)
+                check_kills(one, many)
             print(f"{kind}: {time.monotonic() - begun:.1f} s")

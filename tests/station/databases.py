@@ -15,7 +15,8 @@ def write(file, output, error="", **values):
               "command": "x", "start": "2026-11-22T10:41:28.000", "seconds": "0.1", "status": "0", **values}
     header["start"] += "+00:00"
     lines = [f"{name.replace('_', '-')}: {value}\n" for name, value in header.items() if value is not None]
-    file.write_bytes(f"sonarbench-run: 1\n{''.join(lines)}output-bytes: {len(output)}\n{error}\n".encode() + output)
+    text = f"sonarbench-run: 1\n{''.join(lines)}output-bytes: {len(output)}\n{error}\n"
+    file.write_bytes(os.fsencode(text) + output)
 
 
 class File:
