@@ -65,8 +65,26 @@ bool ReadDecimals(std::string_view text, Values_T& values)
 {
     values.resize(text.size() / 2 + 1); // at most
     auto value = values.begin();
-    const char* const end = text.data() + text.size();
-    for (const char* from = text.data(); from != end; ++value) {
+    const char* from = text.data();
+    const char* const end = from + text.size();
+    // While there is room for the longest number and a comma, the end need not be looked for.
+    while (end - from > c_LongestSample) {
+        unsigned int number = DigitOf(from[0]);
+        unsigned int worst = number;
+        std::ptrdiff_t digits = 1;
+        for (; digits < c_LongestSample && from[digits] != ','; ++digits) {
+            const unsigned int digit = DigitOf(from[digits]);
+            worst = std::max(worst, digit);
+            number = number * c_Base + digit;
+        }
+        if (worst >= c_Base || number > c_MostSample || from[digits] != ',' ||
+            (from[0] == '0' && digits > 1)) {
+            return false;
+        }
+        *value++ = static_cast<std::int32_t>(number);
+        from += digits + 1;
+    }
+    for (; from != end; ++value) {
         const char* const first = from;
         unsigned int number = 0;
         for (unsigned int digit = 0; from != end && (digit = DigitOf(*from)) < c_Base; ++from) {
