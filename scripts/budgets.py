@@ -77,6 +77,11 @@ def counted(program):
     return ["valgrind", "--tool=callgrind", f"--callgrind-out-file={OUT}/callgrind.out", str(program)]
 
 
+def weighed(program):
+    """The words that run the program under massif."""
+    return ["valgrind", "--tool=massif", "--peak-inaccuracy=0.0", f"--massif-out-file={OUT}/massif.out", str(program)]
+
+
 def shell(words):
     """A line of a script that becomes these words' program, with the script's arguments."""
     return f'exec {shlex.join(words)} "$@"'
@@ -112,8 +117,11 @@ def slope(cost, fewer=FEW, more=SOME):
 
 def heap(*arguments):
     """Peak of the bytes that the program had allocated."""
-    massif = ["valgrind", "--tool=massif", "--peak-inaccuracy=0.0", f"--massif-out-file={OUT}/massif.out", str(PROGRAM)]
-    on_unit("QL4K", script("massif", shell(massif)), *arguments)
+    on_unit("QL4K", script("massif", shell(weighed(PROGRAM))), *arguments)
+    return peak()
+
+
+def peak():
     return max(map(int, re.findall(r"^mem_heap_B=(\d+)", (OUT / "massif.out").read_text(), re.M)))
 
 
@@ -271,25 +279,54 @@ def line_of(units):
     return path
 
 
+@functools.cache
+def every_command():
+    """What every command prints on products of each kind."""
+    lines = [line for line in pathlib.Path("scripts/commands.txt").read_text().splitlines() if line[0] != "#"]
+    # Not every product can run every command.
+    return "".join(run(SIMULATOR, "--product", product, "--program", PROGRAM, *line.split(), statuses=range(256)).stdout
+                   for product in ("QL4K", "Varrow", "LumetV2", "QL1A", "HY05") for line in lines)
+
+
+def commands_of(times):
+    """A transcript of every command, so many times. Most of these runs are short."""
+    path = OUT / f"commands-{times}.txt"
+    path.write_text(every_command() * times)
+    return path
+
+
+def station_cost(transcript, fewer, more, *command):
+    """Instructions of a command that reads transcripts, for each part of them."""
+    def instructions(parts):
+        # A unit of a transcript may be bad: each ping is the first of a virtual unit, so a second is the same.
+        run(*counted(command[0]), *command[1:], transcript(parts), statuses=(0, 1, 3))
+        return total()
+
+    return slope(instructions, fewer, more)
+
+
 def measure_station():
-    def cost(program, *arguments):
-        def instructions(units):
-            # 1: each ping is the first of a virtual unit, so the second is the same, which is bad.
-            run(*counted(program), *arguments, line_of(units), statuses=(0, 1))
-            return total()
-
-        return slope(instructions, 20, 100)
-
-    json_output, csv, summary, page = ["--json", "-"], ["--csv", "-"], ["--summary", "-"], ["--html", "-"]
+    outputs = {"summary": ["--summary", "-"], "json": ["--json", "-"], "csv": ["--csv", "-"], "html": ["--html", "-"]}
     limits = ["--product", "QL4K", "--limits", LIMITS / "QL4K.json"]
-    plain = {output: cost(STATION, "report", *options)
-             for output, options in {"summary": summary, "json": json_output, "csv": csv, "html": page}.items()}
-    for output, most in {"summary": 1.5, "json": 2.2, "csv": 1.5}.items():
-        floor = cost(TRANSCRIPTS, "json" if output == "json" else "csv")
-        row(f"report --{output}: instructions, over a plain program", plain[output] / floor, most, "", 2)
-    for output, options, most in (("summary", summary, 2.5), ("json", json_output, 1.5), ("html", page, 1.5)):
-        judged = cost(STATION, "report", *options, *limits)
-        row(f"report --{output}: instructions, with limits over without", judged / plain[output], most, "", 2)
+    for transcript, parts, kind, budgets in (
+            (line_of, (20, 100), "pings", {"summary": 0.7, "json": 1.8, "csv": 0.85}),
+            (commands_of, (2, 8), "all commands", {"summary": 1.1, "json": 1.65, "csv": 1.2})):
+        floors = {form: station_cost(transcript, *parts, TRANSCRIPTS, form) for form in ("json", "csv")}
+        for output, most in budgets.items():
+            cost = station_cost(transcript, *parts, STATION, "report", *outputs[output])
+            row(f"report --{output} of {kind}: instructions, over plain", cost / floors.get(output, floors["csv"]), most,
+                "", 2)
+    judged = station_cost(line_of, 20, 100, STATION, "report", *outputs["summary"], *limits)
+    floor = station_cost(line_of, 20, 100, TRANSCRIPTS, "csv")
+    row("report --summary with limits: instructions, over plain", judged / floor, 2, "", 2)
+    for output in ("json", "html"):
+        cost, judged = (station_cost(line_of, 20, 100, STATION, "report", *outputs[output], *options)
+                        for options in ([], limits))
+        row(f"report --{output}: instructions, with limits over without", judged / cost, 1.5, "", 2)
+    files = [word for form in ("json", "csv", "junit", "samples") for word in ("--" + form, OUT / f"out.{form}")]
+    for name, words, most in (("--summary", outputs["summary"], 640), ("to four files", files, 1536)):
+        run(*weighed(STATION), "report", *words, line_of(1000), statuses=(0, 1))
+        row(f"report {name}: peak heap in KiB at 2 MB of text", peak() / KIB, most)
 
 
 def measure_import():
