@@ -53,6 +53,13 @@ if [[ ${1-} == demo ]]; then
     expect 'a report from the database' '*performed: sensepin, unit QS1000123*' \
         "$(sonarbench-station report --database /tmp/results.db 2>&1)"
     expect 'the yield' '*all  1 *100.0 %*' "$(sonarbench-station yield --database /tmp/results.db 2>&1)"
+    # Run files from outside, where the figures are compared.
+    cd /tmp/yields
+    import() { sonarbench-station import --database runs.db --limits "limits$1.json" "runs$1" 2>&1; }
+    expect 'importing run files' '3?? added, 0 there before*' "$(import 0)"
+    expect 'importing run files under other limits' '* added, 0 there before*' "$(import 1)"
+    expect 'importing them again' '0 added, 3?? there before*' "$(import 0)"
+    expect 'the figures' '' "$(sonarbench-station yield --database runs.db --json yield.json 2>&1)"
     expect 'the driver for a server' '*QPSQL: Unable to connect*' \
         "$(sonarbench-station import --database 'postgresql:///x?host=/nowhere' /tmp/results 2>&1)"
 fi

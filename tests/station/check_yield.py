@@ -3,6 +3,8 @@
 
 Usage: check_yield.py PROGRAM SIMULATOR, from the repository's root. Uses an SQLite file, and a PostgreSQL server that
 it starts in a directory of its own.
+For another machine: check_yield.py PROGRAM SIMULATOR write|compare DIRECTORY RUNS. The first writes run files and limits
+of so many runs into the directory, the second compares the figures in its file yield.json with those of these runs.
 """
 import collections
 import json
@@ -20,8 +22,8 @@ from pathlib import Path
 from databases import databases, write
 from formats import check_page
 
-PROGRAM, SIMULATOR = (Path(argument).resolve() for argument in sys.argv[1:])
-RUNS = 2000
+PROGRAM, SIMULATOR = (Path(argument).resolve() for argument in sys.argv[1:3])
+RUNS = int(sys.argv[5]) if len(sys.argv) > 5 else 2000
 Z = statistics.NormalDist().inv_cdf(0.975)
 # What commands print, with places for values.
 READING = "-" * 51 + "\nsonarbench {} \n\nTest Output: \n{}\n\nTest Result: Operation Performed."
@@ -232,12 +234,22 @@ def expect_same(found, wanted, place="yield"):
         assert found == wanted, (place, found, wanted)
 
 
+def write_all(place, attempts):
+    """The run files and the limits, which changed once."""
+    for number, limits in enumerate(LIMITS):
+        write_limits(place / f"limits{number}.json", limits)
+        (place / f"runs{number}").mkdir()
+    for number, one in enumerate(attempts):
+        write(place / f"runs{LIMITS.index(one.limits)}" / f"{number:04}.run", one.output.encode(), unit=one.unit,
+              station=one.station, product=one.product, operator=one.operator, start=one.start)
+
+
 def check_figures(database, place, attempts):
     database.clear()
-    for number, limits in enumerate(LIMITS):
-        file = write_limits(place / f"limits{number}.json", limits)
-        runs = place / f"runs{number}"
-        station("import", "--database", database.url, "--limits", file, *sorted(runs.iterdir(), reverse=True))
+    for number in range(len(LIMITS)):
+        runs = (place / f"runs{number}").iterdir()
+        station("import", "--database", database.url, "--limits", place / f"limits{number}.json",
+                *sorted(runs, reverse=True))
     answers = []
     for by in (None, "product", "station", "day", "operator"):
         found = figures(database, *(["--by", by] if by else []))
@@ -354,23 +366,28 @@ def check_pages():
     assert all(f".Ql {rule}\n" in manual or f".Ql {rule} ,\n" in manual for rule, _ in rows), rows
 
 
-random.seed(1)
-check_pages()
-simulated = simulate()
-with tempfile.TemporaryDirectory() as scratch:
-    scratch = Path(scratch)
-    scratch.chmod(0o755)
-    for half in ("runs0", "runs1"):
-        (scratch / half).mkdir()
-    for number, one in enumerate(simulated):
-        write(scratch / f"runs{LIMITS.index(one.limits)}" / f"{number:04}.run", one.output.encode(), unit=one.unit,
-              station=one.station, product=one.product, operator=one.operator, start=one.start)
-    with databases(scratch) as both:
+def check_both(place):
+    check_pages()
+    write_all(place, simulated)
+    with databases(place) as both:
         results = []
         for store in both:
-            check_patterns(store, scratch / f"patterns {type(store).__name__}")
-            check_hostile(store, scratch / f"hostile {type(store).__name__}")
-            results.append(check_figures(store, scratch, simulated))
+            check_patterns(store, place / f"patterns {type(store).__name__}")
+            check_hostile(store, place / f"hostile {type(store).__name__}")
+            results.append(check_figures(store, place, simulated))
             check_rules(store)
         assert results[0] == results[1], "the databases differ"
     print(f"{RUNS} runs, {len(results[0][0][0]['measurements'])} measurements")
+
+
+random.seed(1)
+simulated = simulate()
+if sys.argv[3:4] == ["write"]:
+    write_all(Path(sys.argv[4]), simulated)
+elif sys.argv[3:4] == ["compare"]:
+    expect_same(json.loads(Path(sys.argv[4], "yield.json").read_text()), expected(simulated, None))
+    print(f"{RUNS} runs: the same figures")
+else:
+    with tempfile.TemporaryDirectory() as scratch:
+        Path(scratch).chmod(0o755)
+        check_both(Path(scratch))
