@@ -255,7 +255,13 @@ std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const Op
         }
     }
     try {
-        return ReadTraceFile(file);
+        TraceFile_T trace = ReadTraceFile(file);
+        if (trace.recording == Recording::Unfinished) {
+            throw CUsageError(trace.name +
+                              ": the recording is unfinished: the program was killed, or the disk "
+                              "was full");
+        }
+        return trace;
     } catch (const std::runtime_error& error) {
         throw CUsageError(std::string(error.what()));
     }

@@ -22,11 +22,17 @@ enum class Pace {
     Slow      ///< each one half a second after the one before
 };
 
+/// A piece of a reply that becomes readable when what is before it was read.
+struct ReplyPiece_T {
+    std::size_t offset;                ///< in the reply, more than 0
+    std::chrono::milliseconds delay{}; ///< from then on
+};
+
 /// What one operation on a device did. A model with power and firmware refuses each operation that it does
 /// not understand.
 struct DeviceOutcome_T {
     int error = 0;      ///< errno that the caller sees; 0: the operation succeeded
-    Bytes_T fill = {};  ///< replaces the caller's bytes of a write (ping read); else empty
+    Bytes_T fill = {};  ///< replaces the first bytes of a write, or of what a request points to; else empty
     Bytes_T reply = {}; ///< bytes that become readable for the caller
     std::vector<std::size_t> fifoStatusAt =
         {};                        ///< places in reply of FIFO status bytes, each followed by a checksum
@@ -34,11 +40,13 @@ struct DeviceOutcome_T {
     bool faulted = false;          ///< a planned fault explains refusals
     std::string meaning = {};      ///< for the trace: registers, tables, requests by name
     std::string replyMeaning = {}; ///< for the trace: what the reply or the fill means
-    std::vector<std::string> refusals = {}; ///< what the real device would not have understood
-    std::chrono::nanoseconds linkTime{};    ///< time that the bytes need on the link, computed
-    std::chrono::milliseconds replyDelay{}; ///< from the operation until the reply is readable
-    Pace pace = Pace::AtOnce;               ///< of the reply's bytes
-    std::optional<std::size_t> taken = {};  ///< count that a write reports; none: all of its bytes
+    std::vector<std::string> refusals = {};    ///< what the real device would not have understood
+    std::chrono::nanoseconds linkTime{};       ///< time that the bytes need on the link, computed
+    std::chrono::milliseconds replyDelay{};    ///< from the operation until the reply is readable
+    Pace pace = Pace::AtOnce;                  ///< of the reply's bytes
+    std::vector<ReplyPiece_T> morePieces = {}; ///< where the reply's later pieces begin, ascending
+    std::optional<std::size_t> taken = {};     ///< count that a write reports; none: all of its bytes. For a
+                                               ///< request, what it returns if that is not 0
 };
 
 /// Appends to a meaning of an outcome.

@@ -32,6 +32,15 @@ bool HasArrived(const DeviceOutcome_T& outcome)
     return outcome.error == 0 && outcome.taken.value_or(1) != 0 &&
            outcome.meaning.find("=lying") == std::string::npos;
 }
+/// Adds what a recording on a unit cannot know: what the bytes mean, and the time that they need on the link.
+void Explain(DeviceOutcome_T& outcome, const DeviceOutcome_T& ofModel)
+{
+    if (outcome.meaning.empty() && outcome.replyMeaning.empty() && outcome.linkTime.count() == 0) {
+        outcome.meaning = ofModel.meaning;
+        outcome.replyMeaning = ofModel.replyMeaning;
+        outcome.linkTime = ofModel.linkTime;
+    }
+}
 } // namespace
 
 DeviceOutcome_T CReplay::Answer(const std::string& device, Kind kind, unsigned long request, ByteView_T bytes)
@@ -103,7 +112,8 @@ DeviceOutcome_T CReplayDevice::Write(ByteView_T bytes)
 {
     DeviceOutcome_T outcome = m_Replay.Answer(m_Node, Kind::Write, 0, bytes);
     if (HasArrived(outcome)) {
-        m_Model.Write(bytes.first(std::min(outcome.taken.value_or(bytes.size()), bytes.size())));
+        Explain(outcome,
+                m_Model.Write(bytes.first(std::min(outcome.taken.value_or(bytes.size()), bytes.size()))));
     }
     return outcome;
 }
@@ -117,13 +127,25 @@ DeviceOutcome_T CReplayDevice::Ioctl(unsigned long request, ByteView_T argument)
 {
     DeviceOutcome_T outcome = m_Replay.Answer(m_Node, Kind::Ioctl, request, argument);
     if (HasArrived(outcome)) {
-        m_Model.Ioctl(request, argument);
+        Explain(outcome, m_Model.Ioctl(request, argument));
     }
     return outcome;
 }
 
 DeviceOutcome_T CReplayDevice::TakeImage(ByteView_T bytes)
 {
-    m_Model.TakeImage(bytes);
-    return m_Replay.Answer(m_Node, Kind::Image, 0, bytes);
+    const DeviceOutcome_T ofModel = m_Model.TakeImage(bytes);
+    DeviceOutcome_T outcome = m_Replay.Answer(m_Node, Kind::Image, 0, bytes);
+    Explain(outcome, ofModel);
+    return outcome;
+}
+
+std::optional<DeviceOutcome_T> CReplayDevice::TakeUnasked()
+{
+    std::optional<DeviceOutcome_T> outcome = m_Replay.AnswerUnasked(m_Node);
+    const std::optional<DeviceOutcome_T> ofModel = m_Model.TakeUnasked();
+    if (outcome && ofModel) {
+        Explain(*outcome, *ofModel);
+    }
+    return outcome;
 }

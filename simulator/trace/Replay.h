@@ -40,7 +40,7 @@ public:
     /// @param model   the product's own device, which must outlive this one. It says what kind of node this
     /// is,
     ///                and gets every operation that reached the recorded device, so that it has the settings
-    ///                of that one. Its answers are not used.
+    ///                of that one. Its answers are not used, but what it says about them is.
     CReplayDevice(CReplay& replay, std::string node, IDeviceModel& model)
         : m_Replay(replay), m_Node(std::move(node)), m_Model(model)
     {
@@ -50,7 +50,7 @@ public:
     std::size_t IoctlArgumentSize(unsigned long request) const override;
     DeviceOutcome_T Ioctl(unsigned long request, ByteView_T argument) override;
     DeviceOutcome_T TakeImage(ByteView_T bytes) override;
-    std::optional<DeviceOutcome_T> TakeUnasked() override { return m_Replay.AnswerUnasked(m_Node); }
+    std::optional<DeviceOutcome_T> TakeUnasked() override;
     bool IsSerialLine() const override { return m_Model.IsSerialLine(); }
     void SetLine(const termios& settings) override { m_Model.SetLine(settings); }
 

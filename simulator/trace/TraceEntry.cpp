@@ -3,8 +3,6 @@
 #include "simulator/ValueText.h"
 #include "tools/Program.h"
 
-#include <QByteArrayView>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -32,6 +30,18 @@ std::optional<std::chrono::nanoseconds> TimeOf(std::string_view text)
         Refuse("the time " + Quoted(text) + " is not of the form 0.000000000 or -");
     }
     return std::chrono::seconds(*seconds) + std::chrono::nanoseconds(*fraction);
+}
+
+/// "@1.000000000-1.500000000", without the @.
+void TakeTimes(TraceEntry_T& entry, std::string_view text)
+{
+    const std::size_t end = std::min(text.find(TraceWord::c_RealTimeEnd), text.size());
+    const auto begin = TimeOf(text.substr(0, end));
+    const auto after = TimeOf(text.substr(std::min(end + 1, text.size())));
+    if (!begin || !after || *after < *begin) {
+        Refuse("the times " + Quoted(text) + " are not of the form @0.000000000-0.000000000");
+    }
+    entry.times = {*begin, *after};
 }
 
 /// "80047202+", and the rest of the word.
@@ -120,6 +130,8 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number, Re
         entry.checksum = word;
     } else if (word.front() == TraceWord::c_Delay) {
         TakeDelay(entry, word.substr(1));
+    } else if (word.front() == TraceWord::c_RealTime) {
+        TakeTimes(entry, word.substr(1));
     } else {
         TakeBytes(entry, word, number, budget);
     }
@@ -128,8 +140,16 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number, Re
 
 std::string ChecksumText(ByteView_T bytes)
 {
-    const auto checksum = qChecksum(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
-    return TraceWord::c_Checksum + HexText(checksum, TraceWord::c_ChecksumDigits).substr(2);
+    std::array<char, 1 + TraceWord::c_ChecksumDigits> text{};
+    return {text.data(), PutChecksum(text.data(), bytes)};
+}
+
+void CheckChecksum(std::string_view checksum, ByteView_T bytes)
+{
+    if (const std::string has = ChecksumText(bytes); !checksum.empty() && checksum != has) {
+        Refuse("the checksum is " + Excerpt(checksum) + ", but the bytes have " + has +
+               ", so they were changed");
+    }
 }
 
 std::optional<std::size_t> BytePattern_T::DifferenceFrom(ByteView_T bytes) const
@@ -193,4 +213,36 @@ void ContinueTraceEntry(TraceEntry_T& entry, std::string_view text, std::size_t 
     for (std::string_view word = TakeTraceField(text); !word.empty(); word = TakeTraceField(text)) {
         TakeWord(entry, word, number, budget);
     }
+}
+
+TraceAccess_T ReadTraceAccess(std::string_view text, std::size_t number, RepeatBudget_T& budget)
+{
+    const std::string_view word = TakeTraceField(text);
+    const auto* const pAccess = std::ranges::find(TraceWord::c_FileAccesses, word);
+    if (pAccess == TraceWord::c_FileAccesses.end()) {
+        Refuse("unknown use of a file " + Quoted(word));
+    }
+    TraceAccess_T access{number, static_cast<FileAccess>(pAccess - TraceWord::c_FileAccesses.begin()), {}};
+    TraceEntry_T entry;
+    if (access.access == FileAccess::Failed) {
+        const std::string_view name = TakeTraceField(text);
+        TakeError(entry, name.substr(std::min(name.find(TraceWord::c_Error) + 1, name.size())));
+        access.error = entry.error;
+    } else if (access.access == FileAccess::Read || access.access == FileAccess::Shell) {
+        const std::string_view count = TakeTraceField(text);
+        if (const std::string_view bytes = TakeTraceField(text); bytes != TraceWord::c_Nothing) {
+            TakeBytes(entry, bytes, number, budget);
+        }
+        access.contents = std::move(entry.bytes.values);
+        if (NumberIn<std::size_t>(count) != access.contents.size() ||
+            std::ranges::find(entry.bytes.isOpen, true) != entry.bytes.isOpen.end()) {
+            Refuse("a file's contents are not the " + Excerpt(count) + " bytes that it says");
+        }
+        CheckChecksum(TakeTraceField(text), access.contents);
+    }
+    access.path = text.substr(std::min(std::size_t{1}, text.size()));
+    if (!access.path.starts_with('/')) {
+        Refuse("the path " + Quoted(access.path) + " of a file is not absolute");
+    }
+    return access;
 }

@@ -1,40 +1,11 @@
 #pragma once
 
-#include "simulator/models/DeviceModel.h"
+#include "simulator/trace/TraceText.h"
 
-#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-/// The words of a trace; docs/trace.md explains them.
-namespace TraceWord
-{
-constexpr std::string_view c_Header = "sonarbench trace 2";
-constexpr std::string_view c_Unit = "unit";
-constexpr std::string_view c_Fault = "fault ";
-/// By DeviceOperation_T::Kind.
-constexpr std::array<std::string_view, 4> c_Operations = {"image", "ioctl", "write", "unasked"};
-constexpr std::string_view c_Fill = "fill";
-constexpr std::string_view c_Reply = "reply";
-constexpr std::string_view c_Refused = "refused";
-constexpr std::string_view c_Excused = "excused";
-constexpr char c_Nothing[] = "-";
-constexpr char c_Comment = '#';
-constexpr std::size_t c_Decimals = 9; ///< of a time in seconds
-constexpr std::size_t c_RequestDigits = 8;
-constexpr char c_RequestEnd = '+';
-constexpr char c_Error = '!';
-constexpr char c_Taken = '=';
-constexpr char c_Checksum = '~';
-constexpr std::size_t c_ChecksumDigits = 4;
-constexpr char c_Delay = '+';
-constexpr std::string_view c_DelayUnit = "ms";
-/// By Pace.
-constexpr std::array<std::string_view, 3> c_Paces = {"", "bytewise", "slow"};
-constexpr std::string_view c_Blanks = " \t\r";
-} // namespace TraceWord
 
 /// Bytes, some of which can have any value.
 struct BytePattern_T {
@@ -66,14 +37,17 @@ struct TraceEntry_T {
     std::string checksum{}; ///< expected of its bytes, in the form of ChecksumText(); empty: not given
     std::chrono::milliseconds delay{};
     Pace pace = Pace::AtOnce;
+    std::optional<RealTimes_T> times{};
     std::string text{}; ///< the meaning, or why something was refused
 
     bool IsRefusal() const { return direction == TraceWord::c_Refused || direction == TraceWord::c_Excused; }
 };
 
-/// "~1a2b", the checksum of what a device sent: the 16-bit CRC of ISO/IEC 3309. Every change within two
-/// neighbouring bytes changes it.
+/// "~1a2b", the checksum of what a device sent.
 std::string ChecksumText(ByteView_T bytes);
+
+/// Throws std::runtime_error if a checksum is given and is not that of the bytes.
+void CheckChecksum(std::string_view checksum, ByteView_T bytes);
 
 /// How many bytes repeats such as 00*1372 may still add. Otherwise a few characters could ask for all memory.
 using RepeatBudget_T = std::size_t;
@@ -85,6 +59,18 @@ std::string_view TakeTraceField(std::string_view& text);
 /// The name of a unit or device in a trace. Throws std::runtime_error for other texts, so that messages can
 /// show names as they are.
 std::string TraceNameIn(std::string_view text);
+
+/// A file of the unit, or one that an argument named, as a recorded program found it.
+struct TraceAccess_T {
+    std::size_t line; ///< of the trace
+    FileAccess access;
+    std::string path;
+    int error = 0;         ///< of a Failed
+    Bytes_T contents = {}; ///< of a Read or Shell
+};
+
+/// Reads the rest of a line after the word "file". Throws as BeginTraceEntry().
+TraceAccess_T ReadTraceAccess(std::string_view text, std::size_t number, RepeatBudget_T& budget);
 
 /// Reads the first line of an entry; the caller checks the direction. Throws std::runtime_error, which says
 /// what is wrong, for any other line.

@@ -36,11 +36,15 @@ private:
 
     void TakeUnit(std::string_view text);
     void TakeFault(const std::string& specification);
+    /// Whether the line is one of a recording.
+    bool TakeRecording(std::string_view text);
     /// Puts the entry, when there is one, into its operation.
     void Complete();
     void AddOperation();
     void AddFill();
     void AddReply();
+    void AddMore();
+    void AddReplyTimes(TraceOperation_T& operation, std::size_t offset);
     void AddRefusal();
     void Append(TraceOperation_T operation);
     void PutReply(DeviceOutcome_T& outcome);
@@ -66,13 +70,14 @@ struct CReader::Direction_T {
 const CReader::Direction_T* CReader::FindDirection(std::string_view name)
 {
     static constexpr auto& c_Names = TraceWord::c_Operations;
-    static constexpr std::array<Direction_T, 8> directions{{
+    static constexpr std::array<Direction_T, 9> directions{{
         {.name = c_Names[0], .add = &CReader::AddOperation, .mayFail = true},
         {.name = c_Names[1], .add = &CReader::AddOperation, .mayFail = true},
         {.name = c_Names[2], .add = &CReader::AddOperation, .mayFail = true},
         {.name = c_Names[3], .add = &CReader::AddOperation, .isOfDevice = true, .mayBeLate = true},
         {.name = TraceWord::c_Fill, .add = &CReader::AddFill, .isOfDevice = true},
         {.name = TraceWord::c_Reply, .add = &CReader::AddReply, .isOfDevice = true, .mayBeLate = true},
+        {.name = TraceWord::c_More, .add = &CReader::AddMore, .isOfDevice = true, .mayBeLate = true},
         {.name = TraceWord::c_Refused, .add = &CReader::AddRefusal},
         {.name = TraceWord::c_Excused, .add = &CReader::AddRefusal},
     }};
@@ -94,6 +99,8 @@ void CReader::Take(std::string_view text)
         TakeUnit(text);
     } else if (text.starts_with(TraceWord::c_Fault)) {
         TakeFault(std::string(text.substr(TraceWord::c_Fault.size())));
+    } else if (TakeRecording(text)) {
+        return;
     } else if (first == 0) {
         Complete();
         m_At = number;
@@ -121,9 +128,6 @@ void CReader::TakeUnit(std::string_view text)
 
 void CReader::TakeFault(const std::string& specification)
 {
-    if (m_Entry) {
-        Refuse("faults must come before the operations");
-    }
     try {
         m_Trace.callFaults.push_back(FaultOf(specification));
     } catch (const std::invalid_argument& error) {
@@ -132,6 +136,22 @@ void CReader::TakeFault(const std::string& specification)
     if (!m_Trace.callFaults.back().kind->IsAtCall()) {
         Refuse("fault \"" + specification + "\": a trace names only those in the program's calls");
     }
+}
+
+bool CReader::TakeRecording(std::string_view text)
+{
+    const auto without = [text](std::string_view beginning) { return text.substr(beginning.size()); };
+    if (text.starts_with(TraceWord::c_About)) {
+        m_Trace.remarks.push_back({m_At, std::string(without(TraceWord::c_About))});
+    } else if (text.starts_with(TraceWord::c_File)) {
+        m_Trace.files.push_back(ReadTraceAccess(without(TraceWord::c_File), m_At, m_Repeats));
+    } else if (const auto* const pRecording = std::ranges::find(TraceWord::c_Recordings, text);
+               pRecording != TraceWord::c_Recordings.end()) {
+        m_Trace.recording = static_cast<Recording>(pRecording - TraceWord::c_Recordings.begin());
+    } else {
+        return false;
+    }
+    return true;
 }
 
 void CReader::Complete()
@@ -150,10 +170,10 @@ void CReader::Complete()
         Refuse("only an image, ioctl or write can fail");
     }
     if ((m_Entry->delay.count() != 0 || m_Entry->pace != Pace::AtOnce) && !direction.mayBeLate) {
-        Refuse("only a reply or unasked can come late, bytewise or slow");
+        Refuse("only a reply, more or unasked can come late, bytewise or slow");
     }
     if (!m_Entry->checksum.empty() && !direction.isOfDevice) {
-        Refuse("only a fill, reply or unasked has a checksum");
+        Refuse("only a fill, reply, more or unasked has a checksum");
     }
     (this->*direction.add)();
     m_Entry.reset();
@@ -166,9 +186,9 @@ void CReader::AddOperation()
     if (kind == Kind::Ioctl && !m_Entry->request) {
         Refuse("an ioctl needs a request");
     }
-    if (kind != Kind::Unasked && m_Entry->taken &&
+    if (kind != Kind::Unasked && m_Entry->taken && kind != Kind::Ioctl &&
         (kind != Kind::Write || *m_Entry->taken > m_Entry->bytes.values.size())) {
-        Refuse("only a write reports a count, of at most its bytes");
+        Refuse("only a write reports a count, of at most its bytes, and an ioctl a value");
     }
     TraceOperation_T operation{.line = m_Entry->number,
                                .device = m_Entry->device,
@@ -177,7 +197,9 @@ void CReader::AddOperation()
                                .time = m_Entry->time};
     if (kind == Kind::Unasked) {
         PutReply(operation.outcome);
+        AddReplyTimes(operation, 0);
     } else {
+        operation.realTimes = m_Entry->times;
         operation.bytes = std::move(m_Entry->bytes);
         operation.places = std::move(m_Entry->places);
         operation.outcome = {.error = m_Entry->error, .meaning = m_Entry->text, .taken = m_Entry->taken};
@@ -207,8 +229,9 @@ void CReader::AddFill()
     TraceOperation_T& above = Above();
     above.outcome.fill = Sent();
     above.outcome.replyMeaning = m_Entry->text;
-    if (above.outcome.fill.size() > above.bytes.values.size() || above.kind != Kind::Write) {
-        Refuse("a fill must follow a write of at least as many bytes");
+    if (above.outcome.fill.size() > above.bytes.values.size() ||
+        (above.kind != Kind::Write && above.kind != Kind::Ioctl)) {
+        Refuse("a fill must follow a write or an ioctl of at least as many bytes");
     }
 }
 
@@ -219,6 +242,28 @@ void CReader::AddReply()
         Refuse("a second reply to one operation");
     }
     PutReply(above.outcome);
+    AddReplyTimes(above, 0);
+}
+
+void CReader::AddMore()
+{
+    TraceOperation_T& above = Above();
+    Bytes_T& reply = above.outcome.reply;
+    if (reply.empty() || m_Entry->bytes.values.empty()) {
+        Refuse("more needs bytes, and a reply or unasked with bytes above it");
+    }
+    const std::size_t offset = reply.size();
+    const Bytes_T bytes = Sent();
+    reply.insert(reply.end(), bytes.begin(), bytes.end());
+    above.outcome.morePieces.push_back({offset, m_Entry->delay});
+    AddReplyTimes(above, offset);
+}
+
+void CReader::AddReplyTimes(TraceOperation_T& operation, std::size_t offset)
+{
+    if (m_Entry->times) {
+        operation.replyTimes.push_back({m_Entry->number, offset, *m_Entry->times});
+    }
 }
 
 void CReader::AddRefusal()
@@ -250,10 +295,7 @@ Bytes_T CReader::Sent()
         Refuse("a byte that a device sends cannot be ??");
     }
     Bytes_T bytes = std::move(m_Entry->bytes.values);
-    if (const std::string has = ChecksumText(bytes); !m_Entry->checksum.empty() && m_Entry->checksum != has) {
-        Refuse("the checksum is " + Excerpt(m_Entry->checksum) + ", but the bytes have " + has +
-               ", so they were changed");
-    }
+    CheckChecksum(m_Entry->checksum, bytes);
     return bytes;
 }
 

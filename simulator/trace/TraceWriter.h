@@ -2,9 +2,11 @@
 
 #include "simulator/faults/FaultTable.h"
 #include "simulator/models/DeviceModel.h"
+#include "simulator/trace/TraceText.h"
 
 #include <chrono>
 #include <ostream>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -23,8 +25,11 @@ public:
     void Write(const DeviceOperation_T& operation);
 
 private:
-    std::ostream& Begin(std::string_view device, std::string_view direction);
+    void WriteReply(std::string_view device, std::string_view direction, const DeviceOutcome_T& outcome);
+    void WriteRefusal(std::string_view device, std::string_view direction, std::string_view text);
+    void Write(TraceLine_T line);
 
     std::ostream& m_Stream;
+    std::string m_Line;                ///< room for a line
     std::chrono::nanoseconds m_Time{}; ///< for which the links carried bytes so far
 };

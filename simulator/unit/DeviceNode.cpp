@@ -25,24 +25,33 @@ namespace
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// What the argument pointer of a request points to; empty for a null pointer.
-Bytes_T ArgumentOf(UMockdevIoctlClient* pClient, std::size_t size)
+/// What the argument pointer of a request points to; nothing for a null pointer.
+Object_T<UMockdevIoctlData> ArgumentOf(UMockdevIoctlClient* pClient, std::size_t size)
 {
     UMockdevIoctlData* const pPointer = umockdev_ioctl_client_get_arg(pClient);
-    const Object_T<UMockdevIoctlData> data(size > 0 ? umockdev_ioctl_data_resolve(pPointer, 0, size, nullptr)
-                                                    : nullptr);
-    return data ? Bytes_T(data->data, data->data + size) : Bytes_T();
+    return Object_T<UMockdevIoctlData>(size > 0 ? umockdev_ioctl_data_resolve(pPointer, 0, size, nullptr)
+                                                : nullptr);
+}
+
+/// Changes bytes of the caller.
+void Fill(UMockdevIoctlData* pData, Bytes_T& bytes)
+{
+    if (!bytes.empty()) {
+        umockdev_ioctl_data_update(pData, 0, bytes.data(), static_cast<gint>(bytes.size()));
+    }
 }
 } // namespace
 
 bool CReplySender::Send(const DeviceOutcome_T& outcome)
 {
     const std::scoped_lock guard(m_Lock);
-    const bool isPlain = outcome.replyDelay.count() == 0 && outcome.pace == Pace::AtOnce;
+    const bool isPlain =
+        outcome.replyDelay.count() == 0 && outcome.pace == Pace::AtOnce && outcome.morePieces.empty();
     if (isPlain && m_Waiting.empty()) {
         return Put(outcome.reply);
     }
-    m_Waiting.push_back({outcome.reply, std::chrono::steady_clock::now() + outcome.replyDelay, outcome.pace});
+    m_Waiting.push_back({outcome.reply, std::chrono::steady_clock::now() + outcome.replyDelay, outcome.pace,
+                         outcome.morePieces});
     if (!m_Thread) {
         m_Thread.emplace([this](const std::stop_token& stop) { Run(stop); });
     }
@@ -73,28 +82,52 @@ void CReplySender::Run(const std::stop_token& stop)
         } else if (!stop.stop_requested() && reply.pace == Pace::Slow) {
             PutSlowly(stop, reply.bytes);
         } else if (!stop.stop_requested()) {
-            Put(reply.bytes);
+            PutPieces(stop, reply);
         }
         guard.lock();
         m_Waiting.pop_front();
     }
 }
 
+void CReplySender::AwaitRead(const std::stop_token& stop) const
+{
+    // The terminal needs a moment to hand bytes over; until then they do not count as unread.
+    constexpr std::chrono::microseconds c_Moment(100);
+    do {
+        std::this_thread::sleep_for(c_Moment);
+    } while (IsUnread() && !stop.stop_requested());
+}
+
 void CReplySender::PutBytewise(const std::stop_token& stop, const Bytes_T& bytes) const
 {
-    // The terminal needs a moment to hand a byte over; until then it does not count as unread.
-    constexpr std::chrono::microseconds c_Moment(100);
     for (const std::uint8_t byte : bytes) {
         if (!Put({&byte, 1})) {
             return;
         }
-        do {
-            std::this_thread::sleep_for(c_Moment);
-        } while (IsUnread() && !stop.stop_requested());
+        AwaitRead(stop);
         if (stop.stop_requested()) {
             return;
         }
     }
+}
+
+void CReplySender::PutPieces(const std::stop_token& stop, const Reply_T& reply)
+{
+    const ByteView_T bytes = reply.bytes;
+    std::size_t begin = 0;
+    for (const ReplyPiece_T& piece : reply.morePieces) {
+        if (!Put(bytes.subspan(begin, piece.offset - begin))) {
+            return;
+        }
+        begin = piece.offset;
+        AwaitRead(stop);
+        std::unique_lock guard(m_Lock);
+        m_Wake.wait_for(guard, stop, piece.delay, [] { return false; });
+        if (stop.stop_requested()) {
+            return;
+        }
+    }
+    Put(bytes.subspan(begin));
 }
 
 void CReplySender::PutSlowly(const std::stop_token& stop, const Bytes_T& bytes)
@@ -254,15 +287,16 @@ void CDeviceNode::Operate(UMockdevIoctlClient* pClient, bool isWrite)
         UMockdevIoctlData* const pData = umockdev_ioctl_client_get_arg(pClient);
         bytes.assign(pData->data, pData->data + pData->data_len);
         outcome = m_Model.Write(bytes);
-        if (!outcome.fill.empty()) {
-            umockdev_ioctl_data_update(pData, 0, outcome.fill.data(), static_cast<gint>(outcome.fill.size()));
-        }
+        Fill(pData, outcome.fill);
     } else {
-        bytes = ArgumentOf(pClient, m_Model.IoctlArgumentSize(request));
+        const std::size_t size = m_Model.IoctlArgumentSize(request);
+        const Object_T<UMockdevIoctlData> argument = ArgumentOf(pClient, size);
+        bytes = argument ? Bytes_T(argument->data, argument->data + size) : Bytes_T();
         outcome = m_Model.Ioctl(request, bytes);
+        Fill(argument.get(), outcome.fill);
     }
     const int error = outcome.error;
-    const std::size_t done = isWrite ? outcome.taken.value_or(bytes.size()) : 0;
+    const std::size_t done = outcome.taken.value_or(isWrite ? bytes.size() : 0);
     Finish(kind, request, bytes, std::move(outcome));
     for (const auto& node : m_Host.nodes) {
         node->PassOnUnasked();

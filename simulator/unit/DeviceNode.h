@@ -19,7 +19,7 @@ template <class T>
 using Object_T = std::unique_ptr<T, ObjectRelease>;
 
 /// Puts replies into a node's terminal in their order: at once, or later, byte by byte or slowly if a fault
-/// asks for that.
+/// asks for that, or piece by piece as they were recorded.
 class CReplySender
 {
 public:
@@ -35,12 +35,16 @@ private:
         Bytes_T bytes;
         std::chrono::steady_clock::time_point due;
         Pace pace;
+        std::vector<ReplyPiece_T> morePieces;
     };
 
     bool Put(ByteView_T bytes) const;
     /// Whether the program has left bytes unread.
     bool IsUnread() const;
     void Run(const std::stop_token& stop);
+    /// Waits until the program has read everything.
+    void AwaitRead(const std::stop_token& stop) const;
+    void PutPieces(const std::stop_token& stop, const Reply_T& reply);
     void PutBytewise(const std::stop_token& stop, const Bytes_T& bytes) const;
     void PutSlowly(const std::stop_token& stop, const Bytes_T& bytes);
 

@@ -19,6 +19,8 @@ TEST(TraceFile, WhatIsWrittenIsReadAsItWas)
         {Kind::Write, {.fill = {1, 2, 3}, .reply = {4}, .replyMeaning = "both", .linkTime = 11 * second}},
         {Kind::Write, {.reply = {5}, .replyDelay = std::chrono::milliseconds(1500), .pace = Pace::Bytewise}},
         {Kind::Unasked, {.reply = bytes, .replyMeaning = "ping", .pace = Pace::Slow}},
+        {Kind::Ioctl, {.fill = {9}, .taken = 7}},
+        {Kind::Write, {.reply = bytes, .morePieces = {{1}, {2, std::chrono::milliseconds(20)}}}},
         {Kind::Unasked, {.faulted = true, .replyMeaning = "fault reply:3=silent"}}};
     for (const auto& [kind, outcome] : operations) {
         const bool isUnasked = kind == Kind::Unasked;
@@ -58,6 +60,34 @@ TEST(TraceFile, AHandWrittenTraceCanLeaveValuesOpenAndUseSeveralLines)
     EXPECT_EQ(unasked.device, "ttyO1");
 }
 
+TEST(TraceFile, ARecordingHasFilesRemarksAndRealTimes)
+{
+    const TraceFile_T trace = ReadTraceText("sonarbench trace 2\n"
+                                            "unit QL4K\n"
+                                            "recording complete  \n"
+                                            "about driver LSfpga0 spi-fpga 1.2\n"
+                                            "file found /a directory\n"
+                                            "file read 2 310a ~0f67 /VERSION\n"
+                                            "file failed !EACCES /tmp/x\n"
+                                            "- ttyO1 write 1 01 @1.000000000-1.000000500\n"
+                                            "fault read:2=EIO\n"
+                                            "- ttyO1 reply 1 02 @1.500000000-1.500000001\n"
+                                            "- ttyO1 more 1 03 +5ms @1.600000000-1.700000000\n");
+    EXPECT_EQ(trace.recording, Recording::Complete);
+    EXPECT_EQ(trace.remarks.at(0).text, "driver LSfpga0 spi-fpga 1.2");
+    ASSERT_EQ(trace.files.size(), 3U);
+    EXPECT_EQ(trace.files[0].path, "/a directory");
+    EXPECT_EQ(trace.files[1].contents, (Bytes_T{'1', '\n'}));
+    EXPECT_EQ(std::tuple(trace.files[2].access, trace.files[2].error),
+              std::tuple(FileAccess::Failed, EACCES));
+    EXPECT_EQ(trace.callFaults.at(0).specification, "read:2=EIO");
+    const TraceOperation_T& write = trace.operations.at(0);
+    EXPECT_EQ(write.realTimes->end.count(), 1'000'000'500);
+    EXPECT_EQ(write.outcome.reply, (Bytes_T{2, 3}));
+    EXPECT_EQ(write.outcome.morePieces.at(0).offset, 1U);
+    EXPECT_EQ(write.replyTimes.at(1).times.end.count(), 1'700'000'000);
+}
+
 TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
 {
     const std::pair<std::string, std::string> heads[] = {
@@ -88,9 +118,17 @@ TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
         {"- A ioctl - 8004\n", "3: an ioctl's bytes begin with its request, as 80047202+"},
         {"- A write - 01 !EWHAT\n", "3: unknown error \"EWHAT\""},
         {"- A unasked - 01 !EIO\n", "3: only an image, ioctl or write can fail"},
-        {"- A write - 01 bytewise\n", "3: only a reply or unasked can come late, bytewise or slow"},
-        {"- A write - 01 =2\n", "3: only a write reports a count, of at most its bytes"},
-        {write + "fault read:1=EIO\n", "4: faults must come before the operations"},
+        {"- A write - 01 bytewise\n", "3: only a reply, more or unasked can come late, bytewise or slow"},
+        {"- A write - 01 =2\n",
+         "3: only a write reports a count, of at most its bytes, and an ioctl a value"},
+        {write + "- A reply - 01 @2.000000000-1.000000000\n",
+         "4: the times \"2.000000000-1.000000000\" are not of the form @0.000000000-0.000000000"},
+        {write + "- A more - 01\n", "4: more needs bytes, and a reply or unasked with bytes above it"},
+        {"file open /VERSION\n", "3: unknown use of a file \"open\""},
+        {"file read 2 31 /VERSION\n", "3: a file's contents are not the 2 bytes that it says"},
+        {"file read 1 31 ~1a2b /VERSION\n",
+         "3: the checksum is ~1a2b, but the bytes have ~d072, so they were changed"},
+        {"file failed !ENOENT VERSION\n", "3: the path \"VERSION\" of a file is not absolute"},
         {"fault read:1=EWHAT\n",
          "3: fault \"read:1=EWHAT\": the kind must be an error's name (such as EIO), short or zero"},
         {"fault write:1=EIO\n", "3: fault \"write:1=EIO\": a trace names only those in the program's calls"},
@@ -98,9 +136,9 @@ TEST(TraceFile, AWrongTraceIsRefusedWithThePlaceOfItsMistake)
         {write + reply + reply, "5: a second reply to one operation"},
         {write + "- A reply - 0102 ~1a2b\n",
          "4: the checksum is ~1a2b, but the bytes have ~358d, so they were changed"},
-        {"- A write - 01 ~1a2b\n", "3: only a fill, reply or unasked has a checksum"},
+        {"- A write - 01 ~1a2b\n", "3: only a fill, reply, more or unasked has a checksum"},
         {write + "- A reply - ??\n", "4: a byte that a device sends cannot be ??"},
-        {write + "- A fill - 0102\n", "4: a fill must follow a write of at least as many bytes"}};
+        {write + "- A fill - 0102\n", "4: a fill must follow a write or an ioctl of at least as many bytes"}};
     for (const auto& [text, refusal] : bodies) {
         const std::string whole = "sonarbench trace 2\nunit QL4K\n" + text;
         EXPECT_EQ(ErrorOf([&whole] { ReadTraceText(whole); }), "file:" + refusal) << text;
