@@ -242,6 +242,29 @@ fs::path PathValue(const QCommandLineParser& parser, const QCommandLineOption& o
     return BytesOf(value);
 }
 
+/// Refuses a recording that cannot be replayed, and options about what it contains. Throws
+/// std::runtime_error or CUsageError.
+void CheckRecording(const TraceFile_T& trace, const QCommandLineParser& parser, const OptionSet_T& set)
+{
+    if (trace.recording == Recording::Unfinished) {
+        throw std::runtime_error(
+            trace.name + ": the recording is unfinished: its program was killed, or its disk was full");
+    }
+    for (const TraceRemark_T& remark : trace.remarks) {
+        if (remark.text.starts_with(TraceWord::c_Lacks)) {
+            throw std::runtime_error(PlaceIn(trace.name, remark.line) + "the recording " +
+                                     Excerpt(remark.text));
+        }
+    }
+    for (const QCommandLineOption* const pOption : {&set.set, &set.copy, &set.remove, &set.firmwareVersion}) {
+        if (trace.recording == Recording::Complete && parser.isSet(*pOption)) {
+            throw CUsageError(
+                u"--%1 cannot go with the replay of a recording, which has the unit's files"_s.arg(
+                    pOption->names().first()));
+        }
+    }
+}
+
 std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const OptionSet_T& set)
 {
     const fs::path file = PathValue(parser, set.replay);
@@ -256,11 +279,7 @@ std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const Op
     }
     try {
         TraceFile_T trace = ReadTraceFile(file);
-        if (trace.recording == Recording::Unfinished) {
-            throw CUsageError(trace.name +
-                              ": the recording is unfinished: the program was killed, or the disk "
-                              "was full");
-        }
+        CheckRecording(trace, parser, set);
         return trace;
     } catch (const std::runtime_error& error) {
         throw CUsageError(std::string(error.what()));

@@ -53,8 +53,12 @@ constexpr std::string_view NameOf(CallKind_T kind) { return c_CallKindNames[stat
 
 // The plan of calls is a file of lines "OPERATION NUMBER KIND VALUE SPECIFICATION", where number 0 is each
 // call and value the errno. The log that comes back has a line "OPERATION NUMBER" for each call that was
-// counted, followed by a line "OPERATION NUMBER SPECIFICATION" for each fault that hit it. These variables
-// name the two files.
+// counted, followed by a line "OPERATION NUMBER SPECIFICATION" for each fault that hit it. For the replay of
+// a recording, the plan also has a line "file NUMBER ACCESS ERRNO PATH" for each use of a file, and the log a
+// line "lacks 0 CALL of PATH" for each use that the plan does not have. These variables name the two files.
+inline constexpr std::string_view c_PlannedFile = "file";
+inline constexpr std::size_t c_MostRecordedFiles = 10'000;
+inline constexpr std::string_view c_LogLack = "lacks";
 inline constexpr char c_CallPlanVariable[] = "SONARBENCH_SIM_CALL_PLAN";
 inline constexpr char c_CallLogVariable[] = "SONARBENCH_SIM_CALL_LOG";
 

@@ -18,6 +18,8 @@ constexpr std::string_view c_Header = "sonarbench trace 2";
 constexpr std::string_view c_Unit = "unit";
 constexpr std::string_view c_Fault = "fault ";
 constexpr std::string_view c_About = "about ";
+/// Begins the text of such a line about what the recorder did not see.
+constexpr std::string_view c_Lacks = "lacks ";
 constexpr std::string_view c_File = "file ";
 /// By Recording; as long as each other, so that the second can replace the first in the file.
 constexpr std::array<std::string_view, 2> c_Recordings = {"recording unfinished", "recording complete  "};

@@ -160,6 +160,20 @@ void MakeChange(const fs::path& place, const FileChange_T& change)
     }
 }
 
+/// Puts the firmware images into their directory that the shells of a recorded program read there.
+void WriteRecordedImages(const UnitTrees_T& trees, const Product_T& product, const TraceFile_T& trace)
+{
+    const fs::path directory = trees.Place(product.firmware.directory);
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+        fs::remove_all(entry);
+    }
+    for (const TraceAccess_T& file : trace.files) {
+        if (file.access == FileAccess::Shell && LiesBelow(file.path, product.firmware.directory)) {
+            WriteFile(trees.Place(file.path), file.path,
+                      {reinterpret_cast<const char*>(file.contents.data()), file.contents.size()});
+        }
+    }
+}
 void RemoveTree(const fs::path& directory)
 {
     // A proot that was just killed removes files there, too, which disturbs an attempt.
@@ -285,6 +299,9 @@ void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options)
         if (file.isScript) {
             fs::permissions(place, fs::perms::owner_exec, fs::perm_options::add);
         }
+    }
+    if (options.replay && options.replay->recording == Recording::Complete) {
+        WriteRecordedImages(trees, *options.product, *options.replay);
     }
     for (const FileChange_T& change : options.fileChanges) {
         MakeChange(trees.Place(change.file), change);

@@ -49,7 +49,8 @@ std::vector<std::string> UnitFileNames(const Product_T& product);
 bool IsSeen(const std::filesystem::path& file, const Product_T& product);
 
 /// Writes the files that a unit of the product has when it leaves the factory: identity, analogue readings,
-/// power switch, firmware image, versions, serial number, kill scripts. Then makes the changes asked for.
+/// power switch, firmware image, versions, serial number, kill scripts; in the replay of a recording, its
+/// firmware images. Then makes the changes asked for.
 /// Throws std::system_error naming the file that could not be made or read.
 void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options);
 

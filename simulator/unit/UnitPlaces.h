@@ -14,6 +14,9 @@ inline constexpr char c_Temporary[] = "/tmp";
 inline constexpr std::array<const char*, 6> c_UnitPlaces = {"/corvane", "/dev",      "/proc",
                                                             "/sys",     c_Temporary, "/unit"};
 
+/// Where a replay keeps the contents of the files that a recorded program read, by their numbers.
+inline constexpr char c_RecordedFiles[] = "/unit/recorded/";
+
 /// Beginnings of the unit's device nodes.
 inline constexpr std::array<std::string_view, 2> c_UnitNodes = {"/dev/LSfpga", "/dev/ttyO"};
 

@@ -105,6 +105,8 @@ void CountCalls(const CCallFaults& calls, const UnitTrees_T& trees, Sandbox_T& s
     for (auto& [name, value] : sandbox.environment) {
         value.insert(0, name == c_Preload ? std::string(c_CallLibrary) + ":" : "");
     }
+    const fs::path recorded = fs::path(c_RecordedFiles).parent_path();
+    sandbox.bindings.push_back({trees.directory / recorded.filename(), recorded});
     for (const auto& variable : CCallFaults::Environment(c_UnitDirectory)) {
         const fs::path file = variable.second;
         sandbox.bindings.push_back({trees.directory / file.filename(), file, Access_T::Write});

@@ -222,8 +222,10 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     CFaultPlan faults(options.faults);
     const CUnitDirectory directory;
     std::optional<CCallFaults> calls;
-    if (!options.calls.empty() || !faults.OfCalls().empty()) {
-        calls.emplace(directory.Path(), faults);
+    const std::vector<TraceAccess_T> files =
+        options.replay ? options.replay->files : std::vector<TraceAccess_T>();
+    if (!options.calls.empty() || !faults.OfCalls().empty() || !files.empty()) {
+        calls.emplace(directory.Path(), faults, files);
     }
     UnitRun_T run{};
     std::optional<CRequestedFile> traceFile, truthFile, countsFile,
@@ -296,6 +298,10 @@ UnitRun_T RunOnVirtualUnit(const Options_T& options)
     std::ranges::copy(faults.Untriggered(), std::back_inserter(run.complaints));
     if (const std::string difference = replay ? replay->Finish() : ""; !difference.empty()) {
         run.complaints.push_back("the program departs from the trace: " + difference);
+    }
+    for (const std::string& lack : calls ? calls->Lacks() : std::vector<std::string>()) {
+        run.complaints.push_back("the trace lacks what the program asks for: " +
+                                 Excerpt(lack, c_LongestComplaint));
     }
     if (!options.keep.empty()) {
         KeepFiles(trees, options.keep);

@@ -1,11 +1,10 @@
 #include "simulator/faults/calls/CallFiles.h"
 
-#include "simulator/faults/calls/CallPlan.h"
 #include "simulator/unit/UnitPlaces.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <unistd.h>
 
@@ -19,45 +18,6 @@ constinit std::array<Descriptor_T, c_FollowedDescriptors> s_Descriptors{};
 
 int s_ArgumentCount = 0;
 char** s_Arguments = nullptr;
-
-/// A path made absolute, without "." and ".." in it; empty when it is too long.
-class CPlainPath
-{
-public:
-    explicit CPlainPath(std::string_view path)
-    {
-        const int errorBefore = errno;
-        if (!path.starts_with('/') && ::getcwd(m_Text.data(), m_Text.size()) != nullptr) {
-            m_Size = std::strlen(m_Text.data());
-        }
-        errno = errorBefore;
-        while (!path.empty() && !m_IsTooLong) {
-            const std::size_t size = std::min(path.find('/'), path.size());
-            Append({path.data(), size});
-            path.remove_prefix(std::min(size + 1, path.size()));
-        }
-    }
-
-    std::string_view Text() const { return {m_Text.data(), m_IsTooLong ? 0 : m_Size}; }
-
-private:
-    void Append(std::string_view name)
-    {
-        if (name == "..") {
-            m_Size = std::min(Text().rfind('/'), m_Size);
-        } else if (m_Size + name.size() + 1 > m_Text.size()) {
-            m_IsTooLong = true;
-        } else if (!name.empty() && name != ".") {
-            m_Text[m_Size] = '/';
-            std::ranges::copy(name, m_Text.begin() + static_cast<std::ptrdiff_t>(m_Size) + 1);
-            m_Size += name.size() + 1;
-        }
-    }
-
-    std::array<char, PATH_MAX> m_Text{};
-    std::size_t m_Size = 0;
-    bool m_IsTooLong = false;
-};
 
 bool IsArgument(std::string_view path)
 {
@@ -77,6 +37,33 @@ Descriptor_T* Find(int descriptor)
 }
 } // namespace
 
+CPlainPath::CPlainPath(std::string_view path)
+{
+    const int errorBefore = errno;
+    if (!path.starts_with('/') && ::getcwd(m_Text.data(), m_Text.size()) != nullptr) {
+        m_Size = std::strlen(m_Text.data());
+    }
+    errno = errorBefore;
+    while (!path.empty() && !m_IsTooLong) {
+        const std::size_t size = std::min(path.find('/'), path.size());
+        Append({path.data(), size});
+        path.remove_prefix(std::min(size + 1, path.size()));
+    }
+}
+
+void CPlainPath::Append(std::string_view name)
+{
+    if (name == "..") {
+        m_Size = std::min(Text().rfind('/'), m_Size);
+    } else if (m_Size + name.size() + 1 > m_Text.size()) {
+        m_IsTooLong = true;
+    } else if (!name.empty() && name != ".") {
+        m_Text[m_Size] = '/';
+        std::ranges::copy(name, m_Text.begin() + static_cast<std::ptrdiff_t>(m_Size) + 1);
+        m_Size += name.size() + 1;
+    }
+}
+
 void RememberArguments(int count, char** arguments)
 {
     s_ArgumentCount = count;
@@ -85,10 +72,11 @@ void RememberArguments(int count, char** arguments)
 
 CallTarget_T TargetOf(const char* path)
 {
-    if (path == nullptr || !IsCounting()) {
-        return CallTarget_T::None;
-    }
-    const CPlainPath plain(path);
+    return path == nullptr || !IsCounting() ? CallTarget_T::None : TargetOf(CPlainPath(path));
+}
+
+CallTarget_T TargetOf(const CPlainPath& plain)
+{
     if (IsUnitNode(plain.Text())) {
         return CallTarget_T::Device;
     }

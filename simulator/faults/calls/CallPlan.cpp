@@ -1,6 +1,7 @@
 #include "simulator/faults/calls/CallPlan.h"
 
 #include "simulator/ValueText.h"
+#include "simulator/faults/calls/CallFiles.h"
 
 #include <algorithm>
 #include <atomic>
@@ -24,6 +25,8 @@ constexpr int c_NoPlan = 3;
 constinit std::atomic<pid_t> s_Process{0}; // that is counted; 0: none
 constinit std::array<std::atomic<unsigned>, c_FaultOperationNames.size()> s_Counts{};
 constinit std::string_view s_Plan; // the file, mapped
+constinit bool s_HasFiles = false;
+constinit std::array<std::atomic<bool>, c_MostRecordedFiles> s_UsedFiles{}; // by number
 int s_Log = -1;
 
 /// One line of the plan.
@@ -83,7 +86,8 @@ std::string_view MapFile(const char* name)
 }
 
 /// Writes a line with one call, so that lines of threads do not mix.
-void Log(std::string_view operation, unsigned number, std::string_view specification)
+void Log(std::string_view operation, unsigned number, std::string_view specification,
+         std::string_view path = {})
 {
     std::array<char, 16> digits{};
     const char* const pEnd = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
@@ -92,6 +96,8 @@ void Log(std::string_view operation, unsigned number, std::string_view specifica
                                        {digits.data(), static_cast<std::size_t>(pEnd - digits.data())},
                                        specification.empty() ? "" : " ",
                                        specification,
+                                       path.empty() ? "" : " of ",
+                                       path,
                                        "\n"};
     std::array<iovec, std::size(pieces)> vector{};
     std::ranges::transform(pieces, vector.begin(), [](std::string_view piece) {
@@ -118,7 +124,31 @@ void BeginCounting()
     } else {
         ::syscall(SYS_close, log);
     }
+    s_HasFiles = s_Plan.starts_with(c_PlannedFile);
     s_Process = ::getpid();
+}
+
+bool HasRecordedFiles() { return s_HasFiles && IsCounting(); }
+
+std::optional<RecordedUse_T> TakeRecordedUse(std::string_view path, std::initializer_list<FileAccess> uses,
+                                             std::string_view call)
+{
+    for (std::string_view plan = s_Plan; !plan.empty();) {
+        const Line_T line = TakeLine(plan);
+        const auto number = NumberIn<unsigned>(line.number);
+        if (line.operation != c_PlannedFile || line.specification != path || !number ||
+            *number >= s_UsedFiles.size() || s_UsedFiles[*number].exchange(true)) {
+            continue;
+        }
+        const auto access = static_cast<FileAccess>(std::ranges::find(TraceWord::c_FileAccesses, line.kind) -
+                                                    TraceWord::c_FileAccesses.begin());
+        if (access == FileAccess::Failed || std::ranges::find(uses, access) != uses.end()) {
+            return RecordedUse_T{*number, access, NumberIn<int>(line.value).value_or(0)};
+        }
+        break;
+    }
+    Log(c_LogLack, 0, call, path);
+    return std::nullopt;
 }
 
 bool IsCounting() { return s_Process != 0 && s_Process == ::getpid(); }

@@ -1,6 +1,10 @@
 #pragma once
 
 #include "simulator/faults/FaultTable.h"
+#include "simulator/trace/TraceText.h"
+
+#include <initializer_list>
+#include <optional>
 
 // This directory is a library that is loaded into the program under test, in front of the C library. It does
 // not allocate, and it needs nothing but the C library at run time, whatever the program is built with.
@@ -17,9 +21,20 @@ struct CallEffect_T {
 /// Ends the process with a message when the plan cannot be read.
 void BeginCounting();
 
-/// Whether calls are counted. They are not in other programs, nor in a child before it becomes another
-/// program.
-bool IsCounting();
-
 /// Counts a call, writes it into the log and returns its faults. Leaves errno alone.
 CallEffect_T CountCall(FaultOperation_T operation);
+
+/// How the program used a file in the recording that is replayed.
+struct RecordedUse_T {
+    unsigned number; ///< of the use
+    FileAccess access;
+    int error; ///< of a Failed
+};
+
+/// Whether files are used as a recording says.
+bool HasRecordedFiles();
+
+/// The next recorded use of a file, which must be one of these or Failed. If there is none, writes into the
+/// log that the recording lacks this call.
+std::optional<RecordedUse_T> TakeRecordedUse(std::string_view path, std::initializer_list<FileAccess> uses,
+                                             std::string_view call);

@@ -1,15 +1,15 @@
 #include "simulator/faults/calls/CallFiles.h"
 #include "simulator/faults/calls/CallPlan.h"
+#include "simulator/faults/calls/NextCall.h"
+#include "simulator/unit/UnitPlaces.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <span>
@@ -20,15 +20,12 @@
 #include <termios.h>
 #include <unistd.h>
 
-/// Marks the declaration of a function that replaces the C library's function of this name. Our function has
-/// another name in the source, because headers redefine the C library's: 64-bit sizes, checked variants.
-#define SONARBENCH_REPLACES(name) __asm__(name) __attribute__((visibility("default")))
-
 extern "C" {
 int CountedOpen(const char* path, int flags, ...) SONARBENCH_REPLACES("open");
 int CountedOpen64(const char* path, int flags, ...) SONARBENCH_REPLACES("open64");
 int CheckedOpen(const char* path, int flags) SONARBENCH_REPLACES("__open_2");
 int CheckedOpen64(const char* path, int flags) SONARBENCH_REPLACES("__open64_2");
+int ReplayedAccess(const char* path, int mode) SONARBENCH_REPLACES("access");
 ssize_t CheckedRead(int descriptor, void* buffer, std::size_t size, std::size_t room)
     SONARBENCH_REPLACES("__read_chk");
 ssize_t CountedRead(int descriptor, void* buffer, std::size_t size) SONARBENCH_REPLACES("read");
@@ -44,38 +41,13 @@ std::FILE* CountedFdopen(int descriptor, const char* mode) SONARBENCH_REPLACES("
 
 namespace
 {
-/// The C library's function that was replaced.
-template <class Function_T>
-class CNextCall
-{
-public:
-    constexpr explicit CNextCall(const char* name) : m_Name(name) {}
-
-    template <class... Arguments_T>
-    auto operator()(Arguments_T... arguments)
-    {
-        Function_T* pFunction = m_pFunction;
-        if (pFunction == nullptr) {
-            pFunction = reinterpret_cast<Function_T*>(::dlsym(RTLD_NEXT, m_Name));
-            if (pFunction == nullptr) {
-                std::abort();
-            }
-            m_pFunction = pFunction;
-        }
-        return pFunction(arguments...);
-    }
-
-private:
-    const char* m_Name;
-    std::atomic<Function_T*> m_pFunction{nullptr};
-};
-
 using enum FaultOperation_T;
 
 constinit CNextCall<int(const char*, int, ...)> s_Open{"open"};
 constinit CNextCall<int(const char*, int, ...)> s_Open64{"open64"};
 constinit CNextCall<int(const char*, int)> s_CheckedOpen{"__open_2"};
 constinit CNextCall<int(const char*, int)> s_CheckedOpen64{"__open64_2"};
+constinit CNextCall<int(const char*, int)> s_Access{"access"};
 constinit CNextCall<ssize_t(int, void*, std::size_t)> s_Read{"read"};
 constinit CNextCall<ssize_t(int, void*, std::size_t, std::size_t)> s_CheckedRead{"__read_chk"};
 constinit CNextCall<ssize_t(int, const void*, std::size_t)> s_Write{"write"};
@@ -116,18 +88,49 @@ int Fail(int error)
     return -1;
 }
 
-/// Whether an open has a mode as its last argument.
-bool HasMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
+/// The path of a file that holds what a recorded use of a file read.
+class CRecordedPath
+{
+public:
+    explicit CRecordedPath(unsigned number)
+    {
+        constexpr std::string_view c_Directory = c_RecordedFiles;
+        std::ranges::copy(c_Directory, m_Text.begin());
+        std::to_chars(m_Text.data() + c_Directory.size(), m_Text.data() + m_Text.size(), number);
+    }
+    const char* Text() const { return m_Text.data(); }
 
+private:
+    std::array<char, 64> m_Text{};
+};
+
+/// Opens a file as it was in the recording that is replayed.
 template <class Next_T>
-int OpenWith(const Next_T& next, const char* path)
+int OpenRecorded(const Next_T& next, const char* path, int flags)
+{
+    const bool reads = (flags & O_ACCMODE) == O_RDONLY;
+    const auto use =
+        TakeRecordedUse(CPlainPath(path).Text(), {reads ? FileAccess::Read : FileAccess::Write}, "open");
+    if (!use) {
+        return Fail(ENOENT);
+    }
+    if (use->error != 0) {
+        return Fail(use->error);
+    }
+    return reads ? next(CRecordedPath(use->number).Text()) : next(path);
+}
+
+/// @param next  opens a path
+template <class Next_T>
+int OpenWith(const Next_T& next, const char* path, int flags)
 {
     const CallTarget_T target = TargetOf(path);
     const CallEffect_T effect = target != CallTarget_T::None ? Count(target, Open, FileOpen) : CallEffect_T{};
     if (effect.error != 0) {
         return Fail(effect.error);
     }
-    const int descriptor = next();
+    const bool isRecorded = target == CallTarget_T::File && HasRecordedFiles();
+    const int descriptor = isRecorded ? OpenRecorded(next, path, flags) : next(path);
     SetTarget(descriptor, target);
     return descriptor;
 }
@@ -254,7 +257,7 @@ int CountedOpen(const char* path, int flags, ...)
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm after other files
     const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return OpenWith([&] { return s_Open(path, flags, mode); }, path);
+    return OpenWith([&](const char* opened) { return s_Open(opened, flags, mode); }, path, flags);
 }
 
 int CountedOpen64(const char* path, int flags, ...)
@@ -264,17 +267,26 @@ int CountedOpen64(const char* path, int flags, ...)
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm after other files
     const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return OpenWith([&] { return s_Open64(path, flags, mode); }, path);
+    return OpenWith([&](const char* opened) { return s_Open64(opened, flags, mode); }, path, flags);
 }
 
 int CheckedOpen(const char* path, int flags)
 {
-    return OpenWith([&] { return s_CheckedOpen(path, flags); }, path);
+    return OpenWith([&](const char* opened) { return s_CheckedOpen(opened, flags); }, path, flags);
 }
 
 int CheckedOpen64(const char* path, int flags)
 {
-    return OpenWith([&] { return s_CheckedOpen64(path, flags); }, path);
+    return OpenWith([&](const char* opened) { return s_CheckedOpen64(opened, flags); }, path, flags);
+}
+
+int ReplayedAccess(const char* path, int mode)
+{
+    if (TargetOf(path) != CallTarget_T::File || !HasRecordedFiles()) {
+        return s_Access(path, mode);
+    }
+    const auto use = TakeRecordedUse(CPlainPath(path).Text(), {FileAccess::Found}, "search");
+    return use && use->error == 0 ? 0 : Fail(use ? use->error : ENOENT);
 }
 
 ssize_t CountedRead(int descriptor, void* buffer, std::size_t size)
