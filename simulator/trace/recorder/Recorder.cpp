@@ -11,6 +11,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <glob.h>
+#include <initializer_list>
 #include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
@@ -43,6 +44,7 @@ struct Node_T {
     std::size_t pieceCount = 0;
     bool isNewPiece = true;             ///< the last read left nothing to read
     bool hasTimedOut = false;           ///< a wait ended without anything to read
+    unsigned readyPoll = 0;             ///< number of the last wait that ended with something to read
     std::chrono::nanoseconds lastEnd{}; ///< of the last operation or read
     CBuffer image;                      ///< since the last operation
     int imageError = 0;
@@ -122,33 +124,43 @@ void Keep(CBuffer& buffer, const void* pBytes, std::size_t size)
     }
 }
 
-/// Counts an operation; if it failed, the trace gets a fault of that kind.
-void Count(FaultOperation_T operation, std::string_view kind)
+/// Writes a line of these words.
+void EmitWords(std::initializer_list<std::string_view> words)
 {
-    const unsigned number = ++s_Counts[static_cast<std::size_t>(operation)];
-    if (kind.empty()) {
-        return;
-    }
-    std::array<char, 16> digits{};
-    const char* const pEnd = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-    const std::string_view words[] = {TraceWord::c_Fault,
-                                      NameOf(operation),
-                                      ":",
-                                      {digits.data(), static_cast<std::size_t>(pEnd - digits.data())},
-                                      "=",
-                                      kind,
-                                      "\n"};
     s_Line.Clear();
     for (const std::string_view word : words) {
         Keep(s_Line, word.data(), word.size());
     }
+    Keep(s_Line, "\n", 1);
     Emit(s_Line.Text(), s_Line.Text() + s_Line.Size());
 }
 
-void Count(FaultOperation_T operation, int error)
+void EmitFault(FaultOperation_T operation, unsigned number, std::string_view kind)
+{
+    std::array<char, 16> digits{};
+    const char* const pEnd = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    EmitWords({TraceWord::c_Fault,
+               NameOf(operation),
+               ":",
+               {digits.data(), static_cast<std::size_t>(pEnd - digits.data())},
+               "=",
+               kind});
+}
+
+/// Counts an operation. If it failed, the trace gets a fault of that kind. Returns its number.
+unsigned Count(FaultOperation_T operation, std::string_view kind)
+{
+    const unsigned number = ++s_Counts[static_cast<std::size_t>(operation)];
+    if (!kind.empty()) {
+        EmitFault(operation, number, kind);
+    }
+    return number;
+}
+
+unsigned Count(FaultOperation_T operation, int error)
 {
     const char* const pName = error != 0 ? ::strerrorname_np(error) : "";
-    Count(operation, pName != nullptr ? pName : "");
+    return Count(operation, std::string_view(pName != nullptr ? pName : ""));
 }
 
 Node_T* NodeOf(int descriptor)
@@ -325,15 +337,7 @@ bool ReadPattern(std::string_view pattern, CBuffer& image)
 }
 
 /// Writes a line that says what the recording lacks.
-void EmitLack(std::string_view what)
-{
-    s_Line.Clear();
-    for (const std::string_view word :
-         {TraceWord::c_About, TraceWord::c_Lacks, what, std::string_view("\n")}) {
-        Keep(s_Line, word.data(), word.size());
-    }
-    Emit(s_Line.Text(), s_Line.Text() + s_Line.Size());
-}
+void EmitLack(std::string_view what) { EmitWords({TraceWord::c_About, TraceWord::c_Lacks, what}); }
 
 void Finish()
 {
@@ -450,15 +454,20 @@ void RecordRead(int descriptor, const void* pBytes, std::size_t wanted, ssize_t 
     if (pNode == nullptr) {
         return;
     }
+    Node_T& node = *pNode;
     if (count == 0 && wanted > 0) {
         Count(Read, NameOf(CallKind_T::Zero));
     } else {
         Count(Read, call.Error());
     }
     if (size == 0) {
+        if (node.readyPoll != 0) { // for nothing that a replay could let it read
+            EmitFault(Poll, node.readyPoll, NameOf(CallKind_T::Lying));
+            node.readyPoll = 0;
+        }
         return;
     }
-    Node_T& node = *pNode;
+    node.readyPoll = 0;
     Keep(node.read, pBytes, size);
     const RealTimes_T times = call.Times();
     if (node.isNewPiece && node.pieceCount < c_MostPieces) {
@@ -539,8 +548,14 @@ void RecordPoll(std::span<const pollfd> entries, int ready, const CRecordedCall&
             pNode->hasTimedOut = pNode->hasTimedOut || ready == 0;
         }
     }
-    if (isDevice) {
-        Count(Poll, call.Error());
+    if (!isDevice) {
+        return;
+    }
+    const unsigned number = Count(Poll, call.Error());
+    for (const pollfd& entry : entries) {
+        if (Node_T* const pNode = NodeOf(entry.fd); pNode != nullptr && ready > 0 && entry.revents != 0) {
+            pNode->readyPoll = number;
+        }
     }
 }
 
