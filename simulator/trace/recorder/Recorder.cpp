@@ -359,6 +359,31 @@ void Finish()
     GiveUp();
 }
 
+/// Gives the variable the value that it had without this library.
+void RemoveFromPreload()
+{
+    constexpr char c_Preload[] = "LD_PRELOAD";
+    static std::array<char, 2 * PATH_MAX> s_Others{};
+    const char* const pPreload = std::getenv(c_Preload);
+    const std::string_view list = pPreload != nullptr ? pPreload : "";
+    const std::size_t name = list.find(c_RecordingLibrary);
+    if (name == list.npos || list.size() >= s_Others.size()) {
+        return;
+    }
+    const std::size_t begin = list.rfind(':', name) + 1; // 0 if there is none
+    const std::size_t end = std::min(list.find(':', name) + 1, list.size() + 1);
+    const std::string_view after = end == 0 ? "" : list.substr(std::min(end, list.size()));
+    std::size_t size = begin - (begin > 0 && after.empty() ? 1 : 0);
+    std::ranges::copy(list.substr(0, size), s_Others.begin());
+    std::ranges::copy(after, s_Others.begin() + static_cast<std::ptrdiff_t>(size));
+    size += after.size();
+    if (size == 0) {
+        ::unsetenv(c_Preload);
+    } else {
+        ::setenv(c_Preload, s_Others.data(), 1);
+    }
+}
+
 long TakeNumber(const char*& pText)
 {
     char* pEnd = nullptr;
@@ -372,7 +397,6 @@ bool IsCounting() { return s_Process != 0 && s_Process == ::getpid(); }
 
 void BeginRecording(int count, char** arguments)
 {
-    constexpr char c_Preload[] = "LD_PRELOAD";
     const char* pSettings = std::getenv(c_RecordingVariable);
     if (pSettings == nullptr) {
         return;
@@ -380,19 +404,11 @@ void BeginRecording(int count, char** arguments)
     const long process = TakeNumber(pSettings);
     s_File = static_cast<int>(TakeNumber(pSettings));
     s_StatusPlace = static_cast<off_t>(TakeNumber(pSettings));
-    s_Begin = std::chrono::nanoseconds(0);
-    if (process != ::getpid()) {
+    if (process != ::getpid() || std::string_view(program_invocation_short_name) != pSettings + 1) {
         return;
     }
     ::fcntl(s_File, F_SETFD, FD_CLOEXEC);
-    // This library's name is the first.
-    const char* const pPreload = std::getenv(c_Preload);
-    const char* const pOthers = pPreload != nullptr ? std::strchr(pPreload, ':') : nullptr;
-    if (pOthers != nullptr) {
-        ::setenv(c_Preload, pOthers + 1, 1);
-    } else {
-        ::unsetenv(c_Preload);
-    }
+    RemoveFromPreload();
     ::unsetenv(c_RecordingVariable);
     RememberArguments(count, arguments);
     s_Begin = Now();

@@ -17,6 +17,9 @@
 /// that says whether it is complete.
 inline constexpr char c_RecordingVariable[] = "SONARBENCH_RECORDING";
 
+/// The library's file.
+inline constexpr char c_RecordingLibrary[] = "libsonarbench-trace.so";
+
 /// Begins to record if this process is the one that the environment names, and gives the process the
 /// environment that it would have without the recorder.
 void BeginRecording(int count, char** arguments);

@@ -28,7 +28,6 @@ constexpr char c_Usage[] = "Usage: sonarbench-trace FILE COMMAND [ARGUMENT]...\n
                            "Runs the command, and records in FILE what it does with the unit's devices and "
                            "files.\n"
                            "sonarbench-sim --replay FILE repeats the run without the unit.\n";
-constexpr char c_Library[] = "libsonarbench-trace.so";
 constexpr char c_EmulatorVariable[] = "SONARBENCH_EMULATOR";
 constexpr int c_WrongUsage = 2, c_CannotRun = 126, c_NotFound = 127;
 /// Far above the descriptors that the program uses.
@@ -161,7 +160,8 @@ bool FindLibrary(Text_T& path)
     }
     *std::strrchr(own.data(), '/') = '\0';
     for (const char* const place : {".", SONARBENCH_LIBRARY_FROM_PROGRAMS}) {
-        const int size = std::snprintf(path.data(), path.size(), "%s/%s/%s", own.data(), place, c_Library);
+        const int size =
+            std::snprintf(path.data(), path.size(), "%s/%s/%s", own.data(), place, c_RecordingLibrary);
         if (size < static_cast<int>(path.size()) && ::access(path.data(), R_OK) == 0) {
             return true;
         }
@@ -170,7 +170,7 @@ bool FindLibrary(Text_T& path)
 }
 
 /// Makes the library record what this process becomes.
-void LoadLibrary(int trace, long statusPlace)
+void LoadLibrary(int trace, long statusPlace, const char* program)
 {
     constexpr char c_Preload[] = "LD_PRELOAD";
     Text_T path{};
@@ -178,12 +178,13 @@ void LoadLibrary(int trace, long statusPlace)
         std::fprintf(stderr,
                      "sonarbench-trace: %s is missing, or blanks or colons are in its path; the "
                      "command runs without a trace\n",
-                     c_Library);
+                     c_RecordingLibrary);
         return;
     }
-    std::array<char, 64> settings{};
-    std::snprintf(settings.data(), settings.size(), "%d %d %ld", static_cast<int>(::getpid()), trace,
-                  statusPlace);
+    Text_T settings{};
+    const char* const pSlash = std::strrchr(program, '/');
+    std::snprintf(settings.data(), settings.size(), "%d %d %ld %s", static_cast<int>(::getpid()), trace,
+                  statusPlace, pSlash != nullptr ? pSlash + 1 : program);
     ::setenv(c_RecordingVariable, settings.data(), 1);
     if (const char* const pOthers = std::getenv(c_Preload); pOthers != nullptr) {
         const std::size_t size = std::strlen(path.data());
@@ -249,7 +250,7 @@ int main(int argc, char** argv)
     }
     long statusPlace = 0;
     if (const int trace = MakeTrace(argv[1], argv + 2, statusPlace); trace >= 0) {
-        LoadLibrary(trace, statusPlace);
+        LoadLibrary(trace, statusPlace, argv[2]);
     }
     Become(argv + 2);
     const int error = errno;
