@@ -29,8 +29,11 @@ function(sonarbench_install_completion program)
           COMPONENT tools)
 endfunction()
 
-install(TARGETS sonarbench RUNTIME COMPONENT sonarbench)
+install(TARGETS sonarbench sonarbench-trace RUNTIME COMPONENT sonarbench)
+# sonarbench-trace looks for it here.
+install(TARGETS sonarbench-trace-library LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/sonarbench COMPONENT sonarbench)
 sonarbench_install_manual(sonarbench sonarbench)
+sonarbench_install_manual(sonarbench-trace sonarbench)
 
 if(SONARBENCH_SIMULATOR)
   install(TARGETS sonarbench-sim RUNTIME COMPONENT tools)

@@ -21,7 +21,8 @@ sonarbench_package(
   sonarbench sonarbench "" "${PROJECT_DESCRIPTION}"
   "sonarbench runs one test of the production line on a sonar product's own\n\
 computer: it switches the sonar on, talks to its FPGA, and prints what it\n\
-observed and a verdict for the test station.")
+observed and a verdict for the test station. sonarbench-trace records such a\n\
+run, so that it can be repeated without the product.")
 # No ELF header names the programs that the virtual unit starts and the library that it loads: umockdev for its device
 # nodes, and bubblewrap or proot for its file system, whichever the machine permits. The same goes for Qt's drivers for
 # the results database.

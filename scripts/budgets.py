@@ -16,11 +16,15 @@ BUILD = pathlib.Path("build/release").resolve()
 BIN = BUILD / "bin"
 OUT = BUILD / "budgets"
 SIMULATOR, PROGRAM, PROBE = BIN / "sonarbench-sim", BIN / "sonarbench", BIN / "sonarbench-probe"
+RECORDER = BIN / "sonarbench-trace"
 STATION, TRANSCRIPTS = BIN / "sonarbench-station", BIN / "sonarbench-transcripts"
 FULL, SHORT = pathlib.Path("examples/full.txt"), pathlib.Path("examples/short.txt")
 BATTERY = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw"
 # Instructions depend on how much environment there is to search.
 ENVIRONMENT = {"PATH": "/usr/bin:/bin"}
+
+# The library by which the simulator gives devices is left out.
+BARE = "unset LD_PRELOAD UMOCKDEV_DIR"
 
 FEW, SOME, MOST = 1024, 65536, 1048560
 SAMPLE_BYTES = 2
@@ -68,8 +72,8 @@ def script(name, *lines):
     return path
 
 
-def on_unit(product, wrapper, *arguments, options=()):
-    return run(SIMULATOR, "--product", product, *options, "--write", OUT, "--program", wrapper, *arguments)
+def on_unit(product, wrapper, *arguments, options=(), statuses=(0,)):
+    return run(SIMULATOR, "--product", product, *options, "--write", OUT, "--program", wrapper, *arguments, statuses=statuses)
 
 
 def counted(program):
@@ -94,7 +98,7 @@ def total():
 @functools.cache
 def start(program, *arguments):
     """Instructions on the files of a virtual unit alone, without the library by which the simulator gives devices."""
-    bare = script("bare", "unset LD_PRELOAD UMOCKDEV_DIR", shell(counted(program)))
+    bare = script("bare", BARE, shell(counted(program)))
     on_unit("QL4K", bare, *arguments)
     return total()
 
@@ -103,6 +107,24 @@ def start(program, *arguments):
 def command(product, *arguments):
     on_unit(product, script("counted", shell(counted(PROGRAM))), *arguments)
     return total()
+
+
+def recorded(product, *arguments, before=""):
+    """Instructions of a recorded run: of the program with the library, and of sonarbench-trace."""
+    for file in OUT.glob("recorded.*"):
+        file.unlink()
+    # The program has the process of sonarbench-trace, and so its file; the shells have others.
+    words = ["valgrind", "--trace-children=yes", "--tool=callgrind", f"--callgrind-out-file={OUT}/recorded.%p.callgrind"]
+    trace = OUT / "recorded.trace"
+    on_unit(product, script("recorded", before, shell([*words, str(RECORDER), str(trace), str(PROGRAM)])), *arguments)
+    if "recording complete" not in trace.read_text():
+        sys.exit(f"the recorder did not record {arguments}")
+    files = [file.read_text() for file in OUT.glob("recorded.*.callgrind")]
+    program, = (text for text in files if re.search(rf"^cmd: +{PROGRAM} ", text, re.M))
+    # It ends with 127 because there is no such command.
+    starter = script("starter", BARE, shell([*counted(RECORDER), str(trace), "/nonexistent"]))
+    on_unit(product, starter, *arguments, statuses=(127,))
+    return int(re.search(r"^totals: (\d+)", program, re.M)[1]) + total()
 
 
 @functools.cache
@@ -265,6 +287,14 @@ def measure_commands():
             print(f"    at one a nanosecond {beyond * 1e-9 / seconds:.1%} of the {seconds * 1e3:.3f} ms that its bytes need")
 
 
+def measure_recorder():
+    plain = start(PROGRAM, "batteryvoltage")
+    row("sonarbench-trace: instructions, batteryvoltage", recorded("QL4K", "batteryvoltage", before=BARE) / plain, 1.1, "", 3)
+    for words in (f"xkping {SHORT} 0 1", f"xkping {FULL} 0 1"):
+        ratio = recorded("QL4K", *words.split()) / command("QL4K", *words.split())
+        row(f"sonarbench-trace: instructions, {words}", ratio, 1.1, "over those of the run itself", 3)
+
+
 @functools.cache
 def line_of(units):
     """A transcript of so many units: two pings, as the shipped limits are for, and two readings of each."""
@@ -364,6 +394,7 @@ def main():
     measure_table()
     measure_samples()
     measure_commands()
+    measure_recorder()
     measure_station()
     measure_import()
     row("sonarbench: bytes when stripped", stripped_size(PROGRAM), 320 * KIB)

@@ -29,6 +29,7 @@ public:
     void Take(std::string_view text);
     TraceFile_T Finish();
     std::size_t At() const { return m_At; }
+    bool IsUnfinished() const { return m_Trace.recording == Recording::Unfinished; }
 
 private:
     struct Direction_T;
@@ -326,7 +327,9 @@ TraceFile_T ReadTrace(std::istream& stream, const std::string& name)
     CReader reader(name);
     try {
         for (std::string line; std::getline(stream, line);) {
-            reader.Take(line);
+            if (!stream.eof() || !reader.IsUnfinished()) { // otherwise it broke off in this line
+                reader.Take(line);
+            }
         }
         return reader.Finish();
     } catch (const std::runtime_error& error) {

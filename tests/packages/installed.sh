@@ -24,7 +24,10 @@ typed() {
 
 help=$(cd / && { sonarbench 2>&1 || true; })
 expect 'the program answers' '*batteryvoltage*' "$help"
-for page in sonarbench sonarbench-station sonarbench-sim; do
+# An emulated system starts the program, too, because its kernel starts the emulator.
+(cd / && sonarbench-trace /tmp/recording sonarbench batteryvoltage >/dev/null 2>&1) || true
+expect 'a recording' '*recording complete*file failed !ENOENT /sys/*' "$(cat /tmp/recording 2>&1)"
+for page in sonarbench sonarbench-station sonarbench-sim sonarbench-trace; do
     text=$(MANWIDTH=80 man "$page" 2>&1)
     expect "man $page" "${page^^}(1)*NAME*SYNOPSIS*EXIT STATUS*SEE ALSO*" "$text"
     [[ $text != *warning* ]] || expect "man $page without warnings" '' "$text"

@@ -193,47 +193,60 @@ void LoadLibrary(int trace, long statusPlace, const char* program)
     ::setenv(c_Preload, path.data(), 1);
 }
 
-/// The processor that a file is built for.
-bool ReadProcessor(const char* path, Elf32_Ehdr& header)
+/// Finds a command as execvp() does. Returns false if there is none.
+bool FindCommand(const char* command, Text_T& path)
 {
-    Text_T text{};
-    const std::string_view head = Contents(path, text).substr(0, sizeof header);
-    std::memcpy(&header, head.data(), head.size());
-    return head.size() == sizeof header;
+    std::string_view places = std::strchr(command, '/') == nullptr ? std::getenv("PATH") : "";
+    std::snprintf(path.data(), path.size(), "%s", command);
+    while (!places.empty()) {
+        const std::string_view place = places.substr(0, places.find(':'));
+        places.remove_prefix(std::min(place.size() + 1, places.size()));
+        std::snprintf(path.data(), path.size(), "%.*s/%s", static_cast<int>(place.size()), place.data(),
+                      command);
+        if (::access(path.data(), X_OK) == 0) {
+            return true;
+        }
+    }
+    return ::access(path.data(), X_OK) == 0;
 }
 
-/// Becomes the command; returns only if it could not. A program for an emulated processor gets the emulator's
-/// words in front of it.
+/// The number of the processor that a program is built for, 0 if it is no program.
+int ProcessorOf(const char* path)
+{
+    Text_T text{};
+    Elf32_Ehdr header{}; // the number is at the same place in files of both widths
+    const std::string_view head = Contents(path, text).substr(0, sizeof header);
+    std::memcpy(&header, head.data(), head.size());
+    return header.e_machine;
+}
+
+/// Becomes the command; returns only if it could not. A program for an emulated processor gets the words of
+/// the emulator in front of it, as sonarbench-sim does it.
 void Become(char** words)
 {
-    constexpr std::size_t c_MostWords = 1024;
-    static std::array<char*, c_MostWords> s_All{};
-    std::size_t count = 0;
-    const auto add = [&](char* word) {
-        s_All[count] = word;
-        count += count + 1 < s_All.size() ? 1 : 0;
-    };
-    Elf32_Ehdr own{};
-    Elf32_Ehdr program{};
-    char* pEmulator = std::getenv(c_EmulatorVariable);
-    if (pEmulator == nullptr || !ReadProcessor("/proc/self/exe", own) || !ReadProcessor(words[0], program) ||
-        own.e_machine != program.e_machine) {
+    static std::array<char*, 1024> s_Words{};
+    static std::array<char, 3> s_NameOption{"-0"};
+    static Text_T s_Path{};
+    char* const pEmulator = std::getenv(c_EmulatorVariable);
+    if (pEmulator == nullptr || !FindCommand(words[0], s_Path) ||
+        ProcessorOf(s_Path.data()) != ProcessorOf("/proc/self/exe")) {
         ::execvp(words[0], words);
         return;
     }
-    static char s_NameOption[] = "-0";
+    std::size_t count = 0;
+    const auto add = [&](char* word) { s_Words[std::min(count++, s_Words.size() - 2)] = word; };
     char* pRest = nullptr;
     for (char* pWord = ::strtok_r(::strdup(pEmulator), " ", &pRest); pWord != nullptr;
          pWord = ::strtok_r(nullptr, " ", &pRest)) {
         add(pWord);
     }
-    for (char* const word : {s_NameOption, words[0]}) {
-        add(word);
-    }
-    for (; *words != nullptr; ++words) {
+    add(s_NameOption.data());
+    add(words[0]);
+    add(s_Path.data());
+    for (++words; *words != nullptr; ++words) {
         add(*words);
     }
-    ::execvp(s_All[0], s_All.data());
+    ::execvp(s_Words[0], s_Words.data());
 }
 } // namespace
 
