@@ -32,7 +32,8 @@ NOT_RUN = [
 
 # Pages that are read next to a unit, where "sonarbench" and "./sonarbench" are the program on the unit. In its place
 # the test has a virtual unit of a product that the command is for. It fails if the unit does.
-AT_A_UNIT = ["docs/station.md", "packaging/man/sonarbench.1", "packaging/man/sonarbench-station.1"]
+AT_A_UNIT = ["docs/station.md", "packaging/man/sonarbench.1", "packaging/man/sonarbench-station.1",
+             "packaging/man/sonarbench-trace.1"]
 UNIT = """#!/bin/bash
 case ${1-} in
     ping) product=Varrow ;;
@@ -42,6 +43,13 @@ esac
 printed=$(sonarbench-sim --product "$product" "$@") || exit
 printf '%s\\n' "$printed"
 grep -qE '^Test Result: (Test Passed|Operation Performed)[.]$' <<<"$printed"
+"""
+# On a virtual unit, sonarbench-trace has to be started there.
+RECORDER = f"""#!/bin/bash
+exec sonarbench-sim --no-isolation --write . --program "${{0%/*}}/on-unit" "$@"
+"""
+ON_UNIT = f"""#!/bin/bash
+PATH={PROGRAMS}:$PATH exec {PROGRAMS}/sonarbench-trace "$1" sonarbench "${{@:3}}"
 """
 # Leaves out the host, and takes the program from PATH.
 SSH = """#!/bin/bash
@@ -159,6 +167,9 @@ def prepare(page, place):
     if page != "README.md": # which starts without installed programs
         for program in ("sonarbench", "sonarbench-sim", "sonarbench-station"):
             (bin_ / program).symlink_to(PROGRAMS / program)
+        for name, text in (("sonarbench-trace", RECORDER), ("on-unit", ON_UNIT)):
+            (bin_ / name).write_text(text)
+            (bin_ / name).chmod(0o755)
     if page in AT_A_UNIT:
         (bin_ / "sonarbench").unlink()
         shutil.copy("examples/short.txt", home) # as the pages say

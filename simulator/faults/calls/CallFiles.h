@@ -33,7 +33,8 @@ public:
 private:
     void Append(std::string_view name);
 
-    std::array<char, PATH_MAX> m_Text{};
+    std::array<char, PATH_MAX>
+        m_Text; ///< the first m_Size bytes count; clearing all would take longer than the rest
     std::size_t m_Size = 0;
     bool m_IsTooLong = false;
 };
