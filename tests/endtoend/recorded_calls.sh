@@ -13,4 +13,4 @@ calls+='^fclose$|^close$|^(f|eu)?access|^(__x)?[fl]?stat|system$|spawn|^exec|^v?
 harmless='^(fdopen|fclose|fwrite|fread|stat|stat64|fstat|fstat64|opendir|tcgetattr|tcflush|mmap|mmap64)$'
 missing=$(grep -E "$calls" <<<"$made" | grep -vE "$harmless" | grep -vxF "$replaced" || true)
 [[ $(grep -cE "$calls" <<<"$made") -ge 10 ]] || { echo "$1 seems to make no calls" >&2; exit 1; }
-[[ -z $missing ]] || { printf 'the recorder does not know: %s\n' $missing >&2; exit 1; }
+[[ -z $missing ]] || { echo "the recorder does not know: ${missing//$'\n'/ }" >&2; exit 1; }

@@ -124,7 +124,8 @@ void BeginCounting()
     } else {
         ::syscall(SYS_close, log);
     }
-    s_HasFiles = s_Plan.starts_with(c_PlannedFile);
+    std::string_view first = s_Plan;
+    s_HasFiles = TakeLine(first).operation == c_PlannedFile; // such lines come first
     s_Process = ::getpid();
 }
 
