@@ -30,7 +30,8 @@ void WriteRecorded(const fs::path& directory, const std::vector<TraceAccess_T>& 
     std::size_t number = 0;
     for (const TraceAccess_T& file : files) {
         const auto access = TraceWord::c_FileAccesses[static_cast<std::size_t>(file.access)];
-        plan << c_PlannedFile << ' ' << number << ' ' << access << ' ' << file.error << ' ' << file.path << '\n';
+        plan << c_PlannedFile << ' ' << number << ' ' << access << ' ' << file.error << ' ' << file.path
+             << '\n';
         if (file.access == FileAccess::Read) {
             const fs::path place = directory / std::to_string(number);
             std::ofstream contents(place, std::ios::binary);
