@@ -219,6 +219,8 @@ struct OptionSet_T {
     QCommandLineOption keep{u"keep"_s, u"Keeps the unit's files in a new directory."_s, u"DIR"_s};
     QCommandLineOption program{u"program"_s, u"The program to run (default: sonarbench next to this one)."_s,
                                u"PATH"_s};
+    QCommandLineOption shell{u"shell"_s,
+                             u"Runs the command itself, with sonarbench on its PATH (default: a shell)."_s};
     QCommandLineOption write{u"write"_s,
                              u"Lets the program change a directory of this machine. Repeatable."_s, u"DIR"_s};
     QCommandLineOption noIsolation{
@@ -376,16 +378,23 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     for (const QString& name : parser.values(set.write)) {
         options.writable.push_back(WritableDirectory(BytesOf(name)));
     }
+    options.isShell = parser.isSet(set.shell);
+    if (options.isShell && options.arguments.empty()) {
+        options.arguments.emplace_back("sh");
+    }
     options.mayBeOpen = parser.isSet(set.noIsolation);
     CheckFiles(options);
     const QByteArray here = QFile::encodeName(QCoreApplication::applicationDirPath());
     const fs::path own = fs::path(here.toStdString()) / "sonarbench";
     if (options.program.empty()) {
-        CheckFileChanges(options);
+        if (!options.isShell) {
+            CheckFileChanges(options);
+        }
         options.program = own;
     }
     std::error_code isMissing;
-    options.isOwnProgram = options.program == own || fs::equivalent(options.program, own, isMissing);
+    options.isOwnProgram =
+        !options.isShell && (options.program == own || fs::equivalent(options.program, own, isMissing));
     return options;
 }
 
@@ -394,7 +403,8 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
 void CheckCommand(CCommandLine& line, const OptionSet_T& set, const QStringList& arguments)
 {
     const QStringList words = line.Parser().positionalArguments();
-    if (words.isEmpty() || arguments[arguments.size() - words.size() - 1] == u"--") {
+    const bool isShell = line.Parser().isSet(set.shell);
+    if (isShell || words.isEmpty() || arguments[arguments.size() - words.size() - 1] == u"--") {
         return;
     }
     for (const QString& word : words) {
@@ -428,8 +438,8 @@ std::optional<Options_T> ReadOptions(const QStringList& arguments)
     line.Parser().setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     for (const QCommandLineOption* const pOption :
          {&set.product, &set.listProducts, &set.firmwareVersion, &set.scene, &set.truth, &set.trace,
-          &set.replay, &set.listFaults, &set.calls, &set.report, &set.keep, &set.program, &set.noIsolation,
-          &set.timeLimit}) {
+          &set.replay, &set.listFaults, &set.calls, &set.report, &set.keep, &set.program, &set.shell,
+          &set.noIsolation, &set.timeLimit}) {
         line.Add(*pOption);
     }
     for (const QCommandLineOption* const pOption :

@@ -29,17 +29,18 @@ struct Options_T {
     std::vector<FileChange_T> fileChanges;
     std::vector<Fault_T> faults; ///< in the order given
     std::uint8_t firmwareVersion = 1;
-    std::filesystem::path scene;                 ///< empty: the built-in scene
-    std::filesystem::path trace;                 ///< empty: no trace
-    std::filesystem::path truth;                 ///< empty: the truth of the pings is not written
-    std::optional<TraceFile_T> replay;           ///< the devices answer from it
-    std::filesystem::path calls;                 ///< empty: the operations are not written
-    std::filesystem::path report;                ///< empty: no page
-    std::filesystem::path keep;                  ///< empty: the unit's files are removed
-    std::filesystem::path program;               ///< the program to run on the unit
-    std::vector<std::string> arguments;          ///< the program's, byte for byte
-    bool isOwnProgram = true;                    ///< the sonarbench next to the simulator
-    bool mayBeOpen = false;                      ///< root may run another program that cannot be isolated
+    std::filesystem::path scene;        ///< empty: the built-in scene
+    std::filesystem::path trace;        ///< empty: no trace
+    std::filesystem::path truth;        ///< empty: the truth of the pings is not written
+    std::optional<TraceFile_T> replay;  ///< the devices answer from it
+    std::filesystem::path calls;        ///< empty: the operations are not written
+    std::filesystem::path report;       ///< empty: no page
+    std::filesystem::path keep;         ///< empty: the unit's files are removed
+    std::filesystem::path program;      ///< the program to run on the unit
+    std::vector<std::string> arguments; ///< the program's, byte for byte
+    bool isShell = false;     ///< the arguments are a command, to which the program is known as sonarbench
+    bool isOwnProgram = true; ///< only the sonarbench next to the simulator runs
+    bool mayBeOpen = false;   ///< root may run another program that cannot be isolated
     std::vector<std::filesystem::path> writable; ///< directories that the program may change, canonical
 };
 

@@ -157,6 +157,9 @@ Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const 
 
 std::vector<std::string> ProgramCommand(const Options_T& options)
 {
+    if (options.isShell) {
+        return options.arguments;
+    }
     std::vector<std::string> command = EmulatorOf(options.program);
     if (command.empty()) {
         command.emplace_back(c_ProgramName);

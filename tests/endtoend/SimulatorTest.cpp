@@ -308,6 +308,23 @@ TEST(Simulator, TheUnitHasItsOwnFilesTheCallersArgumentsAndKeepsWhatIsAskedFor)
     EXPECT_EQ(directory.Read("unit/VERSION"), "2.6.1\n");
 }
 
+TEST(Simulator, TheCommandsOfAShellShareOneUnit)
+{
+    const std::string script = "power=/sys/devices/platform/varrow/sonar_power; cat $power; "
+                               "sonarbench loadfpgabinary >first; cat $power; echo; "
+                               "for i in 1 2; do sonarbench xkping $1 0 1 >$i; tail -n 1 $i; done; "
+                               "cmp -s 1 2 || echo each ping hears something else; exit 7";
+    const auto run =
+        CVirtualUnit()
+            .Option("--no-isolation")
+            .Option("--shell")
+            .Run({"sh", "-c", "table=$PWD/examples/short.txt; cd /tmp; set -- $table; " + script});
+    const std::string passed = "Test Result: Test Passed.\n";
+    EXPECT_EQ(run.output, "0\n1\n" + passed + passed + "each ping hears something else\n");
+    EXPECT_EQ(run.status, 7) << run.errors;
+    EXPECT_EQ(run.Trace("image").size(), 3U);
+}
+
 TEST(Simulator, ParallelRunsDependOnlyOnTheSeedAndLeaveNoFiles)
 {
     const TemporaryDirectory scenes;
