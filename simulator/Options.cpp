@@ -209,6 +209,9 @@ struct OptionSet_T {
     QCommandLineOption trace{u"trace"_s, u"Writes one line for each operation on a device."_s, u"FILE"_s};
     QCommandLineOption replay{
         u"replay"_s, u"Lets the devices answer from a trace, which also names the product."_s, u"FILE"_s};
+    QCommandLineOption checkTrace{
+        u"check-trace"_s, u"Compares the answers in a trace with those of the virtual unit, and ends."_s,
+        u"FILE"_s};
     QCommandLineOption fault{u"fault"_s, u"Makes an operation fail; see below. Repeatable."_s, u"SPEC"_s};
     QCommandLineOption listFaults{u"list-faults"_s,
                                   u"Lists the faults, one line OPERATION KIND each, and ends."_s};
@@ -244,18 +247,16 @@ fs::path PathValue(const QCommandLineParser& parser, const QCommandLineOption& o
     return BytesOf(value);
 }
 
-/// Refuses a recording that cannot be replayed, and options about what it contains. Throws
-/// std::runtime_error or CUsageError.
+/// Refuses a recording that cannot be replayed, and options about what it contains.
 void CheckRecording(const TraceFile_T& trace, const QCommandLineParser& parser, const OptionSet_T& set)
 {
     if (trace.recording == Recording::Unfinished) {
-        throw std::runtime_error(
-            trace.name + ": the recording is unfinished: its program was killed, or its disk was full");
+        throw CUsageError(trace.name +
+                          ": the recording is unfinished: its program was killed, or its disk was full");
     }
     for (const TraceRemark_T& remark : trace.remarks) {
         if (remark.text.starts_with(TraceWord::c_Lacks)) {
-            throw std::runtime_error(PlaceIn(trace.name, remark.line) + "the recording " +
-                                     Excerpt(remark.text));
+            throw CUsageError(PlaceIn(trace.name, remark.line) + "the recording " + Excerpt(remark.text));
         }
     }
     for (const QCommandLineOption* const pOption : {&set.set, &set.copy, &set.remove, &set.firmwareVersion}) {
@@ -267,25 +268,32 @@ void CheckRecording(const TraceFile_T& trace, const QCommandLineParser& parser, 
     }
 }
 
-std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const OptionSet_T& set)
+std::optional<TraceFile_T> ReadTraceOption(const QCommandLineParser& parser, const QCommandLineOption& option)
 {
-    const fs::path file = PathValue(parser, set.replay);
+    const fs::path file = PathValue(parser, option);
     if (file.empty()) {
         return std::nullopt;
     }
+    try {
+        return ReadTraceFile(file);
+    } catch (const std::runtime_error& error) {
+        throw CUsageError(std::string(error.what()));
+    }
+}
+
+std::optional<TraceFile_T> ReadReplay(const QCommandLineParser& parser, const OptionSet_T& set)
+{
+    std::optional<TraceFile_T> trace = ReadTraceOption(parser, set.replay);
     for (const QCommandLineOption* const pOption : {&set.fault, &set.truth}) {
-        if (parser.isSet(*pOption)) {
+        if (trace && parser.isSet(*pOption)) {
             throw CUsageError(u"--%1 cannot go with --replay: the devices answer what the trace says"_s.arg(
                 pOption->names().first()));
         }
     }
-    try {
-        TraceFile_T trace = ReadTraceFile(file);
-        CheckRecording(trace, parser, set);
-        return trace;
-    } catch (const std::runtime_error& error) {
-        throw CUsageError(std::string(error.what()));
+    if (trace) {
+        CheckRecording(*trace, parser, set);
     }
+    return trace;
 }
 
 /// Whether two names are of one file, which may not exist yet. False for devices such as /dev/null.
@@ -344,10 +352,19 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     }
     options.replay = ReadReplay(parser, set);
     options.product = &ProductNamed(BytesOf(parser.value(set.product)));
-    if (const auto& replay = options.replay) {
-        const Product_T& replayed = ProductNamed(replay->unit, PlaceIn(replay->name, replay->unitLine));
-        options.product = parser.isSet(set.product) ? options.product : &replayed;
-        CheckDevices(*replay, *options.product);
+    options.check = ReadTraceOption(parser, set.checkTrace);
+    for (const auto* const pTrace : {&options.replay, &options.check}) {
+        if (const auto& trace = *pTrace) {
+            const Product_T& recorded = ProductNamed(trace->unit, PlaceIn(trace->name, trace->unitLine));
+            options.product = parser.isSet(set.product) ? options.product : &recorded;
+            CheckDevices(*trace, *options.product);
+        }
+    }
+    if (options.check) {
+        if (!parser.positionalArguments().isEmpty()) {
+            throw CUsageError(u"--%1 runs no command"_s.arg(set.checkTrace.names().first()));
+        }
+        return options;
     }
     options.firmwareVersion = FirmwareVersion(parser.value(set.firmwareVersion));
     // Removals come first, so that what is copied or set stays.
@@ -438,8 +455,8 @@ std::optional<Options_T> ReadOptions(const QStringList& arguments)
     line.Parser().setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     for (const QCommandLineOption* const pOption :
          {&set.product, &set.listProducts, &set.firmwareVersion, &set.scene, &set.truth, &set.trace,
-          &set.replay, &set.listFaults, &set.calls, &set.report, &set.keep, &set.program, &set.shell,
-          &set.noIsolation, &set.timeLimit}) {
+          &set.replay, &set.checkTrace, &set.listFaults, &set.calls, &set.report, &set.keep, &set.program,
+          &set.shell, &set.noIsolation, &set.timeLimit}) {
         line.Add(*pOption);
     }
     for (const QCommandLineOption* const pOption :

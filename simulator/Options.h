@@ -33,6 +33,7 @@ struct Options_T {
     std::filesystem::path trace;        ///< empty: no trace
     std::filesystem::path truth;        ///< empty: the truth of the pings is not written
     std::optional<TraceFile_T> replay;  ///< the devices answer from it
+    std::optional<TraceFile_T> check;   ///< nothing is run, but this trace is checked
     std::filesystem::path calls;        ///< empty: the operations are not written
     std::filesystem::path report;       ///< empty: no page
     std::filesystem::path keep;         ///< empty: the unit's files are removed

@@ -1,5 +1,6 @@
 #include "framework/StandardStreams.h"
 #include "simulator/Options.h"
+#include "simulator/trace/TraceCheck.h"
 #include "simulator/unit/RunGuard.h"
 #include "simulator/unit/VirtualUnit.h"
 #include "tools/Program.h"
@@ -16,6 +17,11 @@ int RunSimulator(const QStringList& arguments)
     const auto options = ReadOptions(arguments);
     if (!options) {
         return 0;
+    }
+    if (const auto& trace = options->check) {
+        const std::vector<AssumptionResult_T> results = CheckTrace(*trace, *options->product);
+        Print(TraceCheckText(results, trace->name));
+        return std::ranges::any_of(results, [](const auto& result) { return result.line != 0; }) ? 1 : 0;
     }
     try {
         const UnitRun_T run = RunOnVirtualUnit(*options);
