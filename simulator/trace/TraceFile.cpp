@@ -37,6 +37,8 @@ private:
 
     void TakeUnit(std::string_view text);
     void TakeFault(const std::string& specification);
+    /// Takes a line that begins an entry or continues it.
+    void TakeEntryLine(std::string_view text, bool isFirst);
     /// Whether the line is one of a recording.
     bool TakeRecording(std::string_view text);
     /// Puts the entry, when there is one, into its operation.
@@ -100,9 +102,15 @@ void CReader::Take(std::string_view text)
         TakeUnit(text);
     } else if (text.starts_with(TraceWord::c_Fault)) {
         TakeFault(std::string(text.substr(TraceWord::c_Fault.size())));
-    } else if (TakeRecording(text)) {
-        return;
-    } else if (first == 0) {
+    } else if (!TakeRecording(text)) {
+        TakeEntryLine(text, first == 0);
+    }
+}
+
+void CReader::TakeEntryLine(std::string_view text, bool isFirst)
+{
+    const std::size_t number = m_At;
+    if (isFirst) {
         Complete();
         m_At = number;
         m_Entry = BeginTraceEntry(text, number, m_Repeats);

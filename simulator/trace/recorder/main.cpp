@@ -196,7 +196,8 @@ void LoadLibrary(int trace, long statusPlace, const char* program)
 /// Finds a command as execvp() does. Returns false if there is none.
 bool FindCommand(const char* command, Text_T& path)
 {
-    std::string_view places = std::strchr(command, '/') == nullptr ? std::getenv("PATH") : "";
+    const char* const pPlaces = std::strchr(command, '/') == nullptr ? std::getenv("PATH") : nullptr;
+    std::string_view places = pPlaces != nullptr ? pPlaces : "";
     std::snprintf(path.data(), path.size(), "%s", command);
     while (!places.empty()) {
         const std::string_view place = places.substr(0, places.find(':'));
@@ -227,7 +228,8 @@ void Become(char** words)
     static std::array<char*, 1024> s_Words{};
     static std::array<char, 3> s_NameOption{"-0"};
     static Text_T s_Path{};
-    char* const pEmulator = std::getenv(c_EmulatorVariable);
+    static Text_T s_Emulator{};
+    const char* const pEmulator = std::getenv(c_EmulatorVariable);
     if (pEmulator == nullptr || !FindCommand(words[0], s_Path) ||
         ProcessorOf(s_Path.data()) != ProcessorOf("/proc/self/exe")) {
         ::execvp(words[0], words);
@@ -235,8 +237,9 @@ void Become(char** words)
     }
     std::size_t count = 0;
     const auto add = [&](char* word) { s_Words[std::min(count++, s_Words.size() - 2)] = word; };
+    std::snprintf(s_Emulator.data(), s_Emulator.size(), "%s", pEmulator);
     char* pRest = nullptr;
-    for (char* pWord = ::strtok_r(::strdup(pEmulator), " ", &pRest); pWord != nullptr;
+    for (char* pWord = ::strtok_r(s_Emulator.data(), " ", &pRest); pWord != nullptr;
          pWord = ::strtok_r(nullptr, " ", &pRest)) {
         add(pWord);
     }
