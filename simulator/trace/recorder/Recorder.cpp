@@ -363,7 +363,7 @@ void Finish()
 void RemoveFromPreload()
 {
     constexpr char c_Preload[] = "LD_PRELOAD";
-    static std::array<char, 2 * PATH_MAX> s_Others{};
+    static std::array<char, std::size_t{2} * PATH_MAX> s_Others{};
     const char* const pPreload = std::getenv(c_Preload);
     const std::string_view list = pPreload != nullptr ? pPreload : "";
     const std::size_t name = list.find(c_RecordingLibrary);
