@@ -67,7 +67,7 @@ EDITS = {
     "request-result": [entry("ioctl")(lambda data: (data, "=1"))],
     "whole-writes": [entry("write")(lambda data: (data, f"={len(data) // 2 - 1}"))],
     "buffer-kept": [entry("write")(lambda data: (data, "\n- DEVICE fill - 00"))],
-    "ping-read": [entry("fill")(lambda data: (data[: len(data) * 3 // 4],))],
+    "ping-read": [entry("fill")(lambda data: (data[: len(data) * 3 // 4] + bytes(len(data) // 4),))],
     "reply": [entry("reply")(lambda data: (data[:-1],)), entry("unasked")(lambda data: (data[:-1],))],
     "no-reply": [entry(kind, 0 if kind != "write" else 1)(lambda data: (data, "\n- DEVICE reply - 00"))
                  for kind in ("ioctl", "image", "write")],

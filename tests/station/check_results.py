@@ -2,7 +2,8 @@
 """Checks the results database: what gets in is what comes out, once, whatever happens in between.
 
 Usage: check_results.py PROGRAM SIMULATOR KILLS [RUNS], from the repository's root. KILLS is the number of imports that
-are killed at random moments, and RUNS (3000) the number of run files for them. Uses an SQLite file, and a PostgreSQL server that it starts in a directory of its own.
+are killed at random moments, and RUNS (3000) the number of run files for them. Uses an SQLite file, and a PostgreSQL
+server that it starts in a directory of its own.
 """
 import collections
 import contextlib

@@ -1,4 +1,4 @@
-"""The end-of-line tests on several benches at once, over SSH: pytest --lg-env benches.yaml test_line.py
+"""The end-of-line tests on several benches, over SSH: pytest --lg-env benches.yaml test_line.py
 
 UNITS names the benches that have a unit, with its serial number: UNITS="bench1=QS1000123 bench2=QS1000124". All else is
 in the environment file. Each line of ../end_of_line.txt is a test case of each bench with such a product. After a test
