@@ -3,6 +3,8 @@ cmake_path(SET build NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../build)
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+# Without thousands of lines on what compilers before version 7.1 did.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 set(CMAKE_SYSROOT ${build}/armhf-sysroot)
 if(NOT EXISTS ${CMAKE_SYSROOT}/packages)
