@@ -162,7 +162,7 @@ def check_kills(database, runs):
     seconds = time.monotonic() - start
     whole = dump(database)
     found = collections.Counter()
-    for _ in range(KILLS):
+    while found.total() < KILLS or (not found["part"] and found.total() < 10 * KILLS):
         database.clear()
         process = importer(database, runs)
         time.sleep(random.uniform(0, seconds))
@@ -171,8 +171,8 @@ def check_kills(database, runs):
         found["empty" if stored(database) == 0 else "whole" if stored(database) == len(whole["runs"]) else "part"] += 1
         assert importer(database, runs).wait() == 0
         expect_same(dump(database), whole)
-    assert found["part"], found
-    print(f"{KILLS} imports of {len(whole['runs'])} runs in {seconds:.2f} s killed; found then: {dict(found)}")
+    assert found["part"] or KILLS == 0, found
+    print(f"{found.total()} imports of {len(whole['runs'])} runs in {seconds:.2f} s killed; found then: {dict(found)}")
 
 
 def facts(database):
@@ -183,6 +183,23 @@ def facts(database):
             *(database.execute(f"SELECT count(*) FROM {table}") for table in TABLES)]
 
 
+def start_together(database, parts, least):
+    """Four importers that stand still in the middle of their work, when at least so many runs are stored."""
+    for _ in range(20):
+        database.clear()
+        processes = [importer(database, *part) for part in parts]
+        while stored(database) < least:
+            time.sleep(0.01)
+        for process in processes:
+            process.send_signal(signal.SIGSTOP)
+        if [process.poll() for process in processes] == [None] * 4:
+            return processes
+        for process in processes: # one of them was quicker
+            process.kill()
+            process.wait()
+    raise AssertionError(f"an importer always ends before {least} runs are stored")
+
+
 def check_many(database, runs, restart):
     """Four importers of overlapping files, one of them killed in the middle: no run is lost, none is there twice."""
     database.clear()
@@ -190,20 +207,19 @@ def check_many(database, runs, restart):
     expected = facts(database)
     files = sorted(runs.glob("*.run"))
     parts = [files[:len(files) * 3 // 4], files[len(files) // 4:], files[::-1], files[::2]]
-    for share in (0.1, 0.3, 0.5):
-        database.clear()
-        processes = [importer(database, *part) for part in parts]
-        while stored(database) < share * len(files):
-            time.sleep(0.01)
-        assert [process.poll() for process in processes] == [None] * 4, share
+    for share in (0.1, 0.2, 0.4):
+        processes = start_together(database, parts, share * len(files))
         processes[0].kill()
         if restart:
             database.stop("immediate")
             database.start()
+        for process in processes:
+            process.send_signal(signal.SIGCONT)
         statuses = [process.wait() for process in processes]
         there = stored(database)
-        assert statuses == [-signal.SIGKILL, *([2] * 3 if restart else [0] * 3)], statuses
-        assert share * len(files) <= there < len(files) or not restart, there
+        # An importer can have stored everything when the server is restarted.
+        assert statuses[0] == -signal.SIGKILL and set(statuses[1:]) <= ({0, 2} if restart else {0}), statuses
+        assert share * len(files) <= there and (2 in statuses or not restart), (there, statuses)
         processes = [importer(database, *part) for part in parts]
         assert [process.wait() for process in processes] == [0] * 4
         assert facts(database) == expected

@@ -10,6 +10,7 @@ import os
 import pathlib
 import shlex
 import subprocess
+import time
 
 import pytest
 from labgrid.config import Config
@@ -64,6 +65,15 @@ class Bench:
                               check=False).returncode
 
 
+def disconnect(control):
+    """Ends the connection of this socket. labgrid fails if it removes the socket's directory while ssh does so."""
+    subprocess.run(["ssh", "-o", f"ControlPath={control}", "-O", "exit", "unit"], capture_output=True, check=False)
+    for _ in range(500):
+        if not os.path.exists(control):
+            break
+        time.sleep(0.01)
+
+
 @pytest.fixture(scope="session")
 def bench(env, request):
     """A bench that nobody else uses, with a connection to its unit."""
@@ -78,6 +88,7 @@ def bench(env, request):
         target = env.get_target(name)
         ssh = target.get_driver("SSHDriver")
         yield Bench(env.config, ssh, product, serial)
+        disconnect(ssh.control)
         target.deactivate(ssh)
 
 
