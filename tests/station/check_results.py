@@ -184,7 +184,7 @@ def facts(database):
 
 
 def start_together(database, parts, least):
-    """Four importers that stand still in the middle of their work, when at least so many runs are stored."""
+    """Four importers, stopped in the middle of their work when at least so many runs are stored."""
     for _ in range(20):
         database.clear()
         processes = [importer(database, *part) for part in parts]

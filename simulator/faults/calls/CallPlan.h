@@ -34,7 +34,7 @@ struct RecordedUse_T {
 /// Whether files are used as a recording says.
 bool HasRecordedFiles();
 
-/// The next recorded use of a file, which must be one of these or Failed. If there is none, writes into the
-/// log that the recording lacks this call.
+/// Takes the next recorded use of a file, which must be one of these or Failed. Returns nothing if the
+/// recording lacks it, and writes that into the log.
 std::optional<RecordedUse_T> TakeRecordedUse(std::string_view path, std::initializer_list<FileAccess> uses,
                                              std::string_view call);

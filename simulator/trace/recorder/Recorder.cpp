@@ -172,7 +172,7 @@ Node_T* NodeOf(int descriptor)
 
 std::span<Node_T*> Nodes() { return std::span(s_Sorted).first(s_NodeCount); }
 
-/// The node of a name, a new one if there is none yet; null if there is no room.
+/// The node with this name, made if it is new; null if there is no room for it.
 Node_T* NodeNamed(std::string_view name)
 {
     const auto place = std::ranges::lower_bound(Nodes(), name, {}, &Node_T::Name);
@@ -370,7 +370,7 @@ void RemoveFromPreload()
     if (name == list.npos || list.size() >= s_Others.size()) {
         return;
     }
-    const std::size_t begin = list.rfind(':', name) + 1; // 0 if there is none
+    const std::size_t begin = list.rfind(':', name) + 1; // 0: no colon before it
     const std::size_t end = std::min(list.find(':', name) + 1, list.size() + 1);
     const std::string_view after = end == 0 ? "" : list.substr(std::min(end, list.size()));
     std::size_t size = begin - (begin > 0 && after.empty() ? 1 : 0);

@@ -121,7 +121,7 @@ long WriteBeginning(std::FILE* pFile, char** words)
     return place;
 }
 
-/// Makes the trace; returns its descriptor, -1 with a message if there is none.
+/// Makes the trace. Returns its descriptor; -1, after a message, if that failed.
 int MakeTrace(const char* name, char** words, long& statusPlace)
 {
     int trace = -1;
@@ -193,7 +193,7 @@ void LoadLibrary(int trace, long statusPlace, const char* program)
     ::setenv(c_Preload, path.data(), 1);
 }
 
-/// Finds a command as execvp() does. Returns false if there is none.
+/// Finds a command as execvp() does. Returns whether it was found.
 bool FindCommand(const char* command, Text_T& path)
 {
     const char* const pPlaces = std::strchr(command, '/') == nullptr ? std::getenv("PATH") : nullptr;
