@@ -382,7 +382,7 @@ def measure_import():
     few, many = 400_000, 2_000_000
     once, again, plain = (slope(functools.partial(cost, command), few, many)
                           for command in (import_runs, import_runs, read_plainly))
-    row("import: instructions, over a plain program", once / plain, 7, "", 1)
+    row("import: instructions, over a plain program", once / plain, 5.8, "", 1)
     row("import again: instructions, over a plain program", again / plain, 1.7, "", 1)
 
 

@@ -35,6 +35,9 @@ public:
     QSqlQuery Ask(const QString& statement, const QVariantList& values);
     /// The first value of the first row, not valid when there is none.
     QVariant Value(const QString& statement, const QVariantList& values = {});
+    /// How a statement begins that inserts rows. In a file, one that fails leaves the rows before: SQLite
+    /// would have to keep a copy of each page to undo them, and the transaction is rolled back anyway.
+    QString InsertInto() const;
     /// ORDER BY this puts texts in the order of their bytes.
     QString InOrderOfBytes(const QString& column) const;
     /// A column with a time, as a text in the form of run files.

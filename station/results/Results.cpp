@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
@@ -24,7 +25,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr std::size_t c_MostWaiting = 1000;
+constexpr std::size_t c_MostWaiting = 2000;
 constexpr std::size_t c_MostWaitingBytes = std::size_t{16} << 20;
 constexpr std::size_t c_LargestFile = std::size_t{256} << 20;
 constexpr std::size_t c_SmallestRoom = std::size_t{64} << 10;
@@ -75,8 +76,13 @@ public:
     {
     }
 
-    /// In a transaction, before its first id.
-    void Begin() { m_Last = LastId(m_Database, m_Table); }
+    /// In a transaction, before its first id. Forgets the ids, which could be of a transaction that was
+    /// rolled back, and which would be those of all units in the end.
+    void Begin()
+    {
+        m_Ids.clear();
+        m_Last = LastId(m_Database, m_Table);
+    }
 
     qlonglong IdOf(const QStringList& texts)
     {
@@ -130,7 +136,7 @@ private:
     File_T& m_File;
 };
 
-/// The rows of a transaction. After one that was rolled back it knows ids that are not there.
+/// The rows of a transaction.
 class CImport::CStore
 {
 public:
@@ -138,8 +144,7 @@ public:
         : m_Database(database), m_Units(database, "units", {u"serial_number"_s}),
           m_Stations(database, "stations", {u"name"_s}),
           m_Quantities(database, "quantities", {u"name"_s, u"unit"_s}), m_Runs(database, "runs", 13),
-          m_Texts(database, "texts", 2), m_Attempts(database, "attempts", 8),
-          m_Readings(database, "readings", 3), m_Limits(database, "limits", 8),
+          m_Texts(database, "texts", 2), m_Attempts(database, "attempts", 9), m_Limits(database, "limits", 8),
           m_Samples(database, "samples", 5), m_Run(LastId(database, "runs"))
     {
     }
@@ -151,6 +156,7 @@ public:
         for (CNames* const pNames : {&m_Units, &m_Stations, &m_Quantities}) {
             pNames->Begin();
         }
+        m_QuantityIds.clear();
         m_Attempt = LastId(m_Database, "attempts");
         const qlonglong known = std::exchange(m_Run, LastId(m_Database, "runs"));
         return m_Run != known;
@@ -187,7 +193,7 @@ public:
         m_Units.Flush();
         m_Stations.Flush();
         m_Quantities.Flush();
-        for (CRows* const pRows : {&m_Runs, &m_Texts, &m_Attempts, &m_Readings, &m_Limits, &m_Samples}) {
+        for (CRows* const pRows : {&m_Runs, &m_Texts, &m_Attempts, &m_Limits, &m_Samples}) {
             pRows->Flush();
         }
     }
@@ -197,21 +203,40 @@ private:
     {
         m_Attempts.Add(m_Attempt, m_Run, number, Whole(attempt.firstLine), Text(attempt.command),
                        Text(attempt.setting), QString::fromLatin1(NameOf(attempt.outcome)),
-                       Text(attempt.reason));
-        for (const Quantity_T& measurement : attempt.measurements) {
-            const auto [name, isNew] = m_QuantityIds.try_emplace({measurement.name, measurement.unit}, 0);
-            if (isNew) {
-                name->second = m_Quantities.IdOf(
-                    {QString::fromLatin1(measurement.name), QString::fromLatin1(measurement.unit)});
-            }
-            m_Readings.Add(m_Attempt, name->second, NumberOrNull(measurement.value));
-        }
+                       Text(attempt.reason), Readings(attempt));
         for (const LimitResult_T& result : attempt.limits) {
             m_Limits.Add(m_Attempt, Text(result.limit->measurement), NumberOrNull(result.limit->least),
                          NumberOrNull(result.limit->most), result.limit->margin,
                          result.fit == Fit::Absent ? QVariant() : NumberOrNull(result.value),
                          QString::fromLatin1(NameOf(result.fit)), Text(result.limit->note));
         }
+    }
+
+    /// Pairs of a quantity's id and a value, as JSON.
+    QString Readings(const Attempt_T& attempt)
+    {
+        std::string text;
+        for (const Quantity_T& measurement : attempt.measurements) {
+            const auto [name, isNew] = m_QuantityIds.try_emplace({measurement.name, measurement.unit}, 0);
+            if (isNew) {
+                name->second = m_Quantities.IdOf(
+                    {QString::fromLatin1(measurement.name), QString::fromLatin1(measurement.unit)});
+            }
+            std::array<char, 64> pair; // enough for the digits of both numbers
+            char* pTo = pair.data();
+            *pTo++ = text.empty() ? '[' : ',';
+            *pTo++ = '[';
+            pTo = std::to_chars(pTo, pair.end(), name->second).ptr;
+            *pTo++ = ',';
+            if (std::isfinite(measurement.value)) {
+                pTo = std::to_chars(pTo, pair.end(), measurement.value).ptr;
+            } else {
+                pTo = std::ranges::copy(std::string_view("null"), pTo).out;
+            }
+            *pTo++ = ']';
+            text.append(pair.data(), pTo);
+        }
+        return text.empty() ? u"[]"_s : QString::fromLatin1(text) + u']';
     }
 
     CDatabase& m_Database;
@@ -222,7 +247,6 @@ private:
     CRows m_Runs;
     CRows m_Texts;
     CRows m_Attempts;
-    CRows m_Readings;
     CRows m_Limits;
     CRows m_Samples;
     qlonglong m_Run; ///< the last id

@@ -152,7 +152,8 @@ private:
 std::vector<Series_T> CReader::Series()
 {
     const std::array<QString, 5> names = {u"coalesce(runs.product, '')"_s, u"attempts.command"_s,
-                                          u"attempts.setting"_s, u"quantities.name"_s, u"quantities.unit"_s};
+                                          u"attempts.setting"_s, u"measurements.name"_s,
+                                          u"measurements.unit"_s};
     QString columns;
     QString order;
     for (const QString& name : names) {
@@ -160,15 +161,14 @@ std::vector<Series_T> CReader::Series()
         order += m_Database.InOrderOfBytes(name) + u", "_s;
     }
     QSqlQuery query = m_Database.Ask(
-        u"SELECT "_s + columns + u"attempts.id, stations.name, readings.value, bounds.least, bounds.most"_s +
-            c_Tables +
-            u" JOIN readings ON readings.attempt_id = attempts.id"
-            " JOIN quantities ON quantities.id = readings.quantity_id"
+        u"SELECT "_s + columns +
+            u"attempts.id, stations.name, measurements.value, bounds.least, bounds.most"_s + c_Tables +
+            u" JOIN measurements ON measurements.attempt_id = attempts.id"
             " LEFT JOIN (SELECT attempt_id, measurement, MAX(least) AS least, MIN(most) AS most FROM limits"
             " GROUP BY attempt_id, measurement) AS bounds"
-            " ON bounds.attempt_id = attempts.id AND bounds.measurement = quantities.name"
-            " WHERE attempts.outcome <> 'not judged' AND readings.value IS NOT NULL"_s +
-            m_AllChosen.text + u" ORDER BY "_s + order + InOrderOfTime(false) + u", readings.value"_s,
+            " ON bounds.attempt_id = attempts.id AND bounds.measurement = measurements.name"
+            " WHERE attempts.outcome <> 'not judged' AND measurements.value IS NOT NULL"_s +
+            m_AllChosen.text + u" ORDER BY "_s + order + InOrderOfTime(false) + u", measurements.value"_s,
         m_AllChosen.values);
     std::vector<Series_T> all;
     std::vector<Source_T> sources;
