@@ -63,6 +63,14 @@ bool BubblewrapWorks()
     return trial.waitForFinished() && trial.exitStatus() == QProcess::NormalExit && trial.exitCode() == 0;
 }
 
+/// Also true of a file without contents.
+bool IsEmpty(const fs::path& path)
+{
+    // A directory that has others has more than 2 links. To list a large one takes longer.
+    std::error_code isUnreadable;
+    return fs::hard_link_count(path, isUnreadable) <= 2 && fs::is_empty(path, isUnreadable);
+}
+
 struct RootEntry_T {
     fs::path path;
     fs::path target; ///< of a link; otherwise empty
@@ -89,11 +97,14 @@ Command_T BubblewrapCommand(const Sandbox_T& sandbox)
     constexpr std::array<const char*, 3> c_Options = {"--ro-bind-try", "--bind-try", "--dev-bind-try"};
     Command_T root;
     for (const RootEntry_T& entry : RootEntries(sandbox.bindings)) {
+        if (entry.path == c_Processes) {
+            continue;
+        }
         if (!entry.target.empty()) {
             Append(root, {"--symlink", entry.target, entry.path});
-        } else if (std::error_code isUnreadable; fs::is_empty(entry.path, isUnreadable)) {
+        } else if (IsEmpty(entry.path)) {
             Append(root, {"--dir", entry.path}); // takes less time than a mount
-        } else if (entry.path != c_Processes) {
+        } else {
             Append(root, {"--ro-bind-try", entry.path, entry.path});
         }
     }
