@@ -8,9 +8,6 @@
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
 
-#include <QCoreApplication>
-#include <QFile>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -401,15 +398,14 @@ Options_T Read(const QCommandLineParser& parser, const OptionSet_T& set)
     }
     options.mayBeOpen = parser.isSet(set.noIsolation);
     CheckFiles(options);
-    const QByteArray here = QFile::encodeName(QCoreApplication::applicationDirPath());
-    const fs::path own = fs::path(here.toStdString()) / "sonarbench";
+    std::error_code isMissing; // without /proc, which is refused later
+    const fs::path own = fs::read_symlink("/proc/self/exe", isMissing).replace_filename("sonarbench");
     if (options.program.empty()) {
         if (!options.isShell) {
             CheckFileChanges(options);
         }
         options.program = own;
     }
-    std::error_code isMissing;
     options.isOwnProgram =
         !options.isShell && (options.program == own || fs::equivalent(options.program, own, isMissing));
     return options;

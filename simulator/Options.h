@@ -45,8 +45,8 @@ struct Options_T {
     std::vector<std::filesystem::path> writable; ///< directories that the program may change, canonical
 };
 
-/// Reads the simulator's command line; needs a QCoreApplication. The first word that is not an option and all
-/// words after it belong to the program. The time limit of the run begins here.
+/// Reads the simulator's command line. The first word that is not an option and all words after it belong to
+/// the program. The time limit of the run begins here.
 /// @return nothing when the command line asked for a text, which is printed
 /// @throw CUsageError
 std::optional<Options_T> ReadOptions(const QStringList& arguments);

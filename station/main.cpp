@@ -2,8 +2,12 @@
 #include "tools/CommandLine.h"
 #include "tools/Program.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
+#include <fcntl.h>
 #include <iterator>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -46,6 +50,18 @@ const Subcommand_T& SubcommandOf(const QString& word)
     return *row;
 }
 
+/// Opens /dev/null for closed standard streams, so that no other file takes their place; using such a stream
+/// still fails.
+void OpenClosedStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", mode) != stream) {
+            return; // if this cannot be opened, no other file can
+        }
+    }
+}
+
 int RunSubcommand(const QStringList& arguments)
 {
     CCommandLine line(u"sonarbench-station"_s,
@@ -74,5 +90,7 @@ int RunSubcommand(const QStringList& arguments)
 
 int main(int argc, char** argv)
 {
+    OpenClosedStreams();
+    const QCoreApplication application(argc, argv); // finds the drivers of databases
     return RunProgram("sonarbench-station", c_WrongUsage, argc, argv, RunSubcommand);
 }

@@ -6,21 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
-
-namespace
-{
-void OpenClosedStreams()
-{
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", mode) != stream) {
-            return; // if this cannot be opened, no other file can
-        }
-    }
-}
-} // namespace
 
 CUsageError::CUsageError(const QString& text) : std::runtime_error(BytesOf(text)) {}
 
@@ -49,8 +34,6 @@ void Print(const std::string& text)
 int RunProgram(const char* name, int failedStatus, int argc, char** argv,
                int (*run)(const QStringList& arguments))
 {
-    OpenClosedStreams();
-    const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QString::fromLatin1(name));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(SONARBENCH_VERSION));
     QStringList arguments;

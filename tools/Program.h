@@ -34,8 +34,7 @@ void PrintError(const std::string& text);
 /// Writes to standard output. @throw std::runtime_error when it is full or closed
 void Print(const std::string& text);
 
-/// The whole of a program's main. Opens /dev/null for closed standard streams, so that no other file takes
-/// their place; using such a stream still fails. Prints what is thrown.
+/// A program's main after its standard streams are open. Prints what is thrown. Needs no QCoreApplication.
 /// @param name          of the program, for messages and help
 /// @param failedStatus  for anything thrown other than CUsageError
 /// @param run           gets all arguments, the program's name first; returns the exit status

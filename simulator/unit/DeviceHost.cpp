@@ -2,7 +2,6 @@
 
 #include "simulator/unit/DeviceNode.h"
 
-#include <clocale>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <stdexcept>
@@ -61,12 +60,11 @@ void ChooseDirectory(const fs::path& directory)
 }
 
 /// The library's thread already works when the library sets UMOCKDEV_DIR, and a thread that reads the
-/// environment while another changes it can crash. Two things would make it read: a translation, which looks
-/// for the user's languages except in the locale C, and the first signal connection of the process, when GLib
-/// looks for a variable that turns warnings on.
+/// environment while another changes it can crash. It would read at the first signal connection of the
+/// process, when GLib looks for a variable that turns warnings on. It would also read for a translation, but
+/// the simulator keeps the locale C, in which nothing is translated.
 void KeepThreadsFromEnvironment()
 {
-    std::setlocale(LC_MESSAGES, "C");
     const Object_T<UMockdevIoctlBase> pObject(umockdev_ioctl_base_new());
     g_signal_connect(pObject.get(), "notify", G_CALLBACK(+[] {}), nullptr);
 }
