@@ -26,7 +26,9 @@ void WriteRecorded(const fs::path& directory, const std::vector<TraceAccess_T>& 
     if (files.size() > c_MostRecordedFiles) {
         throw std::runtime_error("more than " + std::to_string(c_MostRecordedFiles) + " uses of files");
     }
-    fs::create_directory(directory);
+    if (!files.empty()) {
+        fs::create_directory(directory);
+    }
     std::size_t number = 0;
     for (const TraceAccess_T& file : files) {
         const auto access = TraceWord::c_FileAccesses[static_cast<std::size_t>(file.access)];

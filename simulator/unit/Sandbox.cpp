@@ -1,6 +1,7 @@
 #include "simulator/unit/Sandbox.h"
 
 #include "simulator/unit/SupervisorLink.h"
+#include "simulator/unit/UnitFiles.h"
 #include "tools/BoundedFile.h"
 #include "tools/Program.h"
 
@@ -174,8 +175,9 @@ struct Tool_T {
     bool isolates;
 };
 
-/// The arguments of RunInSandbox().
+/// The supervisor and the arguments of RunInSandbox().
 struct Run_T {
+    const Binding_T& supervisor; ///< its file
     const std::vector<std::string>& program;
     const CSignals& signals;
     const std::vector<int>& descriptors;
@@ -238,17 +240,16 @@ private:
 /// The words after those of the tool: the supervisor, the variables that it sets, so that the tool itself
 /// runs without the preloaded library, and the program.
 Command_T SupervisorCommand(const Sandbox_T& sandbox, const CSupervisor& supervisor, int errors,
-                            const std::vector<std::string>& program)
+                            const Run_T& run)
 {
-    const Binding_T& file = sandbox.bindings.back();
-    Command_T command = EmulatorOf(file.host);
-    Append(command, {file.inside, std::to_string(supervisor.Inherited()), std::to_string(errors)});
+    Command_T command = EmulatorOf(run.supervisor.host);
+    Append(command, {run.supervisor.inside, std::to_string(supervisor.Inherited()), std::to_string(errors)});
     Append(command, sandbox.unsetEnvironment);
     for (const auto& [name, value] : sandbox.environment) {
         command.push_back(std::string(name).append("=").append(value));
     }
     command.emplace_back("--");
-    Append(command, program);
+    Append(command, run.program);
     return command;
 }
 
@@ -259,7 +260,7 @@ std::optional<int> RunWithTool(Tool_T tool, const Sandbox_T& sandbox, const Run_
     CSupervisor supervisor;
     const CDescriptor errors(
         ::fcntl(STDERR_FILENO, F_DUPFD, STDERR_FILENO + 1)); // the supervisor inherits it
-    Append(tool.command, SupervisorCommand(sandbox, supervisor, errors.Get(), run.program));
+    Append(tool.command, SupervisorCommand(sandbox, supervisor, errors.Get(), run));
     const auto passOn = [&](int signal, pid_t started) {
         if (!tool.isolates && signal == SIGTSTP) {
             return ::kill(started, SIGSTOP) == 0; // before its group, because proot continues what it traces
@@ -300,8 +301,15 @@ int RunInSandbox(const Sandbox_T& sandbox, const std::vector<std::string>& progr
     Sandbox_T whole = sandbox;
     // Neither tool passes signals on, and not each gives the exit status of a program that a signal ended. So
     // the parent of the program is one of the simulator's.
-    whole.bindings.push_back({HelperFile(c_SupervisorFile), sandbox.inside / c_Supervisor});
-    const Run_T run{program, signals, descriptors, onReadable};
+    const fs::path file = HelperFile(c_SupervisorFile);
+    Binding_T supervisor{file, file};
+    if (std::ranges::any_of(sandbox.bindings, [&](const Binding_T& place) { // each mount takes time
+            return LiesBelow(file, place.inside);
+        })) {
+        supervisor.inside = sandbox.inside / c_Supervisor;
+        whole.bindings.push_back(supervisor);
+    }
+    const Run_T run{supervisor, program, signals, descriptors, onReadable};
     std::optional<int> status;
     std::string tool = "bwrap";
     ::prctl(PR_SET_CHILD_SUBREAPER, 1); // a killed proot leaves processes

@@ -211,9 +211,10 @@ fs::path DirectoryForUnits()
 /// Removes the directories that simulators in this place left when they were killed.
 void RemoveAbandoned(const fs::path& place)
 {
+    const std::string beginning = place / c_DirectoryName;
     std::error_code ignored; // the place may be unreadable
     for (const fs::directory_entry& entry : fs::directory_iterator(place, ignored)) {
-        if (!entry.path().filename().string().starts_with(c_DirectoryName)) {
+        if (!entry.path().native().starts_with(beginning)) {
             continue;
         }
         const int lock = ::open((entry.path() / c_LockFile).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
