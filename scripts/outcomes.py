@@ -2,6 +2,7 @@
 that."""
 
 import dataclasses
+import functools
 import pathlib
 import re
 import subprocess
@@ -108,11 +109,15 @@ def fitting_statuses(clean, run):
     return {READER_GOOD, READER_NOT_JUDGED} if is_damaged else {READER_GOOD}
 
 
+@functools.lru_cache(maxsize=4096)  # Many faults leave the same text.
+def read(text, options):
+    return subprocess.run([*READER, *options], input=text, capture_output=True, check=False).returncode
+
+
 def status_of(run, *options):
     """Returns how the reader judges what the program printed, followed by its own lines on standard error."""
     own = "".join(line for line in run.errors.splitlines(True) if line.startswith("sonarbench: "))
-    text = run.output + own.encode("latin-1")
-    return subprocess.run([*READER, *options], input=text, capture_output=True, check=False).returncode
+    return read(run.output + own.encode("latin-1"), options)
 
 
 def is_misread(clean, run):
