@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 constexpr std::array<const char*, 5> c_LinkNames = {"-", "UART", "Lowscan SPI", "Cor SPI", "Lumet SPI"};
 
 /// A command, and the products that can carry it out; null: all of them.
-struct Command_T {
+struct CommandRow_T {
     const char* word;
     bool (*isFor)(const Product_T& product) = nullptr;
 };
@@ -41,7 +41,7 @@ bool HasLumetPing(const Product_T& product)
 
 bool IsXkModule(const Product_T& product) { return product.link == Link::CorSpi; }
 
-constexpr std::array<Command_T, 10> c_Commands = {{
+constexpr std::array<CommandRow_T, 10> c_Commands = {{
     {"batteryvoltage"},
     {"lcdtemperature"},
     {"sensepin"},
@@ -58,7 +58,7 @@ template <class Wanted>
 std::string Commands(const Wanted& isWanted)
 {
     std::string text;
-    for (const Command_T& command : c_Commands) {
+    for (const CommandRow_T& command : c_Commands) {
         if (isWanted(command)) {
             text.append(text.empty() ? "" : " ").append(command.word);
         }
@@ -72,15 +72,15 @@ std::string ProductList()
     std::string text = "code  name              link         part number  commands\n";
     for (const Product_T& product : Products()) {
         const std::string commands = Commands(
-            [&](const Command_T& command) { return command.isFor != nullptr && command.isFor(product); });
+            [&](const CommandRow_T& command) { return command.isFor != nullptr && command.isFor(product); });
         std::array<char, 160> line{};
         std::snprintf(line.data(), line.size(), "%4u  %-16s  %-11s  %-11s  %s\n", product.code, product.name,
                       c_LinkNames[static_cast<std::size_t>(product.link)],
                       product.productId != nullptr ? product.PartNumber() : "-", commands.c_str());
         text += line.data();
     }
-    return text +
-           "Every product: " + Commands([](const Command_T& command) { return command.isFor == nullptr; }) +
+    return text + "Every product: " +
+           Commands([](const CommandRow_T& command) { return command.isFor == nullptr; }) +
            "\n(watertemperature only after --set of the sensor's file).\n";
 }
 
@@ -429,7 +429,7 @@ void CheckCommand(CCommandLine& line, const OptionSet_T& set, const QStringList&
     }
     const std::string command = BytesOf(words.first());
     std::vector<std::string> commands(c_Commands.size());
-    std::ranges::transform(c_Commands, commands.begin(), &Command_T::word);
+    std::ranges::transform(c_Commands, commands.begin(), &CommandRow_T::word);
     const std::string hint = DidYouMean(command, commands);
     if (!line.Parser().isSet(set.program) && !hint.empty() &&
         std::ranges::find(commands, command) == commands.end()) {

@@ -10,9 +10,6 @@
 
 namespace
 {
-constexpr XdcrElementIndex_T c_FirstElement = 0;
-constexpr unsigned char c_FirstChannel = 0;
-
 struct GainLevel_T {
     QLatin1String word;
     unsigned char level;
@@ -24,7 +21,7 @@ constexpr GainLevel_T c_GainLevels[] = {
 
 constexpr unsigned int c_Samples = 993;
 constexpr double c_DepthOfSample = 0.0003562607; // between two samples when none is dropped
-constexpr unsigned char c_BoostLevel = 181;
+constexpr unsigned char c_FixedBoostLevel = 181;
 
 constexpr unsigned char c_SteppedGain = 50;
 constexpr int c_InterruptMode = 0;
@@ -55,7 +52,7 @@ LSFpgaCompleteConfigure_T Configuration(const PingChannels_T& channels, double s
     return {.channel0 = channel0,
             .channel1 = channel1,
             .analogueGainLevel = gainLevel,
-            .boostLevel = c_BoostLevel,
+            .boostLevel = c_FixedBoostLevel,
             .boostEnable = 1};
 }
 

@@ -9,8 +9,8 @@
 
 namespace
 {
-constexpr char c_FirstChannel[] = "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0";
-constexpr char c_SecondChannel[] = "FPGA_CHANNEL_1_COMMS=/dev/LSfpga1";
+constexpr char c_FirstChannelDevice[] = "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0";
+constexpr char c_SecondChannelDevice[] = "FPGA_CHANNEL_1_COMMS=/dev/LSfpga1";
 
 constexpr char c_UnknownProduct[] = "ERROR: Unknown Product type.\n";
 constexpr unsigned int c_NoTimeLimit = 0;
@@ -60,7 +60,7 @@ void CSonarTestController::SetProductEnvironment()
         Message(std::string(c_UnknownProduct), nullptr, true, false);
         break;
     case Setup::Display:
-        Put(c_FirstChannel);
+        Put(c_FirstChannelDevice);
         Put(product.productId);
         break;
     case Setup::Full:
@@ -70,7 +70,7 @@ void CSonarTestController::SetProductEnvironment()
             Put("FPGA_CHANNEL_0_COMMS=");
             Put("FPGA_CHANNEL_1_COMMS=");
         } else {
-            Put(c_FirstChannel);
+            Put(c_FirstChannelDevice);
         }
         SetProductIdentity(identity);
     }
@@ -86,8 +86,8 @@ void CSonarTestController::SetProductIdentity(const Product_T& identity)
     Put(identity.sonarBoard);
     Put(identity.fpgaSize);
     if (identity.twoFpgas) {
-        Put(c_FirstChannel);
-        Put(c_SecondChannel);
+        Put(c_FirstChannelDevice);
+        Put(c_SecondChannelDevice);
     }
     if (identity.stopsSounder) {
         StopSounder();

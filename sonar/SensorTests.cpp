@@ -10,9 +10,6 @@
 
 namespace
 {
-constexpr XdcrElementIndex_T c_FirstElement = 0;
-constexpr unsigned char c_FirstChannel = 0;
-
 /// Temperature in degrees Celsius. The sensor's resistance falls by the factor e every 25 degrees. For a
 /// reading of a tenth of the reference or less, the result is infinite or not a number.
 double Temperature(const LSADCReadings_T& readings)

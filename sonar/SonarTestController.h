@@ -14,6 +14,10 @@ class CFPGAIF;
 class CPingMetaData;
 class CTableFile;
 
+// What is tested of products whose tests choose no channel.
+inline constexpr XdcrElementIndex_T c_FirstElement = 0;
+inline constexpr unsigned char c_FirstChannel = 0;
+
 /// The sonar tests. One object serves one run: its construction identifies the unit and writes the
 /// environment that the FPGA layer reads. The tests append what they observe to the output text, or print it
 /// when a pointer to the text is null, and return a TestResult_T.

@@ -31,7 +31,6 @@ struct Action_T {
 };
 
 constexpr char c_Output[] = "output";
-constexpr char c_Product[] = "product";
 constexpr char c_RejectRate[] = "reject-rate";
 constexpr const char* c_Options[] = {c_Output, c_Product, c_RejectRate};
 constexpr double c_UsualRejectRate = 0.001;

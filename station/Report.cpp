@@ -30,7 +30,6 @@ constexpr int c_NotJudged = 3;
 constexpr std::array<int, c_Outcomes> c_Statuses = {0, 0, 1, c_NotJudged}; // by Outcome
 
 constexpr char c_Limits[] = "limits";
-constexpr char c_Product[] = "product";
 constexpr char c_Ascii[] = "ascii";
 constexpr char c_Strict[] = "strict";
 constexpr char c_Linear[] = "linear";

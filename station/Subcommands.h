@@ -2,6 +2,9 @@
 
 #include <QStringList>
 
+/// An option of several of them.
+inline constexpr char c_Product[] = "product";
+
 // The subcommands, each in a file of its name. The first argument is skipped. Each returns the exit status
 // and throws what RunProgram() prints.
 int Import(const QStringList& arguments);

@@ -19,7 +19,6 @@ constexpr int c_NotChecked = 3;
 
 constexpr char c_By[] = "by";
 constexpr char c_Check[] = "check";
-constexpr char c_Product[] = "product";
 
 /// An output, and what makes it.
 struct Output_T {

@@ -191,7 +191,7 @@ std::optional<int> ValueOf(const FaultKind_T& row, std::string_view text)
     return row.kind == text ? std::optional(0) : std::nullopt;
 }
 
-[[noreturn]] void Refuse(const std::string& specification, const std::string& why)
+[[noreturn]] void RefuseFault(const std::string& specification, const std::string& why)
 {
     throw std::invalid_argument("fault \"" + Excerpt(specification) + "\": " + why);
 }
@@ -238,7 +238,7 @@ Fault_T FaultOf(const std::string& specification)
     const std::size_t colon = text.find(':');
     const std::size_t equals = text.find('=', colon == text.npos ? 0 : colon);
     if (colon == text.npos || equals == text.npos) {
-        Refuse(specification, "is not of the form OPERATION:NUMBER=KIND");
+        RefuseFault(specification, "is not of the form OPERATION:NUMBER=KIND");
     }
     const std::string_view operation = text.substr(0, colon);
     const std::string_view numberText = text.substr(colon + 1, equals - colon - 1);
@@ -252,21 +252,21 @@ Fault_T FaultOf(const std::string& specification)
     }
     if (kinds.empty()) {
         const std::vector<std::string> names(c_FaultOperationNames.begin(), c_FaultOperationNames.end());
-        Refuse(specification, "the operation must be " + Choices(names, std::identity()) +
-                                  DidYouMean(std::string(operation), names));
+        RefuseFault(specification, "the operation must be " + Choices(names, std::identity()) +
+                                       DidYouMean(std::string(operation), names));
     }
     const auto number =
         numberText == "*" ? std::optional<std::uint32_t>(0) : NumberIn<std::uint32_t>(numberText);
     if (!number || (*number == 0 && numberText != "*")) {
-        Refuse(specification, "the number must be 1 to 4294967295, or *");
+        RefuseFault(specification, "the number must be 1 to 4294967295, or *");
     }
     for (const FaultKind_T* const pRow : kinds) {
         if (const auto value = ValueOf(*pRow, kind)) {
             return {specification, pRow, *number, *value};
         }
     }
-    Refuse(specification,
-           "the kind must be " + Choices(kinds, ChoiceOf) + DidYouMean(std::string(kind), KindsOf(kinds)));
+    RefuseFault(specification, "the kind must be " + Choices(kinds, ChoiceOf) +
+                                   DidYouMean(std::string(kind), KindsOf(kinds)));
 }
 
 std::string FaultHelp()

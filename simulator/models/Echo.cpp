@@ -11,9 +11,7 @@ constexpr double c_SpeedOfSound = 1500; // metres a second
 constexpr double c_SourceLevel = 146;   // dB over one sample unit, at 1 m
 constexpr double c_SurfaceLoss = 3;     // dB of the reflection between first and second bottom echo
 constexpr double c_RingDecay = 0.25e-3; // seconds
-constexpr double c_FullScale = 65535;
 constexpr double c_RingPeak = 4 * c_FullScale;
-constexpr double c_GeneratorRange = 4294967296.0;
 
 /// The beam's half angle, as offset over depth, at which a target is 6 dB weaker both ways.
 constexpr double c_BeamSlope = 0.18;

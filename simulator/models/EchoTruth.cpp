@@ -7,7 +7,6 @@
 
 namespace
 {
-constexpr double c_FullScale = 65535;
 constexpr double c_MedianOfNoise = 1.25415; // of the magnitude, if each part is triangular and has 1
 constexpr double c_QuietLevel = 0.1;        // of full scale, as a sample shows it
 

@@ -4,6 +4,9 @@
 #include <optional>
 #include <string>
 
+/// The largest sample, as one of 16 bits.
+inline constexpr double c_FullScale = 65535;
+
 /// What a scene, a unit and the settings put into the samples of one ping, by the formulas of the echo:
 /// without noise, without what the converter does, and with levels above full scale. Levels are in units of
 /// a 16-bit sample, places are samples and may be between two.

@@ -16,20 +16,18 @@ constexpr double c_ClockVariation = 100e-6;
 /// What the transducer of the other channel gets of the ring-down.
 constexpr double c_NeighboursRingDown = 0.003;
 
-constexpr double c_GeneratorRange = 4294967296.0;
-
 /// The bit of a 16-bit sample that a severity names, from 1 for the lowest.
-std::uint16_t Bit(double severity) { return static_cast<std::uint16_t>(1U << (std::lround(severity) - 1)); }
+std::uint16_t BitOf(double severity) { return static_cast<std::uint16_t>(1U << (std::lround(severity) - 1)); }
 
-constexpr DefectKind_T c_Kinds[] = {
+constexpr DefectKind_T c_DefectKinds[] = {
     {"deadZeros", 0, 1, [](UnitTraits_T& unit, double share) { unit.zeros = share; }},
     {"deadConstant", 0, 1, [](UnitTraits_T& unit, double share) { unit.constant = share; }},
     {"deadNoise", 0, 1, [](UnitTraits_T& unit, double share) { unit.onlyConverter = share; }},
     {"deaf", 0, 96, [](UnitTraits_T& unit, double decibels) { unit.gain *= Amplitude(-decibels); }},
     {"noisy", 0, 96, [](UnitTraits_T& unit, double decibels) { unit.noise *= Amplitude(decibels); }},
     {"clipping", 0, 96, [](UnitTraits_T& unit, double decibels) { unit.gain *= Amplitude(decibels); }},
-    {"stuckHigh", 1, 16, [](UnitTraits_T& unit, double bit) { unit.stuckHigh = Bit(bit); }, true},
-    {"stuckLow", 1, 16, [](UnitTraits_T& unit, double bit) { unit.stuckLow = Bit(bit); }, true},
+    {"stuckHigh", 1, 16, [](UnitTraits_T& unit, double bit) { unit.stuckHigh = BitOf(bit); }, true},
+    {"stuckLow", 1, 16, [](UnitTraits_T& unit, double bit) { unit.stuckLow = BitOf(bit); }, true},
     {"missingCodes", 0, 0.95, [](UnitTraits_T& unit, double share) { unit.missingCodes = share; }},
     {"dropouts", 0, 1, [](UnitTraits_T& unit, double share) { unit.dropouts = share; }},
     {"interference", 0, 96,
@@ -76,7 +74,7 @@ std::span<std::uint16_t> End(std::span<std::uint16_t> samples, double share)
 }
 } // namespace
 
-std::span<const DefectKind_T> DefectKinds() { return c_Kinds; }
+std::span<const DefectKind_T> DefectKinds() { return c_DefectKinds; }
 
 UnitTraits_T TraitsOf(const SceneUnit_T& unit)
 {

@@ -6,6 +6,9 @@
 #include <span>
 #include <vector>
 
+/// How many numbers std::mt19937 draws from.
+inline constexpr double c_GeneratorRange = 4294967296.0;
+
 /// How the hardware of a unit differs from a nominal one. Factors are of amplitudes, unless they say
 /// otherwise.
 struct UnitTraits_T {

@@ -13,8 +13,6 @@ constexpr std::string_view c_Separator = "|";
 constexpr std::string_view c_Open = "??";
 constexpr char c_Repeat = '*';
 
-[[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
-
 std::string Quoted(std::string_view text) { return "\"" + Excerpt(text) + "\""; }
 
 std::optional<std::chrono::nanoseconds> TimeOf(std::string_view text)
@@ -137,6 +135,8 @@ void TakeWord(TraceEntry_T& entry, std::string_view word, std::size_t number, Re
     }
 }
 } // namespace
+
+void Refuse(const std::string& what) { throw std::runtime_error(what); }
 
 std::string ChecksumText(ByteView_T bytes)
 {

@@ -60,6 +60,9 @@ std::string_view TakeTraceField(std::string_view& text);
 /// show names as they are.
 std::string TraceNameIn(std::string_view text);
 
+/// Refuses a trace for this reason.
+[[noreturn]] void Refuse(const std::string& what);
+
 /// A file of the unit, or one that an argument named, as a recorded program found it.
 struct TraceAccess_T {
     std::size_t line; ///< of the trace

@@ -12,8 +12,6 @@ namespace
 {
 using Kind = DeviceOperation_T::Kind;
 
-[[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error(what); }
-
 /// A recorded image of the largest size, in hexadecimal, and half as much again.
 constexpr std::size_t c_MostFileBytes = 3 * c_LargestImage;
 /// Each of them takes more memory than its line.

@@ -12,10 +12,9 @@ CTraceWriter::CTraceWriter(std::ostream& stream, std::string_view unit,
 
 void CTraceWriter::Write(const DeviceOperation_T& operation)
 {
-    using Kind = DeviceOperation_T::Kind;
     const DeviceOutcome_T& outcome = operation.outcome;
     const std::string_view direction = TraceWord::c_Operations[static_cast<std::size_t>(operation.kind)];
-    if (operation.kind == Kind::Unasked) {
+    if (operation.kind == DeviceOperation_T::Kind::Unasked) {
         WriteReply(operation.device, direction, outcome);
     } else {
         TraceLine_T line{.device = operation.device,
@@ -24,7 +23,7 @@ void CTraceWriter::Write(const DeviceOperation_T& operation)
                          .error = outcome.error,
                          .taken = outcome.taken,
                          .meaning = outcome.meaning};
-        if (operation.kind == Kind::Ioctl) {
+        if (operation.kind == DeviceOperation_T::Kind::Ioctl) {
             line.request = static_cast<std::uint32_t>(operation.request);
         }
         Write(line);

@@ -12,7 +12,6 @@
 
 namespace
 {
-constexpr double c_Any = std::numeric_limits<double>::infinity();
 constexpr std::size_t c_MostColumns = 128;
 constexpr double c_ColumnRate = 0.02; // of one column; the share of columns outside is learned, too
 constexpr double c_UpperQuantile = 0.95;

@@ -13,7 +13,7 @@ using namespace Evidence;
 
 namespace
 {
-constexpr std::array<const char*, 4> c_Names = {"good", "marginal", "bad", "absent"}; // by Fit
+constexpr std::array<const char*, 4> c_FitNames = {"good", "marginal", "bad", "absent"}; // by Fit
 
 /// What a command prints that has the measurements whose names begin so. The others are of samples.
 struct Source_T {
@@ -23,14 +23,14 @@ struct Source_T {
 constexpr Source_T c_Sources[] = {{"firmware", c_Version}, {"speed", c_Ticks}};
 
 constexpr std::size_t c_MostSetups = 256;
-constexpr int c_Digits = 8;
+constexpr int c_SignificantDigits = 8;
 
 /// Appends a number that has a short form without an exponent, faster than the standard library does.
 /// @return false: the number is another one, or so near to the middle of two that the library must round it
 bool AppendDecimal(Bytes_T& text, double value)
 {
     constexpr double least = 1e-4;
-    constexpr double most = 1e8; // 10 to the power of c_Digits
+    constexpr double most = 1e8; // 10 to the power of c_SignificantDigits
     constexpr double ten = 10;
     constexpr double uncertain = 1e-6; // far above what the multiplications can lose
     double scaled = std::abs(value);
@@ -49,7 +49,7 @@ bool AppendDecimal(Bytes_T& text, double value)
     for (; decimals > 0 && number % 10 == 0; --decimals) {
         number /= 10;
     }
-    std::array<char, c_Digits> digits;
+    std::array<char, c_SignificantDigits> digits;
     const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
     const auto size = static_cast<std::size_t>(end - digits.data());
     text.append(value < 0 ? "-" : "");
@@ -131,7 +131,7 @@ void AppendNumber(Bytes_T& text, double value)
     }
     std::array<char, 32> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
-                                   std::chars_format::general, c_Digits);
+                                   std::chars_format::general, c_SignificantDigits);
     text.append(digits.data(), end.ptr);
 }
 
@@ -227,7 +227,7 @@ double ShareOutside(const Envelope_T& band, std::span<const double> means)
     return static_cast<double>(outside) / static_cast<double>(means.size());
 }
 
-const char* NameOf(Fit fit) { return c_Names.at(static_cast<std::size_t>(fit)); }
+const char* NameOf(Fit fit) { return c_FitNames.at(static_cast<std::size_t>(fit)); }
 
 Bytes_T RangeText(const Limit_T& limit, std::string_view unit)
 {

@@ -17,12 +17,10 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr int c_MajorVersion = 1;
-constexpr int c_MinorVersion = 0;
+constexpr int c_LimitsMajorVersion = 1;
+constexpr int c_LimitsMinorVersion = 0;
 constexpr int c_MostVersion = 1000;
-constexpr std::size_t c_LongestText = 500;
-constexpr double c_MostSamples = 1'048'560;
-constexpr double c_Any = std::numeric_limits<double>::infinity();
+constexpr std::size_t c_LongestMember = 500;
 
 /// A text of a rule, and where it goes.
 struct Text_T {
@@ -30,7 +28,7 @@ struct Text_T {
     Bytes_T Limit_T::*field;
     bool isGlob;
 };
-constexpr Text_T c_Texts[] = {
+constexpr Text_T c_TextMembers[] = {
     {"product", &Limit_T::product, true},          {"command", &Limit_T::command, true},
     {"channel", &Limit_T::channel, true},          {"setting", &Limit_T::setting, true},
     {"measurement", &Limit_T::measurement, false}, {"note", &Limit_T::note, false}};
@@ -155,16 +153,16 @@ void RefuseVain(const CJsonValue& rule, const Limit_T& limit)
 
 Limit_T ReadRule(const CJsonValue& rule)
 {
-    std::vector<std::string> keys = Names(c_Texts, [](const Text_T& row) { return row.key; });
+    std::vector<std::string> keys = Names(c_TextMembers, [](const Text_T& row) { return row.key; });
     const bool isEnvelope = Member(rule, "envelope") != nullptr;
     std::ranges::transform(c_Numbers, std::back_inserter(keys), &Number_T::key);
     keys.insert(keys.end(), {"envelope", c_Repeated});
     RefuseOthers(rule, keys);
     Limit_T limit;
-    for (const Text_T& text : c_Texts) {
+    for (const Text_T& text : c_TextMembers) {
         const CJsonValue* const pMember = Member(rule, text.key);
         if (pMember != nullptr) {
-            limit.*text.field = pMember->Text(c_LongestText);
+            limit.*text.field = pMember->Text(c_LongestMember);
         }
         if (pMember != nullptr && text.isGlob && (limit.*text.field).empty()) {
             pMember->Refuse("is empty; * is for any");
@@ -196,11 +194,11 @@ std::vector<Limit_T> LimitsOf(const CJsonValue& json)
 {
     const CJsonValue& version = Needed(json, "schemaVersion");
     RefuseOthers(version, {"major", "minor"});
-    Needed(version, "major").Number(c_MajorVersion, c_MajorVersion, true);
+    Needed(version, "major").Number(c_LimitsMajorVersion, c_LimitsMajorVersion, true);
     Needed(version, "minor").Number(0, c_MostVersion, true);
     RefuseOthers(json, {"schemaVersion", "note", "rules"});
     if (const CJsonValue* const pNote = Member(json, "note")) {
-        pNote->Text(c_LongestText);
+        pNote->Text(c_LongestMember);
     }
     const CJsonValue& rules = Needed(json, "rules");
     if (rules.Elements().empty()) {
@@ -216,7 +214,7 @@ QJsonObject RuleObject(const Limit_T& limit)
     const Limit_T usual;
     const bool isEnvelope = !limit.band.high.empty();
     QJsonObject object;
-    for (const Text_T& text : c_Texts) {
+    for (const Text_T& text : c_TextMembers) {
         const bool isImplied = isEnvelope && text.field == &Limit_T::measurement;
         if (limit.*text.field != usual.*text.field && !isImplied) {
             object.insert(QLatin1StringView(text.key), QString::fromStdString(limit.*text.field));
@@ -258,9 +256,9 @@ QByteArray LimitsText(std::span<const Limit_T> limits, const Bytes_T& note)
     const auto compact = [](const QJsonObject& object) {
         return QJsonDocument(object).toJson(QJsonDocument::Compact);
     };
-    QByteArray text = compact(
-        {{u"schemaVersion"_s, QJsonObject{{u"major"_s, c_MajorVersion}, {u"minor"_s, c_MinorVersion}}},
-         {u"note"_s, QString::fromStdString(note)}});
+    QByteArray text = compact({{u"schemaVersion"_s, QJsonObject{{u"major"_s, c_LimitsMajorVersion},
+                                                                {u"minor"_s, c_LimitsMinorVersion}}},
+                               {u"note"_s, QString::fromStdString(note)}});
     text.chop(1);
     text += ",\"rules\":[";
     for (const Limit_T& limit : limits) {

@@ -8,17 +8,14 @@
 #include <cmath>
 #include <functional>
 #include <iterator>
-#include <limits>
 #include <numeric>
 
 namespace
 {
 using Value_T = std::optional<double>;
 
-constexpr double c_Any = std::numeric_limits<double>::infinity();
 constexpr double c_LowestSample = -99; // with three digits
 constexpr double c_HighestSample = 65535;
-constexpr double c_MostSamples = 1'048'560;
 constexpr double c_FaintestLevel = -100; // dBFS; one of 65,535 is -96.3
 constexpr double c_HighestLevel = 24;    // 999 of 255, with the square root
 

@@ -3,10 +3,14 @@
 #include "station/judge/Echo.h"
 #include "station/judge/Spectrum.h"
 
+#include <limits>
 #include <list>
 #include <optional>
 #include <span>
 #include <string_view>
+
+/// Of a value that has no bound.
+inline constexpr double c_Any = std::numeric_limits<double>::infinity();
 
 /// How the samples of a receiver with 8 bits depend on the amplitude of the echo. No text of the unit says
 /// it, so it is an assumption. Samples of 16 bits are linear.

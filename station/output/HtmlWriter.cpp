@@ -18,7 +18,7 @@ namespace
 {
 constexpr std::size_t c_MostLines = 40; ///< of a kind that a row shows
 /// Of a measurement; the others are in JSON.
-constexpr int c_Digits = 5;
+constexpr int c_ShownDigits = 5;
 constexpr std::size_t c_MostProblems = 500; ///< that are counted
 constexpr std::size_t c_ShownProblems = 12;
 constexpr std::size_t c_ShownNames = 5;
@@ -382,9 +382,9 @@ private:
                 continue;
             }
             if (++count <= c_MostLines) {
-                Append(list,
-                       {list.empty() ? "" : ", ", measured.name, " ", NumberBytes(measured.value, c_Digits),
-                        *measured.unit == 0 ? "" : " ", measured.unit});
+                Append(list, {list.empty() ? "" : ", ", measured.name, " ",
+                              NumberBytes(measured.value, c_ShownDigits), *measured.unit == 0 ? "" : " ",
+                              measured.unit});
             }
         }
         if (count > c_MostLines) {

@@ -33,7 +33,7 @@ struct GroupText_T {
     const char16_t* name;
     const char16_t* style;
 };
-constexpr std::array<GroupText_T, c_Groups> c_Texts = {
+constexpr std::array<GroupText_T, c_Groups> c_GroupTexts = {
     {{u"Failed", u"failed"}, {u"Not judged", u"notjudged"}, {u"Marginal", u"marginal"}, {u"Good", u"good"}}};
 
 QString Code(std::string_view bytes) { return QString::fromStdString("<code>" + Shown(bytes) + "</code>"); }
@@ -95,9 +95,12 @@ Group GroupOf(const Run_T& run)
                : Group::Good;
 }
 
-QString NameOf(Group group) { return QString::fromUtf16(c_Texts[static_cast<std::size_t>(group)].name); }
+QString NameOf(Group group) { return QString::fromUtf16(c_GroupTexts[static_cast<std::size_t>(group)].name); }
 
-QString ClassOf(Group group) { return QString::fromUtf16(c_Texts[static_cast<std::size_t>(group)].style); }
+QString ClassOf(Group group)
+{
+    return QString::fromUtf16(c_GroupTexts[static_cast<std::size_t>(group)].style);
+}
 
 std::string Shown(std::string_view bytes)
 {

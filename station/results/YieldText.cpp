@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr std::size_t c_MostReasons = 20; ///< in the text; JSON has all
+constexpr std::size_t c_MostReasonLines = 20; ///< in the text; JSON has all
 constexpr qsizetype c_WidestCell = 40;
 
 /// Columns under each other; the last one is not padded.
@@ -217,14 +217,14 @@ std::string YieldText(const YieldFigures_T& figures)
     if (!figures.reasons.empty()) {
         rows.clear();
         for (const Reason_T& reason : figures.reasons) {
-            if (rows.size() < c_MostReasons) {
+            if (rows.size() < c_MostReasonLines) {
                 rows.push_back(
                     {QString::number(reason.count), Unicode(reason.command), Unicode(reason.reason)});
             }
         }
         text += u"\nReasons of failures\n"_s + Table(rows);
-        if (figures.reasons.size() > c_MostReasons) {
-            text += u"  and %1 more\n"_s.arg(figures.reasons.size() - c_MostReasons);
+        if (figures.reasons.size() > c_MostReasonLines) {
+            text += u"  and %1 more\n"_s.arg(figures.reasons.size() - c_MostReasonLines);
         }
     }
     for (const Series_T& series : figures.series) {

@@ -10,8 +10,6 @@ using namespace Evidence;
 
 namespace
 {
-constexpr std::uint64_t c_MostSamples = 1'048'560; // the FPGA counts them in 16 bits, by 16
-
 /// As the program reads its arguments: a text that is not a number is 0.
 std::int64_t NumberOf(std::string_view text)
 {

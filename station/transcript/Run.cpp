@@ -6,7 +6,8 @@
 
 namespace
 {
-constexpr std::array<const char*, c_Outcomes> c_Names = {"passed", "performed", "failed", "not judged"};
+constexpr std::array<const char*, c_Outcomes> c_OutcomeNames = {"passed", "performed", "failed",
+                                                                "not judged"};
 
 constexpr std::size_t c_MostArguments = 9998; // with the words before them, 10,000
 
@@ -29,7 +30,7 @@ void KeepOne(std::vector<Element>& list, std::uint64_t& count, Element element)
 }
 } // namespace
 
-const char* NameOf(Outcome outcome) { return c_Names.at(static_cast<std::size_t>(outcome)); }
+const char* NameOf(Outcome outcome) { return c_OutcomeNames.at(static_cast<std::size_t>(outcome)); }
 
 void Run_T::Keep(Message_T message) { KeepOne(messages, messageCount, std::move(message)); }
 

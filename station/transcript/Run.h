@@ -197,6 +197,9 @@ struct Run_T {
 /// The second word of a command line.
 std::string_view CommandOf(std::string_view commandLine);
 
+/// The FPGA counts samples in 16 bits, by 16.
+inline constexpr std::uint64_t c_MostSamples = 1'048'560;
+
 /// Bounds of a run's lists and texts.
 inline constexpr std::size_t c_MostKeptLines = 1000;
 inline constexpr std::size_t c_LongestKeptLine = 2000;

@@ -5,7 +5,7 @@
 
 namespace
 {
-constexpr std::string_view c_GainAccepted = "3";
+constexpr std::string_view c_GainAcceptedLine = "3";
 constexpr std::string_view c_Error = "ERROR: ";
 constexpr std::string_view c_ScriptOutput = "Out: ";
 
@@ -302,7 +302,7 @@ bool CRunBuilder::TakeOutput(std::string_view text)
 {
     const std::size_t next = NextRuleText(text);
     if (next == text.size() || !Apply(text.substr(next))) {
-        m_Run.facts.evidence |= text.ends_with(c_GainAccepted) ? Evidence::c_GainPerhaps : 0;
+        m_Run.facts.evidence |= text.ends_with(c_GainAcceptedLine) ? Evidence::c_GainPerhaps : 0;
     }
     return true;
 }

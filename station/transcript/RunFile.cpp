@@ -21,7 +21,7 @@
 namespace
 {
 constexpr std::string_view c_Title = "sonarbench-run: ";
-constexpr std::string_view c_Version = "1";
+constexpr std::string_view c_FormatVersion = "1";
 constexpr std::string_view c_Yes = "yes";
 constexpr std::string_view c_No = "no";
 constexpr char c_OtherVersion[] = "the run file has a version that this program does not know";
@@ -129,7 +129,7 @@ constexpr Field_T c_Fields[] = {
     Text<&Record_T::stopped>("stopped", false),
     Number<&Record_T::output>(c_OutputBytes),
 };
-constexpr std::string_view c_Error = "error";
+constexpr std::string_view c_ErrorName = "error";
 
 /// Reads a line, and notes which fields were there.
 class CHeader
@@ -143,7 +143,7 @@ public:
         value.remove_prefix(value.starts_with(' ') ? 1 : 0);
         if (colon == std::string_view::npos) {
             m_IsDamaged = true;
-        } else if (name == c_Error) {
+        } else if (name == c_ErrorName) {
             if (m_Record.errors.size() < c_MostKeptLines) {
                 m_Record.errors.push_back({line.number, Bytes_T(value.substr(0, c_LongestKeptLine))});
             }
@@ -263,7 +263,7 @@ bool IsRunFile(std::string_view line) { return line.starts_with(c_Title); }
 
 Record_T ReadHeader(std::string_view title, CLineSource& lines)
 {
-    const bool isKnown = title.substr(c_Title.size()) == c_Version;
+    const bool isKnown = title.substr(c_Title.size()) == c_FormatVersion;
     CHeader header;
     bool isClosed = false;
     std::uint64_t count = 1;
@@ -298,13 +298,13 @@ bool IsBrokenOff(const Record_T& record) { return record.objection == c_BrokenOf
 
 Bytes_T HeaderText(const Record_T& record, bool isAtEnd)
 {
-    Bytes_T text = Bytes_T(c_Title) + Bytes_T(c_Version) + "\n";
+    Bytes_T text = Bytes_T(c_Title) + Bytes_T(c_FormatVersion) + "\n";
     for (const Field_T& field : c_Fields) {
         const Bytes_T value = isAtEnd || !field.isOfEnd ? field.write(record) : Bytes_T();
         text += value.empty() ? Bytes_T() : Bytes_T(field.name) + ": " + value + "\n";
     }
     for (const Line_T& error : record.errors) {
-        text += Bytes_T(c_Error) + ": " + error.text + "\n";
+        text += Bytes_T(c_ErrorName) + ": " + error.text + "\n";
     }
     return text + "\n";
 }

@@ -20,8 +20,6 @@ const std::string c_Module = "/corvane/Application/QuenlorSounder/FPGAFirmware";
 const std::string c_Refused = "ERROR: Unknown Product type.\n"
                               "ERROR: PRODUCT_ID environment variable not set. Ping will segfault.\n";
 const std::string c_Stopped = "Command = /corvane/Application/KillQLSounder\nOut: ";
-const std::string c_Passed = "Test Result: Test Passed.\n";
-
 /// Products that behave alike.
 struct Group_T {
     Words_T products;

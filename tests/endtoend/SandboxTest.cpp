@@ -18,7 +18,7 @@ namespace
 {
 namespace fs = std::filesystem;
 
-int StatusOf(const std::string& command) { return WEXITSTATUS(std::system(command.c_str())); }
+int ShellStatus(const std::string& command) { return WEXITSTATUS(std::system(command.c_str())); }
 } // namespace
 
 // Each row is one of docs/hostile-inputs.md, tried by a program in the unit.
@@ -88,8 +88,8 @@ TEST(Sandbox, ProtectsTheMachineFromTheProgram)
     }
     const std::string program = work.WriteProgram("program", script + "echo tried\n");
     const std::string out = host.Path("out");
-    EXPECT_EQ(StatusOf("cd " + work.Path() + " && " SONARBENCH_SIM " --program ./program --write " +
-                       writable.Path() + " >" + out + " 2>&1"),
+    EXPECT_EQ(ShellStatus("cd " + work.Path() + " && " SONARBENCH_SIM " --program ./program --write " +
+                          writable.Path() + " >" + out + " 2>&1"),
               0);
     EXPECT_EQ(host.Read("out"), "tried\n");
     EXPECT_EQ(host.Read("secret"), "secret\n");
@@ -105,10 +105,10 @@ TEST(Sandbox, RootMustAskForAProgramThatCannotBeIsolated)
     const std::string run = "PATH=" + tools.Path() + ":$PATH " SONARBENCH_SIM " --program " + program;
     const std::string out = " >" + tools.Path("out") + " 2>&1";
     if (::geteuid() == 0) {
-        EXPECT_EQ(StatusOf(run + out), 3);
+        EXPECT_EQ(ShellStatus(run + out), 3);
         EXPECT_THAT(tools.Read("out"), HasSubstr("--no-isolation"));
     }
-    EXPECT_EQ(StatusOf(run + " --no-isolation" + out), 0);
+    EXPECT_EQ(ShellStatus(run + " --no-isolation" + out), 0);
     EXPECT_THAT(tools.Read("out"),
                 HasSubstr("sonarbench-sim: the program is not isolated from this machine"));
     EXPECT_THAT(tools.Read("out"), HasSubstr("started\n"));
@@ -118,7 +118,8 @@ TEST(Sandbox, ADirectoryOfTheUnitCannotBeOpenedForWriting)
 {
     for (const char* directory :
          {"/", "//", "/tmp", "/tmp/.", "/dev", "/proc/self", "/sys", "/nowhere", "/etc/passwd"}) {
-        EXPECT_EQ(StatusOf(SONARBENCH_SIM " --write " + std::string(directory) + " sensepin 2>/dev/null"), 2)
+        EXPECT_EQ(ShellStatus(SONARBENCH_SIM " --write " + std::string(directory) + " sensepin 2>/dev/null"),
+                  2)
             << directory;
     }
 }
@@ -164,7 +165,7 @@ TEST(Sandbox, ARequestToEndAndATimeLimitEndEveryRunAndRemoveTheUnit)
         const std::string wait =
             row.program.empty() ? "sleep 0.3" : "while [ ! -e begun ] && kill -0 $!; do sleep 0.01; done";
         const auto run = [&](const std::string& option, const std::string& after) {
-            const int status = StatusOf(
+            const int status = ShellStatus(
                 "cd " + work.Path() + " && TMPDIR=" + left.Path() +
                 " timeout -s KILL 60 bash -c 'exec >/dev/null 2>errors; " SONARBENCH_SIM + program + option +
                 " " + row.options + (row.program.empty() ? " sensepin " : " -- program ") + after + "'");

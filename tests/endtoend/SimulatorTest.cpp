@@ -20,8 +20,6 @@ using testing::StartsWith;
 
 namespace
 {
-UnitRun_T Ping(const CVirtualUnit& unit) { return unit.Run({"xkping", "examples/short.txt", "0", "1"}); }
-
 /// Exit status of a shell command that ends within a minute.
 int StatusOf(const std::string& command)
 {
@@ -332,14 +330,14 @@ TEST(Simulator, ParallelRunsDependOnlyOnTheSeedAndLeaveNoFiles)
     const auto unit = CVirtualUnit("QL5K").In("TMPDIR=" + left.Path());
     std::vector<std::future<UnitRun_T>> runs(16);
     for (std::future<UnitRun_T>& run : runs) {
-        run = std::async(std::launch::async, Ping, unit);
+        run = std::async(std::launch::async, [&unit] { return XkPing(unit); });
     }
-    const auto expected = Ping(unit);
+    const auto expected = XkPing(unit);
     EXPECT_THAT(expected.Trace("fill"), Not(IsEmpty()));
     for (std::future<UnitRun_T>& run : runs) {
         EXPECT_EQ(run.get().trace, expected.trace);
     }
-    EXPECT_NE(Ping(CVirtualUnit(unit).Option("--scene", scenes.Write("scene", "{\"seed\": 2}"))).trace,
+    EXPECT_NE(XkPing(CVirtualUnit(unit).Option("--scene", scenes.Write("scene", "{\"seed\": 2}"))).trace,
               expected.trace);
     EXPECT_EQ(unit.RunScript("echo $TMPDIR").output, left.Path() + "\n");
     EXPECT_TRUE(std::filesystem::is_empty(left.Path()));
@@ -351,7 +349,7 @@ TEST(Simulator, NothingReadsTheEnvironmentWhileItChanges)
 {
     const TemporaryDirectory directory;
     const std::vector<std::string> xkping = {"xkping", "examples/short.txt", "0", "1"};
-    const std::string trace = directory.Write("trace", Ping(CVirtualUnit()).trace);
+    const std::string trace = directory.Write("trace", XkPing(CVirtualUnit()).trace);
     const std::tuple<CVirtualUnit, std::vector<std::string>> cases[] = {
         {CVirtualUnit(), xkping},
         {CVirtualUnit("").Option("--replay", trace), xkping},
@@ -388,7 +386,7 @@ TEST(Simulator, ProotIsUsedWhereNamespacesAreRefused)
 {
     const TemporaryDirectory directory;
     directory.WriteProgram("bwrap", "exit 1");
-    const auto run = Ping(CVirtualUnit().In("PATH=" + directory.Path() + ":$PATH"));
+    const auto run = XkPing(CVirtualUnit().In("PATH=" + directory.Path() + ":$PATH"));
     EXPECT_EQ(run.status, 0) << run.errors;
-    EXPECT_EQ(run.output, Ping(CVirtualUnit()).output);
+    EXPECT_EQ(run.output, XkPing(CVirtualUnit()).output);
 }

@@ -8,8 +8,6 @@ using testing::HasSubstr;
 
 namespace
 {
-const std::string c_Passed = "Test Result: Test Passed.\n";
-
 /// A valid file with the first occurrence of a text replaced; unchanged without arguments.
 std::string Edited(const std::string& from = "", const std::string& to = "")
 {

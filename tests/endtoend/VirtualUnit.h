@@ -2,6 +2,9 @@
 
 #include "tests/support/Texts.h"
 
+/// The verdict of a test that passed.
+inline const std::string c_Passed = "Test Result: Test Passed.\n";
+
 /// The result of a run on a virtual unit.
 struct UnitRun_T {
     int status;         ///< exit status of the simulator
@@ -58,6 +61,12 @@ private:
     Words_T m_Options;
     std::string m_Environment;
 };
+
+/// A short ping on one channel.
+inline UnitRun_T XkPing(const CVirtualUnit& unit, const std::string& increment = "1")
+{
+    return unit.Run({"xkping", "examples/short.txt", "0", increment});
+}
 
 /// The word of a trace's line that contains the bytes, in hexadecimal; of an ioctl with the request before
 /// them.

@@ -20,13 +20,6 @@ const std::string c_Loaded =
     "defines all "
     "the product ids (eg: PRODUCT_ID_Varrow) required by QLSounderType_T SounderInfo::GetSounderType "
     "GetSounderType()\n";
-const std::string c_Passed = "Test Result: Test Passed.\n";
-
-UnitRun_T Ping(const CVirtualUnit& unit, const std::string& increment = "1")
-{
-    return unit.Run({"xkping", c_ShortTable, "0", increment});
-}
-
 /// The text between the sample markers.
 std::string BlockOf(const UnitRun_T& run)
 {
@@ -38,7 +31,7 @@ std::string BlockOf(const UnitRun_T& run)
 
 TEST(XkPing, PrintsTheSamplesAndTheVerdict)
 {
-    const auto run = Ping(CVirtualUnit("QL4K"));
+    const auto run = XkPing(CVirtualUnit("QL4K"));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.errors, "");
     const std::string block = BlockOf(run);
@@ -50,7 +43,7 @@ TEST(XkPing, PrintsTheSamplesAndTheVerdict)
                   ReportHead({"xkping", c_ShortTable, "0", "1"}) + c_Loaded + c_Passed);
     // 1000 does not divide 1024; the next lower number that does is 512.
     const std::string first = block.substr(0, block.find(',') + 1);
-    EXPECT_THAT(BlockOf(Ping(CVirtualUnit("QL5K"), "1000")), testing::MatchesRegex(first + "[0-9]+,"));
+    EXPECT_THAT(BlockOf(XkPing(CVirtualUnit("QL5K"), "1000")), testing::MatchesRegex(first + "[0-9]+,"));
 }
 
 TEST(XkPing, OnTheQl6mChannelZeroUsesTheSecondFpga)
@@ -96,12 +89,12 @@ TEST(XkPing, DeviceFailuresAreReported)
         for (const std::string& fault : faults) {
             unit.Fault(fault);
         }
-        const auto run = Ping(unit);
+        const auto run = XkPing(unit);
         EXPECT_EQ(run.status, 0) << run.errors;
         EXPECT_THAT(run.Report(), StartsWith(c_Loaded + text)) << faults[0];
     }
     // A failed log request is printed at once. A FIFO with a wrong status is cleared.
-    EXPECT_THAT(Ping(CVirtualUnit("QL4K").Fault("write:1=EIO")).output,
+    EXPECT_THAT(XkPing(CVirtualUnit("QL4K").Fault("write:1=EIO")).output,
                 StartsWith(c_LoadQl4k + "SetOutputDataToLog\n\n<SonarFPGAData>"));
-    EXPECT_EQ(Ping(CVirtualUnit("QL4K").Fault("fifo:1=5")).Calls().back(), "write 435351000000000202");
+    EXPECT_EQ(XkPing(CVirtualUnit("QL4K").Fault("fifo:1=5")).Calls().back(), "write 435351000000000202");
 }

@@ -31,8 +31,8 @@ std::string Refusal(const std::string& json)
     return ErrorOf([&json] { ParseLimits("limits", QByteArray::fromStdString(json)); });
 }
 
-Run_T Ping(const std::vector<Quantity_T>& measurements,
-           const std::vector<Bytes_T>& arguments = {"t", "0", "1"})
+Run_T PingWith(const std::vector<Quantity_T>& measurements,
+               const std::vector<Bytes_T>& arguments = {"t", "0", "1"})
 {
     Run_T run;
     run.command = "xkping";
@@ -52,7 +52,7 @@ std::string Judged(Run_T run, const std::string& rules, const std::string& produ
 /// A good run of a unit of its own.
 Run_T Good(int unit, const std::vector<Quantity_T>& measurements, const std::vector<std::int32_t>& echo = {})
 {
-    Run_T run = Ping(measurements);
+    Run_T run = PingWith(measurements);
     run.transcript = "unit" + std::to_string(unit);
     run.firstLine = 1;
     run.samples.values = echo;
@@ -134,7 +134,7 @@ TEST(Limits, DecideByTheWorstMeasurement)
         R"({"measurement": "noiseFloor", "least": 20, "most": 90, "margin": 5, "note": "the cable"})";
     const auto fits = [&rule](double value) {
         CLimits limits(Parsed(rule), "");
-        Run_T run = Ping({{"noiseFloor", value, "counts"}});
+        Run_T run = PingWith({{"noiseFloor", value, "counts"}});
         limits.Apply(run);
         EXPECT_EQ(run.outcome, run.limits.at(0).fit == Fit::Bad ? Outcome::Failed : Outcome::Passed);
         return std::string(NameOf(run.limits.at(0).fit));
@@ -146,14 +146,15 @@ TEST(Limits, DecideByTheWorstMeasurement)
         EXPECT_EQ(fits(value), fit) << value;
     }
     const std::string two = rule + R"(, {"measurement": "offset", "least": 3})";
-    EXPECT_EQ(Judged(Ping({{"noiseFloor", 50, "counts"}, {"offset", 3}}), two), "passed");
-    EXPECT_EQ(Judged(Ping({{"noiseFloor", 50, "counts"}}), two),
+    EXPECT_EQ(Judged(PingWith({{"noiseFloor", 50, "counts"}, {"offset", 3}}), two), "passed");
+    EXPECT_EQ(Judged(PingWith({{"noiseFloor", 50, "counts"}}), two),
               "not judged: offset is absent (limit: at least 3 counts)");
     const std::string bad = "failed: noiseFloor is 91 counts (limit: from 20 to 90 counts): the cable";
-    EXPECT_EQ(Judged(Ping({{"noiseFloor", 91, "counts"}}), two), bad) << "bad is certain, whatever is absent";
-    EXPECT_EQ(Judged(Ping({{"noiseFloor", 50, "counts"}, {"noiseFloor", 91, "counts"}}), rule), bad);
+    EXPECT_EQ(Judged(PingWith({{"noiseFloor", 91, "counts"}}), two), bad)
+        << "bad is certain, whatever is absent";
+    EXPECT_EQ(Judged(PingWith({{"noiseFloor", 50, "counts"}, {"noiseFloor", 91, "counts"}}), rule), bad);
     // A run that is no good has its own reason.
-    Run_T run = Ping({{"noiseFloor", 91, "counts"}});
+    Run_T run = PingWith({{"noiseFloor", 91, "counts"}});
     run.outcome = Outcome::NotJudged;
     run.reason = "it contains unrecognised lines";
     EXPECT_EQ(Judged(run, two), "not judged: it contains unrecognised lines");
@@ -181,7 +182,7 @@ TEST(Limits, ShowNumbersWithEightDigits)
 
 TEST(Limits, AreForTheRunsThatTheyNameAndNoOtherPassesUnseen)
 {
-    const Run_T run = Ping({{"mean", 9, "counts"}}, {"examples/short.txt", "1", "4"});
+    const Run_T run = PingWith({{"mean", 9, "counts"}}, {"examples/short.txt", "1", "4"});
     const auto judged = [&run](const std::string& condition, const std::string& product = "QL4K") {
         return Judged(run, "{" + condition + R"("measurement": "mean", "most": 5})", product).substr(0, 45);
     };
@@ -204,7 +205,7 @@ TEST(Limits, AreForTheRunsThatTheyNameAndNoOtherPassesUnseen)
                              {"channel": "0", "measurement": "mean", "most": 10})"),
                    "");
     for (const char* const channel : {"0", "1", "0", "1"}) {
-        Run_T ping = Ping({{"mean", 9, "counts"}}, {"t", channel, "1"});
+        Run_T ping = PingWith({{"mean", 9, "counts"}}, {"t", channel, "1"});
         limits.Apply(ping);
         EXPECT_EQ(ping.outcome, *channel == '0' ? Outcome::Passed : Outcome::Failed) << channel;
     }
@@ -235,7 +236,7 @@ TEST(Limits, AnEnvelopeIsHeldByTheMeansOfTheColumns)
     EXPECT_THAT(ColumnMeans(echo, 7), ElementsAreArray(echo));
     const auto judged = [&echo](const std::string& samples, const std::string& low, const std::string& high,
                                 const std::string& outside) {
-        Run_T run = Ping({});
+        Run_T run = PingWith({});
         run.samples.values = echo;
         return Judged(run, R"({"envelope": {"samples": )" + samples + R"(, "low": )" + low + R"(, "high": )" +
                                high + R"(, "outside": )" + outside + "}}");
@@ -254,7 +255,7 @@ TEST(Limits, EveryOutputShowsThem)
                              {"measurement": "offset", "most": 5},
                              {"envelope": {"samples": 2, "low": [0, 0], "high": [9, 99], "outside": 0}})"),
                    "");
-    Run_T run = Ping({{"mean", 9, "counts"}});
+    Run_T run = PingWith({{"mean", 9, "counts"}});
     run.samples.values = {9, 9};
     limits.Apply(run);
     const std::string bad = "mean is 9 counts (limit: at most 5 counts): <the>\\x1b cable";

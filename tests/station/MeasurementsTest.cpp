@@ -7,7 +7,7 @@ using namespace testing;
 
 namespace
 {
-Run_T Ping(std::vector<std::int32_t> values)
+Run_T PingOf(std::vector<std::int32_t> values)
 {
     Run_T run;
     run.commandLine = "sonarbench xkping";
@@ -85,7 +85,7 @@ TEST(Measurements, AreThoseThatCanBeCalculatedByHand)
         {"firmwareMajor", 5},
         {"firmwareMinor", 10},
     };
-    Run_T run = Ping(Echo());
+    Run_T run = PingOf(Echo());
     run.unit.firmwareVersion = "5.10";
     const auto measured = Measured(run, {.sampleClock = 1500, .soundSpeed = 1480});
     for (const auto& [name, value] : expected) {
@@ -97,7 +97,7 @@ TEST(Measurements, AreThoseThatCanBeCalculatedByHand)
 
 TEST(Measurements, OfADeadReceiverSayWhatIsDead)
 {
-    Run_T run = Ping(std::vector<std::int32_t>(993, 5));
+    Run_T run = PingOf(std::vector<std::int32_t>(993, 5));
     run.samples.isThreeDigit = true;
     auto measured = Measured(run);
     EXPECT_EQ(measured["noiseFloor"], 5);
@@ -110,13 +110,13 @@ TEST(Measurements, OfADeadReceiverSayWhatIsDead)
     EXPECT_EQ(measured["longestRun"], 993);
     EXPECT_EQ(measured.count("ringDownLength") + measured.count("bottomLevel"), 0U);
 
-    run = Ping(std::vector<std::int32_t>(1024, 0));
+    run = PingOf(std::vector<std::int32_t>(1024, 0));
     measured = Measured(run);
     EXPECT_EQ(measured["dropouts"], 1024);
     EXPECT_EQ(measured["stuckLowBits"], 16);
     EXPECT_EQ(measured.count("noiseFloorDecibels"), 0U);
 
-    run = Ping(std::vector<std::int32_t>(1024, 65535));
+    run = PingOf(std::vector<std::int32_t>(1024, 65535));
     measured = Measured(run);
     EXPECT_EQ(measured["clippedShare"], 1);
     EXPECT_EQ(measured["longestRun"], 0);
@@ -129,7 +129,7 @@ TEST(Measurements, ComparePingsOfTheSameSetUpOnly)
         measurer.Measure(run);
         return run;
     };
-    const Run_T first = Ping(Echo());
+    const Run_T first = PingOf(Echo());
     EXPECT_EQ(measure(first).Measured("identicalSamples"), std::nullopt);
     Run_T second = first;
     for (std::size_t i = 12; i < 1024; i += 2) {
@@ -169,7 +169,7 @@ TEST(Measurements, TheTickRateIsTheMedianGrowthOfTheTicks)
 
 TEST(Measurements, EveryOutputThatShowsMeasurementsShowsEachRowWithItsUnit)
 {
-    Run_T run = Ping({1, 2, 3, 4});
+    Run_T run = PingOf({1, 2, 3, 4});
     run.transcript = "t";
     run.samples.isThreeDigit = true;
     run.receiverLaw = "square-root";
