@@ -1,67 +1,98 @@
 """Clang's part of scripts/check: clang-tidy checks the given sources, and the compiler all others for its warnings,
-except those whose text was clean before."""
+except those whose text was clean before. Sources that the build compiles as one are checked as one."""
 
 import concurrent.futures
 import hashlib
 import json
 import os
 import pathlib
+import re
 import shlex
 import subprocess
 import sys
 
-BUILD = pathlib.Path("build/clang")
-# An empty file for each text that was clean, named by what the result depends on.
+BUILD = pathlib.Path("build/clang").resolve()
+# An empty file for each text that was clean, named by what the result depends on, and the texts of several sources.
 CLEAN = BUILD / "tidy"
 COMMON = pathlib.Path(".clang-tidy").read_bytes() + subprocess.check_output(["clang-tidy", "--version"])
 
 
 def commands():
-    """Returns the compiler's command line of each source, without what names its output."""
-    found = {}
+    """Yields each source that the build compiles, and the compiler's command line without it and its output."""
     for entry in json.loads((BUILD / "compile_commands.json").read_text()):
         words = shlex.split(entry["command"])
-        del words[words.index("-o") : words.index("-o") + 2]
-        words = words[next(at for at, word in enumerate(words) if "clang" in pathlib.Path(word).name) :]
-        found.setdefault(os.path.realpath(entry["file"]), (words, entry["directory"]))
-    return found
+        at = words.index("-o")
+        first = next(at for at, word in enumerate(words) if "clang" in pathlib.Path(word).name)
+        yield pathlib.Path(entry["file"]), words[first:at]
 
 
-def key(words, directory, check):
-    """Names the check, the source's text and that of all its headers, comments and macros included."""
-    text = subprocess.run([*words, "-w", "-E", "-frewrite-includes"], cwd=directory, capture_output=True, check=False)
-    return hashlib.sha256(COMMON + shlex.join([*words, *check]).encode() + text.stdout).hexdigest()
+def parts_of(source):
+    """Returns the sources that a source of the unity build includes, or itself."""
+    if source.suffix != ".cxx":
+        return [source]
+    return [pathlib.Path(name) for name in re.findall(r'^#include "(.*)"$', source.read_text(), re.M)]
 
 
-def is_clean(source, command, is_tidied):
-    words, directory = command
-    # clang-tidy shows the compiler's warnings, too.
-    check = ["clang-tidy", "--quiet", "-p", str(BUILD.resolve()), source] if is_tidied else [*words, "-fsyntax-only"]
-    clean = CLEAN / key(words, directory, check)
-    if clean.exists():
-        return True
-    done = subprocess.run(check, cwd=directory, capture_output=True, text=True, check=False)
-    if done.returncode == 0:
-        clean.touch()
-        return True
-    # Without its counts of hidden warnings.
-    errors = [line for line in done.stderr.splitlines() if not line.endswith(" generated.")]
-    print(done.stdout + "\n".join(errors), flush=True)
-    return False
+class Job:
+    def __init__(self, source, words, is_tidied):
+        self.source, self.words, self.is_tidied = source, words, is_tidied
+        self.parts = parts_of(source)
+        if is_tidied and source not in self.parts:
+            # clang-tidy follows the paths through functions only in the source itself, not in what it includes.
+            self.source = CLEAN / (source.parent.parent.name + ".cpp")
+            self.source.write_text("".join(part.read_text() for part in self.parts))
+
+    def key(self, check):
+        """Names the check, the source's text and that of all its headers, comments and macros included."""
+        text = subprocess.run([*self.words, str(self.source), "-w", "-E", "-frewrite-includes"], capture_output=True)
+        return hashlib.sha256(COMMON + shlex.join(check).encode() + text.stdout).hexdigest()
+
+    def place(self, match):
+        """A line of the joined sources, as a line of one of them."""
+        line = int(match[1])
+        for part in self.parts:
+            lines = part.read_text().count("\n")
+            if line <= lines:
+                return f"{part}:{line}:"
+            line -= lines
+        return match[0]
+
+    def is_clean(self):
+        # clang-tidy shows the compiler's warnings, too.
+        check = (["clang-tidy", "--quiet", str(self.source), "--", *self.words[1:]] if self.is_tidied
+                 else [*self.words, "-fsyntax-only", str(self.source)])
+        clean = CLEAN / self.key(check)
+        if clean.exists():
+            return True
+        done = subprocess.run(check, capture_output=True, text=True)
+        if done.returncode == 0:
+            clean.touch()
+            return True
+        # Without its counts of hidden warnings.
+        errors = [line for line in done.stderr.splitlines() if not line.endswith(" generated.")]
+        text = done.stdout + "\n".join(errors)
+        print(re.sub(re.escape(str(self.source)) + r":(\d+):", self.place, text), flush=True)
+        return False
 
 
 def main():
     CLEAN.mkdir(exist_ok=True)
-    known = commands()
-    tidied = {os.path.realpath(source) for source in sys.argv[1:]}
-    if unbuilt := tidied - known.keys():
-        sys.exit(f"No target is built from {' '.join(sorted(unbuilt))}")
-    # Each job takes the next source, because sources differ much in size.
+    tidied = {pathlib.Path(source).resolve() for source in sys.argv[1:]}
+    jobs, seen = [], set()
+    for source, words in commands():
+        parts = set(parts_of(source))
+        if not parts <= seen:
+            jobs.append(Job(source, words, parts <= tidied))
+            seen |= parts if parts <= tidied else {source}
+    if unbuilt := tidied - seen:
+        sys.exit(f"No target is built from {' '.join(map(str, sorted(unbuilt)))}")
+    # The longest first, each job when another ends.
+    jobs.sort(key=lambda job: sum(part.stat().st_size for part in job.parts), reverse=True)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        jobs = [pool.submit(is_clean, source, command, source in tidied) for source, command in known.items()]
-        for number, _ in enumerate(concurrent.futures.as_completed(jobs), 1):
-            print(f"[{number}/{len(jobs)}]", flush=True)
-    sys.exit(0 if all(job.result() for job in jobs) else 1)
+        results = [pool.submit(job.is_clean) for job in jobs]
+        for number, _ in enumerate(concurrent.futures.as_completed(results), 1):
+            print(f"[{number}/{len(results)}]", flush=True)
+    sys.exit(0 if all(result.result() for result in results) else 1)
 
 
 main()
