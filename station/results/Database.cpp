@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <numeric>
 #include <stdexcept>
 #include <thread>
 
@@ -25,18 +26,28 @@ struct Word_T {
     const char* inFile;
     const char* onServer;
 };
-constexpr Word_T c_Words[] = {{"{bytes}", "BLOB", "BYTEA"},
-                              {"{number}", "REAL", "DOUBLE PRECISION"},
-                              {"{whole}", "INTEGER", "BIGINT"},
-                              {"{time}", "TEXT", "TIMESTAMPTZ"},
-                              {"{json}", "TEXT", "JSON"},
-                              // SQLite's own JSON functions would keep only 15 digits.
-                              {"{pairs}",
-                               "'[' || group_concat('[' || quantity_id || ',' ||"
-                               " coalesce(printf('%!.17g', value), 'null') || ']') || ']'",
-                               "json_agg(json_build_array(quantity_id, value))"},
-                              {"{readings}", "json_each(attempts.readings) AS reading",
-                               "LATERAL json_array_elements(attempts.readings) AS reading (value)"}};
+constexpr Word_T c_Words[] = {
+    {"{bytes}", "BLOB", "BYTEA"},
+    {"{number}", "REAL", "DOUBLE PRECISION"},
+    {"{whole}", "INTEGER", "BIGINT"},
+    {"{time}", "TEXT", "TIMESTAMPTZ"},
+    {"{json}", "TEXT", "JSON"},
+    // SQLite's own JSON functions would keep only 15 digits.
+    {"{pairs}",
+     "'[' || group_concat('[' || quantity_id || ',' ||"
+     " coalesce(printf('%!.17g', value), 'null') || ']') || ']'",
+     "json_agg(json_build_array(quantity_id, value))"},
+    // SQLite 3.40 has no unhex(), and keeps bytes in a column of any type.
+    {"{keys as bytes}",
+     "UPDATE runs SET sha256 = (WITH RECURSIVE digits(place) AS"
+     " (VALUES (1) UNION ALL SELECT place + 2 FROM digits WHERE place < 63)"
+     " SELECT CAST(group_concat(substr({all bytes}, 1 +"
+     " 16 * (instr('0123456789abcdef', substr(sha256, place, 1)) - 1) +"
+     " instr('0123456789abcdef', substr(sha256, place + 1, 1)) - 1, 1), '') AS BLOB)"
+     " FROM digits)",
+     "ALTER TABLE runs ALTER COLUMN sha256 TYPE BYTEA USING decode(sha256, 'hex')"},
+    {"{readings}", "json_each(attempts.readings) AS reading",
+     "LATERAL json_array_elements(attempts.readings) AS reading (value)"}};
 
 /// What leads from each version to the next one. A version that was released is never changed.
 const std::vector<QStringList>& Migrations()
@@ -92,8 +103,20 @@ const std::vector<QStringList>& Migrations()
             " FROM attempts CROSS JOIN {readings}"
             " JOIN quantities ON quantities.id = CAST(reading.value ->> 0 AS {whole})"_s,
         },
+        {
+            // Half as many bytes for the one index that grows everywhere at once.
+            u"{keys as bytes}"_s,
+        },
     };
     return steps;
+}
+
+/// A literal with the 256 bytes in their order.
+QString AllBytes()
+{
+    QByteArray bytes(256, Qt::Uninitialized);
+    std::iota(bytes.begin(), bytes.end(), '\0');
+    return u"x'%1'"_s.arg(QLatin1StringView(bytes.toHex()));
 }
 
 bool IsServer(const QUrl& url) { return url.scheme() == u"postgresql" || url.scheme() == u"postgres"; }
@@ -272,6 +295,7 @@ void CDatabase::Migrate()
                 statement.replace(QLatin1StringView(word.word),
                                   QLatin1StringView(m_IsServer ? word.onServer : word.inFile));
             }
+            statement.replace(u"{all bytes}"_s, AllBytes());
             Value(statement);
         }
     }
@@ -284,11 +308,18 @@ CRows::CRows(CDatabase& database, const char* table, int columns)
 {
 }
 
+QStringList Placeholders(std::size_t count)
+{
+    QStringList names;
+    for (std::size_t i = 0; i < count; ++i) {
+        names += u":v%1"_s.arg(i);
+    }
+    return names;
+}
+
 QSqlQuery CRows::Prepared(int rows)
 {
-    while (m_Names.size() < qsizetype{rows} * m_Columns) {
-        m_Names += u":v%1"_s.arg(m_Names.size());
-    }
+    m_Names = Placeholders(static_cast<std::size_t>(rows) * static_cast<std::size_t>(m_Columns));
     QStringList texts;
     for (qsizetype from = 0; from < qsizetype{rows} * m_Columns; from += m_Columns) {
         texts += m_Names.mid(from, m_Columns).join(u',');

@@ -54,6 +54,9 @@ private:
     QSqlDatabase m_Connection;
 };
 
+/// Names for the values of a statement: ":v0" and so on.
+QStringList Placeholders(std::size_t count);
+
 /// Inserts rows, many at a time.
 class CRows
 {

@@ -17,6 +17,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <map>
+#include <openssl/evp.h>
 #include <openssl/sha.h>
 #include <stdexcept>
 #include <utility>
@@ -25,17 +26,23 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr std::size_t c_MostWaiting = 2000;
+constexpr std::size_t c_MostWaiting = 4000;
 constexpr std::size_t c_MostWaitingBytes = std::size_t{16} << 20;
 constexpr std::size_t c_LargestFile = std::size_t{256} << 20;
 constexpr std::size_t c_SmallestRoom = std::size_t{64} << 10;
+constexpr std::size_t c_LargestKeptRoom = std::size_t{256} << 10;
 
-QString KeyOf(std::string_view bytes)
+QByteArray KeyOf(std::string_view bytes)
 {
-    std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
-    ::SHA256(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), digest.data());
-    return QString::fromLatin1(
-        QByteArray::fromRawData(reinterpret_cast<const char*>(digest.data()), digest.size()).toHex());
+    // To look the method up takes as long as the key of a short file.
+    static const std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> method(
+        EVP_MD_fetch(nullptr, "SHA256", nullptr), &EVP_MD_free);
+    QByteArray key(SHA256_DIGEST_LENGTH, Qt::Uninitialized);
+    if (EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(key.data()), nullptr,
+                   method.get(), nullptr) != 1) {
+        throw std::runtime_error("the key of a run file cannot be made");
+    }
+    return key;
 }
 
 /// A text as the database has it: printable, so that any server takes it.
@@ -255,73 +262,113 @@ private:
 
 CImport::CImport(CDatabase& database, CLimits* pLimits)
     : m_Database(database), m_Limits(pLimits),
-      m_FindKey(database.Prepare(u"SELECT id FROM runs WHERE sha256 = :key"_s)),
+      m_FindKeys(database.Prepare(
+          u"SELECT sha256 FROM runs WHERE sha256 IN (%1)"_s.arg(Placeholders(c_MostFound).join(u',')))),
       m_Store(std::make_unique<CStore>(database)), m_Measurer({})
 {
 }
 CImport::~CImport() = default;
 
-bool CImport::IsKnown(const QString& key)
+/// Those of some keys that are in the database.
+QSet<QByteArray> CImport::Known(std::span<const QByteArray> keys)
 {
-    m_FindKey.bindValue(u":key"_s, key);
-    m_Database.Execute(m_FindKey);
-    const bool isKnown = m_FindKey.next();
-    m_FindKey.finish();
-    return isKnown;
+    static const QStringList names = Placeholders(c_MostFound);
+    QSet<QByteArray> known;
+    while (!keys.empty()) {
+        const auto some = keys.first(std::min(keys.size(), c_MostFound));
+        for (std::size_t i = 0; i < c_MostFound; ++i) {
+            m_FindKeys.bindValue(names[static_cast<qsizetype>(i)], some[std::min(i, some.size() - 1)]);
+        }
+        m_Database.Execute(m_FindKeys);
+        while (m_FindKeys.next()) {
+            known.insert(m_FindKeys.value(0).toByteArray());
+        }
+        m_FindKeys.finish();
+        keys = keys.subspan(some.size());
+    }
+    return known;
 }
 
-/// The bytes of a file in m_Room; nothing if it cannot be read, with a message.
-std::optional<std::string_view> CImport::Read(const Bytes_T& name)
+/// The bytes of a file; nothing if it cannot be read, with a message.
+/// @param room  for them, not made smaller
+std::optional<std::string_view> CImport::Read(const Bytes_T& name, Bytes_T& room)
 {
     const CDescriptor descriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
     std::string failure = descriptor.Get() < 0 ? std::strerror(errno) : "";
     CFileSource file(descriptor.Get());
     std::size_t size = 0;
     for (std::size_t got = 1; failure.empty() && got != 0; size += got) {
-        m_Room.resize(std::max({m_Room.size(), c_SmallestRoom, size == m_Room.size() ? 2 * size : 0}));
-        got = file.Read(std::span(m_Room).subspan(size));
+        room.resize(std::max({room.size(), c_SmallestRoom, size == room.size() ? 2 * size : 0}));
+        got = file.Read(std::span(room).subspan(size));
         failure = size > c_LargestFile ? "larger than 256 MiB, the most that is read" : file.Failure();
     }
     if (!failure.empty()) {
         LeaveOut(m_Imported.unreadable, name, failure);
         return std::nullopt;
     }
-    return std::string_view(m_Room).substr(0, size);
+    return std::string_view(room).substr(0, size);
 }
 
 void CImport::Add(const Bytes_T& name)
 {
-    const std::optional<std::string_view> bytes = Read(name);
+    Found_T& found = m_Found[m_FoundCount];
+    const std::optional<std::string_view> bytes = Read(name, found.room);
     if (!bytes) {
         return;
     }
     if (!IsRunFile(*bytes)) {
         return LeaveOut(m_Imported.foreign, name, "is not a run file");
     }
-    File_T run;
-    run.key = KeyOf(*bytes);
-    run.name = name;
-    if (IsKnown(run.key)) {
-        ++m_Imported.known;
-        return;
+    found.name = name;
+    found.bytes = *bytes;
+    m_FoundKeys.push_back(KeyOf(*bytes));
+    if (++m_FoundCount == m_Found.size() || found.room.size() > c_LargestKeptRoom) {
+        Sift();
     }
-    CTextSource source(*bytes);
-    CAttempts attempts(run);
-    m_Measurer.Forget(); // so that no file depends on those before
-    ReadTranscript(name, source, attempts, {.pMeasurer = &m_Measurer, .pLimits = m_Limits});
-    if (IsBrokenOff(run.record)) {
-        return LeaveOut(m_Imported.unfinished, name, "is broken off, or not finished");
+}
+
+/// Judges the files that were found, and are not in the database.
+void CImport::Sift()
+{
+    const QSet<QByteArray> known = Known(m_FoundKeys);
+    for (std::size_t i = 0; i < m_FoundCount; ++i) {
+        if (known.contains(m_FoundKeys[i])) {
+            ++m_Imported.known;
+        } else {
+            Judge(m_FoundKeys[i], m_Found[i]);
+        }
     }
-    run.text = CutSamples(*bytes, run.samples);
-    m_Bytes += bytes->size();
-    m_Waiting.push_back(std::move(run));
+    if (m_FoundCount != 0 && m_Found[m_FoundCount - 1].room.size() > c_LargestKeptRoom) {
+        m_Found[m_FoundCount - 1].room = Bytes_T();
+    }
+    m_FoundKeys.clear();
+    m_FoundCount = 0;
+    // Not before: Store() looks again only for those that are waiting.
     if (m_Waiting.size() >= c_MostWaiting || m_Bytes >= c_MostWaitingBytes) {
         Store();
     }
 }
 
+void CImport::Judge(const QByteArray& key, const Found_T& found)
+{
+    File_T run;
+    run.key = key;
+    run.name = found.name;
+    CTextSource source(found.bytes);
+    CAttempts attempts(run);
+    m_Measurer.Forget(); // so that no file depends on those before
+    ReadTranscript(found.name, source, attempts, {.pMeasurer = &m_Measurer, .pLimits = m_Limits});
+    if (IsBrokenOff(run.record)) {
+        return LeaveOut(m_Imported.unfinished, found.name, "is broken off, or not finished");
+    }
+    run.text = CutSamples(found.bytes, run.samples);
+    m_Bytes += found.bytes.size();
+    m_Waiting.push_back(std::move(run));
+}
+
 Imported_T CImport::Finish()
 {
+    Sift();
     Store();
     return m_Imported;
 }
@@ -333,14 +380,18 @@ void CImport::Store()
     }
     m_Database.Begin();
     try {
-        const bool isChanged = m_Store->Begin();
-        QSet<QString> keys;
+        QSet<QByteArray> known;
+        if (m_Store->Begin()) {
+            std::vector<QByteArray> keys;
+            std::ranges::transform(m_Waiting, std::back_inserter(keys), &File_T::key);
+            known = Known(keys);
+        }
         for (const File_T& file : m_Waiting) {
-            if (keys.contains(file.key) || (isChanged && IsKnown(file.key))) {
+            if (known.contains(file.key)) {
                 ++m_Imported.known;
                 continue;
             }
-            keys.insert(file.key);
+            known.insert(file.key);
             m_Store->Add(file);
             ++m_Imported.added;
         }
@@ -413,7 +464,7 @@ void ReadRunFiles(CDatabase& database, const RunFilter_T& filter,
                           {block.data(), static_cast<std::size_t>(block.size())});
         }
         bytes.append(text.data() + place, static_cast<std::size_t>(text.size() - place));
-        if (KeyOf(bytes) != file.value(1).toString()) {
+        if (KeyOf(bytes) != file.value(1).toByteArray()) {
             throw std::runtime_error("run " + std::to_string(run) + " of the database is damaged");
         }
         onFile(file.value(0).toString().toStdString(), bytes);

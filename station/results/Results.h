@@ -4,9 +4,13 @@
 #include "station/results/Database.h"
 #include "station/results/SampleCut.h"
 
+#include <QSet>
+
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 
 /// What became of the files of an import.
 struct Imported_T {
@@ -46,26 +50,38 @@ private:
     };
     /// A run file.
     struct File_T {
-        QString key;
+        QByteArray key;
         Bytes_T name;
         Record_T record;
         Bytes_T text; ///< without samples
         std::vector<Attempt_T> attempts;
         std::vector<SampleCut_T> samples;
     };
+    /// A run file that may be in the database.
+    struct Found_T {
+        Bytes_T name;
+        Bytes_T room; ///< for its bytes, and those of later files
+        std::string_view bytes;
+    };
     class CAttempts;
     class CStore;
+    /// So many files are looked for in the database at once.
+    static constexpr std::size_t c_MostFound = 50;
 
-    std::optional<std::string_view> Read(const Bytes_T& file);
-    bool IsKnown(const QString& key);
+    std::optional<std::string_view> Read(const Bytes_T& file, Bytes_T& room);
+    QSet<QByteArray> Known(std::span<const QByteArray> keys);
+    void Sift();
+    void Judge(const QByteArray& key, const Found_T& found);
     void Store();
 
     CDatabase& m_Database;
     CLimits* m_Limits;
-    QSqlQuery m_FindKey;
+    QSqlQuery m_FindKeys;
     std::unique_ptr<CStore> m_Store;
     CMeasurer m_Measurer;
-    Bytes_T m_Room; ///< for a file
+    std::array<Found_T, c_MostFound> m_Found; ///< the first m_FoundCount
+    std::vector<QByteArray> m_FoundKeys;      ///< of those
+    std::size_t m_FoundCount = 0;
     std::vector<File_T> m_Waiting;
     std::size_t m_Bytes = 0; ///< of those
     Imported_T m_Imported;

@@ -65,12 +65,13 @@ Bytes_T CutSamples(std::string_view file, std::vector<SampleCut_T>& cuts)
     for (;;) {
         const std::size_t mark = file.find(c_Begin);
         const std::size_t begin = mark == std::string_view::npos ? file.size() : mark + c_Begin.size();
-        text += file.substr(0, begin);
-        line += static_cast<std::uint64_t>(std::ranges::count(file.substr(0, begin), '\n'));
+        const std::string_view before = file.substr(0, begin);
+        text += before;
         file.remove_prefix(begin);
         if (file.empty()) {
             return text;
         }
+        line += static_cast<std::uint64_t>(std::ranges::count(before, '\n'));
         const std::string_view block = file.substr(0, file.find(c_End));
         const Form_T& form = FormOf(block);
         if (Bytes_T packed = Packed(block, form); !packed.empty()) {

@@ -136,8 +136,7 @@ private:
     QString InOrderOfTime(bool isNewestFirst) const
     {
         const QString order = isNewestFirst ? u" DESC"_s : QString();
-        return u"runs.start%1, %2%1, attempts.number%1"_s.arg(order,
-                                                              m_Database.InOrderOfBytes(u"runs.sha256"_s));
+        return u"runs.start%1, runs.sha256%1, attempts.number%1"_s.arg(order);
     }
 
     static void Finish(Series_T& series, const std::vector<Source_T>& sources);

@@ -2,7 +2,7 @@
 """Checks the results database: what gets in is what comes out, once, whatever happens in between.
 
 Usage: check_results.py PROGRAM SIMULATOR KILLS [RUNS], from the repository's root. KILLS is the number of imports that
-are killed at random moments, and RUNS (5000) the number of run files for them. Uses an SQLite file, and a PostgreSQL
+are killed at random moments, and RUNS (10000) the number of run files for them. Uses an SQLite file, and a PostgreSQL
 server that it starts in a directory of its own.
 """
 import collections
@@ -22,7 +22,7 @@ from databases import File, Server, databases, write
 from formats import check_page
 
 PROGRAM, SIMULATOR = (Path(argument).resolve() for argument in sys.argv[1:3])
-KILLS, RUNS = (int(argument) for argument in (sys.argv[3:] + ["5000"])[:2])
+KILLS, RUNS = (int(argument) for argument in (sys.argv[3:] + ["10000"])[:2])
 # The readings of attempts are compared as measurements, because a migration writes their numbers with more digits.
 ATTEMPTS = "(SELECT id, run_id, number, first_line, command, setting, outcome, reason FROM attempts) AS attempts"
 TABLES = ("units", "stations", "runs", "texts", ATTEMPTS, "quantities", "measurements", "limits", "samples")
@@ -38,6 +38,7 @@ CREATE VIEW measurements AS SELECT attempt_id, name, value, unit
 CREATE INDEX readings_of_attempt ON readings (attempt_id);
 ALTER TABLE attempts DROP COLUMN readings;
 UPDATE schema_version SET version = 2;
+{hexadecimal};
 """
 FORMATS = ("summary", "json", "junit", "csv", "html")
 COMMANDS = ("batteryvoltage", "--product QL6M xkping examples/short.txt 1 4", "--product HZ02 lumetping 200long",
@@ -53,7 +54,7 @@ ALTERED = [("UPDATE {table} SET {column} = {text}", "yield", ""),
            ("UPDATE samples SET place = -1", "report", "is damaged"),
            ("UPDATE samples SET place = 9223372036854775807", "report", "is damaged"),
            ("DELETE FROM texts", "report", "has no text"),
-           ("UPDATE runs SET sha256 = {text} || id", "report", "is damaged"),
+           ("UPDATE runs SET sha256 = substr(sha256, 2)", "report", "is damaged"),
            ("UPDATE attempts SET readings = '[[1,1e308],[2],3]'", "yield", ""),
            ("UPDATE attempts SET readings = {text}", "yield", ""),
            ("DELETE FROM schema_version", "report", "already exists"),
@@ -248,8 +249,10 @@ def check_schema(database, runs, whole):
     database.clear()
     importer(database, runs).wait()
     schema = database.schema()
-    types = {"whole": "INTEGER", "number": "REAL"} if isinstance(database, File) else \
-        {"whole": "BIGINT", "number": "DOUBLE PRECISION"}
+    types = {"whole": "INTEGER", "number": "REAL", "hexadecimal": "UPDATE runs SET sha256 = lower(hex(sha256))"} \
+        if isinstance(database, File) else \
+        {"whole": "BIGINT", "number": "DOUBLE PRECISION",
+         "hexadecimal": "ALTER TABLE runs ALTER COLUMN sha256 TYPE TEXT USING encode(sha256, 'hex')"}
     newest = database.ask("SELECT version FROM schema_version")
     for older in (VERSION_2.format(**types),
                   VERSION_2.format(**types) + "".join(f"DROP INDEX {index};" for index in INDEXES) +
