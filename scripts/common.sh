@@ -167,13 +167,13 @@ build() {
 
 passed=0 failed=0
 # run_tests PRESET HALF [OPTION...]: runs the quick or the slow half of the tests, less what ctest's options leave out,
-# and counts them.
+# and counts them. Tests wait for half of their time, so two for each core run at once.
 run_tests() {
     local preset=$1 half=$2 log=build/$1/$2-tests.log chosen=--label-exclude summary
     [[ $half == quick ]] || chosen=--label-regex
     shift 2
     watched "$log" "Testing $preset, $half half" tests \
-        ctest --preset "$preset" --parallel "$(nproc)" --no-label-summary "$chosen" "^slow\$" "$@" || true
+        ctest --preset "$preset" --parallel $((2 * $(nproc))) --no-label-summary "$chosen" "^slow\$" "$@" || true
     summary=$(grep -E '^[0-9]+% tests passed' "$log")
     [[ $summary =~ ,\ ([0-9]+)\ tests\ failed\ out\ of\ ([0-9]+) ]]
     failed=$((failed + BASH_REMATCH[1]))
