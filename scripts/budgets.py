@@ -382,8 +382,8 @@ def measure_import():
     few, many = 400_000, 2_000_000
     once, again, plain = (slope(functools.partial(cost, command), few, many)
                           for command in (import_runs, import_runs, read_plainly))
-    row("import: instructions, over a plain program", once / plain, 5.8, "", 1)
-    row("import again: instructions, over a plain program", again / plain, 1.7, "", 1)
+    row("import: instructions, over a plain program", once / plain, 5.5, "", 1)
+    row("import again: instructions, over a plain program", again / plain, 1.5, "", 1)
 
 
 def main():
@@ -398,7 +398,7 @@ def main():
     measure_station()
     measure_import()
     row("sonarbench: bytes when stripped", stripped_size(PROGRAM), 320 * KIB)
-    row("sonarbench-sim: bytes when stripped", stripped_size(SIMULATOR), 800 * KIB)
+    row("sonarbench-sim: bytes when stripped", stripped_size(SIMULATOR), 700 * KIB)
 
 
 if __name__ == "__main__":

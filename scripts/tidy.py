@@ -1,5 +1,6 @@
-"""Clang's part of scripts/check: clang-tidy checks the given sources, and the compiler all others for its warnings,
-except those whose text was clean before. Sources that the build compiles as one are checked as one."""
+"""Clang's part of scripts/check: clang-tidy checks the given sources, those that the build compiles as one as one, and
+the compiler checks each source alone, for warnings and for what it does not include itself. What was clean before is left
+out."""
 
 import concurrent.futures
 import hashlib
@@ -58,7 +59,6 @@ class Job:
         return match[0]
 
     def is_clean(self):
-        # clang-tidy shows the compiler's warnings, too.
         check = (["clang-tidy", "--quiet", str(self.source), "--", *self.words[1:]] if self.is_tidied
                  else [*self.words, "-fsyntax-only", str(self.source)])
         clean = CLEAN / self.key(check)
@@ -80,10 +80,12 @@ def main():
     tidied = {pathlib.Path(source).resolve() for source in sys.argv[1:]}
     jobs, seen = [], set()
     for source, words in commands():
-        parts = set(parts_of(source))
-        if not parts <= seen:
-            jobs.append(Job(source, words, parts <= tidied))
-            seen |= parts if parts <= tidied else {source}
+        parts = set(parts_of(source)) - seen
+        seen |= parts
+        if parts and parts <= tidied:
+            jobs.append(Job(source, words, True))
+            parts.discard(source) # clang-tidy shows the compiler's warnings, too
+        jobs += [Job(part, words, False) for part in parts]
     if unbuilt := tidied - seen:
         sys.exit(f"No target is built from {' '.join(map(str, sorted(unbuilt)))}")
     # The longest first, each job when another ends.
