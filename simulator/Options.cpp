@@ -166,10 +166,8 @@ fs::path WritableDirectory(const fs::path& name)
     if (!fs::is_directory(directory, isMissing)) {
         throw CUsageError("--write needs a directory, not " + name.native());
     }
-    const bool isUnits = std::ranges::any_of(c_UnitPlaces, [&](const char* place) {
-        return directory == place || (LiesBelow(directory, place) && place != c_Temporary);
-    });
-    if (isUnits || directory == "/") {
+    const auto isThis = [&](const char* place) { return directory == place; };
+    if (IsUnitsOwn(directory) || std::ranges::any_of(c_UnitPlaces, isThis) || directory == "/") {
         throw CUsageError("--write cannot open " + directory.native() + ", because the unit has its own");
     }
     return directory;

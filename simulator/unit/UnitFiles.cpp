@@ -2,6 +2,7 @@
 
 #include "framework/UnitPaths.h"
 #include "simulator/models/FpgaFirmware.h"
+#include "simulator/unit/UnitPlaces.h"
 #include "tools/BoundedFile.h"
 
 #include <algorithm>
@@ -267,6 +268,12 @@ bool LiesBelow(const fs::path& path, const fs::path& directory)
     return !relative.empty() && relative != "." && *relative.begin() != "..";
 }
 
+bool IsUnitsOwn(const fs::path& path)
+{
+    const auto holds = [&](const char* place) { return LiesBelow(path, place); };
+    return std::ranges::any_of(c_UnitPlaces, holds) && std::ranges::none_of(c_TemporaryPlaces, holds);
+}
+
 std::vector<std::string> UnitFileNames(const Product_T& product)
 {
     std::vector<std::string> names(std::begin(c_OtherFiles), std::end(c_OtherFiles));
@@ -289,7 +296,7 @@ bool IsSeen(const fs::path& file, const Product_T& product)
 void WriteUnitFiles(const UnitTrees_T& trees, const Options_T& options)
 {
     fs::create_directories(trees.directory / "tmp");
-    fs::create_directories(trees.directory / "dev");
+    fs::create_directories(trees.directory / "dev/shm");
     for (const auto& [name, target] : c_DeviceLinks) {
         fs::create_symlink(target, trees.directory / "dev" / name);
     }

@@ -32,6 +32,9 @@ private:
 /// Whether a path is below a directory, by its text.
 bool LiesBelow(const std::filesystem::path& path, const std::filesystem::path& directory);
 
+/// Whether a path, by its text, is below a place where the program sees the unit's files only.
+bool IsUnitsOwn(const std::filesystem::path& path);
+
 /// Where the trees of a unit are on this machine.
 struct UnitTrees_T {
     std::filesystem::path directory; ///< holds corvane/, VERSION, tmp/ and dev/

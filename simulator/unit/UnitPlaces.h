@@ -14,6 +14,10 @@ inline constexpr char c_Temporary[] = "/tmp";
 inline constexpr std::array<const char*, 6> c_UnitPlaces = {"/corvane", "/dev",      "/proc",
                                                             "/sys",     c_Temporary, "/unit"};
 
+/// Directories of temporary files. In each the program sees the unit's own files, and those of this machine
+/// that it needs.
+inline constexpr std::array<const char*, 2> c_TemporaryPlaces = {c_Temporary, "/dev/shm"};
+
 /// Where a replay keeps the contents of the files that a recorded program read, by their numbers.
 inline constexpr char c_RecordedFiles[] = "/unit/recorded/";
 

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
 
 namespace
@@ -66,17 +68,18 @@ std::vector<fs::path> HiddenDirectories()
     return directories;
 }
 
-/// What the run needs of the hidden directories and of this machine's /tmp: the working directory and files
-/// that arguments name.
+/// What the run needs of the hidden directories and of this machine's temporary files: the working directory
+/// and files that arguments name.
 std::vector<Binding_T> NeededFiles(const Options_T& options, const fs::path& workingDirectory,
                                    const std::vector<fs::path>& hidden)
 {
     std::vector<Binding_T> bindings;
     const auto need = [&](const fs::path& path) {
         const bool isHidden =
-            LiesBelow(path, c_Temporary) || std::ranges::any_of(hidden, [&](const auto& place) {
-                return path == place || LiesBelow(path, place);
-            });
+            std::ranges::any_of(c_TemporaryPlaces,
+                                [&](const char* place) { return LiesBelow(path, place); }) ||
+            std::ranges::any_of(
+                hidden, [&](const fs::path& place) { return path == place || LiesBelow(path, place); });
         const bool isBound = std::ranges::any_of(bindings, [&](const Binding_T& binding) {
             return path == binding.inside || LiesBelow(path, binding.inside);
         });
@@ -95,6 +98,21 @@ std::vector<Binding_T> NeededFiles(const Options_T& options, const fs::path& wor
         need(fs::canonical(path, isMissing)); // the target of a link elsewhere
     }
     return bindings;
+}
+
+/// Throws when there is no working directory, or the unit has other files in its place.
+fs::path WorkingDirectory(const UnitTrees_T& trees)
+{
+    std::error_code error;
+    fs::path directory = fs::current_path(error);
+    if (error) {
+        throw std::system_error(error, "cannot find the working directory");
+    }
+    if (IsUnitsOwn(directory) && !fs::is_directory(trees.Place(directory), error)) {
+        throw std::runtime_error("the unit has no directory " + directory.string() +
+                                 ", which is the working directory");
+    }
+    return directory;
 }
 
 /// Loads the library that counts the program's calls, before the one for the unit's nodes.
@@ -121,7 +139,7 @@ Sandbox_T MakeSandbox(const Options_T& options, const UnitTrees_T& trees, const 
     Sandbox_T sandbox;
     sandbox.directory = trees.directory;
     sandbox.inside = c_UnitDirectory;
-    sandbox.workingDirectory = fs::current_path();
+    sandbox.workingDirectory = WorkingDirectory(trees);
     sandbox.mayBeOpen = options.isOwnProgram || options.mayBeOpen || ::geteuid() != 0;
     auto& bindings = sandbox.bindings;
     const std::vector<fs::path> hidden = HiddenDirectories();

@@ -161,6 +161,24 @@ TEST(Simulator, ARunThatCannotBeginOverwritesNothingAndLeavesNothing)
     }
 }
 
+TEST(Simulator, AWorkingDirectoryThatTheUnitLacksIsNamed)
+{
+    const TemporaryDirectory directory;
+    const auto answer = [&](const std::string& place) {
+        return StatusOf(place + "; " SONARBENCH_SIM " --no-isolation --program /bin/cat here >" +
+                        directory.Path("out") + " 2>" + directory.Path("err"));
+    };
+    EXPECT_EQ(answer("cd /proc/self"), 3);
+    EXPECT_THAT(directory.Read("err"), StartsWith("sonarbench-sim: the unit has no directory /proc/"));
+    EXPECT_EQ(answer("mkdir " + directory.Path("a") + "; cd " + directory.Path("a") + "; rmdir ../a"), 3);
+    EXPECT_EQ(directory.Read("err"), "sonarbench-sim: cannot find the working directory: "
+                                     "No such file or directory\n");
+    EXPECT_EQ(
+        answer("place=$(mktemp -d /dev/shm/XXXXXX); trap 'rm -r $place' EXIT; cd $place; echo seen >here"),
+        0);
+    EXPECT_EQ(directory.Read("out"), "seen\n") << directory.Read("err");
+}
+
 TEST(Simulator, APipeWithNobodyAtItsOtherEndIsRefused)
 {
     const TemporaryDirectory directory;
