@@ -150,7 +150,7 @@ def main():
     options.add_argument("--slice", action="store_true")
     options.add_argument("--pairs", type=int, default=4000)
     options.add_argument("--seed", type=int, default=1)
-    options.add_argument("--jobs", type=int, default=8 * os.cpu_count())
+    options.add_argument("--jobs", type=int, default=16 * os.cpu_count())
     chosen = options.parse_args()
 
     table = kinds()
