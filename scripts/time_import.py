@@ -1,6 +1,7 @@
 """Makes run files as a line leaves them, and times their import; scripts/time-import runs it."""
 
 import argparse
+import concurrent.futures
 import json
 import pathlib
 import resource
@@ -18,18 +19,20 @@ UNITS = 12
 
 def outputs(simulator, tests):
     """What the tests of each unit print, with the command."""
-    printed = []
-    with tempfile.NamedTemporaryFile("w") as scene:
-        for seed in range(1, UNITS + 1):
-            unit = []
+
+    def unit(seed):
+        printed = []
+        with tempfile.NamedTemporaryFile("w") as scene:
             for words in tests:
                 text = b""
                 for start in range(2 if words == XKPING else 1):
                     pathlib.Path(scene.name).write_text(json.dumps(TANK | {"seed": 2 * seed + start, "unit": {"seed": seed}}))
                     text += subprocess.run([simulator, "--scene", scene.name, *words], check=True, capture_output=True).stdout
-                unit.append((" ".join(words), text))
-            printed.append(unit)
-    return printed
+                printed.append((" ".join(words), text))
+        return printed
+
+    with concurrent.futures.ThreadPoolExecutor() as pool:  # A test waits for most of its time.
+        return list(pool.map(unit, range(1, UNITS + 1)))
 
 
 def write_runs(directory, printed, most_bytes):
