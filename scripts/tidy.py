@@ -1,8 +1,9 @@
 """Clang's part of scripts/check: clang-tidy checks the given sources, those that the build compiles as one as one, and
-the compiler checks each source alone, for warnings and for what it does not include itself. What was clean before is left
-out."""
+the compiler checks each source alone, for warnings and for what it does not include itself. What was clean before, and
+reads the same files as then, is left out."""
 
 import concurrent.futures
+import functools
 import hashlib
 import json
 import os
@@ -13,7 +14,8 @@ import subprocess
 import sys
 
 BUILD = pathlib.Path("build/clang").resolve()
-# An empty file for each text that was clean, named by what the result depends on, and the texts of several sources.
+# A file for each check that found nothing, with the files that were read and what is in them, and the texts of several
+# sources.
 CLEAN = BUILD / "tidy"
 COMMON = pathlib.Path(".clang-tidy").read_bytes() + subprocess.check_output(["clang-tidy", "--version"])
 
@@ -34,6 +36,13 @@ def parts_of(source):
     return [pathlib.Path(name) for name in re.findall(r'^#include "(.*)"$', source.read_text(), re.M)]
 
 
+@functools.cache
+def digest(name):
+    """What is in a file, in short; None if it is gone."""
+    file = pathlib.Path(name)
+    return hashlib.sha256(file.read_bytes()).hexdigest() if file.is_file() else None
+
+
 class Job:
     def __init__(self, source, words, is_tidied):
         self.source, self.words, self.is_tidied = source, words, is_tidied
@@ -42,11 +51,6 @@ class Job:
             # clang-tidy follows the paths through functions only in the source itself, not in what it includes.
             self.source = CLEAN / (source.parent.parent.name + ".cpp")
             self.source.write_text("".join(part.read_text() for part in self.parts))
-
-    def key(self, check):
-        """Names the check, the source's text and that of all its headers, comments and macros included."""
-        text = subprocess.run([*self.words, str(self.source), "-w", "-E", "-frewrite-includes"], capture_output=True)
-        return hashlib.sha256(COMMON + shlex.join(check).encode() + text.stdout).hexdigest()
 
     def place(self, match):
         """A line of the joined sources, as a line of one of them."""
@@ -61,12 +65,16 @@ class Job:
     def is_clean(self):
         check = (["clang-tidy", "--quiet", str(self.source), "--", *self.words[1:]] if self.is_tidied
                  else [*self.words, "-fsyntax-only", str(self.source)])
-        clean = CLEAN / self.key(check)
-        if clean.exists():
+        clean = CLEAN / hashlib.sha256(COMMON + shlex.join(check).encode()).hexdigest()
+        if clean.exists() and all(digest(name) == known for name, known in json.loads(clean.read_text()).items()):
             return True
-        done = subprocess.run(check, capture_output=True, text=True)
+        read = clean.with_suffix(".d")
+        done = subprocess.run(check if self.is_tidied else [*check, "-MD", "-MF", read], capture_output=True, text=True)
         if done.returncode == 0:
-            clean.touch()
+            if self.is_tidied:
+                subprocess.run([*self.words, self.source, "-w", "-M", "-MF", read], check=True)
+            names = shlex.split(read.read_text().partition(":")[2])
+            clean.write_text(json.dumps({name: digest(name) for name in names}))
             return True
         # Without its counts of hidden warnings.
         errors = [line for line in done.stderr.splitlines() if not line.endswith(" generated.")]
